@@ -1,0 +1,42 @@
+// Owning guards: the one clean-up path for whatever has a release function.
+#ifndef KOSC_PLATFORM_OWNED_H
+#define KOSC_PLATFORM_OWNED_H
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "platform/bounded.h"
+
+namespace kosc {
+
+template <auto Release> struct releaser {
+    template <typename T> void operator()(T* object) const { Release(object); }
+};
+template <typename T, auto Release> using owned = std::unique_ptr<T, releaser<Release>>;
+
+inline void free_block(void* block) { std::free(block); }
+
+// A plain block from malloc or calloc.
+template <typename T> using block_ptr = owned<T[], free_block>;
+
+// `count` elements, not cleared; null when there is no memory or the size passes what can be addressed.
+template <typename T> T* alloc_array(size_t count)
+{
+    return count > SIZE_MAX / sizeof(T) ? nullptr : static_cast<T*>(std::malloc(count * sizeof(T)));
+}
+
+// `count` zeroed elements.
+template <typename T> T* alloc_zeroed(size_t count) { return static_cast<T*>(std::calloc(count, sizeof(T))); }
+
+// A cleared record.
+template <typename T> T* alloc_record()
+{
+    auto* record = static_cast<T*>(std::malloc(sizeof(T)));
+    memset_s(record, sizeof(T), 0, sizeof(T));
+    return record;
+}
+
+} // namespace kosc
+
+#endif
