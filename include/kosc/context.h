@@ -1,0 +1,96 @@
+/**
+ * @file
+ * The modem context: all that one audio channel needs to encode and to decode frames.
+ */
+#ifndef KOSC_CONTEXT_H
+#define KOSC_CONTEXT_H
+
+#include <stdint.h>
+
+#include "kosc/config.h"
+#include "kosc/conv_code.h"
+#include "kosc/export.h"
+#include "kosc/frame_layout.h"
+#include "kosc/papr.h"
+#include "kosc/puncture.h"
+#include "kosc/sample_buffer.h"
+#include "kosc/vector.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Most interleaved tracks that a context can receive. */
+enum { KOSC_MAX_TRACKS = 2 };
+
+/** A pilot symbol; empty (all null) when the frame has none of its kind. */
+typedef struct pilot_t {
+    kom_vector_complex* sequence; /**< owned; sc_num subcarrier values */
+    kom_vector* samples;          /**< owned; cp_len + symbol_len samples, prefix included, faded */
+    const double* reference;      /**< symbol_len samples within `samples`, from cp_len less the fade on */
+} pilot_t;
+
+/** What one received track needs; null until soundcomm_init_receive(). */
+typedef struct receive_track_t {
+    butterworth_bandpass* filter; /**< owned */
+    data_container* container;    /**< owned */
+    uint8_t* decode_cache;        /**< owned; msg_byte_len bytes */
+} receive_track_t;
+
+/** A parameter set: one direction's configuration and everything built from it. */
+typedef struct soundcomm_paras_t {
+    soundcomm_cfg_t cfg;
+    frame_struct_t frame;
+    pilot_t sync_pilot;                  /**< Zadoff-Chu root 1 */
+    pilot_t estimating_pilot;            /**< Zadoff-Chu root 3; empty with a single pilot symbol */
+    conv_code_t* conv_code;              /**< owned; null with the block code */
+    punch_template_t* punch_template;    /**< owned; null with the block code */
+    struct phase_pattern* phase_pattern; /**< owned; null for PAPR types 0 and 2 */
+    uint32_t track_num;                  /**< received tracks; 0 until soundcomm_init_receive() */
+    struct rx_sync_paras rx_sync_paras;  /**< search settings */
+    receive_track_t track[KOSC_MAX_TRACKS];
+} soundcomm_paras_t;
+
+/** A modem context. */
+typedef struct soundcomm_context_t {
+    soundcomm_paras_t* tx_paras; /**< owned */
+    soundcomm_paras_t* rx_paras; /**< owned */
+    audio_format_t audio_format; /**< of the received audio */
+} soundcomm_context_t;
+
+/**
+ * Builds a context from one configuration a direction; both are copied.
+ *
+ * @return the context, for soundcomm_release(); null, with ERROR messages that end in "Fail to init tx paras." or "Fail
+ *         to init rx paras." (null records included), or ERROR "No enough memory to init."
+ *
+ * A parameter set fails with ERROR "some length in cfg is ZERO", "msg byte len %u is not divisible by groups %u", "fade
+ * in and out length %u is too long", "No enough memory to init.", "Init frame struct failed", "Fail to Init PAPR
+ * reduction context.", "Fail to init convolutional code.", "Fail to init punch code.", "Unsupported linear code paras
+ * n,k=%u,%u" or "Init pilot failed" (after "pilot map subcarries faild.", "pilot mod ofdm symbol faild.", "init pilot
+ * with cp faild." and "init sync pilot failed" or "init estimating pilot failed"); silently for an unknown PAPR type
+ * and for PAPR type 3 with more than 512 subcarriers.
+ */
+KOSC_API soundcomm_context_t* soundcomm_init(const soundcomm_cfg_t* tx_cfg, const soundcomm_cfg_t* rx_cfg);
+
+/** Frees a context with everything that it owns; null is ignored. */
+KOSC_API void soundcomm_release(soundcomm_context_t* ctx);
+
+/** The transmit (0) or receive (1) parameter set, owned by the context; null for another number. */
+KOSC_API soundcomm_paras_t* soundcomm_get_paras(const soundcomm_context_t* ctx, int which);
+
+/** Samples in a frame of the parameter set; `paras` must not be null. */
+KOSC_API uint32_t soundcomm_get_frame_length(const soundcomm_paras_t* paras);
+
+/** The number of tracks to receive for `n` recorded ones: all of them. */
+KOSC_API uint32_t get_sound_track_num(uint32_t n);
+
+/** The sample buffer of a track (0 or 1), owned by the set; null before soundcomm_init_receive(). Nothing is checked.
+ */
+KOSC_API data_container* soundcomm_get_datacontainer(const soundcomm_paras_t* paras, int track);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
