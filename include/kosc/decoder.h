@@ -1,0 +1,79 @@
+/**
+ * @file
+ * From the samples of one frame back to its message.
+ */
+#ifndef KOSC_DECODER_H
+#define KOSC_DECODER_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#include "kosc/context.h"
+#include "kosc/export.h"
+#include "kosc/vector.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Result of soundcomm_decode() when a step failed. */
+#define KOSC_DECODE_FAILED UINT32_C(0xFFFFFFFF)
+
+/**
+ * Decodes one frame.
+ *
+ * @param ctx             context; its receive parameter set is used, not changed
+ * @param input           samples from the frame's start on, at any scale
+ * @param input_len       their number, at least frame_length
+ * @param correct_output  receives the message when every CRC matches; may be null
+ * @param error_output    receives what was decoded when a CRC does not match; may be null
+ * @param output_len      size of these buffers; below msg_byte_len nothing is copied
+ * @return 1 when every CRC matches, 0 when one does not, KOSC_DECODE_FAILED when a step fails, with the ERROR message
+ * of the step: "decode paras check failed.", "init_decode_content failed.", "ofdm_demode failed", "Fail to equalise.",
+ * "Fail to restore papr reduction.", "Fail to qpsk demod.", "Fail to deinterleaver.", "Fail to channel decode.", "Fail
+ * to bin2byte.", "Fail to calc and cmp crc.", "Fail to copy_decoded_msg."
+ */
+KOSC_API uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
+                                   uint8_t* correct_output, uint8_t* error_output, uint32_t output_len);
+
+/** @name Steps @{ */
+
+/** Work record of one decoding; everything in it is owned. */
+typedef struct decode_content_t {
+    kom_vector_complex** sc_data;  /**< subcarrier values of each data symbol */
+    kom_vector_complex** sc_pilot; /**< subcarrier values, then channel estimate, of each pilot symbol */
+    uint8_t* crc_result;           /**< for each CRC, 1 when it matches */
+    kom_vector_uint8* qpsk_bits;
+    kom_vector_uint8* deinterleaved_bits;
+    kom_vector_uint8* decoded_bits;
+    kom_vector_uint8* bytes; /**< message and CRCs */
+} decode_content_t;
+
+/**
+ * Clears `content` and allocates its arrays, to be freed by release_decode_content().
+ *
+ * @return false with ERROR "fail to allocate sc_data %d", "fail to allocate sc_pilot %d" (bytes) or "fail to allocate
+ *         crc_result %d" (count)
+ */
+KOSC_API bool init_decode_content(const soundcomm_paras_t* paras, decode_content_t* content);
+
+/** Frees what `content` owns, however far the decoding came, and clears it. */
+KOSC_API void release_decode_content(const soundcomm_paras_t* paras, decode_content_t* content);
+
+/**
+ * Copies the message out of decoded bytes, leaving out CRCs that lie between its parts.
+ *
+ * @param output      receives msg_byte_len bytes
+ * @param output_len  size of `output`
+ * @return false when it does not fit, bytes are missing, or the CRC placement is unknown
+ */
+KOSC_API bool copy_decoded_msg(const soundcomm_paras_t* paras, const kom_vector_uint8* bytes, uint8_t* output,
+                               uint32_t output_len);
+
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

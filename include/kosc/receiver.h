@@ -1,0 +1,111 @@
+/**
+ * @file
+ * The receive driver: blocks of interleaved 16-bit PCM in, messages and counts out.
+ */
+#ifndef KOSC_RECEIVER_H
+#define KOSC_RECEIVER_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#include "kosc/config.h"
+#include "kosc/context.h"
+#include "kosc/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Which tracks are decoded into which result slots. */
+enum { KOSC_DECODE_FIRST_TRACK = 0, KOSC_DECODE_SECOND_TRACK = 1, KOSC_DECODE_BOTH_TRACKS = 2, KOSC_DECODE_MERGE = 3 };
+
+/** A store of messages, back to back. */
+typedef struct result_part_t {
+    uint8_t* buffer; /**< the caller's; null: count only */
+    uint32_t room;   /**< its size in bytes */
+    uint32_t count;  /**< frames; may exceed what there was room for */
+} result_part_t;
+
+/** What one track yields. */
+typedef struct result_slot_t {
+    result_part_t correct; /**< frames whose CRCs match */
+    result_part_t error;   /**< frames that were found but rejected */
+} result_slot_t;
+
+/** Result set of soundcomm_receive(). */
+typedef struct result_set_t {
+    uint32_t decode_type;  /**< KOSC_DECODE_... */
+    result_part_t correct; /**< first slot */
+    result_part_t error;   /**< first slot */
+    result_slot_t second;  /**< second slot; read and written only for KOSC_DECODE_BOTH_TRACKS */
+} result_set_t;
+
+/** The built-in search settings: threshold 0.4, margin 20, every sample. */
+KOSC_API rx_sync_paras soundcomm_default_rx_sync_paras(void);
+
+/** The built-in audio format for playing and for each received channel: 2 bytes, 1 track, 48000 Hz. */
+KOSC_API audio_format_t soundcomm_default_audio_format(void);
+
+/**
+ * Prepares a context for reception; replaces an earlier preparation.
+ *
+ * @param sync_paras  search settings
+ * @param format      track_num (1 or 2) interleaved tracks at sample_rate Hz
+ * @return false, with the message of init_receive_related()
+ */
+KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, audio_format_t format);
+
+/** Bytes of room for every message that `data_len` samples a track can end: (data_len / frame_length + 2) messages; 0
+ * for a null context. */
+KOSC_API uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len);
+
+/**
+ * Listens to a block.
+ *
+ * @param ctx       prepared by soundcomm_init_receive()
+ * @param input     data_len * track_num interleaved samples
+ * @param data_len  samples a track; 0 does nothing
+ * @param results   messages are written from each `buffer` on while they fit `room` (WARN "No enough buffer(%u) to put
+ *                  result of track (%u)" when none fits), and counts are added; buffers and rooms are not advanced
+ * @return 0, or -1 with ERROR "input_data shouldn't be null", "Can't get dual results from a single track.", or the
+ *         message of the failing step and "receive_data error". What was delivered before stays
+ */
+KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len,
+                               result_set_t* results);
+
+/** @name Steps @{ */
+
+/**
+ * Creates each track's band-pass filter (three bins below to two above the subcarriers), sample buffer and message
+ * cache.
+ *
+ * @param corr_capacity  correlation positions to buffer; two frames in soundcomm_init_receive()
+ * @return false with ERROR "Create bwbp failed.", "Fail to init dc." or "Fail to malloc decode_cache.", or ERROR
+ *         "Invalid track count %u" for other than 1 or 2 tracks
+ */
+KOSC_API bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32_t sample_rate,
+                                   uint32_t corr_capacity);
+
+/**
+ * Feeds `piece` samples a track into the sample buffers.
+ *
+ * @return false when they do not fit (ERROR "%s failed %d."); all tracks are reset then (WARN "reset recv buffs.")
+ */
+KOSC_API bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count, const int16_t* input, uint32_t piece);
+
+/**
+ * Decodes one found frame and files its message and verdict in `slot`, advancing buffers and rooms.
+ *
+ * @param entry  track that the frame was found on; its cache holds the message meanwhile
+ * @param frame  frame_length samples
+ * @return the verdict of soundcomm_decode()
+ */
+KOSC_API uint32_t do_decode(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const double* frame);
+
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

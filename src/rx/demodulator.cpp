@@ -1,0 +1,94 @@
+#include "rx/demodulator.h"
+
+#include "kosc/ofdm.h"
+#include "log/log_macros.h"
+#include "math/vector_family.h"
+
+using namespace kosc;
+
+namespace {
+
+// Two data symbols share one estimate, whatever the pilot rate.
+constexpr uint32_t SYMBOLS_PER_ESTIMATE = 2;
+
+// Subcarrier values of the symbol whose FFT window starts at `samples`; null with a message.
+kom_vector_complex* demodulate_symbol(const ofdm_cfg& ofdm, const double* samples)
+{
+    const kom_vector window = kom_vector_const_view_array(samples, ofdm.symbol_len, 0, 1, ofdm.symbol_len);
+    const complex_ptr spectrum{ofdm_demod_real(&window)};
+    KOSC_RETURN_IF(!spectrum, nullptr, "Fail to ofdm_demod_real.");
+    const kom_vector_complex bins = ofdm_demap_subcarries(spectrum.get(), ofdm.sc_start_idx, ofdm.sc_num);
+    kom_vector_complex* const subcarriers = kom_vector_complex_alloc_from_vector(&bins, 0, ofdm.sc_num, 1);
+    KOSC_RETURN_IF(subcarriers == nullptr, nullptr, "Fail to alloc subcarrier vector.");
+    return subcarriers;
+}
+
+} // namespace
+
+namespace kosc {
+
+bool demodulate(const soundcomm_paras_t& paras, const double* frame, decode_content_t* content)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const size_t length = size_t{ofdm.symbol_len} + ofdm.cp_len;
+    // The window starts inside the prefix, so that a frame found a little late still lies before its symbols' ends.
+    const uint32_t window_start = ofdm.cp_len - paras.cfg.fade_cfg.len;
+    uint32_t pilots = 0;
+    uint32_t data = 0;
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        const bool is_pilot = is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i);
+        if (is_pilot ? pilots == paras.frame.pilot_symbols : data == paras.frame.data_symbols) {
+            return false;
+        }
+        kom_vector_complex* const subcarriers = demodulate_symbol(ofdm, frame + i * length + window_start);
+        if (subcarriers == nullptr) {
+            return false;
+        }
+        if (is_pilot) {
+            content->sc_pilot[pilots++] = subcarriers;
+        } else {
+            content->sc_data[data++] = subcarriers;
+        }
+    }
+    return true;
+}
+
+bool estimate_channel(const soundcomm_paras_t& paras, decode_content_t* content)
+{
+    for (uint32_t i = 0; i < paras.frame.pilot_symbols; ++i) {
+        const pilot_t& sent = i == 0 ? paras.sync_pilot : paras.estimating_pilot;
+        if (kom_vector_complex_div_inplace(content->sc_pilot[i], sent.sequence) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool equalise(const soundcomm_paras_t& paras, decode_content_t* content)
+{
+    for (uint32_t i = 0; i < paras.frame.data_symbols; ++i) {
+        const uint32_t estimate = i / SYMBOLS_PER_ESTIMATE;
+        if (estimate >= paras.frame.pilot_symbols ||
+            kom_vector_complex_div_inplace(content->sc_data[i], content->sc_pilot[estimate]) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool restore_papr(const soundcomm_paras_t& paras, decode_content_t* content)
+{
+    const int32_t papr = paras.cfg.ofdm_cfg.papr;
+    for (uint32_t i = 0; papr != KOSC_PAPR_NONE && i < paras.frame.data_symbols; ++i) {
+        double* const values = kom_vector_complex_raw_ptr(content->sc_data[i]);
+        const uint32_t count = kom_vector_complex_size(content->sc_data[i]);
+        const bool restored = papr == KOSC_PAPR_DFT_SPREAD ? dft_spread_demod(values, count)
+                                                           : phase_restore(values, count, paras.phase_pattern);
+        if (!restored) {
+            return false;
+        }
+    }
+    return papr >= KOSC_PAPR_NONE && papr <= KOSC_PAPR_LONG_PATTERN;
+}
+
+} // namespace kosc

@@ -1,0 +1,265 @@
+#include "kosc/receiver.h"
+
+#include <algorithm>
+
+#include "config/receive_tracks.h"
+#include "kosc/decoder.h"
+#include "log/log_macros.h"
+#include "platform/owned.h"
+
+using namespace kosc;
+
+namespace {
+
+constexpr uint32_t FILTER_ORDER = 5;
+constexpr uint32_t GUARD_BINS_BELOW = 3;
+constexpr uint32_t GUARD_BINS_ABOVE = 2;
+constexpr uint32_t FRAMES_BUFFERED = 2;
+constexpr uint32_t SPARE_MESSAGES = 2; // frames that began in earlier blocks
+
+// The driver's own copy of the caller's slots; buffers and rooms move on as messages are appended.
+struct internal_results {
+    uint32_t decode_type;
+    uint32_t slot_count;
+    result_slot_t slot[KOSC_MAX_TRACKS];
+};
+
+bool has_room(const result_part_t& part, uint32_t msg_len) { return part.buffer != nullptr && part.room >= msg_len; }
+
+void append(result_part_t* part, const uint8_t* msg, uint32_t msg_len)
+{
+    if (msg != nullptr && has_room(*part, msg_len)) {
+        memcpy_s(part->buffer, part->room, msg, msg_len);
+        part->buffer += msg_len;
+        part->room -= msg_len;
+    }
+}
+
+bool prepare_results(uint32_t track_count, const result_set_t& wanted, internal_results* results)
+{
+    KOSC_RETURN_IF(track_count == 1 && wanted.decode_type == KOSC_DECODE_BOTH_TRACKS, false,
+                   "Can't get dual results from a single track.");
+    *results = {};
+    results->decode_type = wanted.decode_type;
+    results->slot_count = wanted.decode_type == KOSC_DECODE_BOTH_TRACKS ? 2 : 1;
+    results->slot[0] = {wanted.correct, wanted.error};
+    if (results->slot_count == 2) {
+        results->slot[1] = wanted.second;
+    }
+    for (uint32_t i = 0; i < results->slot_count; ++i) {
+        if (results->slot[i].correct.buffer == nullptr) {
+            KOSC_LOG_DEBUG("correct_output is null.");
+        }
+        if (results->slot[i].error.buffer == nullptr) {
+            KOSC_LOG_DEBUG("error_output is null.");
+        }
+    }
+    return true;
+}
+
+// Adds the counts of one piece to the caller's.
+void deliver_counts(const result_slot_t& slot, result_part_t* correct, result_part_t* error)
+{
+    KOSC_LOG_INFO("Decoded %d correct frame", slot.correct.count);
+    correct->count += slot.correct.count;
+    KOSC_LOG_DEBUG("Decoded %d error frame", slot.error.count);
+    error->count += slot.error.count;
+}
+
+void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
+{
+    KOSC_LOG_WARN("reset recv buffs.");
+    for (uint32_t t = 0; t < track_count; ++t) {
+        data_container_reset(paras->track[t].container);
+    }
+}
+
+// Decodes every frame found on a track into `slot`; with no slot the frames are only skipped. A frame that cannot be
+// decoded is lost alone: the search goes on.
+void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
+{
+    sync_iter* const iter = data_container_begin(entry->container);
+    while (!sync_iter_is_end(iter)) {
+        const double* const frame = data_container_get(iter);
+        KOSC_LOG_DEBUG("Global offset: %u", sync_iter_get_global_offset(iter));
+        if (frame == nullptr) {
+            KOSC_LOG_ERROR("This should not be NULL.");
+            break;
+        }
+        if (slot != nullptr && do_decode(ctx, entry, slot, frame) == 1) {
+            sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
+        }
+        sync_iter_next(iter);
+    }
+    data_container_rm_outdated(iter);
+    sync_iter_free(iter);
+}
+
+// False, with a message, when the decode type cannot be served.
+bool decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_results* results)
+{
+    receive_track_t* const track = ctx->rx_paras->track;
+    result_slot_t* const slot = results->slot;
+    switch (results->decode_type) {
+    case KOSC_DECODE_FIRST_TRACK:
+        decode_track(ctx, &track[0], &slot[0]);
+        if (track_count > 1) {
+            decode_track(ctx, &track[1], nullptr);
+        }
+        return true;
+    case KOSC_DECODE_SECOND_TRACK:
+        KOSC_RETURN_IF(track_count < 2, false, "Can't get the second track from a single track.");
+        decode_track(ctx, &track[0], nullptr);
+        decode_track(ctx, &track[1], &slot[0]);
+        return true;
+    case KOSC_DECODE_BOTH_TRACKS:
+        KOSC_LOG_DEBUG("try to decode 1.");
+        decode_track(ctx, &track[0], &slot[0]);
+        KOSC_LOG_DEBUG("try to decode 2.");
+        decode_track(ctx, &track[1], &slot[1]);
+        return true;
+    case KOSC_DECODE_MERGE:
+        KOSC_LOG_ERROR("MERGE not supportted yet.");
+        return false;
+    default:
+        KOSC_LOG_ERROR("Unknow decode type, using the first track.");
+        return false;
+    }
+}
+
+bool init_track(soundcomm_paras_t* paras, receive_track_t* track, uint32_t corr_capacity)
+{
+    const frame_struct_t& frame = paras->frame;
+    track->container =
+        data_container_init(corr_capacity, frame.frame_length, frame.len_before_sync, paras->rx_sync_paras,
+                            paras->sync_pilot.reference, paras->cfg.ofdm_cfg.symbol_len, track->filter);
+    KOSC_RETURN_IF(track->container == nullptr, false, "Fail to init dc.");
+    track->decode_cache = alloc_array<uint8_t>(paras->cfg.msg_byte_len);
+    KOSC_RETURN_IF(track->decode_cache == nullptr, false, "Fail to malloc decode_cache.");
+    return true;
+}
+
+} // namespace
+
+rx_sync_paras soundcomm_default_rx_sync_paras(void) { return {0.4, 20, 1}; }
+
+audio_format_t soundcomm_default_audio_format(void) { return {2, 1, 48000}; }
+
+bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, audio_format_t format)
+{
+    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
+    ctx->audio_format = format;
+    ctx->rx_paras->rx_sync_paras = sync_paras;
+    return init_receive_related(ctx, get_sound_track_num(format.track_num), format.sample_rate,
+                                FRAMES_BUFFERED * ctx->rx_paras->frame.frame_length);
+}
+
+uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len)
+{
+    if (ctx == nullptr) {
+        return 0;
+    }
+    const soundcomm_paras_t& paras = *ctx->rx_paras;
+    return (data_len / paras.frame.frame_length + SPARE_MESSAGES) * paras.cfg.msg_byte_len;
+}
+
+int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len, result_set_t* results)
+{
+    KOSC_RETURN_IF(input == nullptr, -1, "input_data shouldn't be null");
+    KOSC_RETURN_IF(ctx == nullptr || results == nullptr || ctx->rx_paras->track_num == 0, -1,
+                   "receiver is not initialised");
+    soundcomm_paras_t* const paras = ctx->rx_paras;
+    const uint32_t track_count = paras->track_num;
+    internal_results internal;
+    if (!prepare_results(track_count, *results, &internal)) {
+        return -1;
+    }
+    KOSC_LOG_DEBUG("Receive data_len %u", data_len);
+    for (uint32_t remaining = data_len; remaining > 0;) {
+        uint32_t piece = remaining;
+        for (uint32_t i = 0; i < internal.slot_count; ++i) {
+            result_slot_t& slot = internal.slot[i];
+            if (slot.correct.buffer != nullptr && !has_room(slot.correct, paras->cfg.msg_byte_len)) {
+                KOSC_LOG_WARN("No enough buffer(%u) to put result of track (%u)", slot.correct.room, i);
+            }
+            slot.correct.count = 0;
+            slot.error.count = 0;
+        }
+        for (uint32_t t = 0; t < track_count; ++t) {
+            piece = std::min(piece, data_container_unused(paras->track[t].container));
+        }
+        KOSC_LOG_DEBUG("Next piece is %d", piece);
+        if (piece == 0) {
+            // Nothing was searched out of a full buffer, and nothing ever will be.
+            reset_tracks(paras, track_count);
+        }
+        KOSC_RETURN_IF(piece == 0 || !process_recvd_data(ctx, track_count, input, piece) ||
+                           !decode_tracks(ctx, track_count, &internal),
+                       -1, "receive_data error");
+        deliver_counts(internal.slot[0], &results->correct, &results->error);
+        if (internal.slot_count == 2) {
+            deliver_counts(internal.slot[1], &results->second.correct, &results->second.error);
+        }
+        input += size_t{piece} * track_count;
+        remaining -= piece;
+    }
+    return 0;
+}
+
+bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32_t sample_rate, uint32_t corr_capacity)
+{
+    KOSC_RETURN_IF(track_count == 0 || track_count > KOSC_MAX_TRACKS, false, "Invalid track count %u", track_count);
+    soundcomm_paras_t* const paras = ctx->rx_paras;
+    release_receive_tracks(paras);
+    const ofdm_cfg& ofdm = paras->cfg.ofdm_cfg;
+    const double spacing = static_cast<double>(sample_rate) / ofdm.symbol_len;
+    const double low = spacing * (static_cast<double>(ofdm.sc_start_idx) - GUARD_BINS_BELOW);
+    const double high = spacing * (static_cast<double>(ofdm.sc_start_idx) + ofdm.sc_num + GUARD_BINS_ABOVE);
+    KOSC_LOG_DEBUG("filter freq %f %f", low, high);
+    for (uint32_t t = 0; t < track_count; ++t) {
+        paras->track[t].filter = create_butterworth_bandpass2(FILTER_ORDER, 1, low, high, sample_rate);
+        KOSC_RETURN_IF(paras->track[t].filter == nullptr, false, "Create bwbp failed.");
+    }
+    for (uint32_t t = 0; t < track_count; ++t) {
+        if (!init_track(paras, &paras->track[t], corr_capacity)) {
+            return false;
+        }
+    }
+    paras->track_num = track_count;
+    return true;
+}
+
+bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count, const int16_t* input, uint32_t piece)
+{
+    soundcomm_paras_t* const paras = ctx->rx_paras;
+    for (uint32_t t = 0; t < track_count; ++t) {
+        data_container* const container = paras->track[t].container;
+        if (!data_container_check_buff_length(container, piece)) {
+            KOSC_LOG_ERROR("%s failed %d.", "process_recvd_data", t);
+            reset_tracks(paras, track_count);
+            return false;
+        }
+        for (size_t k = 0; k < piece; ++k) {
+            data_container_recv(container, input[track_count * k + t]);
+        }
+    }
+    return true;
+}
+
+uint32_t do_decode(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const double* frame)
+{
+    const uint32_t msg_len = ctx->rx_paras->cfg.msg_byte_len;
+    const bool wanted = has_room(slot->correct, msg_len) || has_room(slot->error, msg_len);
+    uint8_t* const target = wanted ? entry->decode_cache : nullptr;
+    const uint32_t verdict = soundcomm_decode(ctx, frame, ctx->rx_paras->frame.frame_length, target, target, msg_len);
+    if (verdict == 1) {
+        KOSC_LOG_INFO("%s success", "do_decode");
+        append(&slot->correct, target, msg_len);
+        ++slot->correct.count;
+    } else if (verdict == 0) {
+        KOSC_LOG_INFO("%s CRC unmatch", "do_decode");
+        append(&slot->error, target, msg_len);
+        ++slot->error.count;
+    }
+    return verdict;
+}
