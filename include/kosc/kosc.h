@@ -1,0 +1,109 @@
+/**
+ * @file
+ * libkosc for hosts: six calls that turn 28-byte messages into sound and sound into messages.
+ *
+ * Playing is 48000 Hz, 16 bit, mono; recording is 48000 Hz, 16 bit, two channels, which the host separates. The
+ * library has no thread, file or device: everything happens inside these calls, on the caller's thread. The logger's
+ * settings are shared by the process, so do not call into the library from two threads at once.
+ */
+#ifndef KOSC_KOSC_H
+#define KOSC_KOSC_H
+
+#include <stdint.h>
+
+#include "kosc/export.h"
+#include "kosc/log.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Version of the interface described here; the library logs its own when a log callback is registered. */
+#define KOSC_VERSION "1.1.0"
+
+/** How to set up an audio device; filled by ko_soundcommu_get_audio_para(). */
+typedef struct audio_para_t {
+    uint32_t sample_rate; /**< samples per second: 48000 */
+    uint32_t channel_num; /**< interleaved channels: 1 to play, 2 to record */
+    uint32_t bit_depth;   /**< bits per sample: 16 */
+    uint32_t frame_size;  /**< bytes of one encoded frame: 23040; written for playing only */
+    uint32_t frame_bytes; /**< the same number; written for playing only */
+    uint32_t aux_value;   /**< always 4; written for playing only */
+} audio_para_t;
+
+/** One received message; `msg` stays valid until the next decode call on its channel, or the release. */
+typedef struct decode_result_t {
+    const uint8_t* msg; /**< the message's bytes, owned by the handle */
+    uint32_t len;       /**< number of bytes: 28 */
+} decode_result_t;
+
+/** Receives the messages of one decode call: `count` records, valid only during the call. */
+typedef void (*recv_callback_t)(const decode_result_t* results, uint32_t count);
+
+/** A modem with one receiver for each of two recorded channels; its record is in kosc/handle.h. */
+typedef struct soundcommu_handle_t soundcommu_handle_t;
+
+/**
+ * Tells how to play and to record. Needs no handle.
+ *
+ * @param play_para    filled whole
+ * @param record_para  its first three fields are filled, the others stay as they are
+ * @return 0, or -1 when a pointer is null (ERROR "play_para or record_para is NULL", nothing written) or the built-in
+ *         configuration gives no frame (ERROR "get frame size failed.")
+ */
+KOSC_API int ko_soundcommu_get_audio_para(audio_para_t* play_para, audio_para_t* record_para);
+
+/**
+ * Routes log lines to `callback` (null: standard output) at level INFO, without time stamps, each line in a buffer of
+ * its own; then logs the version at INFO. May be called at any time, any number of times.
+ */
+KOSC_API void ko_soundcommu_register_log(log_callback_t callback);
+
+/**
+ * Builds a handle.
+ *
+ * @param callback0  receives the messages heard on channel 0
+ * @param callback1  receives the messages heard on channel 1
+ * @return the handle, for ko_soundcommu_release(); null when a callback is null (ERROR "Recv callback is NULL."),
+ *         memory is short (ERROR "No enough memory to alloc kosc") or a channel's context cannot be built (its own
+ *         messages, then ERROR "Fail to init context.")
+ */
+KOSC_API soundcommu_handle_t* ko_soundcommu_init(recv_callback_t callback0, recv_callback_t callback1);
+
+/** Frees a handle with everything that it owns; null is ignored. Must not be called from a receive callback. */
+KOSC_API void ko_soundcommu_release(soundcommu_handle_t* handle);
+
+/**
+ * Turns one message into one frame of 16-bit mono PCM at 48000 Hz, peaking at 0.8 of full scale.
+ *
+ * @param handle         from ko_soundcommu_init(); not changed
+ * @param msg            `msg_len` bytes
+ * @param msg_len        28
+ * @param encoded_frame  receives 11520 samples
+ * @param frame_bytes    size of `encoded_frame` in bytes, 23040 (one more is accepted)
+ * @return 0, or -1 with one of the ERROR messages "kosc is NULL", "msg is NULL", "Msg length %d %d invalid",
+ *         "encoded_frame is NULL", "frame length %d invalid", "fail to malloc encode data", "soundcomm encode fail",
+ *         "make audio failed", checked in this order
+ */
+KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* msg, uint32_t msg_len,
+                                  int16_t* encoded_frame, uint32_t frame_bytes);
+
+/**
+ * Listens to one block of one channel's samples; calls the channel's callback once, before returning, if messages
+ * were decoded. A frame may straddle any number of blocks.
+ *
+ * @param handle    from ko_soundcommu_init()
+ * @param data      samples of one channel (not interleaved), 48000 Hz
+ * @param data_len  size of `data` in bytes: even, at least 2. Blocks of one size avoid re-sizing the result buffer
+ * @param channel   0 or 1; the two are independent receivers
+ * @return 0, also when nothing was heard; -1 with one of the ERROR messages "kosc is NULL", "Invalid channel %d",
+ *         "data is null.", "Invalid data len %d", "init result collector failed %d", "Fail to recv data", "Fail to
+ *         alloc frame result". Messages that do not fit the result buffer are reported once a call at WARN and lost
+ */
+KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* data, int data_len, int channel);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
