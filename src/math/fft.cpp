@@ -4,6 +4,7 @@
 
 #include "math/complex_ops.h"
 #include "math/constants.h"
+#include "math/fft_passes.h"
 
 using namespace kosc;
 
@@ -12,32 +13,74 @@ namespace {
 constexpr double FORWARD = -1.0;
 constexpr double INVERSE = 1.0;
 
-bool is_power_of_two(uint32_t n) { return n != 0 && (n & (n - 1)) == 0; }
+// The bit-reversed successor of j within n.
+uint32_t next_reversed(uint32_t j, uint32_t n)
+{
+    uint32_t m = n / 2;
+    while (m != 0 && m <= j) {
+        j -= m;
+        m /= 2;
+    }
+    return j + m;
+}
+
+// Transform of up to FFT_TABLE_LEN elements. The inverse one is the forward one with the two parts in each other's
+// place, to the last bit: its factors are the conjugates.
+template <bool inverse> void transform_by_table(double* data, uint32_t stride, uint32_t n)
+{
+    fft_work w;
+    const auto element = [=](uint32_t i) {
+        const pair z = load_pair(data + size_t{2} * (stride * i));
+        return inverse ? swapped(z) : z;
+    };
+    const uint32_t spread = FFT_TABLE_LEN / n;
+    for (uint32_t to = 0; to < n; to += 4) {
+        const uint32_t i = FFT_REVERSED.of[to * spread]; // the next ones have their two top bits set
+        join_first_four(&w, to, element(i), element(i + n / 2), element(i + n / 4), element(i + n / 2 + n / 4));
+    }
+    run_passes(&w, n, n);
+    for (uint32_t i = 0; i < n; i += PAIR) {
+        const complex_pair z = load_complex(w.re + i, w.im + i);
+        const pair first = firsts(z.re, z.im);
+        const pair second = seconds(z.re, z.im);
+        store_pair(data + size_t{2} * (stride * i), inverse ? swapped(first) : first);
+        store_pair(data + size_t{2} * (stride * (i + 1)), inverse ? swapped(second) : second);
+    }
+}
 
 // Bit-reversed order, after which the butterflies work on neighbours first.
 void reorder(double* data, uint32_t stride, uint32_t n)
 {
-    uint32_t j = 0;
-    for (uint32_t i = 0; i + 1 < n; ++i) {
+    for (uint32_t i = 0, j = 0; i + 1 < n; ++i, j = next_reversed(j, n)) {
         if (i < j) {
             const kom_complex kept = load(data, stride * i);
             store(data, stride * i, load(data, stride * j));
             store(data, stride * j, kept);
         }
-        uint32_t m = n / 2;
-        while (m <= j) {
-            j -= m;
-            m /= 2;
-        }
-        j += m;
     }
 }
 
-void butterfly(double* data, uint32_t i, uint32_t j, kom_complex z)
+// Transforms that the table does not serve, with the recurrence as it goes.
+void transform_by_recurrence(double* data, uint32_t stride, uint32_t n, double sign)
 {
-    const kom_complex x = load(data, i);
-    store(data, j, x - z);
-    store(data, i, x + z);
+    reorder(data, stride, n);
+    for (uint32_t dual = 1; dual < n; dual *= 2) {
+        const double theta = 2.0 * sign * PI / (2.0 * dual);
+        const double s = std::sin(theta);
+        const double t = std::sin(theta / 2.0);
+        const double s2 = 2.0 * t * t;
+        kom_complex w = {1.0, 0.0};
+        for (uint32_t a = 0; a < dual; ++a) {
+            for (uint32_t b = a; b < n; b += 2 * dual) {
+                const uint32_t j = stride * (b + dual);
+                const kom_complex x = load(data, stride * b);
+                const kom_complex z = a == 0 ? load(data, j) : w * load(data, j);
+                store(data, j, x - z);
+                store(data, stride * b, x + z);
+            }
+            w = {w.re - s * w.im - s2 * w.re, w.im + s * w.re - s2 * w.im};
+        }
+    }
 }
 
 // Decimation in time; false, data untouched, when n is not a power of two.
@@ -46,23 +89,12 @@ bool transform(double* data, uint32_t stride, uint32_t n, double sign)
     if (data == nullptr || !is_power_of_two(n)) {
         return false;
     }
-    reorder(data, stride, n);
-    for (uint32_t dual = 1; dual < n; dual *= 2) {
-        const double theta = 2.0 * sign * PI / (2.0 * dual);
-        const double s = std::sin(theta);
-        const double t = std::sin(theta / 2.0);
-        const double s2 = 2.0 * t * t;
-        for (uint32_t b = 0; b < n; b += 2 * dual) {
-            butterfly(data, stride * b, stride * (b + dual), load(data, stride * (b + dual)));
-        }
-        kom_complex w = {1.0, 0.0};
-        for (uint32_t a = 1; a < dual; ++a) {
-            w = {w.re - s * w.im - s2 * w.re, w.im + s * w.re - s2 * w.im};
-            for (uint32_t b = 0; b < n; b += 2 * dual) {
-                const uint32_t j = stride * (b + a + dual);
-                butterfly(data, stride * (b + a), j, w * load(data, j));
-            }
-        }
+    if (n < FFT_SHORTEST || n > FFT_TABLE_LEN) {
+        transform_by_recurrence(data, stride, n, sign);
+    } else if (sign == FORWARD) {
+        transform_by_table<false>(data, stride, n);
+    } else {
+        transform_by_table<true>(data, stride, n);
     }
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "math/vector_bulk.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -64,17 +65,11 @@ double vector_back(const vector* v) { return vector_at(v, -1); }
 
 bool vector_push_back(vector* v, double value)
 {
-    if (v == nullptr || v->size == v->capacity) {
+    double* const place = vector_extend(v, 1);
+    if (place == nullptr) {
         return false;
     }
-    if (v->end == v->storage_end) {
-        // Removals left room only before `begin`.
-        std::memmove(v->storage, v->begin, v->size * sizeof(double));
-        v->begin = v->storage;
-        v->end = v->storage + v->size;
-    }
-    *v->end++ = value;
-    ++v->size;
+    *place = value;
     return true;
 }
 
@@ -94,3 +89,24 @@ uint32_t vector_remove_front(vector* v, uint32_t n)
     v->size = 0;
     return removed;
 }
+
+namespace kosc {
+
+double* vector_extend(vector* v, uint32_t count)
+{
+    if (v == nullptr || count > v->capacity - v->size) {
+        return nullptr;
+    }
+    if (v->storage_end - v->end < count) {
+        // Removals left room only before `begin`.
+        std::memmove(v->storage, v->begin, v->size * sizeof(double));
+        v->begin = v->storage;
+        v->end = v->storage + v->size;
+    }
+    double* const place = v->end;
+    v->end += count;
+    v->size += count;
+    return place;
+}
+
+} // namespace kosc

@@ -57,7 +57,7 @@ KOSC_DEFINE_VECTOR_FAMILY(kom_vector_complex, double, complex_family)
 
 namespace {
 
-// The real (part 0) or imaginary (part 1) parts of `v`.
+// The real parts of `v`, or the imaginary ones when `part` is 1.
 kom_vector* take_part(const kom_vector_complex* v, uint32_t part)
 {
     if (v == nullptr || v->data == nullptr || v->size == 0) {

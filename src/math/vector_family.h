@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <type_traits>
 
 #include "kosc/vector.h"
@@ -40,6 +41,23 @@ template <typename V, uint32_t Parts> struct vector_family {
         return stride != 0 && offset + steps * stride < length;
     }
 
+    // Copies a run that fits, in order: an overlapping copy repeats what it wrote.
+    static void copy_run(V* dst, uint32_t dst_offset, uint32_t dst_stride, const V* src, uint32_t src_offset,
+                         uint32_t src_stride, uint32_t count)
+    {
+        scalar* const to = at(dst, dst_offset);
+        const scalar* const from = at(src, src_offset);
+        const bool contiguous = dst->stride * dst_stride == 1 && src->stride * src_stride == 1;
+        const size_t length = size_t{Parts} * count;
+        if (contiguous && (to + length <= from || from + length <= to)) {
+            std::memcpy(to, from, length * sizeof(scalar));
+            return;
+        }
+        for (uint32_t i = 0; i < count; ++i) {
+            assign(at(dst, dst_offset + i * dst_stride), at(src, src_offset + i * src_stride));
+        }
+    }
+
     static V* alloc(uint32_t count)
     {
         block_ptr<scalar> block{count > SIZE_MAX / Parts ? nullptr : alloc_array<scalar>(size_t{count} * Parts)};
@@ -58,8 +76,8 @@ template <typename V, uint32_t Parts> struct vector_family {
             return nullptr;
         }
         V* const v = alloc(count);
-        for (uint32_t i = 0; v != nullptr && i < count; ++i) {
-            assign(at(v, i), at(src, offset + i * stride));
+        if (v != nullptr) {
+            copy_run(v, 0, 1, src, offset, stride, count);
         }
         return v;
     }
@@ -86,9 +104,7 @@ template <typename V, uint32_t Parts> struct vector_family {
             !run_fits(src_offset, src_stride, count, src->size)) {
             return 0;
         }
-        for (uint32_t i = 0; i < count; ++i) {
-            assign(at(dst, dst_offset + i * dst_stride), at(src, src_offset + i * src_stride));
-        }
+        copy_run(dst, dst_offset, dst_stride, src, src_offset, src_stride, count);
         return count;
     }
 

@@ -2,6 +2,7 @@
 
 #include "kosc/ofdm.h"
 #include "log/log_macros.h"
+#include "math/fft_bins.h"
 #include "math/vector_family.h"
 
 using namespace kosc;
@@ -11,16 +12,28 @@ namespace {
 // Two data symbols share one estimate, whatever the pilot rate.
 constexpr uint32_t SYMBOLS_PER_ESTIMATE = 2;
 
-// Subcarrier values of the symbol whose FFT window starts at `samples`; null with a message.
-kom_vector_complex* demodulate_symbol(const ofdm_cfg& ofdm, const double* samples)
+// The subcarriers' bins out of the whole spectrum, for symbol lengths that have no shorter way; false with a message.
+bool demodulate_by_spectrum(const ofdm_cfg& ofdm, const double* samples, kom_vector_complex* subcarriers)
 {
     const kom_vector window = kom_vector_const_view_array(samples, ofdm.symbol_len, 0, 1, ofdm.symbol_len);
     const complex_ptr spectrum{ofdm_demod_real(&window)};
-    KOSC_RETURN_IF(!spectrum, nullptr, "Fail to ofdm_demod_real.");
+    KOSC_RETURN_IF(!spectrum, false, "Fail to ofdm_demod_real.");
     const kom_vector_complex bins = ofdm_demap_subcarries(spectrum.get(), ofdm.sc_start_idx, ofdm.sc_num);
-    kom_vector_complex* const subcarriers = kom_vector_complex_alloc_from_vector(&bins, 0, ofdm.sc_num, 1);
-    KOSC_RETURN_IF(subcarriers == nullptr, nullptr, "Fail to alloc subcarrier vector.");
-    return subcarriers;
+    KOSC_RETURN_IF(kom_vector_complex_set_by_vector(subcarriers, 0, 1, &bins, 0, 1, ofdm.sc_num) == 0, false,
+                   "Fail to alloc subcarrier vector.");
+    return true;
+}
+
+// Subcarrier values of the symbol whose FFT window starts at `samples`; null with a message.
+kom_vector_complex* demodulate_symbol(const ofdm_cfg& ofdm, const double* samples)
+{
+    complex_ptr subcarriers{kom_vector_complex_alloc(ofdm.sc_num)};
+    KOSC_RETURN_IF(!subcarriers, nullptr, "Fail to alloc subcarrier vector.");
+    if (!fft_real_bins(samples, ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num, subcarriers->data) &&
+        !demodulate_by_spectrum(ofdm, samples, subcarriers.get())) {
+        return nullptr;
+    }
+    return subcarriers.release();
 }
 
 } // namespace

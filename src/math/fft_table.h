@@ -1,0 +1,60 @@
+// Twiddle factors of the transforms up to 1024 points.
+#ifndef KOSC_MATH_FFT_TABLE_H
+#define KOSC_MATH_FFT_TABLE_H
+
+#include <cstdint>
+
+namespace kosc {
+
+constexpr uint32_t FFT_TABLE_LEN = 1024; // longest transform that the table serves
+
+// Those of the forward pass that joins transforms of `dual` points are elements dual .. 2*dual - 1.
+struct fft_table {
+    double re[FFT_TABLE_LEN] = {};
+    double im[FFT_TABLE_LEN] = {};
+};
+
+// sin(theta) and sin(theta/2) for theta = pi/dual.
+struct pass_angle {
+    double sine;
+    double half_sine;
+};
+
+constexpr pass_angle PASS_ANGLES[] = {
+    {0x1.1a62633145c07p-53, 0x1.0000000000000p+0}, // dual 1
+    {0x1.0000000000000p+0, 0x1.6a09e667f3bccp-1},  // dual 2
+    {0x1.6a09e667f3bccp-1, 0x1.87de2a6aea963p-2},  // dual 4
+    {0x1.87de2a6aea963p-2, 0x1.8f8b83c69a60ap-3},  // dual 8
+    {0x1.8f8b83c69a60ap-3, 0x1.917a6bc29b42cp-4},  // dual 16
+    {0x1.917a6bc29b42cp-4, 0x1.91f65f10dd814p-5},  // dual 32
+    {0x1.91f65f10dd814p-5, 0x1.92155f7a3667ep-6},  // dual 64
+    {0x1.92155f7a3667ep-6, 0x1.921d1fcdec784p-7},  // dual 128
+    {0x1.921d1fcdec784p-7, 0x1.921f0fe670071p-8},  // dual 256
+    {0x1.921f0fe670071p-8, 0x1.921f8becca4bap-9},  // dual 512
+};
+
+// The trigonometric recurrence: its rounding is part of every frame, so it is run once, by the compiler.
+constexpr fft_table make_fft_table()
+{
+    fft_table table;
+    uint32_t dual = 1;
+    for (const pass_angle& angle : PASS_ANGLES) {
+        const double s = -angle.sine;
+        const double s2 = 2.0 * angle.half_sine * angle.half_sine;
+        double re = 1.0;
+        double im = 0.0;
+        for (uint32_t a = 0; a < dual; ++a) {
+            table.re[dual + a] = re;
+            table.im[dual + a] = im;
+            const double next_re = re - s * im - s2 * re;
+            im = im + s * re - s2 * im;
+            re = next_re;
+        }
+        dual *= 2;
+    }
+    return table;
+}
+
+} // namespace kosc
+
+#endif

@@ -1,0 +1,73 @@
+// Two doubles in one machine register, through the compilers' vector extension: SSE2, NEON and WebAssembly alike. Lanes
+// never mix, so a pair gives the bits that two doubles would.
+#ifndef KOSC_MATH_PAIR_H
+#define KOSC_MATH_PAIR_H
+
+#include <cstring>
+
+#include "kosc/vector.h"
+
+namespace kosc {
+
+typedef double pair __attribute__((vector_size(16)));
+
+constexpr uint32_t PAIR = 2; // doubles in a pair
+
+inline pair load_pair(const double* from)
+{
+    pair p;
+    std::memcpy(&p, from, sizeof(p));
+    return p;
+}
+
+inline void store_pair(double* to, pair p) { std::memcpy(to, &p, sizeof(p)); }
+
+inline pair both(double x) { return pair{x, x}; }
+
+// `p` with the first double of `from` in its place.
+inline pair with_first_of(pair from, pair p) { return __builtin_shufflevector(from, p, 0, 3); }
+
+inline pair swapped(pair p) { return __builtin_shufflevector(p, p, 1, 0); }
+
+// The first doubles of two pairs, and the second ones.
+inline pair firsts(pair a, pair b) { return __builtin_shufflevector(a, b, 0, 2); }
+
+inline pair seconds(pair a, pair b) { return __builtin_shufflevector(a, b, 1, 3); }
+
+// Two complex numbers.
+struct complex_pair {
+    pair re;
+    pair im;
+};
+
+inline complex_pair load_complex(const double* re, const double* im) { return {load_pair(re), load_pair(im)}; }
+
+inline void store_complex(double* re, double* im, complex_pair z)
+{
+    store_pair(re, z.re);
+    store_pair(im, z.im);
+}
+
+inline complex_pair both(kom_complex z) { return {both(z.re), both(z.im)}; }
+
+inline complex_pair operator+(complex_pair a, complex_pair b) { return {a.re + b.re, a.im + b.im}; }
+
+inline complex_pair operator-(complex_pair a, complex_pair b) { return {a.re - b.re, a.im - b.im}; }
+
+inline complex_pair operator*(complex_pair a, complex_pair b)
+{
+    return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
+
+// a * conj(b)
+inline complex_pair times_conjugate(complex_pair a, complex_pair b)
+{
+    return {a.re * b.re + a.im * b.im, a.im * b.re - a.re * b.im};
+}
+
+// i * z
+inline complex_pair times_i(complex_pair z) { return {-z.im, z.re}; }
+
+} // namespace kosc
+
+#endif
