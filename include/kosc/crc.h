@@ -38,8 +38,8 @@ KOSC_API bool crc16(uint8_t out[2], const uint8_t* data, uint32_t len);
  * @param data_len  bytes of the parts alone
  * @param cfg       group, bits and placement
  * @param crc_out   receives 2 * group bytes, whatever `bits` says
- * @return group * (bits / 8); 0 when a pointer is null or the placement is unknown (no message), or a CRC fails (ERROR
- *         "Calc crc failed.")
+ * @return group * (bits / 8); 0 when `cfg` or `crc_out` is null or the placement is unknown (no message), or `data`
+ *         is null (ERROR "Calc crc failed.")
  */
 KOSC_API uint32_t calculate_crc(const uint8_t* data, uint32_t data_len, const crc_cfg* cfg, uint8_t* crc_out);
 

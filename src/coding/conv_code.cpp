@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "coding/viterbi64.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
 
@@ -70,6 +71,7 @@ conv_code_t* conv_code_init(uint32_t constraint, const uint32_t* polynomials, ui
     code->state_num = uint32_t{1} << (constraint & SHIFT_MASK);
     code->output_table = constraint <= MAX_CONSTRAINT ? make_output_table(*code) : nullptr;
     KOSC_RETURN_IF(code->output_table == nullptr, nullptr, "fail to malloc output.");
+    code->viterbi64 = viterbi64_init(code.get()); // without it decoding is slower, not wrong
     return code.release();
 }
 
@@ -78,6 +80,7 @@ void conv_code_release(conv_code_t* code)
     if (code != nullptr) {
         std::free(code->polynomials);
         std::free(code->output_table);
+        viterbi64_free(code->viterbi64);
         std::free(code);
     }
 }

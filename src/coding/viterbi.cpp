@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "coding/viterbi64.h"
 #include "kosc/puncture.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
@@ -63,22 +64,9 @@ uint32_t best_slot(const uint32_t* metrics, uint32_t count)
     return best;
 }
 
-} // namespace
-
-uint32_t branch_metric(const uint8_t* received, const uint8_t* expected, uint32_t count)
+// Any code and any received values, slot by slot.
+conv_data_t decode_slots(const conv_code_t* code, const uint8_t* coded, uint32_t step_num, bool terminated)
 {
-    uint32_t metric = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        const uint32_t r = received[i];
-        const uint32_t e = expected[i];
-        metric += r == HOLE_MARKER || e == HOLE_MARKER ? 0 : r ^ e;
-    }
-    return metric;
-}
-
-conv_data_t viterbi_decode(const conv_code_t* code, const uint8_t* coded, uint32_t step_num, bool terminated)
-{
-    KOSC_RETURN_IF(code->constraint < 2, FAILED, "constraint %u is too short to decode", code->constraint);
     const uint32_t slots = code->state_num;
     const uint32_t input_shift = code->constraint - 2;
     const trellis paths{code, (uint32_t{1} << input_shift) - 1, input_shift};
@@ -111,4 +99,38 @@ conv_data_t viterbi_decode(const conv_code_t* code, const uint8_t* coded, uint32
         slot = survivor_table[size_t{t} * slots + slot];
     }
     return {decoded.release(), step_num};
+}
+
+// The usual code, with received values that its table knows. Termination changes nothing in the output.
+conv_data_t decode_64_states(const conv_code_t* code, const uint8_t* coded, uint32_t step_num)
+{
+    constexpr size_t STATES = 64;
+    const block_ptr<uint8_t> decisions{alloc_array<uint8_t>(step_num * STATES)};
+    KOSC_RETURN_IF(!decisions, FAILED, "failt to alloc memory %d %d.", step_num, code->state_num);
+    block_ptr<uint8_t> decoded{alloc_array<uint8_t>(step_num)};
+    KOSC_RETURN_IF(!decoded, FAILED, "failt to alloc decoded data.");
+    viterbi64_decode(code->viterbi64, coded, step_num, decisions.get(), decoded.get());
+    return {decoded.release(), step_num};
+}
+
+} // namespace
+
+uint32_t branch_metric(const uint8_t* received, const uint8_t* expected, uint32_t count)
+{
+    uint32_t metric = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t r = received[i];
+        const uint32_t e = expected[i];
+        metric += r == HOLE_MARKER || e == HOLE_MARKER ? 0 : r ^ e;
+    }
+    return metric;
+}
+
+conv_data_t viterbi_decode(const conv_code_t* code, const uint8_t* coded, uint32_t step_num, bool terminated)
+{
+    KOSC_RETURN_IF(code->constraint < 2, FAILED, "constraint %u is too short to decode", code->constraint);
+    if (code->viterbi64 != nullptr && viterbi64_suits(coded, size_t{step_num} * code->polynomial_num)) {
+        return decode_64_states(code, coded, step_num);
+    }
+    return decode_slots(code, coded, step_num, terminated);
 }
