@@ -1,13 +1,26 @@
 #include "rx/correlator.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "log/log_macros.h"
+#include "rx/dot.h"
+
+using namespace kosc;
 
 namespace {
 
 // Below this energy a window counts as silence, and its correlation as zero.
 constexpr double MIN_ENERGY = 1.0;
+
+// Below this many positions multiplying out costs less than a block of the overlap-save engine.
+constexpr uint32_t MIN_RUN = 48;
+
+double normalise(double product, double energy)
+{
+    const double value = std::fabs(product) / std::sqrt(std::max(energy, MIN_ENERGY));
+    return energy >= MIN_ENERGY ? value : 0.0;
+}
 
 } // namespace
 
@@ -23,12 +36,23 @@ bool correlate(const data_container* c, int32_t position, double* value)
     KOSC_RETURN_IF(window == nullptr, false, "get filter data failed %d %d", vector_size(c->filtered_data), position);
     const double* const energy = vector_view(c->data_norm, position, 1);
     KOSC_RETURN_IF(energy == nullptr, false, "get norm failed %d %d", vector_size(c->data_norm), position);
-    double dot = 0.0;
-    for (uint32_t i = 0; i < c->corr_len; ++i) {
-        dot += window[i] * c->pilot_filtered[i];
-    }
-    *value = *energy >= MIN_ENERGY ? std::fabs(dot) / std::sqrt(*energy) : 0.0;
+    *value = normalise(dot(window, c->pilot_filtered, c->corr_len), *energy);
     return true;
+}
+
+void correlate_run(overlap_save* engine, const data_container* container, const double* windows, const double* energies,
+                   uint32_t count, double* values)
+{
+    if (engine != nullptr && count >= MIN_RUN) {
+        overlap_save_run(engine, windows, count, values);
+    } else {
+        for (uint32_t i = 0; i < count; ++i) {
+            values[i] = dot(windows + i, container->pilot_filtered, container->corr_len);
+        }
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        values[i] = normalise(values[i], energies[i]);
+    }
 }
 
 } // namespace kosc

@@ -239,9 +239,7 @@ bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count, const in
             reset_tracks(paras, track_count);
             return false;
         }
-        for (size_t k = 0; k < piece; ++k) {
-            data_container_recv(container, input[track_count * k + t]);
-        }
+        data_container_recv_block(container, input + t, track_count, piece);
     }
     return true;
 }

@@ -4,7 +4,9 @@
 #include <cmath>
 
 #include "log/log_macros.h"
+#include "math/vector_bulk.h"
 #include "platform/owned.h"
+#include "rx/band_filter.h"
 #include "rx/correlator.h"
 
 using namespace kosc;
@@ -58,6 +60,36 @@ double* filter_pilot(butterworth_bandpass* filter, const double* pilot, uint32_t
     return filtered.release();
 }
 
+// Keeps the count of consecutive zero samples, and flushes the filter when there have been enough.
+void count_zeros(data_container* c, double sample)
+{
+    c->zero_run = sample == 0.0 ? c->zero_run + 1 : 0;
+    if (c->zero_run == SILENCE_LEN) {
+        flush_silence(c->filter);
+    }
+}
+
+bool histories_are_aligned(const data_container* c)
+{
+    const uint32_t positions = vector_size(c->corrcoef);
+    return vector_size(c->data_norm) == positions && vector_size(c->data) == positions + c->history_length &&
+           vector_size(c->filtered_data) == vector_size(c->data);
+}
+
+// Appends a run that fits to aligned histories, each stage over the whole run.
+void append_run(data_container* c, const pcm_run& run)
+{
+    const uint32_t first = vector_size(c->corrcoef);
+    const double energy_before = vector_back(c->data_norm);
+    double* const raw = vector_extend(c->data, run.count);
+    double* const filtered = vector_extend(c->filtered_data, run.count);
+    double* const energy = vector_extend(c->data_norm, run.count);
+    double* const values = vector_extend(c->corrcoef, run.count);
+    const double* const windows = c->filtered_data->begin + first;
+    filter_run(c->filter, run, energy_before, {raw, filtered, energy, windows}, &c->zero_run);
+    correlate_run(c->engine, c, windows, energy, run.count, values);
+}
+
 } // namespace
 
 data_container* data_container_init(uint32_t corr_capacity, uint32_t frame_length, uint32_t sync_length,
@@ -84,7 +116,14 @@ data_container* data_container_init(uint32_t corr_capacity, uint32_t frame_lengt
     KOSC_RETURN_IF(!make_histories(c.get()), nullptr, "No enough memory to init sync handler");
     fill_history(c.get());
     c->pilot_filtered = filter_pilot(filter, pilot, corr_len);
-    return c->pilot_filtered != nullptr ? c.release() : nullptr;
+    if (c->pilot_filtered == nullptr) {
+        return nullptr;
+    }
+    if (corr_len == PATTERN_LEN) {
+        c->engine = overlap_save_init(c->pilot_filtered);
+        KOSC_RETURN_IF(c->engine == nullptr, nullptr, "No enough memory to init sync handler");
+    }
+    return c.release();
 }
 
 void data_container_free(data_container* container)
@@ -95,6 +134,7 @@ void data_container_free(data_container* container)
         vector_free(container->data_norm);
         vector_free(container->corrcoef);
         std::free(container->pilot_filtered);
+        overlap_save_free(container->engine);
         std::free(container);
     }
 }
@@ -102,6 +142,7 @@ void data_container_free(data_container* container)
 bool data_container_recv(data_container* container, double sample)
 {
     const double y = butterworth_bandpass_filter(container->filter, sample);
+    count_zeros(container, sample);
     vector_push_back(container->data, sample);
     vector_push_back(container->filtered_data, y);
     // The window's first sample, not the one that just left it: the energy is that of corr_len - 1 samples.
@@ -116,6 +157,21 @@ bool data_container_recv(data_container* container, double sample)
     vector_push_back(container->corrcoef, value);
     container->sample_phase = (container->sample_phase + 1) % container->corr_step;
     return true;
+}
+
+bool data_container_recv_block(data_container* container, const int16_t* samples, uint32_t stride, uint32_t count)
+{
+    const pcm_run run = {samples, stride, count};
+    if (container->corr_step == 1 && suits_filter_run(container->filter) && histories_are_aligned(container) &&
+        count != 0 && count <= data_container_unused(container)) {
+        append_run(container, run);
+        return true;
+    }
+    bool computed = true;
+    for (size_t i = 0; i < count; ++i) {
+        computed = data_container_recv(container, samples[i * stride]) && computed;
+    }
+    return computed;
 }
 
 bool data_container_check_buff_length(const data_container* container, uint32_t incoming_len)
@@ -148,5 +204,6 @@ void data_container_reset(data_container* container)
     }
     butterworth_bandpass_reset_buffer(container->filter);
     container->removed_length = 0;
+    container->zero_run = 0;
     fill_history(container);
 }

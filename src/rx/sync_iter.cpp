@@ -4,6 +4,7 @@
 
 #include "log/log_macros.h"
 #include "rx/correlator.h"
+#include "rx/first_maximum.h"
 
 using namespace kosc;
 
@@ -14,10 +15,7 @@ constexpr uint32_t NO_PEAK = UINT32_MAX;
 // Index of the first maximum of `values`, if it exceeds the threshold.
 uint32_t pick_peak(const double* values, uint32_t count, double threshold)
 {
-    uint32_t peak = 0;
-    for (uint32_t i = 1; i < count; ++i) {
-        peak = values[i] > values[peak] ? i : peak;
-    }
+    const uint32_t peak = first_maximum(values, count);
     KOSC_LOG_DEBUG("peak is %d, %f", peak, values[peak]);
     return threshold < values[peak] ? peak : NO_PEAK;
 }

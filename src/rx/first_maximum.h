@@ -1,0 +1,14 @@
+// The peak pick's inner loop.
+#ifndef KOSC_RX_FIRST_MAXIMUM_H
+#define KOSC_RX_FIRST_MAXIMUM_H
+
+#include <cstdint>
+
+namespace kosc {
+
+// Index of the first maximum of `values`, of which there is at least one and none is NaN.
+uint32_t first_maximum(const double* values, uint32_t count);
+
+} // namespace kosc
+
+#endif
