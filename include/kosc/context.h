@@ -20,6 +20,8 @@
 extern "C" {
 #endif
 
+struct band_inverse;
+
 /** Most interleaved tracks that a context can receive. */
 enum { KOSC_MAX_TRACKS = 2 };
 
@@ -49,6 +51,8 @@ typedef struct soundcomm_paras_t {
     uint32_t track_num;                  /**< received tracks; 0 until soundcomm_init_receive() */
     struct rx_sync_paras rx_sync_paras;  /**< search settings */
     receive_track_t track[KOSC_MAX_TRACKS];
+    double* fade_window;          /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
+    struct band_inverse* inverse; /**< owned; modulates narrow bands of usual symbol lengths, else null */
 } soundcomm_paras_t;
 
 /** A modem context. */
@@ -68,8 +72,8 @@ typedef struct soundcomm_context_t {
  * in and out length %u is too long", "No enough memory to init.", "Init frame struct failed", "Fail to Init PAPR
  * reduction context.", "Fail to init convolutional code.", "Fail to init punch code.", "Unsupported linear code paras
  * n,k=%u,%u" or "Init pilot failed" (after "pilot map subcarries faild.", "pilot mod ofdm symbol faild.", "init pilot
- * with cp faild." and "init sync pilot failed" or "init estimating pilot failed"); silently for an unknown PAPR type
- * and for PAPR type 3 with more than 512 subcarriers.
+ * with cp faild." and "init sync pilot failed." or "init estimating pilot failed."); silently for an unknown PAPR
+ * type. PAPR type 3 serves up to 512 subcarriers.
  */
 KOSC_API soundcomm_context_t* soundcomm_init(const soundcomm_cfg_t* tx_cfg, const soundcomm_cfg_t* rx_cfg);
 

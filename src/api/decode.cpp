@@ -39,6 +39,9 @@ bool deliver(const soundcommu_handle_t* handle, int channel)
     if (stored < correct.count) {
         KOSC_LOG_WARN("%d stored only %u of %u messages.", channel, stored, correct.count);
     }
+    if (stored == 0) {
+        return true;
+    }
     const block_ptr<decode_result_t> records{alloc_zeroed<decode_result_t>(stored)};
     KOSC_RETURN_IF(!records, false, "Fail to alloc frame result");
     for (uint32_t i = 0; i < stored; ++i) {

@@ -3,9 +3,11 @@
 #include "config/config_dump.h"
 #include "config/pilot.h"
 #include "config/receive_tracks.h"
+#include "dsp/band_inverse.h"
 #include "dsp/phase_angles.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "tx/fade_window.h"
 
 using namespace kosc;
 
@@ -25,6 +27,8 @@ void release_paras(soundcomm_paras_t* paras)
     free_punch_template(paras->punch_template);
     free_phase_pattern(paras->phase_pattern);
     release_receive_tracks(paras);
+    std::free(paras->fade_window);
+    band_inverse_free(paras->inverse);
     std::free(paras);
 }
 
@@ -102,6 +106,10 @@ soundcomm_paras_t* make_paras(const soundcomm_cfg_t* cfg)
         return nullptr;
     }
     KOSC_RETURN_IF(!init_pilots(paras.get()), nullptr, "Init pilot failed");
+    // Without these two every symbol makes its own window and a whole transform: slower, not wrong.
+    const ofdm_cfg& ofdm = cfg->ofdm_cfg;
+    paras->fade_window = make_kept_fade_window(cfg->fade_cfg);
+    paras->inverse = band_inverse_init(ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num);
     dump_frame_struct(paras->frame);
     return paras.release();
 }

@@ -62,11 +62,11 @@ namespace kosc {
 
 bool init_pilots(soundcomm_paras_t* paras)
 {
-    KOSC_RETURN_IF(!build_pilot(paras->cfg, SYNC_ROOT, &paras->sync_pilot), false, "init sync pilot failed");
+    KOSC_RETURN_IF(!build_pilot(paras->cfg, SYNC_ROOT, &paras->sync_pilot), false, "init sync pilot failed.");
     KOSC_LOG_DEBUG("init sync pilot succeed.");
     if (paras->frame.pilot_symbols > 1) {
         KOSC_RETURN_IF(!build_pilot(paras->cfg, ESTIMATING_ROOT, &paras->estimating_pilot), false,
-                       "init estimating pilot failed");
+                       "init estimating pilot failed.");
         KOSC_LOG_DEBUG("init estimating pilot succeed.");
     }
     return true;

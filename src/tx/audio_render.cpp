@@ -1,5 +1,6 @@
 #include "kosc/audio_render.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "log/log_macros.h"
@@ -8,18 +9,16 @@ namespace {
 
 constexpr double TOP = 32767.0;
 constexpr double BOTTOM = -32768.0;
+constexpr uint32_t LANES = 8; // maxima found side by side
 constexpr uint32_t SAMPLE_BYTES = sizeof(int16_t);
 
-// Truncates toward zero. A sample that is not a number is silence: an all-zero frame has an infinite scale.
-int16_t to_pcm(double v)
+// Truncates toward zero. A sample that is not a number is silence: an all-zero frame has an infinite scale. Written
+// without branches, so that the loop over a frame vectorises.
+inline int16_t to_pcm(double v)
 {
-    if (std::isnan(v)) {
-        return 0;
-    }
-    if (v > TOP) {
-        return INT16_MAX;
-    }
-    return v < BOTTOM ? INT16_MIN : static_cast<int16_t>(v);
+    const double number = v == v ? v : 0.0;
+    const double clipped = number > TOP ? TOP : number < BOTTOM ? BOTTOM : number;
+    return static_cast<int16_t>(static_cast<int32_t>(clipped));
 }
 
 } // namespace
@@ -38,10 +37,17 @@ bool soundcomm_make_audio(audio_format_t format, audio_gain_t gain, const double
 
 double calc_peak_scale(const double* samples, uint32_t count, double amplitude)
 {
-    double peak = 0.0;
-    for (uint32_t i = 0; i < count; ++i) {
-        const double magnitude = std::fabs(samples[i]);
-        peak = magnitude > peak ? magnitude : peak;
+    double peaks[LANES] = {};
+    uint32_t i = 0;
+    for (; i + LANES <= count; i += LANES) {
+        for (uint32_t lane = 0; lane < LANES; ++lane) {
+            const double magnitude = std::fabs(samples[i + lane]);
+            peaks[lane] = magnitude > peaks[lane] ? magnitude : peaks[lane];
+        }
     }
-    return TOP / peak * amplitude;
+    for (; i < count; ++i) {
+        const double magnitude = std::fabs(samples[i]);
+        peaks[0] = magnitude > peaks[0] ? magnitude : peaks[0];
+    }
+    return TOP / *std::max_element(peaks, peaks + LANES) * amplitude;
 }

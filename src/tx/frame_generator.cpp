@@ -1,26 +1,41 @@
 #include "kosc/encoder.h"
 
+#include "dsp/band_inverse.h"
 #include "kosc/fade.h"
 #include "kosc/ofdm.h"
 #include "math/vector_family.h"
+#include "tx/fade_window.h"
 
 using namespace kosc;
 
 namespace {
 
-// Writes one data symbol, prefix included, to the `frame` from sample `first` on.
-bool put_data_symbol(const soundcomm_cfg_t& cfg, const kom_vector_complex* values, kom_vector* frame, uint32_t first)
+// The time-domain symbol of `values` by a whole transform; false when that cannot be made.
+bool modulate_by_spectrum(const ofdm_cfg& ofdm, const kom_vector_complex* values, double* samples)
 {
-    const uint32_t symbol_len = cfg.ofdm_cfg.symbol_len;
-    const uint32_t cp_len = cfg.ofdm_cfg.cp_len;
-    const complex_ptr spectrum{ofdm_map_subcarries(values, symbol_len, cfg.ofdm_cfg.sc_start_idx)};
+    const complex_ptr spectrum{ofdm_map_subcarries(values, ofdm.symbol_len, ofdm.sc_start_idx)};
     const doubles_ptr symbol{ofdm_mod_halfcomplex(spectrum.get())};
-    if (!symbol) {
+    const size_t bytes = ofdm.symbol_len * sizeof(double);
+    return symbol && memcpy_s(samples, bytes, symbol->data, bytes);
+}
+
+// Writes one data symbol behind its prefix to `symbol`, faded; `work` is for the band's inverse where there is one.
+bool put_data_symbol(const soundcomm_paras_t& paras, const kom_vector_complex* values, double* work, double* symbol)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    double* const samples = symbol + ofdm.cp_len;
+    if (paras.inverse != nullptr) {
+        band_inverse_run(paras.inverse, values->data, work, samples);
+    } else if (!modulate_by_spectrum(ofdm, values, samples)) {
         return false;
     }
-    kom_vector_set_by_vector(frame, first + cp_len, 1, symbol.get(), 0, 1, symbol_len);
-    kom_vector_set_by_vector(frame, first, 1, symbol.get(), symbol_len - cp_len, 1, cp_len);
-    do_fade_in_out(cfg.fade_cfg, frame->data + first, symbol_len + cp_len);
+    const size_t prefix_bytes = ofdm.cp_len * sizeof(double);
+    memcpy_s(symbol, prefix_bytes, samples + (ofdm.symbol_len - ofdm.cp_len), prefix_bytes);
+    if (paras.fade_window != nullptr) {
+        apply_fade(paras.fade_window, paras.cfg.fade_cfg.len, symbol, ofdm.symbol_len + ofdm.cp_len);
+    } else {
+        do_fade_in_out(paras.cfg.fade_cfg, symbol, ofdm.symbol_len + ofdm.cp_len);
+    }
     return true;
 }
 
@@ -34,7 +49,9 @@ kom_vector* FrameGenerate(const soundcomm_paras_t* paras, const kom_vector_compl
         return nullptr;
     }
     doubles_ptr frame{kom_vector_alloc(layout.frame_length)};
-    if (!frame) {
+    const block_ptr<double> work{paras->inverse != nullptr ? alloc_array<double>(band_inverse_work(paras->inverse))
+                                                           : nullptr};
+    if (!frame || (paras->inverse != nullptr && !work)) {
         return nullptr;
     }
     const uint32_t length = cfg.ofdm_cfg.symbol_len + cfg.ofdm_cfg.cp_len;
@@ -52,7 +69,7 @@ kom_vector* FrameGenerate(const soundcomm_paras_t* paras, const kom_vector_compl
         }
         // A layout with fewer pilot positions than pilot symbols asks for more data than there is.
         const kom_vector_complex values = kom_vector_complex_const_subvector(qpsk, data * sc_num, 1, sc_num);
-        if (values.data == nullptr || !put_data_symbol(cfg, &values, frame.get(), i * length)) {
+        if (values.data == nullptr || !put_data_symbol(*paras, &values, work.get(), frame->data + size_t{i} * length)) {
             return nullptr;
         }
         ++data;
