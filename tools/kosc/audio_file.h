@@ -1,0 +1,58 @@
+// A recording as a stream of 16-bit samples at the modem's rate, whatever the file's format and rate.
+#ifndef KOSC_TOOL_AUDIO_FILE_H
+#define KOSC_TOOL_AUDIO_FILE_H
+
+#include <samplerate.h>
+#include <sndfile.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+constexpr uint32_t MODEM_SAMPLE_RATE = 48000;
+
+class audio_file {
+public:
+    // Throws when the file cannot be read, has too many channels, or a rate that cannot carry the modem's band.
+    explicit audio_file(const std::string& path);
+    audio_file(const audio_file&) = delete;
+    audio_file& operator=(const audio_file&) = delete;
+
+    uint32_t channels() const { return static_cast<uint32_t>(info_.channels); }
+    uint32_t sample_rate() const { return static_cast<uint32_t>(info_.samplerate); }
+    // 0 when the file does not tell, or is a pipe, whose header may promise anything.
+    double seconds() const { return length_known() ? static_cast<double>(info_.frames) / info_.samplerate : 0.0; }
+
+    // The next samples at the modem's rate, one vector a channel, all of one length; false, and empty, at the end.
+    // A 16-bit file at that rate comes through bit by bit, anything beyond full scale is clipped.
+    bool read(std::vector<std::vector<int16_t>>& pcm);
+
+    // Throws when the end that read() met was not the end of the recording.
+    void check_complete() const;
+
+private:
+    struct file_closer {
+        void operator()(SNDFILE* file) const { sf_close(file); }
+    };
+    struct converter_releaser {
+        void operator()(SRC_STATE* converter) const { src_delete(converter); }
+    };
+
+    bool length_known() const { return info_.seekable != 0 && info_.frames < SF_COUNT_MAX; }
+    void open();
+    void start_converter();
+    size_t read_raw();
+    size_t read_frames();
+    static long feed_converter(void* self, float** samples);
+
+    std::string path_;
+    SF_INFO info_{};
+    sf_count_t frames_read_ = 0;
+    std::unique_ptr<SNDFILE, file_closer> file_;
+    std::unique_ptr<SRC_STATE, converter_releaser> converter_; // null at the modem's own rate
+    std::vector<float> raw_;                                   // interleaved, at the file's rate
+    std::vector<float> converted_;                             // interleaved, at the modem's
+};
+
+#endif

@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "audio_file.h"
+#include "commands.h"
+#include "listener.h"
+#include "message_text.h"
+#include "terminal.h"
+
+namespace {
+
+double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
+
+std::string as_json(const heard_message& message, uint32_t file_rate)
+{
+    const auto text = text_of_message(message.bytes);
+    nlohmann::ordered_json object;
+    object["time"] = std::round(seconds_of(message) * 1000.0) / 1000.0;
+    object["sample"] = std::llround(seconds_of(message) * file_rate);
+    object["channel"] = message.channel;
+    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
+    object["hex"] = hex_of_message(message.bytes);
+    return object.dump() + "\n";
+}
+
+std::string as_line(const heard_message& message, bool hex)
+{
+    char place[64];
+    std::snprintf(place, sizeof place, "%.3f s  ch %u  ", seconds_of(message), message.channel);
+    const std::string digits = hex_of_message(message.bytes);
+    return place + (hex ? digits : text_of_message(message.bytes).value_or(digits)) + "\n";
+}
+
+// Prints what a block yielded over all channels, in the order of time: a frame is found with the block that ends it.
+void print_block(std::vector<heard_message>& heard, const decode_options& options, uint32_t file_rate)
+{
+    std::sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
+        return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
+    });
+    for (const heard_message& message : heard) {
+        write_output(options.json ? as_json(message, file_rate) : as_line(message, options.hex));
+    }
+}
+
+void say_that_nothing_was_heard(const std::vector<listener>& channels)
+{
+    uint64_t unreadable = 0;
+    for (const listener& channel : channels) {
+        unreadable += channel.unreadable_frames();
+    }
+    if (unreadable == 0) {
+        std::fputs("kosc: no message found\n", stderr);
+    } else {
+        std::fprintf(stderr, "kosc: no message found; possible frames that could not be read: %llu\n",
+                     static_cast<unsigned long long>(unreadable));
+    }
+}
+
+} // namespace
+
+int run_decode(const decode_options& options)
+{
+    audio_file file(options.input);
+    std::vector<listener> channels;
+    for (uint32_t i = 1; i <= file.channels(); ++i) { // people and audio editors count channels from 1
+        channels.emplace_back(i);
+    }
+    progress_line progress(!options.quiet && !options.verbose, file.seconds());
+    uint64_t messages = 0;
+    uint64_t samples = 0;
+    std::vector<std::vector<int16_t>> pcm;
+    for (bool more = true; more;) {
+        more = file.read(pcm);
+        std::vector<heard_message> heard;
+        for (size_t i = 0; i < channels.size(); ++i) {
+            more ? channels[i].hear(pcm[i], heard) : channels[i].finish(heard);
+        }
+        if (!options.quiet && !heard.empty()) {
+            progress.clear();
+            print_block(heard, options, file.sample_rate());
+        }
+        messages += heard.size();
+        samples += pcm.front().size();
+        progress.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE);
+    }
+    progress.clear();
+    file.check_complete();
+    if (messages == 0 && !options.quiet) {
+        say_that_nothing_was_heard(channels);
+    }
+    return messages != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+}

@@ -1,0 +1,103 @@
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "commands.h"
+#include "kosc/kosc.h"
+#include "terminal.h"
+
+namespace {
+
+constexpr const char* DECODE_FOOTER =
+    R"(Each message is a line: where its frame starts in the recording, its channel, counted from 1, and the message, as
+text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits:
+    0.312 s  ch 1  Hello
+With --json the line is an object. "sample" counts at the recording's own rate, "text" is null when the message is no
+such text, "hex" has all 28 bytes:
+    {"time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00..."}
+Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
+
+void add_encode(CLI::App& app, encode_options& options)
+{
+    CLI::App* const encode = app.add_subcommand("encode", "Turn a message into a sound file");
+    auto* const text =
+        encode->add_option("text", options.text, "UTF-8 text of up to 28 bytes; - reads it from standard input");
+    auto* const hex = encode->add_option("--hex", options.hex, "the message's bytes as hex digits, up to 28 bytes");
+    encode->add_option("--file", options.file, "a file that holds the text; one line end at its end is dropped")
+        ->excludes(text)
+        ->excludes(hex->excludes(text));
+    encode
+        ->add_option("-o,--output", options.output,
+                     "sound file to write, .wav or .flac; - writes WAV to standard output")
+        ->required();
+    constexpr uint32_t LONGEST_PAD_MS = 60000;
+    encode->add_option("--pad", options.pad_ms, "milliseconds of silence before and after the frame")
+        ->check(CLI::Range(0U, LONGEST_PAD_MS))
+        ->capture_default_str();
+}
+
+void add_decode(CLI::App& app, decode_options& options)
+{
+    CLI::App* const decode = app.add_subcommand("decode", "Print the messages that are heard in a recording");
+    decode->add_option("recording", options.input, "WAV, FLAC, OGG or AIFF of 1 to 8 channels; - reads standard input")
+        ->required();
+    decode->add_flag("--hex", options.hex, "print messages as hex digits");
+    decode->add_flag("--json", options.json, "print one JSON object a line");
+    decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
+    decode->footer(DECODE_FOOTER);
+}
+
+// The library would log to standard output, between the messages.
+void set_up_log(bool verbose)
+{
+    soundcomm_set_log_callback([](const char* line) { std::fputs(line, stderr); });
+    soundcomm_config_log_time(0);
+    soundcomm_set_log_level(verbose ? KOSC_LEVEL_DEBUG : 0);
+}
+
+int run(int argc, char** argv)
+{
+    CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them in recordings.", "kosc");
+    encode_options encode;
+    decode_options decode;
+    add_encode(app, encode);
+    add_decode(app, decode);
+    app.add_subcommand("info", "Print version, frame layout, band and bit rate");
+    app.set_version_flag("--version", KOSC_VERSION);
+    app.require_subcommand(1);
+    for (CLI::App* const subcommand : app.get_subcommands({})) {
+        subcommand->add_flag("-v,--verbose", decode.verbose, "print the library's log on standard error");
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        std::ostringstream text;
+        app.exit(help, text, text);
+        write_output(text.str());
+        return 0;
+    } catch (const CLI::ParseError& error) {
+        throw std::runtime_error(std::string(error.what()) + "; see kosc --help");
+    }
+    set_up_log(decode.verbose);
+    return app.got_subcommand("encode")   ? run_encode(encode)
+           : app.got_subcommand("decode") ? run_decode(decode)
+                                          : run_info();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::signal(SIGPIPE, SIG_IGN); // a reader that leaves is an error to report, not a silent end
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kosc: %s\n", error.what());
+        return EXIT_FAILED;
+    }
+}

@@ -1,0 +1,27 @@
+// Messages are bytes; people type and read text or hexadecimal digits.
+#ifndef KOSC_TOOL_MESSAGE_TEXT_H
+#define KOSC_TOOL_MESSAGE_TEXT_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+using message_bytes = std::vector<uint8_t>;
+
+// The bytes of `text` padded with zeros to `size`; throws when it is not UTF-8 or too long.
+message_bytes message_from_text(const std::string& text, size_t size);
+
+// The bytes that the digits of `hex` name, two digits a byte, padded with zeros to `size`; throws likewise.
+message_bytes message_from_hex(const std::string& hex, size_t size);
+
+// The refusal of a text of `length` bytes.
+std::string too_long(uint64_t length, size_t limit);
+
+// The message as text without its trailing zeros; nothing when that is empty, not UTF-8, or has control characters.
+std::optional<std::string> text_of_message(const message_bytes& message);
+
+// Two lower-case digits a byte.
+std::string hex_of_message(const message_bytes& message);
+
+#endif
