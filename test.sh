@@ -1,0 +1,25 @@
+#!/bin/bash
+# Builds and tests everything: g++ and clang++ in release form, then clang++ under AddressSanitizer and UBSan.
+# Stops at the first build tree that fails; prints failures in full and of the rest only summaries.
+set -euo pipefail
+cd "$(dirname "$0")"
+. cmake/packages.sh
+
+need_packages cmake make g++ clang libclang-rt-14-dev clang-format-14 python3 pkg-config \
+    libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
+
+jobs=$(nproc)
+
+# Prints what the command wrote only when it fails, without make's progress.
+quietly() {
+    local output
+    output=$("$@" 2>&1) || { echo "$output" | grep -v '^\[ *[0-9]*%\]'; echo "failed: $*"; return 1; } >&2
+}
+
+for preset in gcc clang sanitize; do
+    echo "== $preset: build"
+    quietly cmake --preset "$preset"
+    quietly cmake --build --preset "$preset" --parallel "$jobs"
+    echo "== $preset: test"
+    ctest --preset "$preset" --parallel "$jobs" | grep -v -E '^ *Start +[0-9]+: | Passed +[0-9.]+ sec'
+done

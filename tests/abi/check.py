@@ -1,0 +1,125 @@
+"""Checks on the built library and the source tree; `check.py <check> <arguments>`, see each function."""
+
+import ctypes
+import re
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+MOST_BYTES = 150_000
+SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1"}
+
+# Layers from the bottom up: a file includes from its own layer and from layers of lower rank, so siblings of one rank
+# (coding and dsp, tx and rx) never include each other.
+RANKS = {"export": 0, "platform": 1, "log": 2, "math": 3, "records": 4, "coding": 5, "dsp": 5, "fade": 6,
+         "sample_buffer": 6, "context": 7, "tx": 8, "rx": 8, "api": 9, "everything": 10}
+# Files that are not of the layer that their folder is named for; most names of the tree are not here.
+FILES = {"export": "export", "everything": "core", "api": "kosc handle", "context": "context pilot receive_tracks",
+         "fade": "fade fade_window kept_fade_window",
+         "sample_buffer": "sample_buffer sync_iter correlator overlap_save first_maximum band_filter dot"}
+LAYERS = {stem: layer for layer, stems in FILES.items() for stem in stems.split()}
+# Two layers are leaves that know nothing of the modem: all that they include from above the mathematics.
+LEAF_INCLUDES = {"fade": {"config", "filter"}, "sample_buffer": {"filter"}}
+
+
+def run(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def differences(left, right):
+    """Complaints about what is only in one of two sets, given as (description, set)."""
+    return [f"only {name}: {item}" for (name, these), (_, others) in ((left, right), (right, left))
+            for item in sorted(these - others)]
+
+
+def map_names(map_file):
+    """The names that a version script lists, as name@@NODE."""
+    text = re.sub(r"#.*", "", Path(map_file).read_text())
+    return {f"{name}@@{node}" for node, names in re.findall(r"(\w+)\s*\{\s*global:(.*?)(?:local:.*?)?\}", text, re.S)
+            for name in re.findall(r"\w+", names)}
+
+
+def exported(readelf, library, map_file):
+    """readelf, library, version script: the library exports the names of the script, in their nodes."""
+    rows = [line.split() for line in run(readelf, "--dyn-syms", "--wide", library).splitlines()]
+    names = {row[7] for row in rows if len(row) >= 8 and row[0][0].isdigit() and row[6] not in ("UND", "ABS")}
+    return differences(("exported", names), ("in the map", map_names(map_file)))
+
+
+def declared(include, map_file):
+    """include folder, version script: the headers mark with KOSC_API exactly the names of the script; those of kosc.h
+    and log_level, which hosts use, are in its first node."""
+    names = set()
+    for header in Path(include).glob("kosc/*.h"):
+        text = re.sub(r"/\*.*?\*/|^#.*?$", "", header.read_text(), flags=re.S | re.M)
+        for declaration in re.findall(r"KOSC_API\b([^;]*);", text):
+            name = re.findall(r"\w+", declaration.split("(")[0].split("[")[0])[-1]
+            names.add(name + ("@@KOSC_1" if header.stem == "kosc" or name == "log_level" else "@@KOSC_CORE_1"))
+    return differences(("declared", names), ("in the map", map_names(map_file)))
+
+
+def needed(readelf, library):
+    """readelf, library: it loads nothing but the C library and its mathematics."""
+    names = set(re.findall(r"\(NEEDED\).*\[(.*)\]", run(readelf, "--dynamic", library)))
+    return [f"needs {name}" for name in sorted(names - SYSTEM_LIBRARIES)] + ([] if names else ["no NEEDED entry read"])
+
+
+def size(strip, library):
+    """strip, library: it is small once stripped."""
+    with tempfile.NamedTemporaryFile() as stripped:
+        run(strip, "-o", stripped.name, library)
+        count = Path(stripped.name).stat().st_size
+    return [f"{count} bytes stripped, {MOST_BYTES} allowed"] if count >= MOST_BYTES else []
+
+
+def includes(root):
+    """source tree: includes in src and include point downwards only."""
+    homes = {path.stem: path.parent.name for path in Path(root, "src").rglob("*.cpp")}
+
+    def layer(stem, folder):
+        folder = homes.get(stem, "") if folder == "kosc" else folder
+        return LAYERS.get(stem, "records" if folder == "config" else folder)
+
+    complaints, seen = [], 0
+    for path in [*Path(root, "src").rglob("*.*"), *Path(root, "include").rglob("*.h")]:
+        own = layer(path.stem, path.parent.name)
+        for target in re.findall(r'^\s*#\s*include\s+"([^"]+)"', path.read_text(), re.M):
+            stem, folder = Path(target).stem, Path(target).parent.name or path.parent.name
+            other = layer(stem, folder)
+            seen += 1
+            downwards = other in RANKS and own in RANKS and (other == own or RANKS[other] < RANKS[own])
+            if own in LEAF_INCLUDES and downwards and other != own and RANKS[other] > RANKS["math"]:
+                downwards = stem in LEAF_INCLUDES[own]
+            if not downwards:
+                complaints.append(f"{path}: {own or 'no layer'} includes {target} of {other or 'no layer'}")
+    return complaints if seen else ["no include found"]
+
+
+def readme(readme_file, example):
+    """README, example: the README shows the example as it is."""
+    blocks = re.findall(r"^```c\n(.*?)^```$", Path(readme_file).read_text(), re.S | re.M)
+    return [] if Path(example).read_text() in blocks else [f"no C block of {readme_file} equals {example}"]
+
+
+def frames(*libraries):
+    """two builds of the library: they encode messages into the same samples."""
+    messages = [bytes(28), bytes([255] * 28), bytes(range(28)), b"two builds, one sound".ljust(28, b"\0")]
+    messages += [bytes((97 * i * i + 31 * k) % 256 for k in range(28)) for i in range(1, 60)]
+    results = []
+    for path in libraries:
+        library = ctypes.CDLL(path)
+        ctypes.c_uint32.in_dll(library, "log_level").value = 0
+        library.ko_soundcommu_init.restype = ctypes.c_void_p
+        ignore = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_uint32)(lambda results, count: None)
+        modem = ctypes.c_void_p(library.ko_soundcommu_init(ignore, ignore))
+        frame = ctypes.create_string_buffer(23040)
+        results.append([(library.ko_soundcommu_encode(modem, m, 28, frame, 23040), frame.raw) for m in messages])
+        library.ko_soundcommu_release(modem)
+    return [f"frames of {m.hex()} differ or failed" for m, one, other in zip(messages, *results)
+            if one != other or one[0] != 0]
+
+
+if __name__ == "__main__":
+    CHECKS = {check.__name__: check for check in (exported, declared, needed, size, includes, readme, frames)}
+    sys.exit("\n".join(CHECKS[sys.argv[1]](*sys.argv[2:])) or 0)

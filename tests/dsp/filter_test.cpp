@@ -1,0 +1,74 @@
+#include "kosc/filter.h"
+
+#include <cmath>
+#include <complex>
+
+#include <gtest/gtest.h>
+
+#include "support/content.h"
+
+namespace {
+
+TEST(Blackman, HasTheKnownWindows)
+{
+    for (const double_list& expected : {double_list{}, {1}, {0, 0}, {0, 0.63, 0.63, 0}, {0, 0.34, 1, 0.34, 0}}) {
+        double_list out(expected.size() + 1, 9);
+        blackman(static_cast<uint32_t>(expected.size()), out.data());
+        EXPECT_EQ(out.back(), 9);
+        for (size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_NEAR(out[i], expected[i], 1e-15) << i << " of " << expected.size();
+        }
+    }
+}
+
+constexpr uint32_t LENGTH = 4000; // in which every impulse response below dies away
+
+// Butterworth's magnitude over the frequency that the bilinear transform maps to tan(pi*f/2): 1 at the geometric
+// centre, 1/sqrt(2) at the cut-offs. Source: Oppenheim and Schafer, "Discrete-Time Signal Processing".
+TEST(Butterworth, PassesEveryFrequencyAsItsOrderAndCutOffsSay)
+{
+    const struct {
+        uint32_t order;
+        double f_low, f_high;
+        double_list numerator;
+    } cases[] = {{1, 4800, 14400, {1, 0, -1}},
+                 {2, 2400, 9600, {1, 0, -2, 0, 1}},
+                 {5, 17859.375, 21046.875, {1, 0, -5, 0, 10, 0, -10, 0, 5, 0, -1}}};
+    for (const auto& [order, f_low, f_high, numerator] : cases) {
+        const double f1 = f_low * 2.0 / 48000, f2 = f_high * 2.0 / 48000;
+        const filter_ptr bare{create_butterworth_bandpass1(order, 2, f1, f2)}; // scale counts by its lowest bit
+        const filter_ptr scaled{create_butterworth_bandpass2(order, 3, f_low, f_high, 48000)};
+        EXPECT_EQ(list(bare->b, bare->nb), numerator);
+        EXPECT_EQ(list(bare->a, bare->na), list(scaled->a, scaled->na));
+        double_list impulse_response(LENGTH);
+        for (uint32_t t = 0; t < LENGTH; ++t) {
+            impulse_response[t] = butterworth_bandpass_filter(scaled.get(), t == 0 ? 1 : 0);
+        }
+        const double low = std::tan(M_PI * f1 / 2), high = std::tan(M_PI * f2 / 2);
+        for (double f = 0.02; f < 1; f += 0.02) {
+            std::complex<double> response;
+            for (uint32_t t = 0; t < LENGTH; ++t) {
+                response += impulse_response[t] * std::polar(1.0, -M_PI * f * t);
+            }
+            const double at = std::tan(M_PI * f / 2), detuning = (at * at - low * high) / (at * (high - low));
+            // The poles of order 5 lie close together, which costs some six of the sixteen digits.
+            EXPECT_NEAR(std::abs(response), 1 / std::sqrt(1 + std::pow(detuning, 2.0 * order)), 1e-9) << f;
+        }
+    }
+    EXPECT_EQ(create_butterworth_bandpass1(0, 1, 0.3, 0.5), nullptr);
+}
+
+// y[t] = a[0] * sum of b[k]*x[t-k] - sum of a[k]*y[t-k] from k = 1 on, here for a step.
+TEST(Filter, TakesCoefficientsOfUnequalNumber)
+{
+    const double one[] = {2}, three[] = {1, 0.5, 0.25};
+    double w[3] = {}, v[3] = {};
+    for (const double expected : {2.0, 3.0, 3.5, 3.5}) {
+        EXPECT_EQ(filter(three, 3, one, 1, w, 1), expected);
+    }
+    for (const double expected : {2.0, 1.0, 1.0, 1.25}) {
+        EXPECT_EQ(filter(one, 1, three, 3, v, 1), expected);
+    }
+}
+
+} // namespace

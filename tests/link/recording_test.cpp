@@ -1,0 +1,88 @@
+#include "channels.h"
+#include "support/modem.h"
+
+namespace {
+
+using kosc_link::random_source;
+using kosc_link::signal;
+
+const std::vector<count_list> CUTTINGS = {
+    {1}, {7}, {480}, {4096}, {FRAME_LEN}, {2 * FRAME_LEN}, {480, 1, 9041, 7, 2480}};
+
+signal cut(signal sound, size_t from, size_t to)
+{
+    std::fill(sound.begin() + static_cast<std::ptrdiff_t>(from), sound.begin() + static_cast<std::ptrdiff_t>(to), 0.0);
+    return sound;
+}
+
+TEST(Recording, ReachesBothChannelsThroughBlocksOfAnySize)
+{
+    const log_capture log{KOSC_LEVEL_WARN};
+    host h;
+    const pcm left = join({silence(700), h.frame("left"), h.frame("again"), silence(11600)}), right = h.frame("right");
+    const pcm first_half = list(right.data(), 5000), second_half = list(&right[5000], 6520);
+    for (const count_list& cutting : CUTTINGS) {
+        SCOPED_TRACE(cutting[0]);
+        h.hear(cutting, first_half, 1);
+        EXPECT_EQ(h.hear(cutting, left, 0).messages, (message_list{message("left"), message("again")}));
+        EXPECT_EQ(h.hear({6519, 1}, second_half, 1).calls, count_list{1}) << "in the call that completes it";
+        EXPECT_EQ(host::deliveries()[0].messages, message_list{message("right")});
+        h.hear(cutting, silence(11600), 1);
+    }
+    EXPECT_EQ(logged(), text_list{});
+}
+
+// Two frames, the second 300 samples behind the first, through one of these on their way to the microphone.
+TEST(Recording, SurvivesWhatHappensOnTheWay)
+{
+    random_source random{2026};
+    const struct {
+        const char* what;
+        std::function<signal(signal)> channel;
+        message_list received = {message("first"), message("second")};
+    } cases[] = {
+        {"noise of 12 dB in the band",
+         [&](signal s) {
+             const double power = kosc_link::mean_power(s, 2000, FRAME_LEN);
+             kosc_link::add_noise(&s, kosc_link::noise_variance(power, 12, {18000, 21000}, 48000), &random);
+             return s;
+         }},
+        {"two echoes",
+         [](const signal& s) {
+             return kosc_link::apply_taps(s, {{0, 0.6}, {37, 0.3}, {90, -0.2}});
+         }},
+        {"a clock 60 ppm fast", [](const signal& s) { return kosc_link::drift(s, 60, 60, 0, s.size()); }},
+        {"a clock 60 ppm slow", [](const signal& s) { return kosc_link::drift(s, -60, -60, 0, s.size()); }},
+        {"clipping 10 dB below the peak", [](signal s) { return kosc_link::clip(&s, 8000), s; }},
+        {"a DC offset", [](signal s) { return kosc_link::scale(&s, 0.2), kosc_link::add_dc(&s, -20000), s; }},
+        {"noise below 3 kHz, 28 dB louder",
+         [&](signal s) {
+             signal rumble(s.size());
+             kosc_link::add_noise(&rumble, 5e8, &random);
+             rumble = kosc_link::low_pass(rumble, 3000, 48000);
+             for (size_t i = 0; i < s.size(); ++i) {
+                 s[i] = 0.02 * s[i] + 0.5 * rumble[i];
+             }
+             return s;
+         }},
+        {"40 dB quieter", [](signal s) { return kosc_link::scale(&s, 0.01), s; }},
+        {"the first frame without its end", [](const signal& s) { return cut(s, 9000, 13820); }, {message("second")}},
+        {"the first frame without its middle",
+         [](const signal& s) { return cut(s, 4560, 12240); },
+         {message("second")}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const log_capture log{KOSC_LEVEL_ERROR};
+        host h;
+        const pcm sound = join({silence(2000), h.frame("first"), silence(300), h.frame("second"), silence(3000)});
+        const pcm recorded = kosc_link::to_pcm(c.channel({sound.begin(), sound.end()}));
+        for (const uint32_t block : {480U, 4096U}) {
+            host fresh;
+            EXPECT_EQ(fresh.hear({block}, recorded).messages, c.received) << "in blocks of " << block;
+        }
+        EXPECT_EQ(logged(), text_list{});
+    }
+}
+
+} // namespace

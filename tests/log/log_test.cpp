@@ -1,0 +1,91 @@
+#include "kosc/log.h"
+
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "support/content.h"
+
+namespace {
+
+TEST(Log, LetsThroughWhatTheLevelAllows)
+{
+    const std::pair<uint32_t, std::string> cases[] = {{0, ""},
+                                                      {1, " ERROR"},
+                                                      {2, " ERROR WARN"},
+                                                      {3, " ERROR WARN INFO"},
+                                                      {4, " ERROR WARN INFO DEBUG"},
+                                                      {7, " ERROR WARN INFO"}}; // DEBUG wants exactly 4
+    for (const auto& [level, allowed] : cases) {
+        const log_capture log;
+        soundcomm_set_log_level(level);
+        EXPECT_EQ(log_level, std::min(level, 4u));
+        log_level = level;                                              // as hosts may write it, past the setter
+        EXPECT_EQ(ko_soundcommu_init(nullptr, nullptr), nullptr);       // INFO, ERROR
+        EXPECT_EQ(conv_code_encode(nullptr, nullptr, 0).data, nullptr); // WARN
+        EXPECT_NE(context_ptr{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())}, nullptr); // DEBUG
+        std::string seen;
+        for (const std::string name : {"ERROR", "WARN", "INFO", "DEBUG"}) {
+            seen += logged(name).empty() ? "" : " " + name;
+        }
+        EXPECT_EQ(seen, allowed) << level;
+    }
+}
+
+TEST(Log, FormatsLinesForTheCallbackOrStandardOutput)
+{
+    const log_capture log{0}; // only call sites look at the level
+    log_msg(KOSC_LEVEL_ERROR, 312, "Fail %s %d", "to", 5);
+    EXPECT_EQ(log_capture::lines(), text_list{"[ERROR][Fail to 5][312]\n"});
+    soundcomm_config_log_time(1);
+    const std::time_t before = std::time(nullptr);
+    log_msg(KOSC_LEVEL_WARN, 9, "text");
+    const std::string& line = log_capture::lines().at(1);
+    EXPECT_EQ(line.substr(20, 4) + line.substr(27), ",000][WARN][text][9]\n") << line; // six digits of milliseconds
+    std::tm stamp{};
+    std::istringstream(line.substr(1)) >> std::get_time(&stamp, "%Y-%m-%d %H:%M:%S");
+    stamp.tm_isdst = -1;
+    const std::time_t stamped = std::mktime(&stamp);
+    EXPECT_TRUE(before <= stamped && stamped <= std::time(nullptr)) << line;
+
+    soundcomm_config_log_time(0);
+    soundcomm_set_log_callback(nullptr);
+    testing::internal::CaptureStdout();
+    log_msg(KOSC_LEVEL_DEBUG, 7, "100%% %s", "plain");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[DEBUG][100% plain][7]\n");
+}
+
+TEST(Log, DropsEmptyMessagesAndLinesThatDoNotFit)
+{
+    const std::string none, too_long = "log_message: msg too long.\n", failed = "log_message: fail to log.\n";
+    // Prefix and suffix have 13 characters: 4081 make a line of 4094, the longest there is.
+    const std::pair<size_t, std::string> cases[] = {{0, failed},      {4081, none},   {4082, too_long}, {4083, failed},
+                                                    {4087, too_long}, {4088, failed}, {9000, failed}};
+    for (const auto& [length, complaint] : cases) {
+        for (const uint32_t heap : {0u, 1u}) {
+            const log_capture log;
+            soundcomm_config_log_memory(heap);
+            const std::string text(length, 'x');
+            testing::internal::CaptureStderr();
+            log_msg(KOSC_LEVEL_ERROR, 7, "%s", text.c_str());
+            EXPECT_EQ(testing::internal::GetCapturedStderr(), complaint) << length << " characters, heap " << heap;
+            EXPECT_EQ(log_capture::lines(), complaint.empty() ? text_list{"[ERROR][" + text + "][7]\n"} : text_list{});
+        }
+    }
+}
+
+TEST(Timer, CountsWholeMillisecondsTowardZero)
+{
+    timespec start{};
+    timer_start(&start);
+    start.tv_sec -= 2;
+    const long late = timer_end(&start);
+    start.tv_sec += 3602;
+    const long early = timer_end(&start);
+    EXPECT_TRUE(late >= 2000 && late < 60000) << late;          // however busy the machine
+    EXPECT_TRUE(early > -3600000 && early < -3540000) << early; // cut off, not rounded down to -3600000
+}
+
+} // namespace
