@@ -34,6 +34,7 @@ private:
     void* handle_;
 
 public:
+    KOSC_LOADED(soundcomm_set_log_level);
     KOSC_LOADED(kom_fft_complex_radix2_forward);
     KOSC_LOADED(kom_fft_complex_radix2_inverse);
     KOSC_LOADED(conv_code_init);
@@ -63,7 +64,11 @@ public:
 
 inline const modem_library& plain_library()
 {
-    static const modem_library library{KOSC_PLAIN_LIBRARY};
+    static const modem_library library = [] {
+        const modem_library plain{KOSC_PLAIN_LIBRARY};
+        plain.soundcomm_set_log_level(0); // it has a logger of its own
+        return plain;
+    }();
     return library;
 }
 

@@ -8,4 +8,4 @@ void kosc::viterbi64_free(viterbi64_table*) {}
 
 bool kosc::viterbi64_suits(const uint8_t*, size_t) { return false; }
 
-void kosc::viterbi64_decode(const viterbi64_table*, const uint8_t*, uint32_t, uint8_t*, uint8_t*) {}
+void kosc::viterbi64_decode(const viterbi64_table*, const uint8_t*, uint32_t, int8_t*, uint8_t*) {}

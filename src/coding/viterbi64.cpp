@@ -1,6 +1,7 @@
 #include "coding/viterbi64.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/owned.h"
 
@@ -12,19 +13,29 @@ constexpr uint32_t CONSTRAINT = 7;
 constexpr uint32_t STATES = 64;
 constexpr uint32_t HALF = STATES / 2;
 constexpr uint32_t MAX_POLYNOMIALS = 3;
-constexpr uint32_t SYMBOLS = 3; // 0, 1 and the hole
-constexpr uint32_t GROUPS = SYMBOLS * SYMBOLS * SYMBOLS;
-constexpr uint8_t RECEIVED[SYMBOLS] = {0, 1, 0xFF};
+
+// A received value's two low bits tell 0, 1 and the hole apart; those of a step, the first value lowest, index the
+// rows.
+constexpr uint32_t SYMBOL_BITS = 2;
+constexpr uint32_t SYMBOL_MASK = 3;
+constexpr uint32_t GROUPS = 1 << (SYMBOL_BITS * MAX_POLYNOMIALS);
+constexpr uint8_t RECEIVED[SYMBOL_MASK + 1] = {0, 1, 0, 0xFF}; // 2 never occurs
 
 // Above every metric that a state can have within the first steps, after which all states have been reached.
 constexpr uint8_t UNREACHED = 64;
 
-// Metrics of states that have been reached lie within 6 steps of each other, 18 at most, so bytes hold them as long as
-// their common growth is taken out now and then: at most 3 a step.
+// Metrics of states that have been reached lie within 6 steps of each other, 18 at most, so bytes hold them as
+// long as their common growth is taken out now and then: at most 3 a step.
 constexpr uint32_t STEPS_BETWEEN_RENORMALISATIONS = 32;
 
-// Index of a received value: its position in RECEIVED.
-uint32_t symbol(uint8_t received) { return received > 1 ? 2 : received; }
+// The metrics of 16 states in one machine register.
+typedef uint8_t metric_vector __attribute__((vector_size(16)));
+constexpr uint32_t LANES = sizeof(metric_vector);
+constexpr uint32_t VECTORS = STATES / LANES;
+
+struct state_metrics {
+    metric_vector v[VECTORS];
+};
 
 // Branch metrics of a group, by input bit and by the oldest bit of the predecessor; element k belongs to the
 // predecessors 2k and 2k + 1.
@@ -36,8 +47,8 @@ struct branch_row {
 } // namespace
 
 struct viterbi64_table {
-    uint32_t polynomial_num;
     branch_row rows[GROUPS];
+    uint32_t polynomial_num;
 };
 
 namespace {
@@ -54,34 +65,83 @@ void fill_row(const conv_code_t* code, const uint8_t* received, branch_row* row)
     }
 }
 
-// One step for all states: the newest input bit is a state's highest, and the predecessors of states k and k + HALF are
-// 2k and 2k + 1. The odd one is taken only when it is strictly better.
-void run_step(const branch_row* __restrict row, const uint8_t* __restrict previous, uint8_t* __restrict current,
-              uint8_t* __restrict decisions)
+metric_vector load_metrics(const uint8_t* from)
 {
-    uint8_t even[HALF];
-    uint8_t odd[HALF];
-    for (uint32_t k = 0; k < HALF; ++k) {
-        even[k] = previous[2 * k];
-        odd[k] = previous[2 * k + 1];
-    }
-    for (uint32_t input = 0; input < 2; ++input) {
-        for (uint32_t k = 0; k < HALF; ++k) {
-            const auto from_even = static_cast<uint8_t>(even[k] + row->even[input][k]);
-            const auto from_odd = static_cast<uint8_t>(odd[k] + row->odd[input][k]);
-            const uint8_t best = from_odd < from_even ? from_odd : from_even;
-            current[HALF * input + k] = best;
-            decisions[HALF * input + k] = best == from_even ? 0 : 1;
-        }
-    }
+    metric_vector v;
+    std::memcpy(&v, from, sizeof(v));
+    return v;
 }
 
-void renormalise(uint8_t* metrics)
+metric_vector evens(metric_vector a, metric_vector b)
 {
-    const uint8_t lowest = *std::min_element(metrics, metrics + STATES);
-    for (uint32_t state = 0; state < STATES; ++state) {
-        metrics[state] = static_cast<uint8_t>(metrics[state] - lowest);
+    return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+}
+
+metric_vector odds(metric_vector a, metric_vector b)
+{
+    return __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+}
+
+// One step for all states: the newest input bit is a state's highest, and the predecessors of states k and k + HALF are
+// 2k and 2k + 1. The odd one is taken only when it is strictly better; the decision is then 0, else -1.
+inline state_metrics run_step(const branch_row& row, const state_metrics& previous, int8_t* decisions)
+{
+    state_metrics current;
+    for (uint32_t h = 0; h < VECTORS / 2; ++h) {
+        const metric_vector even = evens(previous.v[2 * h], previous.v[2 * h + 1]);
+        const metric_vector odd = odds(previous.v[2 * h], previous.v[2 * h + 1]);
+        for (uint32_t input = 0; input < 2; ++input) {
+            const metric_vector from_even = even + load_metrics(row.even[input] + LANES * h);
+            const metric_vector from_odd = odd + load_metrics(row.odd[input] + LANES * h);
+            const metric_vector best = from_odd < from_even ? from_odd : from_even;
+            const auto take_even = best == from_even;
+            const uint32_t to = VECTORS / 2 * input + h;
+            current.v[to] = best;
+            std::memcpy(decisions + LANES * to, &take_even, sizeof(take_even));
+        }
     }
+    return current;
+}
+
+// The state with the smallest metric, the lowest of several.
+uint32_t best_state(const state_metrics& metrics)
+{
+    uint8_t all[STATES];
+    std::memcpy(all, &metrics, sizeof(all));
+    return static_cast<uint32_t>(std::min_element(all, all + STATES) - all);
+}
+
+void renormalise(state_metrics* metrics)
+{
+    uint8_t all[STATES];
+    std::memcpy(all, metrics, sizeof(all));
+    const uint8_t lowest = *std::min_element(all, all + STATES);
+    for (uint8_t& metric : all) {
+        metric = static_cast<uint8_t>(metric - lowest);
+    }
+    std::memcpy(metrics, all, sizeof(all));
+}
+
+// All steps with n received values each, from state 0.
+template <uint32_t n>
+state_metrics run_steps(const branch_row* rows, const uint8_t* coded, uint32_t step_num, int8_t* decisions)
+{
+    uint8_t start[STATES];
+    std::fill_n(start, STATES, UNREACHED);
+    start[0] = 0;
+    state_metrics metrics;
+    std::memcpy(&metrics, start, sizeof(metrics));
+    for (uint32_t t = 0; t < step_num; ++t) {
+        uint32_t group = 0;
+        for (uint32_t i = 0; i < n; ++i) {
+            group |= (coded[size_t{t} * n + i] & SYMBOL_MASK) << (SYMBOL_BITS * i);
+        }
+        metrics = run_step(rows[group], metrics, decisions + size_t{t} * STATES);
+        if (t % STEPS_BETWEEN_RENORMALISATIONS == STEPS_BETWEEN_RENORMALISATIONS - 1) {
+            renormalise(&metrics);
+        }
+    }
+    return metrics;
 }
 
 } // namespace
@@ -96,8 +156,10 @@ viterbi64_table* viterbi64_init(const conv_code_t* code)
     }
     auto* const table = alloc_record<viterbi64_table>();
     for (uint32_t group = 0; table != nullptr && group < GROUPS; ++group) {
-        const uint8_t received[MAX_POLYNOMIALS] = {RECEIVED[group % SYMBOLS], RECEIVED[group / SYMBOLS % SYMBOLS],
-                                                   RECEIVED[group / SYMBOLS / SYMBOLS]};
+        uint8_t received[MAX_POLYNOMIALS];
+        for (uint32_t i = 0; i < MAX_POLYNOMIALS; ++i) {
+            received[i] = RECEIVED[group >> (SYMBOL_BITS * i) & SYMBOL_MASK];
+        }
         table->polynomial_num = n;
         fill_row(code, received, &table->rows[group]);
     }
@@ -116,28 +178,14 @@ bool viterbi64_suits(const uint8_t* coded, size_t count)
     return strange == 0;
 }
 
-void viterbi64_decode(const viterbi64_table* table, const uint8_t* coded, uint32_t step_num, uint8_t* decisions,
+void viterbi64_decode(const viterbi64_table* table, const uint8_t* coded, uint32_t step_num, int8_t* decisions,
                       uint8_t* decoded)
 {
-    const uint32_t n = table->polynomial_num;
-    uint8_t metrics[2][STATES];
-    std::fill_n(metrics[0], STATES, UNREACHED);
-    metrics[0][0] = 0;
-    for (uint32_t t = 0; t < step_num; ++t) {
-        uint32_t group = 0;
-        for (uint32_t i = n; i-- > 0;) {
-            group = group * SYMBOLS + symbol(coded[size_t{t} * n + i]);
-        }
-        run_step(&table->rows[group], metrics[t % 2], metrics[(t + 1) % 2], decisions + size_t{t} * STATES);
-        if (t % STEPS_BETWEEN_RENORMALISATIONS == STEPS_BETWEEN_RENORMALISATIONS - 1) {
-            renormalise(metrics[(t + 1) % 2]);
-        }
-    }
-    const uint8_t* const last = metrics[step_num % 2];
-    auto state = static_cast<uint32_t>(std::min_element(last, last + STATES) - last);
+    constexpr decltype(&run_steps<1>) RUN[MAX_POLYNOMIALS] = {run_steps<1>, run_steps<2>, run_steps<3>};
+    uint32_t state = best_state(RUN[table->polynomial_num - 1](table->rows, coded, step_num, decisions));
     for (uint32_t t = step_num; t-- > 0;) {
         decoded[t] = static_cast<uint8_t>(state / HALF);
-        state = state % HALF * 2 + decisions[size_t{t} * STATES + state];
+        state = state % HALF * 2 + 1 + static_cast<uint32_t>(int32_t{decisions[size_t{t} * STATES + state]});
     }
 }
 

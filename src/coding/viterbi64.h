@@ -22,7 +22,7 @@ void viterbi64_free(viterbi64_table* table);
 bool viterbi64_suits(const uint8_t* coded, size_t count);
 
 // The bits of viterbi_decode(), into `decoded`, with room in `decisions` for 64 bytes a step.
-void viterbi64_decode(const viterbi64_table* table, const uint8_t* coded, uint32_t step_num, uint8_t* decisions,
+void viterbi64_decode(const viterbi64_table* table, const uint8_t* coded, uint32_t step_num, int8_t* decisions,
                       uint8_t* decoded);
 
 } // namespace kosc
