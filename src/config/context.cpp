@@ -7,6 +7,7 @@
 #include "dsp/phase_angles.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "rx/second_look_area.h"
 #include "tx/fade_window.h"
 
 using namespace kosc;
@@ -29,6 +30,7 @@ void release_paras(soundcomm_paras_t* paras)
     release_receive_tracks(paras);
     std::free(paras->fade_window);
     band_inverse_free(paras->inverse);
+    free_second_look(paras->second_look);
     std::free(paras);
 }
 

@@ -1,0 +1,412 @@
+#include "kosc/second_look.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "dsp/band_dft.h"
+#include "kosc/crc.h"
+#include "kosc/decoder.h"
+#include "log/log_macros.h"
+#include "math/complex_ops.h"
+#include "math/constants.h"
+#include "math/vector_family.h"
+#include "rx/crc_check.h"
+#include "rx/frame_clock.h"
+#include "rx/second_look_area.h"
+
+using namespace kosc;
+
+namespace {
+
+// Explanations that are this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
+constexpr double MIN_COHERENCE = 0.22;
+constexpr double AMPLITUDE = 0.7071067811865475; // of a QPSK axis
+constexpr double LEAST_POWER_SHARE = 1e-3;       // of the signal, when the noise estimate leaves less
+
+double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
+
+kom_complex conj(kom_complex z) { return {z.re, -z.im}; }
+
+double sum_power(const double* data, uint32_t count)
+{
+    double sum = 0.0;
+    for (uint32_t k = 0; k < count; ++k) {
+        sum += power(load(data, k));
+    }
+    return sum;
+}
+
+bool is_pilot(const second_look_t& look, uint32_t i)
+{
+    return is_pilot_index(look.paras->cfg.pilot_cfg.data_pilot_rate, i);
+}
+
+double* received(const second_look_t& look, uint32_t i)
+{
+    return look.received + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
+}
+
+double* sent(const second_look_t& look, uint32_t i)
+{
+    return look.sent + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
+}
+
+double* coefficients(const second_look_t& look, uint32_t i)
+{
+    return look.coefficients + size_t{2} * look.smoother->rank * i;
+}
+
+// Subcarrier values of every symbol, each with its window and frequencies where the clock has them.
+void demodulate(const second_look_t& look, const double* frame, const frame_clock& clock)
+{
+    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
+    const double half = (ofdm.symbol_len - 1) / 2.0;
+    const double unit = 2 * PI / ofdm.symbol_len;
+    const double last_start = static_cast<double>(look.paras->frame.frame_length) - ofdm.symbol_len;
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        const double start = window_start(look.paras->cfg, i);
+        const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last_start);
+        const double scale = unit * (1 + clock.rate_at(first + half));
+        double* const values = received(look, i);
+        band_dft(frame + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale, ofdm.sc_num,
+                 look.work, values);
+        const double lag = unit * (start - clock.sent_time(first + half));
+        rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);
+    }
+}
+
+// The channel that symbol `i` went through, along the smoother's sequences.
+void measure_symbol(const second_look_t& look, uint32_t i)
+{
+    for (uint32_t k = 0; k < look.paras->cfg.ofdm_cfg.sc_num; ++k) {
+        store(look.response, k, load(received(look, i), k) * conj(load(sent(look, i), k)));
+    }
+    channel_smoother_analyse(look.smoother, look.response, coefficients(look, i));
+}
+
+struct channel_estimate {
+    uint32_t symbols; // that were joined
+    double signal;    // power on a subcarrier
+    double noise;
+    double noise_ratio() const { return noise / (signal * symbols); }
+};
+
+// Sums the coefficients of the measured symbols, each turned back by its phase, and tells the noise from what does
+// not add up.
+channel_estimate join_symbols(const second_look_t& look, bool pilots_only)
+{
+    const uint32_t rank = look.smoother->rank;
+    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
+    std::fill_n(look.joint, size_t{2} * rank, 0.0);
+    double energy = 0.0;
+    uint32_t count = 0;
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        if (pilots_only && !is_pilot(look, i)) {
+            continue;
+        }
+        const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
+        for (uint32_t r = 0; r < rank; ++r) {
+            store(look.joint, r, load(look.joint, r) + load(coefficients(look, i), r) * back);
+        }
+        energy += sum_power(received(look, i), sc_num);
+        ++count;
+    }
+    const double explained = sum_power(look.joint, rank) / count;
+    const double cells = static_cast<double>(count) * sc_num;
+    const double noise = std::max(energy - explained, 0.0) / (cells - rank);
+    const double signal = std::max(explained - rank * noise, LEAST_POWER_SHARE * energy) / cells;
+    return {count, signal, noise};
+}
+
+channel_estimate estimate_by_pilots(const second_look_t& look)
+{
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        look.phases[i] = 0.0;
+        if (is_pilot(look, i)) {
+            measure_symbol(look, i);
+        }
+    }
+    return join_symbols(look, true);
+}
+
+// Phases of all symbols against the joint channel, smoothed to a parabola: what is left of the drift.
+void fit_phases(const second_look_t& look)
+{
+    const uint32_t n = look.paras->frame.symbols;
+    const double middle = (n - 1) / 2.0;
+    const double spread = n * (static_cast<double>(n) * n - 1) / 12; // sum of (i - middle)^2
+    const double mean_square = spread / n;
+    double constant = 0.0;
+    double slope = 0.0;
+    double curve = 0.0;
+    double curve_norm = 0.0;
+    for (uint32_t i = 0; i < n; ++i) {
+        kom_complex product = {0.0, 0.0};
+        for (uint32_t r = 0; r < look.smoother->rank; ++r) {
+            product = product + load(coefficients(look, i), r) * conj(load(look.joint, r));
+        }
+        const double phase = std::atan2(product.im, product.re);
+        const double t = i - middle;
+        const double q = t * t - mean_square;
+        constant += phase / n;
+        slope += phase * t / spread;
+        curve += phase * q;
+        curve_norm += q * q;
+    }
+    for (uint32_t i = 0; i < n; ++i) {
+        const double t = i - middle;
+        look.phases[i] = constant + slope * t + (curve_norm > 0.0 ? curve / curve_norm * (t * t - mean_square) : 0.0);
+    }
+}
+
+// Writes what the decoded bits would have been sent as into the data symbols of `sent`.
+void encode_again(const second_look_t& look)
+{
+    const soundcomm_paras_t& paras = *look.paras;
+    const conv_code_t& code = *paras.conv_code;
+    const uint32_t n = code.polynomial_num;
+    const uint32_t frame_bits = 2 * paras.frame.re_num;
+    std::fill_n(look.levels, frame_bits, -AMPLITUDE);
+    uint32_t state = 0;
+    for (uint32_t t = 0; t < look.coded_len / n; ++t) {
+        const uint32_t shift_register = state | uint32_t{look.bits[t]} << (code.constraint - 1);
+        for (uint32_t i = 0; i < n; ++i) {
+            const uint32_t position = look.position[t * n + i];
+            if (position != NO_POSITION) {
+                look.levels[position] = code.output_table[shift_register * n + i] != 0 ? AMPLITUDE : -AMPLITUDE;
+            }
+        }
+        state = shift_register >> 1;
+    }
+    if (paras.phase_pattern != nullptr) {
+        phase_shift(look.levels, paras.frame.re_num, paras.phase_pattern);
+    }
+    const double* next = look.levels;
+    const uint32_t row = 2 * paras.cfg.ofdm_cfg.sc_num;
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        if (!is_pilot(look, i)) {
+            std::copy_n(next, row, sent(look, i));
+            next += row;
+        }
+    }
+}
+
+channel_estimate estimate_by_all(const second_look_t& look)
+{
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        measure_symbol(look, i);
+    }
+    fit_phases(look);
+    return join_symbols(look, false);
+}
+
+// Soft values of one data symbol into its place in `levels`: matched to the channel, or with the channel divided out
+// against the noise where the values are spread over all subcarriers.
+void demap_symbol(const second_look_t& look, uint32_t i, double noise, double* levels)
+{
+    const soundcomm_paras_t& paras = *look.paras;
+    const uint32_t sc_num = paras.cfg.ofdm_cfg.sc_num;
+    const bool spread = paras.cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD;
+    const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
+    for (uint32_t k = 0; k < sc_num; ++k) {
+        const kom_complex h = load(look.response, k);
+        const double weight = spread ? 1.0 / (power(h) + noise) : 1.0;
+        store(levels, k, load(received(look, i), k) * conj(h) * back * kom_complex{weight, 0.0});
+    }
+    if (spread) {
+        dft_spread_demod(levels, sc_num);
+    } else if (paras.phase_pattern != nullptr) {
+        phase_restore(levels, sc_num, paras.phase_pattern);
+    }
+}
+
+// Soft values of the whole frame. With `leave_out`, a symbol that took part in the estimate is judged by the others
+// alone: its own noise would only confirm what was decided before.
+void demap(const second_look_t& look, const channel_estimate& estimate, bool leave_out)
+{
+    const uint32_t rank = look.smoother->rank;
+    const uint32_t row = 2 * look.paras->cfg.ofdm_cfg.sc_num;
+    const double others = estimate.symbols - (leave_out ? 1.0 : 0.0);
+    const double noise_ratio = estimate.noise / (estimate.signal * others);
+    double* levels = look.levels;
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        if (is_pilot(look, i)) {
+            continue;
+        }
+        const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
+        for (uint32_t r = 0; r < rank; ++r) {
+            const kom_complex own = load(coefficients(look, i), r) * back;
+            const kom_complex rest = leave_out ? load(look.joint, r) - own : load(look.joint, r);
+            store(look.own, r, rest * kom_complex{1.0 / others, 0.0});
+        }
+        channel_smoother_synthesise(look.smoother, look.own, noise_ratio, look.response);
+        demap_symbol(look, i, estimate.noise, levels);
+        levels += row;
+    }
+}
+
+// From the frame's soft values to bits, bytes and the verdict of the CRCs.
+bool decode_levels(const second_look_t& look)
+{
+    const soundcomm_paras_t& paras = *look.paras;
+    for (uint32_t j = 0; j < look.coded_len; ++j) {
+        look.soft[j] = look.position[j] == NO_POSITION ? 0.0 : look.levels[look.position[j]];
+    }
+    const crc_cfg& crc = paras.cfg.crc_cfg;
+    return soft_viterbi_decode(look.viterbi, look.soft, look.coded_len / paras.conv_code->polynomial_num, look.bits) &&
+           bin2byte(look.bytes, look.bits, paras.frame.bits) &&
+           compare_crcs(crc, look.bytes, paras.frame.bytes, look.crc_scratch, look.crc_matches) &&
+           std::memchr(look.crc_matches, 0, crc.group) == nullptr;
+}
+
+// Root of unexplained over explained power of the data symbols, under the joint channel.
+double error_vector_magnitude(const second_look_t& look, const channel_estimate& estimate)
+{
+    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
+    for (uint32_t r = 0; r < look.smoother->rank; ++r) {
+        store(look.own, r, load(look.joint, r) * kom_complex{1.0 / estimate.symbols, 0.0});
+    }
+    channel_smoother_synthesise(look.smoother, look.own, estimate.noise_ratio(), look.response);
+    double explained = 0.0;
+    double unexplained = 0.0;
+    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
+        const kom_complex turn = {std::cos(look.phases[i]), std::sin(look.phases[i])};
+        for (uint32_t k = 0; k < sc_num && !is_pilot(look, i); ++k) {
+            const kom_complex expected = load(look.response, k) * turn * load(sent(look, i), k);
+            explained += power(expected);
+            unexplained += power(load(received(look, i), k) - expected);
+        }
+    }
+    return explained > 0.0 ? std::sqrt(unexplained / explained) : 0.0;
+}
+
+void describe(const channel_estimate& estimate, frame_quality_t* quality)
+{
+    constexpr double DB = 10.0;
+    quality->snr_db = DB * std::log10(estimate.signal / std::max(estimate.noise, 1e-30));
+    quality->evm = std::sqrt(estimate.noise / estimate.signal);
+}
+
+// All decodings under one explanation of the drift; true when the CRCs match.
+bool try_drift(const second_look_t& look, const double* frame, const frame_clock& clock, frame_quality_t* quality)
+{
+    const uint32_t steps = look.coded_len / look.paras->conv_code->polynomial_num;
+    // Spread values have no constant power, which measuring the channel by them relies on.
+    const int passes = look.paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD ? 1 : KOSC_MAX_PASSES;
+    demodulate(look, frame, clock);
+    channel_estimate estimate = estimate_by_pilots(look);
+    for (int pass = 0; pass < passes; ++pass) {
+        if (pass != 0) {
+            std::copy_n(look.bits, steps, look.earlier_bits);
+            encode_again(look);
+            estimate = estimate_by_all(look);
+        }
+        demap(look, estimate, pass != 0);
+        ++quality->attempts;
+        if (decode_levels(look)) {
+            return true;
+        }
+        if (pass == 0) {
+            describe(estimate, quality);
+        } else if (std::memcmp(look.bits, look.earlier_bits, steps) == 0) {
+            break; // every further pass would decide the same
+        }
+    }
+    return false;
+}
+
+// Describes a decoded frame by everything in it, now that all of it is known.
+void measure_decoded(const second_look_t& look, frame_quality_t* quality)
+{
+    if (look.paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD) {
+        return; // the pilots' figures stay
+    }
+    encode_again(look);
+    const channel_estimate estimate = estimate_by_all(look);
+    describe(estimate, quality);
+    quality->evm = error_vector_magnitude(look, estimate);
+}
+
+bool look_again(const second_look_t& look, const double* frame, frame_quality_t* quality)
+{
+    drift_t drifts[KOSC_MAX_DRIFTS];
+    const uint32_t count = drift_search_find(look.search, frame, drifts, KOSC_MAX_DRIFTS);
+    const double length = look.paras->frame.frame_length;
+    for (uint32_t d = 0; d < count && drifts[d].coherence >= MIN_COHERENCE; ++d) {
+        const frame_clock clock = make_clock(*look.paras, drifts[d].rate, drifts[d].bend);
+        frame_quality_t tried = *quality;
+        tried.coherence = drifts[d].coherence;
+        tried.drift_ppm = 1e6 * clock.rate_at(length / 2);
+        tried.drift_change_ppm = 1e6 * clock.bend * length;
+        const bool decoded = try_drift(look, frame, clock, &tried);
+        if (d == 0 || decoded) {
+            *quality = tried;
+        }
+        quality->attempts = tried.attempts;
+        if (decoded) {
+            measure_decoded(look, quality);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool check_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len)
+{
+    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
+    KOSC_RETURN_IF(input == nullptr, false, "input is null");
+    KOSC_RETURN_IF(input_len < ctx->rx_paras->frame.frame_length, false, "input_len too short %d", input_len);
+    KOSC_RETURN_IF(ctx->rx_paras->second_look == nullptr, false, "second look is off");
+    return true;
+}
+
+} // namespace
+
+bool soundcomm_config_second_look(soundcomm_context_t* ctx, uint32_t enable)
+{
+    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
+    soundcomm_paras_t* const paras = ctx->rx_paras;
+    if (enable == KOSC_SECOND_LOOK_OFF) {
+        free_second_look(paras->second_look);
+        paras->second_look = nullptr;
+        return true;
+    }
+    if (paras->second_look == nullptr) {
+        paras->second_look = make_second_look(*paras);
+    }
+    if (paras->second_look == nullptr) {
+        KOSC_LOG_WARN("no second look for this configuration");
+        return false;
+    }
+    paras->second_look->mode = enable == KOSC_SECOND_LOOK_MEASURE ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_ON;
+    return true;
+}
+
+uint32_t soundcomm_decode_second_look(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
+                                      uint8_t* output, uint32_t output_len, frame_quality_t* quality)
+{
+    if (!check_args(ctx, input, input_len)) {
+        return KOSC_DECODE_FAILED;
+    }
+    const soundcomm_paras_t& paras = *ctx->rx_paras;
+    const second_look_t& look = *paras.second_look;
+    frame_quality_t measured{};
+    measured.needed = true;
+    measured.decoded = look_again(look, input, &measured);
+    if (quality != nullptr) {
+        *quality = measured;
+    }
+    if (measured.decoded && output != nullptr && output_len >= paras.cfg.msg_byte_len) {
+        const kom_vector_uint8 block =
+            kom_vector_uint8_const_view_array(look.bytes, paras.frame.bytes, 0, 1, paras.frame.bytes);
+        copy_decoded_msg(&paras, &block, output, output_len);
+    }
+    return measured.decoded ? 1 : 0;
+}
+
+frame_quality_t soundcomm_get_frame_quality(const soundcomm_context_t* ctx)
+{
+    const bool known = ctx != nullptr && ctx->rx_paras->second_look != nullptr;
+    return known ? ctx->rx_paras->second_look->quality : frame_quality_t{};
+}
