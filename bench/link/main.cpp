@@ -60,15 +60,16 @@ void run_channel(const link_channel& channel, const options& o, curve* points)
     }
 }
 
-// Where the error rate falls through one in ten, by linear interpolation; NaN when it does not.
+// Where the error rate falls through one in ten, by linear interpolation of its logarithm; NaN when it does not.
 template <typename Count> double ten_percent_db(const curve& points, uint32_t frames, Count count)
 {
-    const auto errors = [&](const point& p) { return 1.0 - static_cast<double>(count(p)) / frames; };
+    // Half an error stands for none, whose logarithm there is not.
+    const auto errors = [&](const point& p) { return std::max(0.5, 1.0 * frames - count(p)) / frames; };
     for (size_t i = 1; i < points.size(); ++i) {
         const double before = errors(*points[i - 1]);
         const double after = errors(*points[i]);
         if (before > 0.1 && after <= 0.1) {
-            const double share = (before - 0.1) / (before - after);
+            const double share = std::log(before / 0.1) / std::log(before / after);
             return points[i - 1]->snr_db + share * (points[i]->snr_db - points[i - 1]->snr_db);
         }
     }

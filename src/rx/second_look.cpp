@@ -20,7 +20,7 @@ using namespace kosc;
 namespace {
 
 // Explanations that are this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
-constexpr double MIN_COHERENCE = 0.22;
+constexpr double MIN_COHERENCE = 0.25;
 constexpr double AMPLITUDE = 0.7071067811865475; // of a QPSK axis
 constexpr double LEAST_POWER_SHARE = 1e-3;       // of the signal, when the noise estimate leaves less
 
