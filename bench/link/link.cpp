@@ -68,14 +68,14 @@ const link_channel* find_channel(const std::string& name)
     return found == all.end() ? nullptr : &*found;
 }
 
-link::link() : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
+link_modem::link_modem() : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
 {
     soundcomm_init_receive(ctx_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
     soundcomm_config_second_look(ctx_.get(), KOSC_SECOND_LOOK_ON);
     message_.resize(ctx_->tx_paras->cfg.msg_byte_len);
 }
 
-signal link::transmit(const link_channel& channel, uint64_t seed)
+signal link_modem::transmit(const link_channel& channel, uint64_t seed)
 {
     random_ = random_source{seed};
     for (uint8_t& byte : message_) {
@@ -92,7 +92,7 @@ signal link::transmit(const link_channel& channel, uint64_t seed)
     return heard;
 }
 
-outcome link::receive(const signal& clean, double snr_db)
+outcome link_modem::receive(const signal& clean, double snr_db)
 {
     random_source noise{random_}; // the same noise, only scaled, at every ratio
     signal recording = clean;

@@ -33,9 +33,9 @@ struct outcome {
 // A modem that sends random messages and listens to each through the receive driver, from a fresh start, with the
 // second look on. A frame that decodes at once is what the default receiver decodes: the second look begins only
 // where that has failed.
-class link {
+class link_modem {
 public:
-    link();
+    link_modem();
     // The sent frame of message number `seed`, after the channel, without noise.
     signal transmit(const link_channel& channel, uint64_t seed);
     // Adds noise to what transmit() returned, as seeded there, and listens.

@@ -40,7 +40,7 @@ void run_channel(const link_channel& channel, const options& o, curve* points)
 {
     std::atomic<uint32_t> next{0};
     const auto work = [&] {
-        kosc_link::link modem;
+        link_modem modem;
         for (uint32_t f = next++; f < o.frames; f = next++) {
             const signal clean = modem.transmit(channel, (o.seed << 32) + f);
             for (const auto& p : *points) {

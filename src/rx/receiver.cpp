@@ -75,6 +75,16 @@ void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
     }
 }
 
+// The frame of a fast sender ends before its nominal end: the search must go on there, or it would pass the start of
+// one that follows at once.
+void end_early(const soundcomm_paras_t& paras, sync_iter* iter)
+{
+    if (paras.second_look != nullptr && paras.second_look->quality.needed) {
+        const double early = paras.frame.frame_length * paras.second_look->quality.drift_ppm * 1e-6;
+        iter->frame_start_in_corr -= std::min(iter->frame_start_in_corr, static_cast<uint32_t>(std::max(early, 0.0)));
+    }
+}
+
 // Decodes every frame found on a track into `slot`; with no slot the frames are only skipped. A frame that cannot be
 // decoded is lost alone: the search goes on.
 void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
@@ -89,6 +99,7 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
         }
         if (slot != nullptr && do_decode(ctx, entry, slot, frame) == 1) {
             sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
+            end_early(*ctx->rx_paras, iter);
         }
         sync_iter_next(iter);
     }
