@@ -48,15 +48,15 @@ const std::vector<link_channel>& link_channels()
     static const std::vector<link_channel> all = {
         {"white", "white noise", -1, 7, keep},
         {"drift", "drift, anywhere within 4000 ppm", -1, 7, any_drift},
-        {"drift-high", "drift of +4000 ppm", -1, 7, with_drift<4000>},
-        {"drift-low", "drift of -4000 ppm", -1, 7, with_drift<-4000>},
+        {"drift-high", "drift of +4000 ppm", -1, 4, with_drift<4000>},
+        {"drift-low", "drift of -4000 ppm", -1, 4, with_drift<-4000>},
         {"echoes", "echoes at 48 and 130 samples", 0, 12, echoes<0>},
-        {"echoes-150", "echoes at 48 and 130 samples, 150 ppm", 0, 12, echoes<150>},
-        {"echoes-1500", "echoes at 48 and 130 samples, 1500 ppm", 0, 12, echoes<1500>},
-        {"near-echoes", "echoes at 9 and 31 samples", 0, 12, near_echoes},
+        {"echoes-150", "echoes at 48 and 130 samples, 150 ppm", 0, 6, echoes<150>},
+        {"echoes-1500", "echoes at 48 and 130 samples, 1500 ppm", 0, 6, echoes<1500>},
+        {"near-echoes", "echoes at 9 and 31 samples", 0, 10, near_echoes},
         {"room", "small room, RT60 0.2 s", 0, 12, small_room},
-        {"walking", "walking talker, +1500 to +2500 ppm", -1, 7, walking},
-        {"phone", "roll-off of 12 dB across the band", 0, 12, phone},
+        {"walking", "walking talker, +1500 to +2500 ppm", -1, 4, walking},
+        {"phone", "roll-off of 12 dB across the band", 0, 9, phone},
     };
     return all;
 }

@@ -57,8 +57,27 @@ double* coefficients(const second_look_t& look, uint32_t i)
     return look.coefficients + size_t{2} * look.smoother->rank * i;
 }
 
+// Copies the frame without speech and hum, which lie far below the subcarriers but may be a hundred times as loud: off
+// the FFT's grid, too much of them would leak into the band. The fourth difference lets pass what lies above and is
+// short against the prefix. Subcarriers in the lower half of the spectrum it would tilt, so these are copied as they
+// are.
+void remove_low_sounds(const second_look_t& look, const double* input)
+{
+    constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
+    const int64_t length = look.paras->frame.frame_length;
+    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
+    if (ofdm.sc_start_idx < ofdm.symbol_len / 4) {
+        std::copy_n(input, length, look.frame);
+        return;
+    }
+    const auto at = [&](int64_t n) { return n >= 0 && n < length ? input[n] : 0.0; };
+    for (int64_t n = 0; n < length; ++n) {
+        look.frame[n] = KERNEL[0] * at(n) + KERNEL[1] * (at(n - 1) + at(n + 1)) + KERNEL[2] * (at(n - 2) + at(n + 2));
+    }
+}
+
 // Subcarrier values of every symbol, each with its window and frequencies where the clock has them.
-void demodulate(const second_look_t& look, const double* frame, const frame_clock& clock)
+void demodulate(const second_look_t& look, const frame_clock& clock)
 {
     const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
     const double half = (ofdm.symbol_len - 1) / 2.0;
@@ -69,8 +88,8 @@ void demodulate(const second_look_t& look, const double* frame, const frame_cloc
         const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last_start);
         const double scale = unit * (1 + clock.rate_at(first + half));
         double* const values = received(look, i);
-        band_dft(frame + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale, ofdm.sc_num,
-                 look.work, values);
+        band_dft(look.frame + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
+                 ofdm.sc_num, look.work, values);
         const double lag = unit * (start - clock.sent_time(first + half));
         rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);
     }
@@ -289,12 +308,12 @@ void describe(const channel_estimate& estimate, frame_quality_t* quality)
 }
 
 // All decodings under one explanation of the drift; true when the CRCs match.
-bool try_drift(const second_look_t& look, const double* frame, const frame_clock& clock, frame_quality_t* quality)
+bool try_drift(const second_look_t& look, const frame_clock& clock, frame_quality_t* quality)
 {
     const uint32_t steps = look.coded_len / look.paras->conv_code->polynomial_num;
     // Spread values have no constant power, which measuring the channel by them relies on.
     const int passes = look.paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD ? 1 : KOSC_MAX_PASSES;
-    demodulate(look, frame, clock);
+    demodulate(look, clock);
     channel_estimate estimate = estimate_by_pilots(look);
     for (int pass = 0; pass < passes; ++pass) {
         if (pass != 0) {
@@ -328,10 +347,11 @@ void measure_decoded(const second_look_t& look, frame_quality_t* quality)
     quality->evm = error_vector_magnitude(look, estimate);
 }
 
-bool look_again(const second_look_t& look, const double* frame, frame_quality_t* quality)
+bool look_again(const second_look_t& look, const double* input, frame_quality_t* quality)
 {
+    remove_low_sounds(look, input);
     drift_t drifts[KOSC_MAX_DRIFTS];
-    const uint32_t count = drift_search_find(look.search, frame, drifts, KOSC_MAX_DRIFTS);
+    const uint32_t count = drift_search_find(look.search, look.frame, drifts, KOSC_MAX_DRIFTS);
     const double length = look.paras->frame.frame_length;
     for (uint32_t d = 0; d < count && drifts[d].coherence >= MIN_COHERENCE; ++d) {
         const frame_clock clock = make_clock(*look.paras, drifts[d].rate, drifts[d].bend);
@@ -339,7 +359,7 @@ bool look_again(const second_look_t& look, const double* frame, frame_quality_t*
         tried.coherence = drifts[d].coherence;
         tried.drift_ppm = 1e6 * clock.rate_at(length / 2);
         tried.drift_change_ppm = 1e6 * clock.bend * length;
-        const bool decoded = try_drift(look, frame, clock, &tried);
+        const bool decoded = try_drift(look, clock, &tried);
         if (d == 0 || decoded) {
             *quality = tried;
         }

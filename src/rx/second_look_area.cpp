@@ -33,6 +33,7 @@ size_t carve_numbers(second_look_t* look, double* block)
     const size_t symbols = look->paras->frame.symbols;
     const size_t rank = look->smoother->rank;
     carver<double> parts{block};
+    parts.take(&look->frame, look->paras->frame.frame_length);
     parts.take(&look->received, 2 * symbols * sc_num);
     parts.take(&look->sent, 2 * symbols * sc_num);
     parts.take(&look->coefficients, 2 * symbols * rank);

@@ -17,6 +17,7 @@ struct second_look_t {
     uint32_t coded_len;           // code bits before puncturing
     uint32_t* position;           // owned; place of each code bit in the frame, NO_POSITION when it is not sent
     double* numbers;              // owned; all arrays of doubles below, one behind the other
+    double* frame;                // frame_length samples without what lies far below the subcarriers
     double* received;             // symbols rows of sc_num complex values
     double* sent;                 // the same of what was sent; data symbols once they are decoded
     double* coefficients;         // symbols rows of rank complex values: each symbol's channel
