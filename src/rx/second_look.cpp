@@ -65,8 +65,7 @@ void remove_low_sounds(const second_look_t& look, const double* input)
 {
     constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
     const int64_t length = look.paras->frame.frame_length;
-    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
-    if (ofdm.sc_start_idx < ofdm.symbol_len / 4) {
+    if (!removes_low_sounds(look.paras->cfg.ofdm_cfg)) {
         std::copy_n(input, length, look.frame);
         return;
     }
@@ -92,6 +91,9 @@ void demodulate(const second_look_t& look, const frame_clock& clock)
                  ofdm.sc_num, look.work, values);
         const double lag = unit * (start - clock.sent_time(first + half));
         rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            store(values, k, load(values, k) * kom_complex{look.evening[k], 0.0});
+        }
     }
 }
 

@@ -1,7 +1,9 @@
 #include "rx/second_look_area.h"
 
+#include <cmath>
+
 #include "kosc/interleaver.h"
-#include "log/log_macros.h"
+#include "math/constants.h"
 #include "math/vector_family.h"
 #include "rx/crc_check.h"
 
@@ -34,6 +36,7 @@ size_t carve_numbers(second_look_t* look, double* block)
     const size_t rank = look->smoother->rank;
     carver<double> parts{block};
     parts.take(&look->frame, look->paras->frame.frame_length);
+    parts.take(&look->evening, sc_num);
     parts.take(&look->received, 2 * symbols * sc_num);
     parts.take(&look->sent, 2 * symbols * sc_num);
     parts.take(&look->coefficients, 2 * symbols * rank);
@@ -112,6 +115,16 @@ void place_pilots(const second_look_t& look)
     }
 }
 
+// The fourth difference has the gain (2 - 2 cos w)^2.
+void fill_evening(const second_look_t& look)
+{
+    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
+    for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+        const double root_gain = 2 - 2 * std::cos(2 * PI * (ofdm.sc_start_idx + k) / ofdm.symbol_len);
+        look.evening[k] = removes_low_sounds(ofdm) ? 1 / (root_gain * root_gain) : 1.0;
+    }
+}
+
 } // namespace
 
 namespace kosc {
@@ -140,6 +153,7 @@ second_look_t* make_second_look(const soundcomm_paras_t& paras)
     carve_numbers(look.get(), look->numbers);
     carve_octets(look.get(), look->octets);
     place_pilots(*look);
+    fill_evening(*look);
     return look.release();
 }
 

@@ -18,6 +18,7 @@ struct second_look_t {
     uint32_t* position;           // owned; place of each code bit in the frame, NO_POSITION when it is not sent
     double* numbers;              // owned; all arrays of doubles below, one behind the other
     double* frame;                // frame_length samples without what lies far below the subcarriers
+    double* evening;              // sc_num factors that undo the tilt of that
     double* received;             // symbols rows of sc_num complex values
     double* sent;                 // the same of what was sent; data symbols once they are decoded
     double* coefficients;         // symbols rows of rank complex values: each symbol's channel
@@ -39,6 +40,9 @@ struct second_look_t {
 namespace kosc {
 
 constexpr uint32_t NO_POSITION = UINT32_MAX;
+
+// Whether speech lies far enough below the subcarriers to be taken out without tilting them much.
+inline bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx >= ofdm.symbol_len / 4; }
 
 // A work area, null when memory is short or the configuration is not one for a second look.
 second_look_t* make_second_look(const soundcomm_paras_t& paras);
