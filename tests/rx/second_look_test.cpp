@@ -82,6 +82,23 @@ TEST(SecondLook, HearsWhatTheFirstLoses)
     }
 }
 
+TEST(SecondLook, IsNotDisturbedByLoudSoundsFarBelow)
+{
+    const context_ptr ctx = listener(KOSC_SECOND_LOOK_ON);
+    random_source random{4};
+    signal speech(FRAME_LEN);
+    add_noise(&speech, 1.0, &random);
+    speech = low_pass(speech, 4000, 48000);
+    scale(&speech, 150000 / std::sqrt(mean_power(speech, 0, FRAME_LEN))); // 40 dB over the frame
+    for (const double ppm : {-300.0, 0.0, 300.0}) {
+        signal sound = spoil(encode(ctx.get(), message("between the lines")), ppm, 2, 6);
+        for (uint32_t i = 0; i < FRAME_LEN; ++i) {
+            sound[i] += speech[i];
+        }
+        EXPECT_EQ(soundcomm_decode_second_look(ctx.get(), sound.data(), FRAME_LEN, nullptr, 0, nullptr), 1U) << ppm;
+    }
+}
+
 TEST(SecondLook, DeliversInTheOrderOfTheRecording)
 {
     const log_capture log{KOSC_LEVEL_WARN};
