@@ -4,16 +4,12 @@
 #include <cmath>
 #include <cstring>
 
-#include "dsp/band_dft.h"
 #include "kosc/crc.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
-#include "math/complex_ops.h"
-#include "math/constants.h"
 #include "math/vector_family.h"
 #include "rx/crc_check.h"
-#include "rx/frame_clock.h"
-#include "rx/second_look_area.h"
+#include "rx/frame_channel.h"
 
 using namespace kosc;
 
@@ -22,164 +18,6 @@ namespace {
 // Explanations that are this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
 constexpr double MIN_COHERENCE = 0.25;
 constexpr double AMPLITUDE = 0.7071067811865475; // of a QPSK axis
-constexpr double LEAST_POWER_SHARE = 1e-3;       // of the signal, when the noise estimate leaves less
-
-double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
-
-kom_complex conj(kom_complex z) { return {z.re, -z.im}; }
-
-double sum_power(const double* data, uint32_t count)
-{
-    double sum = 0.0;
-    for (uint32_t k = 0; k < count; ++k) {
-        sum += power(load(data, k));
-    }
-    return sum;
-}
-
-bool is_pilot(const second_look_t& look, uint32_t i)
-{
-    return is_pilot_index(look.paras->cfg.pilot_cfg.data_pilot_rate, i);
-}
-
-double* received(const second_look_t& look, uint32_t i)
-{
-    return look.received + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
-}
-
-double* sent(const second_look_t& look, uint32_t i)
-{
-    return look.sent + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
-}
-
-double* coefficients(const second_look_t& look, uint32_t i)
-{
-    return look.coefficients + size_t{2} * look.smoother->rank * i;
-}
-
-// Copies the frame without speech and hum, which lie far below the subcarriers but may be a hundred times as loud: off
-// the FFT's grid, too much of them would leak into the band. The fourth difference lets pass what lies above and is
-// short against the prefix. Subcarriers in the lower half of the spectrum it would tilt, so these are copied as they
-// are.
-void remove_low_sounds(const second_look_t& look, const double* input)
-{
-    constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
-    const int64_t length = look.paras->frame.frame_length;
-    if (!removes_low_sounds(look.paras->cfg.ofdm_cfg)) {
-        std::copy_n(input, length, look.frame);
-        return;
-    }
-    const auto at = [&](int64_t n) { return n >= 0 && n < length ? input[n] : 0.0; };
-    for (int64_t n = 0; n < length; ++n) {
-        look.frame[n] = KERNEL[0] * at(n) + KERNEL[1] * (at(n - 1) + at(n + 1)) + KERNEL[2] * (at(n - 2) + at(n + 2));
-    }
-}
-
-// Subcarrier values of every symbol, each with its window and frequencies where the clock has them.
-void demodulate(const second_look_t& look, const frame_clock& clock)
-{
-    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
-    const double half = (ofdm.symbol_len - 1) / 2.0;
-    const double unit = 2 * PI / ofdm.symbol_len;
-    const double last_start = static_cast<double>(look.paras->frame.frame_length) - ofdm.symbol_len;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        const double start = window_start(look.paras->cfg, i);
-        const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last_start);
-        const double scale = unit * (1 + clock.rate_at(first + half));
-        double* const values = received(look, i);
-        band_dft(look.frame + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
-                 ofdm.sc_num, look.work, values);
-        const double lag = unit * (start - clock.sent_time(first + half));
-        rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);
-        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
-            store(values, k, load(values, k) * kom_complex{look.evening[k], 0.0});
-        }
-    }
-}
-
-// The channel that symbol `i` went through, along the smoother's sequences.
-void measure_symbol(const second_look_t& look, uint32_t i)
-{
-    for (uint32_t k = 0; k < look.paras->cfg.ofdm_cfg.sc_num; ++k) {
-        store(look.response, k, load(received(look, i), k) * conj(load(sent(look, i), k)));
-    }
-    channel_smoother_analyse(look.smoother, look.response, coefficients(look, i));
-}
-
-struct channel_estimate {
-    uint32_t symbols; // that were joined
-    double signal;    // power on a subcarrier
-    double noise;
-    double noise_ratio() const { return noise / (signal * symbols); }
-};
-
-// Sums the coefficients of the measured symbols, each turned back by its phase, and tells the noise from what does
-// not add up.
-channel_estimate join_symbols(const second_look_t& look, bool pilots_only)
-{
-    const uint32_t rank = look.smoother->rank;
-    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
-    std::fill_n(look.joint, size_t{2} * rank, 0.0);
-    double energy = 0.0;
-    uint32_t count = 0;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        if (pilots_only && !is_pilot(look, i)) {
-            continue;
-        }
-        const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
-        for (uint32_t r = 0; r < rank; ++r) {
-            store(look.joint, r, load(look.joint, r) + load(coefficients(look, i), r) * back);
-        }
-        energy += sum_power(received(look, i), sc_num);
-        ++count;
-    }
-    const double explained = sum_power(look.joint, rank) / count;
-    const double cells = static_cast<double>(count) * sc_num;
-    const double noise = std::max(energy - explained, 0.0) / (cells - rank);
-    const double signal = std::max(explained - rank * noise, LEAST_POWER_SHARE * energy) / cells;
-    return {count, signal, noise};
-}
-
-channel_estimate estimate_by_pilots(const second_look_t& look)
-{
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        look.phases[i] = 0.0;
-        if (is_pilot(look, i)) {
-            measure_symbol(look, i);
-        }
-    }
-    return join_symbols(look, true);
-}
-
-// Phases of all symbols against the joint channel, smoothed to a parabola: what is left of the drift.
-void fit_phases(const second_look_t& look)
-{
-    const uint32_t n = look.paras->frame.symbols;
-    const double middle = (n - 1) / 2.0;
-    const double spread = n * (static_cast<double>(n) * n - 1) / 12; // sum of (i - middle)^2
-    const double mean_square = spread / n;
-    double constant = 0.0;
-    double slope = 0.0;
-    double curve = 0.0;
-    double curve_norm = 0.0;
-    for (uint32_t i = 0; i < n; ++i) {
-        kom_complex product = {0.0, 0.0};
-        for (uint32_t r = 0; r < look.smoother->rank; ++r) {
-            product = product + load(coefficients(look, i), r) * conj(load(look.joint, r));
-        }
-        const double phase = std::atan2(product.im, product.re);
-        const double t = i - middle;
-        const double q = t * t - mean_square;
-        constant += phase / n;
-        slope += phase * t / spread;
-        curve += phase * q;
-        curve_norm += q * q;
-    }
-    for (uint32_t i = 0; i < n; ++i) {
-        const double t = i - middle;
-        look.phases[i] = constant + slope * t + (curve_norm > 0.0 ? curve / curve_norm * (t * t - mean_square) : 0.0);
-    }
-}
 
 // Writes what the decoded bits would have been sent as into the data symbols of `sent`.
 void encode_again(const second_look_t& look)
@@ -211,15 +49,6 @@ void encode_again(const second_look_t& look)
             next += row;
         }
     }
-}
-
-channel_estimate estimate_by_all(const second_look_t& look)
-{
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        measure_symbol(look, i);
-    }
-    fit_phases(look);
-    return join_symbols(look, false);
 }
 
 // Soft values of one data symbol into its place in `levels`: matched to the channel, or with the channel divided out
@@ -279,27 +108,6 @@ bool decode_levels(const second_look_t& look)
            bin2byte(look.bytes, look.bits, paras.frame.bits) &&
            compare_crcs(crc, look.bytes, paras.frame.bytes, look.crc_scratch, look.crc_matches) &&
            std::memchr(look.crc_matches, 0, crc.group) == nullptr;
-}
-
-// Root of unexplained over explained power of the data symbols, under the joint channel.
-double error_vector_magnitude(const second_look_t& look, const channel_estimate& estimate)
-{
-    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
-    for (uint32_t r = 0; r < look.smoother->rank; ++r) {
-        store(look.own, r, load(look.joint, r) * kom_complex{1.0 / estimate.symbols, 0.0});
-    }
-    channel_smoother_synthesise(look.smoother, look.own, estimate.noise_ratio(), look.response);
-    double explained = 0.0;
-    double unexplained = 0.0;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        const kom_complex turn = {std::cos(look.phases[i]), std::sin(look.phases[i])};
-        for (uint32_t k = 0; k < sc_num && !is_pilot(look, i); ++k) {
-            const kom_complex expected = load(look.response, k) * turn * load(sent(look, i), k);
-            explained += power(expected);
-            unexplained += power(load(received(look, i), k) - expected);
-        }
-    }
-    return explained > 0.0 ? std::sqrt(unexplained / explained) : 0.0;
 }
 
 void describe(const channel_estimate& estimate, frame_quality_t* quality)
