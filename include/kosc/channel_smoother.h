@@ -7,7 +7,7 @@
  * are the discrete prolate spheroidal sequences, shifted to the middle delay; few of them carry all the power. The
  * smoother measures a response along these and weighs each by its share of power against the noise: the linear
  * minimum-mean-square estimate. Nothing is logged.
- * Sources: van de Beek, Edfors, Sandell, Wilson and Börjesson 1995, "On channel estimation in OFDM systems"; Edfors
+ * Sources: van de Beek, Edfors, Sandell, Wilson and Borjesson 1995, "On channel estimation in OFDM systems"; Edfors
  * and others 1998, "OFDM channel estimation by singular value decomposition"; Slepian 1978, "Prolate spheroidal wave
  * functions, Fourier analysis, and uncertainty - V".
  */
