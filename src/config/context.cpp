@@ -7,7 +7,6 @@
 #include "dsp/phase_angles.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
-#include "rx/second_look_area.h"
 #include "tx/fade_window.h"
 
 using namespace kosc;

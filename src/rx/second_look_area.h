@@ -2,6 +2,7 @@
 #ifndef KOSC_RX_SECOND_LOOK_AREA_H
 #define KOSC_RX_SECOND_LOOK_AREA_H
 
+#include "config/receive_tracks.h"
 #include "kosc/channel_smoother.h"
 #include "kosc/drift.h"
 #include "kosc/second_look.h"
@@ -46,9 +47,6 @@ inline bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx 
 
 // A work area, null when memory is short or the configuration is not one for a second look.
 second_look_t* make_second_look(const soundcomm_paras_t& paras);
-
-// Null is ignored.
-void free_second_look(second_look_t* look);
 
 } // namespace kosc
 
