@@ -51,8 +51,9 @@ typedef struct soundcomm_paras_t {
     uint32_t track_num;                  /**< received tracks; 0 until soundcomm_init_receive() */
     struct rx_sync_paras rx_sync_paras;  /**< search settings */
     receive_track_t track[KOSC_MAX_TRACKS];
-    double* fade_window;          /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
-    struct band_inverse* inverse; /**< owned; modulates narrow bands of usual symbol lengths, else null */
+    double* fade_window;               /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
+    struct band_inverse* inverse;      /**< owned; modulates narrow bands of usual symbol lengths, else null */
+    struct second_look_t* second_look; /**< owned; null unless soundcomm_config_second_look() switched it on */
 } soundcomm_paras_t;
 
 /** A modem context. */

@@ -7,11 +7,13 @@
 
 #include "kosc/audio_render.h"
 #include "kosc/block_code.h"
+#include "kosc/channel_smoother.h"
 #include "kosc/config.h"
 #include "kosc/context.h"
 #include "kosc/conv_code.h"
 #include "kosc/crc.h"
 #include "kosc/decoder.h"
+#include "kosc/drift.h"
 #include "kosc/encoder.h"
 #include "kosc/fade.h"
 #include "kosc/fft.h"
@@ -28,6 +30,8 @@
 #include "kosc/qpsk.h"
 #include "kosc/receiver.h"
 #include "kosc/sample_buffer.h"
+#include "kosc/second_look.h"
+#include "kosc/soft_viterbi.h"
 #include "kosc/vector.h"
 #include "kosc/zadoff_chu.h"
 

@@ -102,6 +102,16 @@ KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* ms
  */
 KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* data, int data_len, int channel);
 
+/**
+ * Switches the second look on (non-zero) or off (0, as after init) for both channels: frames that were found but do
+ * not decode are decoded again with a better receiver, which hears about four decibels deeper, and senders who walk.
+ * What it recovers is delivered in its place among the other messages. Costs some milliseconds a failed frame, nothing
+ * on others.
+ *
+ * @return 0, or -1 with ERROR "kosc is NULL" or, when memory is short, WARN "no second look for this configuration"
+ */
+KOSC_API int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enable);
+
 #ifdef __cplusplus
 }
 #endif

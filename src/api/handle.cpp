@@ -4,6 +4,7 @@
 
 #include "kosc/audio_render.h"
 #include "kosc/encoder.h"
+#include "kosc/second_look.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
 
@@ -81,4 +82,15 @@ int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* msg, uint32
         "make audio failed");
     KOSC_LOG_INFO("soundcomm encode successfully.");
     return 0;
+}
+
+int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enable)
+{
+    KOSC_RETURN_IF(handle == nullptr, -1, "kosc is NULL");
+    bool switched = true;
+    for (soundcomm_context_t* const ctx : handle->ctx) {
+        switched =
+            soundcomm_config_second_look(ctx, enable != 0 ? KOSC_SECOND_LOOK_ON : KOSC_SECOND_LOOK_OFF) && switched;
+    }
+    return switched ? 0 : -1;
 }

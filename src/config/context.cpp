@@ -29,6 +29,7 @@ void release_paras(soundcomm_paras_t* paras)
     release_receive_tracks(paras);
     std::free(paras->fade_window);
     band_inverse_free(paras->inverse);
+    free_second_look(paras->second_look);
     std::free(paras);
 }
 

@@ -10,6 +10,7 @@
 #include "kosc/qpsk.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
+#include "rx/crc_check.h"
 #include "rx/demodulator.h"
 
 using namespace kosc;
@@ -17,7 +18,6 @@ using namespace kosc;
 namespace {
 
 constexpr uint32_t BITS_PER_RE = 2;
-constexpr uint32_t WRITTEN_CRC_BYTES = 2; // bytes of a CRC-16, whatever width is configured
 
 // Owns the work record of one decoding.
 class content_guard {
@@ -73,36 +73,12 @@ kom_vector_uint8* decode_conv(const soundcomm_paras_t& paras, const kom_vector_u
     return message;
 }
 
-// Position of the CRC of part `s` in a block of `payload_len` message bytes and its CRCs.
-uint32_t crc_position(const crc_cfg& cfg, uint32_t payload_len, uint32_t s)
-{
-    const uint32_t crcs_before = s * (cfg.bits / CHAR_BIT);
-    const uint32_t parts_before = cfg.put_crc == KOSC_CRC_AT_LAST ? cfg.group : s + 1;
-    return cfg.put_crc == KOSC_CRC_AT_LAST ? payload_len + crcs_before
-                                           : parts_before * (payload_len / cfg.group) + crcs_before;
-}
-
 // Fills crc_result; false, with a message where memory is short, when the CRCs cannot be compared.
-bool compare_crcs(const crc_cfg& cfg, decode_content_t* content)
+bool check_crcs(const crc_cfg& cfg, decode_content_t* content)
 {
-    const kom_vector_uint8& bytes = *content->bytes;
-    const uint32_t crc_bytes = cfg.bits / CHAR_BIT;
-    const uint64_t total = uint64_t{crc_bytes} * cfg.group;
-    if (total > bytes.size) {
-        return false;
-    }
-    const auto payload_len = static_cast<uint32_t>(bytes.size - total);
-    const uint64_t written = uint64_t{WRITTEN_CRC_BYTES} * cfg.group;
-    const block_ptr<uint8_t> computed{alloc_zeroed<uint8_t>(std::max(total, written))};
+    const block_ptr<uint8_t> computed{alloc_zeroed<uint8_t>(crc_scratch_len(cfg))};
     KOSC_RETURN_IF(!computed, false, "fail to alloc crc");
-    if (calculate_crc(bytes.data, payload_len, &cfg, computed.get()) != total) {
-        return false;
-    }
-    for (uint32_t s = 0; s < cfg.group; ++s) {
-        const uint8_t* const received = bytes.data + crc_position(cfg, payload_len, s);
-        content->crc_result[s] = std::memcmp(received, &computed[size_t{s} * crc_bytes], crc_bytes) == 0 ? 1 : 0;
-    }
-    return true;
+    return compare_crcs(cfg, content->bytes->data, content->bytes->size, computed.get(), content->crc_result);
 }
 
 // All steps from the samples to the comparison of the CRCs.
@@ -121,7 +97,7 @@ bool decode_frame(const soundcomm_paras_t& paras, const double* input, decode_co
     KOSC_RETURN_IF(content->decoded_bits == nullptr, false, "Fail to channel decode.");
     content->bytes = vector_binary_to_byte(content->decoded_bits);
     KOSC_RETURN_IF(content->bytes == nullptr, false, "Fail to bin2byte.");
-    KOSC_RETURN_IF(!compare_crcs(paras.cfg.crc_cfg, content), false, "Fail to calc and cmp crc.");
+    KOSC_RETURN_IF(!check_crcs(paras.cfg.crc_cfg, content), false, "Fail to calc and cmp crc.");
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "rx/second_look_area.h"
 
 using namespace kosc;
 
@@ -74,6 +75,16 @@ void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
     }
 }
 
+// The frame of a fast sender ends before its nominal end: the search must go on there, or it would pass the start of
+// one that follows at once.
+void end_early(const soundcomm_paras_t& paras, sync_iter* iter)
+{
+    if (paras.second_look != nullptr && paras.second_look->quality.needed) {
+        const double early = paras.frame.frame_length * paras.second_look->quality.drift_ppm * 1e-6;
+        iter->frame_start_in_corr -= std::min(iter->frame_start_in_corr, static_cast<uint32_t>(std::max(early, 0.0)));
+    }
+}
+
 // Decodes every frame found on a track into `slot`; with no slot the frames are only skipped. A frame that cannot be
 // decoded is lost alone: the search goes on.
 void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
@@ -88,6 +99,7 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
         }
         if (slot != nullptr && do_decode(ctx, entry, slot, frame) == 1) {
             sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
+            end_early(*ctx->rx_paras, iter);
         }
         sync_iter_next(iter);
     }
@@ -125,6 +137,23 @@ bool decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_resu
         KOSC_LOG_ERROR("Unknow decode type, using the first track.");
         return false;
     }
+}
+
+// The verdict after the second look, with the message in `target` when it found one; keeps the record of the frame.
+uint32_t look_again(const soundcomm_context_t& ctx, const double* frame, uint32_t verdict, uint8_t* target)
+{
+    const soundcomm_paras_t& paras = *ctx.rx_paras;
+    frame_quality_t* const quality = &paras.second_look->quality;
+    *quality = {};
+    quality->needed = verdict == 0;
+    quality->decoded = verdict == 1;
+    if (verdict == 0 || (verdict == 1 && paras.second_look->mode == KOSC_SECOND_LOOK_MEASURE)) {
+        const uint32_t again = soundcomm_decode_second_look(
+            &ctx, frame, paras.frame.frame_length, verdict == 0 ? target : nullptr, paras.cfg.msg_byte_len, quality);
+        quality->needed = verdict == 0;
+        quality->decoded = verdict == 1 || again == 1;
+    }
+    return quality->decoded ? 1 : verdict;
 }
 
 bool init_track(soundcomm_paras_t* paras, receive_track_t* track, uint32_t corr_capacity)
@@ -249,7 +278,10 @@ uint32_t do_decode(soundcomm_context_t* ctx, receive_track_t* entry, result_slot
     const uint32_t msg_len = ctx->rx_paras->cfg.msg_byte_len;
     const bool wanted = has_room(slot->correct, msg_len) || has_room(slot->error, msg_len);
     uint8_t* const target = wanted ? entry->decode_cache : nullptr;
-    const uint32_t verdict = soundcomm_decode(ctx, frame, ctx->rx_paras->frame.frame_length, target, target, msg_len);
+    uint32_t verdict = soundcomm_decode(ctx, frame, ctx->rx_paras->frame.frame_length, target, target, msg_len);
+    if (ctx->rx_paras->second_look != nullptr) {
+        verdict = look_again(*ctx, frame, verdict, target);
+    }
     if (verdict == 1) {
         KOSC_LOG_INFO("%s success", "do_decode");
         append(&slot->correct, target, msg_len);

@@ -1,0 +1,115 @@
+#include "link.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kosc_link {
+namespace {
+
+constexpr double SAMPLE_RATE = 48000;
+constexpr band SUBCARRIERS = {18000, 20953.125};
+constexpr double RECORDED_RMS = 1500; // in 16-bit steps: leaves room for the noise of the lowest ratios
+constexpr size_t MAX_LEAD_IN = 256;
+constexpr size_t MIN_LEAD_IN = 128;
+constexpr size_t TAIL = 256; // behind the frame, for the search to complete and a slow sender to finish
+
+signal keep(const signal& frame, random_source*) { return frame; }
+
+signal with_echoes(const signal& frame) { return apply_taps(frame, {{0, 1.0}, {48, 0.7}, {130, 0.5}}); }
+
+template <int Ppm> signal with_drift(const signal& frame, random_source*) { return drift(frame, Ppm, Ppm, 0, 0); }
+
+signal any_drift(const signal& frame, random_source* random)
+{
+    const double ppm = 8000 * random->uniform() - 4000;
+    return drift(frame, ppm, ppm, 0, 0);
+}
+
+template <int Ppm> signal echoes(const signal& frame, random_source*)
+{
+    return drift(with_echoes(frame), Ppm, Ppm, 0, 0);
+}
+
+signal near_echoes(const signal& frame, random_source*) { return apply_taps(frame, {{0, 1.0}, {9, 0.6}, {31, 0.4}}); }
+
+signal small_room(const signal& frame, random_source* random)
+{
+    return convolve(frame, room_response({0.2, 0.001, 6.0, SAMPLE_RATE}, random));
+}
+
+signal walking(const signal& frame, random_source*) { return drift(frame, 1500, 2500, 0, frame.size()); }
+
+signal phone(const signal& frame, random_source*) { return roll_off(frame, SUBCARRIERS, 12.0, SAMPLE_RATE); }
+
+} // namespace
+
+const std::vector<link_channel>& link_channels()
+{
+    static const std::vector<link_channel> all = {
+        {"white", "white noise", -1, 7, keep},
+        {"drift", "drift, anywhere within 4000 ppm", -1, 7, any_drift},
+        {"drift-high", "drift of +4000 ppm", -1, 4, with_drift<4000>},
+        {"drift-low", "drift of -4000 ppm", -1, 4, with_drift<-4000>},
+        {"echoes", "echoes at 48 and 130 samples", 0, 12, echoes<0>},
+        {"echoes-150", "echoes at 48 and 130 samples, 150 ppm", 0, 6, echoes<150>},
+        {"echoes-1500", "echoes at 48 and 130 samples, 1500 ppm", 0, 6, echoes<1500>},
+        {"near-echoes", "echoes at 9 and 31 samples", 0, 10, near_echoes},
+        {"room", "small room, RT60 0.2 s", 0, 12, small_room},
+        {"walking", "walking talker, +1500 to +2500 ppm", -1, 4, walking},
+        {"phone", "roll-off of 12 dB across the band", 0, 9, phone},
+    };
+    return all;
+}
+
+const link_channel* find_channel(const std::string& name)
+{
+    const auto& all = link_channels();
+    const auto found = std::find_if(all.begin(), all.end(), [&](const link_channel& c) { return c.name == name; });
+    return found == all.end() ? nullptr : &*found;
+}
+
+link_modem::link_modem() : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
+{
+    soundcomm_init_receive(ctx_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
+    soundcomm_config_second_look(ctx_.get(), KOSC_SECOND_LOOK_ON);
+    message_.resize(ctx_->tx_paras->cfg.msg_byte_len);
+}
+
+signal link_modem::transmit(const link_channel& channel, uint64_t seed)
+{
+    random_ = random_source{seed};
+    for (uint8_t& byte : message_) {
+        byte = static_cast<uint8_t>(random_.bits() >> 56);
+    }
+    const auto length = static_cast<uint32_t>(ctx_->tx_paras->frame.frame_length);
+    signal frame(length);
+    soundcomm_encode(ctx_->tx_paras, message_.data(), static_cast<uint32_t>(message_.size()), frame.data(), length);
+    lead_in_ = MIN_LEAD_IN + random_.bits() % (MAX_LEAD_IN - MIN_LEAD_IN);
+    signal heard = channel.apply(frame, &random_);
+    scale(&heard, RECORDED_RMS / std::sqrt(mean_power(heard, 0, length)));
+    heard.resize(length + TAIL);
+    heard.insert(heard.begin(), lead_in_, 0.0);
+    return heard;
+}
+
+outcome link_modem::receive(const signal& clean, double snr_db)
+{
+    random_source noise{random_}; // the same noise, only scaled, at every ratio
+    signal recording = clean;
+    add_noise(&recording, noise_variance(RECORDED_RMS * RECORDED_RMS, snr_db, SUBCARRIERS, SAMPLE_RATE), &noise);
+    const std::vector<int16_t> pcm = to_pcm(recording);
+    data_container_reset(ctx_->rx_paras->track[0].container);
+    const auto length = static_cast<uint32_t>(pcm.size());
+    std::vector<uint8_t> messages(soundcomm_decode_length(ctx_.get(), length));
+    result_set_t results{};
+    results.decode_type = KOSC_DECODE_FIRST_TRACK;
+    results.correct = {messages.data(), static_cast<uint32_t>(messages.size()), 0};
+    soundcomm_receive(ctx_.get(), pcm.data(), length, &results);
+    outcome result{};
+    result.decoded = results.correct.count != 0;
+    result.decoded_at_once = result.decoded && !soundcomm_get_frame_quality(ctx_.get()).needed;
+    result.wrong = result.decoded && !std::equal(message_.begin(), message_.end(), messages.begin());
+    return result;
+}
+
+} // namespace kosc_link

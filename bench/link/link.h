@@ -1,0 +1,53 @@
+// One message over one channel into one receiver: what the link benchmark and its gate count.
+#ifndef KOSC_LINK_LINK_H
+#define KOSC_LINK_LINK_H
+
+#include <memory>
+#include <string>
+
+#include "channels.h"
+#include "kosc/core.h"
+
+namespace kosc_link {
+
+// A named channel and the signal-to-noise ratios between which its frame error rates fall.
+struct link_channel {
+    std::string name;
+    std::string title;
+    double low_db;
+    double high_db;
+    signal (*apply)(const signal& frame, random_source* random);
+};
+
+const std::vector<link_channel>& link_channels();
+
+const link_channel* find_channel(const std::string& name);
+
+// What came of one recording.
+struct outcome {
+    bool decoded_at_once; // by the default receiver
+    bool decoded;         // at once or in the second look
+    bool wrong;           // a message was delivered that was not sent
+};
+
+// A modem that sends random messages and listens to each through the receive driver, from a fresh start, with the
+// second look on. A frame that decodes at once is what the default receiver decodes: the second look begins only
+// where that has failed.
+class link_modem {
+public:
+    link_modem();
+    // The sent frame of message number `seed`, after the channel, without noise.
+    signal transmit(const link_channel& channel, uint64_t seed);
+    // Adds noise to what transmit() returned, as seeded there, and listens.
+    outcome receive(const signal& clean, double snr_db);
+
+private:
+    std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> ctx_;
+    random_source random_{0};
+    std::vector<uint8_t> message_;
+    size_t lead_in_ = 0;
+};
+
+} // namespace kosc_link
+
+#endif

@@ -1,0 +1,229 @@
+// Frame error rate against signal-to-noise ratio over named channels, default receiver and second look side by side.
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "link.h"
+
+namespace {
+
+using namespace kosc_link;
+
+struct options {
+    uint32_t frames = 400;
+    double step = 0.5;
+    uint64_t seed = 1;
+    std::string json_path;
+    std::string plot_dir;
+    std::vector<std::string> channels;
+};
+
+struct point {
+    double snr_db;
+    std::atomic<uint32_t> at_once{0};
+    std::atomic<uint32_t> decoded{0};
+    std::atomic<uint32_t> wrong{0};
+    explicit point(double snr) : snr_db(snr) {}
+};
+
+using curve = std::vector<std::unique_ptr<point>>;
+
+// Every worker takes the next frame; what a frame is like depends on its number alone, so the counts do not depend on
+// the number of workers.
+void run_channel(const link_channel& channel, const options& o, curve* points)
+{
+    std::atomic<uint32_t> next{0};
+    const auto work = [&] {
+        link_modem modem;
+        for (uint32_t f = next++; f < o.frames; f = next++) {
+            const signal clean = modem.transmit(channel, (o.seed << 32) + f);
+            for (const auto& p : *points) {
+                const outcome result = modem.receive(clean, p->snr_db);
+                p->at_once += result.decoded_at_once ? 1 : 0;
+                p->decoded += result.decoded ? 1 : 0;
+                p->wrong += result.wrong ? 1 : 0;
+            }
+        }
+    };
+    std::vector<std::thread> workers;
+    for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i) {
+        workers.emplace_back(work);
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+}
+
+// Where the error rate falls through one in ten, by linear interpolation of its logarithm; NaN when it does not.
+template <typename Count> double ten_percent_db(const curve& points, uint32_t frames, Count count)
+{
+    // Half an error stands for none, whose logarithm there is not.
+    const auto errors = [&](const point& p) { return std::max(0.5, 1.0 * frames - count(p)) / frames; };
+    for (size_t i = 1; i < points.size(); ++i) {
+        const double before = errors(*points[i - 1]);
+        const double after = errors(*points[i]);
+        if (before > 0.1 && after <= 0.1) {
+            const double share = std::log(before / 0.1) / std::log(before / after);
+            return points[i - 1]->snr_db + share * (points[i]->snr_db - points[i - 1]->snr_db);
+        }
+    }
+    return std::nan("");
+}
+
+double default_db(const curve& points, uint32_t frames)
+{
+    return ten_percent_db(points, frames, [](const point& p) { return p.at_once.load(); });
+}
+
+double second_look_db(const curve& points, uint32_t frames)
+{
+    return ten_percent_db(points, frames, [](const point& p) { return p.decoded.load(); });
+}
+
+std::string decibel(double db)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f dB", db);
+    return std::isnan(db) ? "not reached" : text;
+}
+
+void print(const link_channel& channel, const options& o, const curve& points)
+{
+    std::printf("%s (%s), %u frames a point\n", channel.name.c_str(), channel.title.c_str(), o.frames);
+    std::printf("  SNR dB   default errors   with second look   wrong\n");
+    for (const auto& p : points) {
+        const uint32_t failed = o.frames - p->at_once;
+        const uint32_t lost = o.frames - p->decoded;
+        std::printf("  %6.2f   %5u  %7.4f   %5u  %7.4f     %5u\n", p->snr_db, failed,
+                    static_cast<double>(failed) / o.frames, lost, static_cast<double>(lost) / o.frames,
+                    p->wrong.load());
+    }
+    std::printf("  10 %% frame errors: default %s, second look %s\n", decibel(default_db(points, o.frames)).c_str(),
+                decibel(second_look_db(points, o.frames)).c_str());
+    std::fflush(stdout);
+}
+
+nlohmann::json to_json(const link_channel& channel, const options& o, const curve& points)
+{
+    nlohmann::json rows = nlohmann::json::array();
+    for (const auto& p : points) {
+        rows.push_back({{"snr_db", p->snr_db},
+                        {"default_decoded", p->at_once.load()},
+                        {"second_look_decoded", p->decoded.load()},
+                        {"wrong", p->wrong.load()}});
+    }
+    const auto level = [](double db) { return std::isnan(db) ? nlohmann::json() : nlohmann::json(db); };
+    return {{"channel", channel.name},
+            {"title", channel.title},
+            {"frames", o.frames},
+            {"seed", o.seed},
+            {"default_10_percent_db", level(default_db(points, o.frames))},
+            {"second_look_10_percent_db", level(second_look_db(points, o.frames))},
+            {"points", rows}};
+}
+
+// An SVG of the curves by gnuplot, which must be installed.
+bool plot(const link_channel& channel, const options& o, const curve& points)
+{
+    const std::string base = o.plot_dir + "/" + channel.name;
+    std::FILE* const gnuplot = popen("gnuplot", "w");
+    if (gnuplot == nullptr) {
+        return false;
+    }
+    std::fprintf(gnuplot,
+                 "set terminal svg size 640,400 background 'white'\nset output '%s.svg'\nset title '%s'\n"
+                 "set xlabel 'SNR in 18.0-20.95 kHz, dB'\nset ylabel 'frame error rate'\nset logscale y\n"
+                 "set yrange [%g:1.2]\nset grid\nset key bottom left\n"
+                 "plot '-' using 1:2 with linespoints lw 2 title 'default', "
+                 "'-' using 1:2 with linespoints lw 2 title 'second look'\n",
+                 base.c_str(), channel.title.c_str(), 0.5 / o.frames);
+    for (const bool second : {false, true}) {
+        for (const auto& p : points) {
+            const uint32_t errors = o.frames - (second ? p->decoded : p->at_once);
+            std::fprintf(gnuplot, "%g %s\n", p->snr_db,
+                         errors == 0 ? "NaN" : std::to_string(static_cast<double>(errors) / o.frames).c_str());
+        }
+        std::fprintf(gnuplot, "e\n");
+    }
+    return pclose(gnuplot) == 0;
+}
+
+int usage()
+{
+    std::fprintf(stderr, "usage: kosc_link_bench [--frames N] [--step DB] [--seed N] [--json FILE] [--plots DIR] "
+                         "[channel ...]\nchannels:");
+    for (const link_channel& channel : link_channels()) {
+        std::fprintf(stderr, " %s", channel.name.c_str());
+    }
+    std::fprintf(stderr, "\n");
+    return 2;
+}
+
+bool parse(const std::vector<std::string>& words, options* o)
+{
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (words[i].rfind("--", 0) != 0) {
+            o->channels.push_back(words[i]);
+            continue;
+        }
+        if (i + 1 == words.size()) {
+            return false;
+        }
+        const std::string& value = words[i + 1];
+        if (words[i] == "--frames") {
+            o->frames = static_cast<uint32_t>(std::stoul(value));
+        } else if (words[i] == "--step") {
+            o->step = std::stod(value);
+        } else if (words[i] == "--seed") {
+            o->seed = std::stoull(value);
+        } else if (words[i] == "--json") {
+            o->json_path = value;
+        } else if (words[i] == "--plots") {
+            o->plot_dir = value;
+        } else {
+            return false;
+        }
+        ++i;
+    }
+    return o->frames != 0 && o->step > 0.0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    options o;
+    if (!parse({argv + 1, argv + argc}, &o)) {
+        return usage();
+    }
+    log_level = 0;
+    nlohmann::json report = nlohmann::json::array();
+    for (const link_channel& channel : link_channels()) {
+        const bool wanted = std::find(o.channels.begin(), o.channels.end(), channel.name) != o.channels.end();
+        if (!o.channels.empty() && !wanted) {
+            continue;
+        }
+        curve points;
+        for (double snr = channel.low_db; snr <= channel.high_db + 1e-9; snr += o.step) {
+            points.push_back(std::make_unique<point>(snr));
+        }
+        run_channel(channel, o, &points);
+        print(channel, o, points);
+        report.push_back(to_json(channel, o, points));
+        if (!o.plot_dir.empty() && !plot(channel, o, points)) {
+            std::fprintf(stderr, "gnuplot failed\n");
+            return 1;
+        }
+    }
+    if (!o.json_path.empty() && !(std::ofstream(o.json_path) << report.dump(1) << '\n')) {
+        std::fprintf(stderr, "cannot write %s\n", o.json_path.c_str());
+        return 1;
+    }
+    return 0;
+}

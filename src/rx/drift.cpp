@@ -1,0 +1,289 @@
+#include "kosc/drift.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "dsp/band_dft.h"
+#include "math/complex_ops.h"
+#include "math/constants.h"
+#include "platform/owned.h"
+#include "rx/frame_clock.h"
+
+using namespace kosc;
+
+namespace {
+
+constexpr double PPM = 1e-6;
+// Coarse rates: a mismatch of half a step costs the pilots of the built-in modem less than a tenth of a decibel.
+constexpr double COARSE_STEP = 320 * PPM;
+constexpr int COARSE_REACH = 15; // steps on either side
+constexpr uint32_t COARSE_NUM = 2 * COARSE_REACH + 1;
+// Fine rates: pilots turn against each other by less than a quarter radian a step.
+constexpr double FINE_STEP = 40 * PPM;
+constexpr int FINE_REACH = 105;
+// Changes of rate: what a person who starts walking does within a frame.
+constexpr double BEND_STEP = 500 * PPM / 11520;
+constexpr int BEND_REACH = 3;
+// How much coherence a bend must gain to be believed: people rarely speed up by more than a few hundred ppm a frame.
+constexpr double BEND_PENALTY = 0.0033;
+// Two explanations closer than this are one.
+constexpr double SAME_RATE = 200 * PPM;
+constexpr double SAME_BEND = 1000 * PPM / 11520;
+constexpr int REFINEMENTS = 4; // halvings of both steps
+constexpr uint32_t BLOCK_LEN = 32;
+constexpr uint32_t MIN_SYMBOL_LEN = 2 * BLOCK_LEN;
+
+using search_ptr = owned<drift_search_t, drift_search_free>;
+
+} // namespace
+
+struct drift_search_t {
+    const soundcomm_paras_t* paras;
+    const channel_smoother_t* smoother;
+    uint32_t block_num;   // blocks summed for a pilot: its window and a margin on either side
+    uint32_t margin;      // blocks
+    double* block_sums;   // owned; block_num rows of sc_num complex values, of one pilot
+    double* response;     // owned; sc_num complex values
+    double* turns;        // owned; sc_num complex values
+    double* work;         // owned; 3 * sc_num doubles
+    double* middles;      // owned; [pilot][coarse rate] middle of the window used, in received samples
+    double* coefficients; // owned; [pilot][coarse rate][rank] complex
+    double* energy;       // owned; [pilot][coarse rate]
+    double* sum;          // owned; rank complex values
+};
+
+namespace {
+
+double coarse_rate(uint32_t g) { return (static_cast<int>(g) - COARSE_REACH) * COARSE_STEP; }
+
+double omega(const drift_search_t& s, double subcarrier)
+{
+    return 2 * PI * subcarrier / s.paras->cfg.ofdm_cfg.symbol_len;
+}
+
+// Sums the samples of each block at the nominal frequencies, phases counting from the block's middle. Samples outside
+// the frame count as silence.
+void sum_blocks(const drift_search_t& s, const double* frame, int64_t first_sample)
+{
+    const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
+    for (uint32_t b = 0; b < s.block_num; ++b) {
+        double block[BLOCK_LEN];
+        for (uint32_t n = 0; n < BLOCK_LEN; ++n) {
+            const int64_t at = first_sample + int64_t{b} * BLOCK_LEN + n;
+            block[n] = at >= 0 && at < s.paras->frame.frame_length ? frame[at] : 0.0;
+        }
+        band_dft(block, BLOCK_LEN, omega(s, ofdm.sc_start_idx), omega(s, 1), ofdm.sc_num, s.work,
+                 s.block_sums + size_t{2} * ofdm.sc_num * b);
+    }
+}
+
+// response = sum over the blocks from `first` on, each turned by its distance at the frequencies of `rate`; phases
+// count from the middle of those blocks.
+void join_blocks(const drift_search_t& s, uint32_t first, double rate)
+{
+    const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
+    const uint32_t blocks = ofdm.symbol_len / BLOCK_LEN;
+    const double low = -omega(s, ofdm.sc_start_idx) * (1 + rate);
+    const double step = -omega(s, 1) * (1 + rate);
+    fill_phasors(low * BLOCK_LEN, step * BLOCK_LEN, ofdm.sc_num, s.turns);
+    std::fill_n(s.response, size_t{2} * ofdm.sc_num, 0.0);
+    for (uint32_t b = blocks; b-- > 0;) {
+        const double* const sums = s.block_sums + size_t{2} * ofdm.sc_num * (first + b);
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            store(s.response, k, load(s.response, k) * load(s.turns, k) + load(sums, k));
+        }
+    }
+    const double to_middle = -(blocks - 1.0) / 2 * BLOCK_LEN;
+    rotate(low * to_middle, step * to_middle, ofdm.sc_num, s.response);
+}
+
+// Channel coefficients of pilot `p`, symbol `index` of the frame, at every coarse rate.
+void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uint32_t index)
+{
+    const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
+    const double* const sent = (p == 0 ? s.paras->sync_pilot : s.paras->estimating_pilot).sequence->data;
+    const double start = window_start(s.paras->cfg, index);
+    const double half = (ofdm.symbol_len - 1) / 2.0;
+    const auto first_sample = static_cast<int64_t>(start) - int64_t{s.margin} * BLOCK_LEN;
+    sum_blocks(s, frame, first_sample);
+    for (uint32_t g = 0; g < COARSE_NUM; ++g) {
+        const frame_clock clock = make_clock(*s.paras, coarse_rate(g), 0.0);
+        const double shift = clock.received_time(start + half) - (start + half);
+        const double blocks = std::clamp(std::round(shift / BLOCK_LEN) + s.margin, 0.0, 2.0 * s.margin);
+        join_blocks(s, static_cast<uint32_t>(blocks), clock.rate);
+        const double middle = static_cast<double>(first_sample) + blocks * BLOCK_LEN + half;
+        const double lag = start - clock.sent_time(middle);
+        rotate(omega(s, ofdm.sc_start_idx) * lag, omega(s, 1) * lag, ofdm.sc_num, s.response);
+        double energy = 0.0;
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            const kom_complex pilot = load(sent, k);
+            const kom_complex h = load(s.response, k) * kom_complex{pilot.re, -pilot.im};
+            store(s.response, k, h);
+            energy += h.re * h.re + h.im * h.im;
+        }
+        const size_t entry = size_t{p} * COARSE_NUM + g;
+        s.middles[entry] = middle;
+        s.energy[entry] = energy;
+        channel_smoother_analyse(s.smoother, s.response, s.coefficients + 2 * size_t{s.smoother->rank} * entry);
+    }
+}
+
+// Share of the pilots' energy that adds up under a rate and a bend, less what the bend must gain.
+double coherence(const drift_search_t& s, double rate, double bend)
+{
+    const uint32_t rank = s.smoother->rank;
+    const uint32_t pilots = s.paras->frame.pilot_symbols;
+    const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
+    const double middle_omega = omega(s, ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0);
+    const frame_clock clock = make_clock(*s.paras, rate, bend);
+    std::fill_n(s.sum, size_t{2} * rank, 0.0);
+    double energy = 0.0;
+    for (uint32_t p = 0; p < pilots; ++p) {
+        const size_t row = size_t{p} * COARSE_NUM;
+        const double local = clock.rate_at(s.middles[row + COARSE_REACH]);
+        const double nearest = std::round(local / COARSE_STEP) + COARSE_REACH;
+        const auto g = static_cast<uint32_t>(std::clamp(nearest, 0.0, COARSE_NUM - 1.0));
+        const double middle = s.middles[row + g];
+        const frame_clock measured = make_clock(*s.paras, coarse_rate(g), 0.0);
+        const double phase = middle_omega * (measured.sent_time(middle) - clock.sent_time(middle));
+        const kom_complex turn = {std::cos(phase), std::sin(phase)};
+        const double* const c = s.coefficients + 2 * size_t{rank} * (row + g);
+        for (uint32_t r = 0; r < rank; ++r) {
+            store(s.sum, r, load(s.sum, r) + load(c, r) * turn);
+        }
+        energy += s.energy[row + g];
+    }
+    double joined = 0.0;
+    for (uint32_t r = 0; r < rank; ++r) {
+        const kom_complex c = load(s.sum, r);
+        joined += c.re * c.re + c.im * c.im;
+    }
+    const double bend_steps = bend / BEND_STEP;
+    return (energy > 0.0 ? joined / (energy * pilots) : 0.0) - BEND_PENALTY * bend_steps * bend_steps;
+}
+
+// The rate in the middle of the frame: the direction in which rate and bend are independent.
+double middle_rate(const drift_search_t& s, const drift_t& d)
+{
+    return make_clock(*s.paras, d.rate, d.bend).rate_at(s.paras->frame.frame_length / 2.0);
+}
+
+drift_t with_middle_rate(const drift_search_t& s, double middle, double bend)
+{
+    const double distance = s.paras->frame.frame_length / 2.0 - make_clock(*s.paras, middle, bend).received_anchor;
+    const double rate = middle - bend * distance;
+    return {rate, bend, coherence(s, rate, bend)};
+}
+
+// Puts `d` into a list sorted by coherence, in which no two explanations are the same.
+uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint32_t count, uint32_t max_found)
+{
+    uint32_t same = count;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (std::fabs(middle_rate(s, found[i]) - middle_rate(s, d)) < SAME_RATE &&
+            std::fabs(found[i].bend - d.bend) < SAME_BEND) {
+            same = i;
+            break;
+        }
+    }
+    if (same < count && found[same].coherence >= d.coherence) {
+        return count;
+    }
+    uint32_t last = same;
+    if (same == count) {
+        if (count < max_found) {
+            ++count;
+        } else if (found[count - 1].coherence >= d.coherence) {
+            return count;
+        }
+        last = count - 1;
+    }
+    for (; last > 0 && found[last - 1].coherence < d.coherence; --last) {
+        found[last] = found[last - 1];
+    }
+    found[last] = d;
+    return count;
+}
+
+void refine(const drift_search_t& s, drift_t* d)
+{
+    double rate_step = FINE_STEP / 2;
+    double bend_step = BEND_STEP / 2;
+    for (int i = 0; i < REFINEMENTS; ++i, rate_step /= 2, bend_step /= 2) {
+        for (int way = -1; way <= 1; way += 2) {
+            const drift_t turned = with_middle_rate(s, middle_rate(s, *d) + way * rate_step, d->bend);
+            *d = turned.coherence > d->coherence ? turned : *d;
+            const drift_t bent = with_middle_rate(s, middle_rate(s, *d), d->bend + way * bend_step);
+            *d = bent.coherence > d->coherence ? bent : *d;
+        }
+    }
+}
+
+} // namespace
+
+drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_smoother_t* smoother)
+{
+    if (paras == nullptr || smoother == nullptr || paras->cfg.ofdm_cfg.symbol_len < MIN_SYMBOL_LEN ||
+        smoother->sc_num != paras->cfg.ofdm_cfg.sc_num) {
+        return nullptr;
+    }
+    search_ptr s{alloc_record<drift_search_t>()};
+    if (!s) {
+        return nullptr;
+    }
+    s->paras = paras;
+    s->smoother = smoother;
+    const ofdm_cfg& ofdm = paras->cfg.ofdm_cfg;
+    const frame_clock fastest = make_clock(*paras, COARSE_REACH * COARSE_STEP, 0.0);
+    const double shift =
+        std::max(fastest.received_anchor - fastest.sent_anchor, paras->frame.frame_length * COARSE_REACH * COARSE_STEP);
+    s->margin = static_cast<uint32_t>(std::ceil(shift / BLOCK_LEN));
+    s->block_num = ofdm.symbol_len / BLOCK_LEN + 2 * s->margin;
+    const size_t sc_num = ofdm.sc_num;
+    const size_t entries = size_t{paras->frame.pilot_symbols} * COARSE_NUM;
+    s->block_sums = alloc_array<double>(2 * sc_num * s->block_num);
+    s->response = alloc_array<double>(2 * sc_num);
+    s->turns = alloc_array<double>(2 * sc_num);
+    s->work = alloc_array<double>(3 * sc_num);
+    s->middles = alloc_zeroed<double>(entries);
+    s->energy = alloc_zeroed<double>(entries);
+    s->coefficients = alloc_zeroed<double>(2 * entries * smoother->rank);
+    s->sum = alloc_array<double>(2 * size_t{smoother->rank});
+    const bool complete = s->block_sums != nullptr && s->response != nullptr && s->turns != nullptr &&
+                          s->work != nullptr && s->middles != nullptr && s->energy != nullptr &&
+                          s->coefficients != nullptr && s->sum != nullptr;
+    return complete ? s.release() : nullptr;
+}
+
+void drift_search_free(drift_search_t* search)
+{
+    if (search != nullptr) {
+        for (double* block : {search->block_sums, search->response, search->turns, search->work, search->middles,
+                              search->energy, search->coefficients, search->sum}) {
+            std::free(block);
+        }
+        std::free(search);
+    }
+}
+
+uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t* found, uint32_t max_found)
+{
+    const soundcomm_paras_t& paras = *search->paras;
+    uint32_t pilots = 0;
+    for (uint32_t i = 0; i < paras.frame.symbols && pilots < paras.frame.pilot_symbols; ++i) {
+        if (is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i)) {
+            measure_pilot(*search, frame, pilots++, i);
+        }
+    }
+    uint32_t count = 0;
+    for (int b = -BEND_REACH; b <= BEND_REACH && max_found != 0; ++b) {
+        for (int f = -FINE_REACH; f <= FINE_REACH; ++f) {
+            count = insert(*search, with_middle_rate(*search, f * FINE_STEP, b * BEND_STEP), found, count, max_found);
+        }
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        refine(*search, &found[i]);
+    }
+    std::sort(found, found + count, [](const drift_t& a, const drift_t& b) { return a.coherence > b.coherence; });
+    return count;
+}
