@@ -48,7 +48,7 @@ KOSC_API bool phase_shift(double* data, uint32_t n, const phase_pattern* pattern
 /** Undoes phase_shift(). */
 KOSC_API bool phase_restore(double* data, uint32_t n, const phase_pattern* pattern);
 
-/** radians[k] = degrees[k] / 180 * pi; nothing when a pointer is null. */
+/** radians[k] = degrees[k] / 180 * pi, in place too; nothing when a pointer is null. */
 KOSC_API void angle_to_radian(const double* degrees, double* radians, uint32_t count);
 
 /**

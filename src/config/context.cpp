@@ -1,5 +1,7 @@
 #include "kosc/context.h"
 
+#include <algorithm>
+
 #include "config/config_dump.h"
 #include "config/pilot.h"
 #include "config/receive_tracks.h"
@@ -49,9 +51,12 @@ bool check_cfg(const soundcomm_cfg_t& cfg)
 // A pattern of the first `sc_num` angles of the long table; null when there are not so many, or memory is short.
 phase_pattern* make_long_pattern(uint32_t sc_num)
 {
-    const block_ptr<double> radians{sc_num <= LONG_PATTERN_LEN ? alloc_zeroed<double>(sc_num) : nullptr};
-    angle_to_radian(LONG_PATTERN, radians.get(), sc_num);
-    return calc_phase_pattern(radians.get(), sc_num);
+    const block_ptr<double> angles{sc_num <= LONG_PATTERN_LEN ? alloc_zeroed<double>(sc_num) : nullptr};
+    if (angles) {
+        std::copy_n(LONG_PATTERN, sc_num, angles.get());
+        angle_to_radian(angles.get(), angles.get(), sc_num);
+    }
+    return calc_phase_pattern(angles.get(), sc_num);
 }
 
 bool init_papr(soundcomm_paras_t* paras)

@@ -5,7 +5,7 @@ namespace kosc {
 const double SHORT_PATTERN[SHORT_PATTERN_LEN] = {0.0, 0.7853981633974483, 1.5707963267948966, 2.356194490192345};
 
 // Random whole degrees, agreed between both ends of a link.
-const double LONG_PATTERN[LONG_PATTERN_LEN] = {
+const uint16_t LONG_PATTERN[LONG_PATTERN_LEN] = {
     324, 165, 274, 84,  147, 43,  119, 204, 99,  315, 226, 270, 98,  209, 2,   105, 152, 351, 250, 347, 205, 135, 291,
     310, 50,  53,  313, 230, 245, 24,  118, 261, 288, 47,  76,  145, 45,  163, 152, 348, 79,  360, 76,  239, 241, 226,
     326, 184, 267, 29,  83,  134, 40,  158, 270, 280, 70,  16,  42,  118, 206, 31,  356, 7,   311, 30,  163, 192, 158,
@@ -31,6 +31,6 @@ const double LONG_PATTERN[LONG_PATTERN_LEN] = {
     305, 138, 65,  246, 248, 53,
 };
 
-static_assert(sizeof(LONG_PATTERN) == 512 * sizeof(double), "one angle for each of up to 512 subcarriers");
+static_assert(sizeof(LONG_PATTERN) == 512 * sizeof(uint16_t), "one angle for each of up to 512 subcarriers");
 
 } // namespace kosc

@@ -13,7 +13,7 @@ constexpr uint32_t LONG_PATTERN_LEN = 512;
 extern const double SHORT_PATTERN[SHORT_PATTERN_LEN];
 
 // Degrees, one a subcarrier; the pattern uses as many as there are subcarriers.
-extern const double LONG_PATTERN[LONG_PATTERN_LEN];
+extern const uint16_t LONG_PATTERN[LONG_PATTERN_LEN];
 
 } // namespace kosc
 

@@ -35,7 +35,7 @@ template <bool inverse> void transform_by_table(double* data, uint32_t stride, u
     };
     const uint32_t spread = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
-        const uint32_t i = FFT_REVERSED.of[to * spread]; // the next ones have their two top bits set
+        const uint32_t i = FFT_REVERSED.of[to / FFT_SHORTEST * spread];
         join_first_four(&w, to, element(i), element(i + n / 2), element(i + n / 4), element(i + n / 2 + n / 4));
     }
     run_passes(&w, n, n);

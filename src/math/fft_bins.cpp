@@ -41,7 +41,7 @@ bool kosc::fft_real_bins(const double* samples, uint32_t n, uint32_t first, uint
     fft_work w;
     const uint32_t spread = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
-        const double* const x = samples + FFT_REVERSED.of[to * spread];
+        const double* const x = samples + FFT_REVERSED.of[to / FFT_SHORTEST * spread];
         join_first_four(&w, to, pair{x[0], 0.0}, pair{x[n / 2], 0.0}, pair{x[n / 4], 0.0}, pair{x[n / 2 + n / 4], 0.0});
     }
     // The last pass makes bins k of sums and bins k + n/2 of differences of the numbers k of two transforms, and so on

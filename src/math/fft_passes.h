@@ -11,19 +11,22 @@ constexpr uint32_t FFT_SHORTEST = 4; // transform with two passes
 
 inline constexpr fft_table FFT_TABLE = make_fft_table();
 
-constexpr uint32_t FFT_TABLE_BITS = 10;
+// Where the transforms find every fourth element that they work on; the three behind it lie n/2, n/4 and both further.
+constexpr uint32_t FFT_GROUPS = FFT_TABLE_LEN / FFT_SHORTEST;
 
 struct reversal_table {
-    uint16_t of[FFT_TABLE_LEN] = {};
+    uint8_t of[FFT_GROUPS] = {};
 };
 
 constexpr reversal_table make_reversal_table()
 {
     reversal_table table;
-    for (uint32_t i = 0; i < FFT_TABLE_LEN; ++i) {
-        for (uint32_t bit = 0; bit < FFT_TABLE_BITS; ++bit) {
-            table.of[i] = static_cast<uint16_t>(table.of[i] | (i >> bit & 1) << (FFT_TABLE_BITS - 1 - bit));
+    for (uint32_t group = 0; group < FFT_GROUPS; ++group) {
+        uint32_t reversed = 0;
+        for (uint32_t bit = 1; bit < FFT_GROUPS; bit *= 2) {
+            reversed = reversed * 2 + ((group & bit) != 0 ? 1 : 0);
         }
+        table.of[group] = static_cast<uint8_t>(reversed);
     }
     return table;
 }

@@ -181,14 +181,19 @@ void multiply_leaves(overlap_save* e, const leaf_pattern* pattern, uint32_t coun
     }
 }
 
+void copy(const double* from, uint32_t count, double* to)
+{
+    memcpy_s(to, count * sizeof(double), from, count * sizeof(double));
+}
+
 // Lays a block of up to 2 * size samples out as complex numbers, zeros behind it.
 template <uint32_t size> void load_block(overlap_save* e, const double* samples, uint32_t count)
 {
     const uint32_t low = std::min(count, size);
     const uint32_t high = count - low;
-    std::copy_n(samples, low, e->re);
+    copy(samples, low, e->re);
     std::fill(e->re + low, e->re + size, 0.0);
-    std::copy_n(samples + low, high, e->im);
+    copy(samples + low, high, e->im);
     std::fill(e->im + high, e->im + size, 0.0);
 }
 
@@ -197,8 +202,8 @@ template <uint32_t size> void load_block(overlap_save* e, const double* samples,
 template <uint32_t size> void take_products(const overlap_save* e, uint32_t part_len, uint32_t count, double* products)
 {
     const uint32_t low = std::min(count, size - (part_len - 1));
-    std::copy_n(e->re + (part_len - 1), low, products);
-    std::copy_n(e->im, count - low, products + low);
+    copy(e->re + (part_len - 1), low, products);
+    copy(e->im, count - low, products + low);
 }
 
 template <uint32_t size>
@@ -219,8 +224,8 @@ void run_small_block(overlap_save* e, const double* signal, uint32_t count, doub
     load_block<SMALL>(e, signal, count + PART_LEN - 1);
     split<SMALL>(e);
     multiply_leaves(e, e->small_pattern, LEAVES);
-    std::copy_n(e->re, SMALL, e->sum_re);
-    std::copy_n(e->im, SMALL, e->sum_im);
+    copy(e->re, SMALL, e->sum_re);
+    copy(e->im, SMALL, e->sum_im);
     load_block<SMALL>(e, signal + PART_LEN, count + PART_LEN - 1);
     split<SMALL>(e);
     for (uint32_t k = 0; k < LEAVES; ++k) {
