@@ -27,7 +27,51 @@ void receive_noise_plain(benchmark::State& state) { receive(state, plain_library
 void receive_noise(benchmark::State& state) { receive(state, fast_library(), make_noise()); }
 void receive_frames_plain(benchmark::State& state) { receive(state, plain_library(), make_frames()); }
 void receive_frames(benchmark::State& state) { receive(state, fast_library(), make_frames()); }
+void receive_silence_plain(benchmark::State& state)
+{
+    receive(state, plain_library(), std::vector<int16_t>(SOUND_SAMPLES));
+}
 void receive_silence(benchmark::State& state) { receive(state, fast_library(), std::vector<int16_t>(SOUND_SAMPLES)); }
+
+// A frame, then digital silence: what the filter keeps of the frame decays to the smallest numbers there are.
+std::vector<int16_t> make_frame_and_silence()
+{
+    std::vector<int16_t> sound = make_frames();
+    std::fill(sound.begin() + 11520, sound.end(), int16_t{0});
+    return sound;
+}
+void receive_decay_plain(benchmark::State& state) { receive(state, plain_library(), make_frame_and_silence()); }
+void receive_decay(benchmark::State& state) { receive(state, fast_library(), make_frame_and_silence()); }
+
+// Noise through a receiver of another layout: subcarriers, symbol length, interleaved tracks.
+void receive_layout(benchmark::State& state)
+{
+    log_level = 0;
+    soundcomm_cfg_t cfg = *soundcomm_default_cfg();
+    cfg.ofdm_cfg.sc_num = static_cast<uint32_t>(state.range(0));
+    cfg.ofdm_cfg.symbol_len = static_cast<uint32_t>(state.range(1));
+    cfg.ofdm_cfg.sc_start_idx = cfg.ofdm_cfg.symbol_len * 3 / 8;
+    const auto tracks = static_cast<uint32_t>(state.range(2));
+    soundcomm_context_t* const context = soundcomm_init(&cfg, &cfg);
+    if (context == nullptr || !soundcomm_init_receive(context, soundcomm_default_rx_sync_paras(), {2, tracks, 48000})) {
+        state.SkipWithError("no such layout");
+        return;
+    }
+    const std::vector<int16_t> noise = make_noise();
+    constexpr uint32_t BLOCK = 4096;
+    result_set_t results{};
+    results.decode_type = tracks == 2 ? KOSC_DECODE_BOTH_TRACKS : KOSC_DECODE_FIRST_TRACK;
+    size_t samples = 0;
+    for (auto iteration : state) {
+        for (size_t start = 0; start + BLOCK * tracks <= noise.size(); start += BLOCK * tracks) {
+            soundcomm_receive(context, noise.data() + start, BLOCK, &results);
+            samples += BLOCK;
+        }
+    }
+    soundcomm_release(context);
+    state.counters["per_sample"] =
+        benchmark::Counter(static_cast<double>(samples), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
 
 } // namespace
 
@@ -35,4 +79,16 @@ BENCHMARK(receive_noise_plain)->Arg(480)->Arg(4096)->Unit(benchmark::kMillisecon
 BENCHMARK(receive_noise)->Arg(1)->Arg(48)->Arg(480)->Arg(960)->Arg(4096)->Arg(11520)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_frames_plain)->Arg(4096)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_frames)->Arg(480)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_silence_plain)->Arg(4096)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_silence)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_decay_plain)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_decay)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_layout)
+    ->ArgNames({"subcarriers", "symbol", "tracks"})
+    ->Args({32, 1024, 1})
+    ->Args({64, 1024, 1})
+    ->Args({96, 1024, 1})
+    ->Args({64, 512, 1})
+    ->Args({64, 2048, 1})
+    ->Args({64, 1024, 2})
+    ->Unit(benchmark::kMillisecond);

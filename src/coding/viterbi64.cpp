@@ -24,8 +24,9 @@ constexpr uint8_t RECEIVED[SYMBOL_MASK + 1] = {0, 1, 0, 0xFF}; // 2 never occurs
 // Above every metric that a state can have within the first steps, after which all states have been reached.
 constexpr uint8_t UNREACHED = 64;
 
-// Metrics of states that have been reached lie within 6 steps of each other, 18 at most, so bytes hold them as
-// long as their common growth is taken out now and then: at most 3 a step.
+// Metrics of states that have been reached lie within 6 steps of at most 3 of each other. So bytes hold them as long as
+// their common growth is taken out now and then.
+constexpr uint8_t SPREAD = 18;
 constexpr uint32_t STEPS_BETWEEN_RENORMALISATIONS = 32;
 
 // The metrics of 16 states in one machine register.
@@ -40,8 +41,8 @@ struct state_metrics {
 // Branch metrics of a group, by input bit and by the oldest bit of the predecessor; element k belongs to the
 // predecessors 2k and 2k + 1.
 struct branch_row {
-    uint8_t even[2][HALF];
-    uint8_t odd[2][HALF];
+    metric_vector even[2][VECTORS / 2];
+    metric_vector odd[2][VECTORS / 2];
 };
 
 } // namespace
@@ -59,17 +60,10 @@ void fill_row(const conv_code_t* code, const uint8_t* received, branch_row* row)
     for (uint32_t input = 0; input < 2; ++input) {
         for (uint32_t k = 0; k < HALF; ++k) {
             const uint8_t* const expected = code->output_table + size_t{input << (CONSTRAINT - 1) | 2 * k} * n;
-            row->even[input][k] = static_cast<uint8_t>(branch_metric(received, expected, n));
-            row->odd[input][k] = static_cast<uint8_t>(branch_metric(received, expected + n, n));
+            row->even[input][k / LANES][k % LANES] = static_cast<uint8_t>(branch_metric(received, expected, n));
+            row->odd[input][k / LANES][k % LANES] = static_cast<uint8_t>(branch_metric(received, expected + n, n));
         }
     }
-}
-
-metric_vector load_metrics(const uint8_t* from)
-{
-    metric_vector v;
-    std::memcpy(&v, from, sizeof(v));
-    return v;
 }
 
 metric_vector evens(metric_vector a, metric_vector b)
@@ -91,8 +85,8 @@ inline state_metrics run_step(const branch_row& row, const state_metrics& previo
         const metric_vector even = evens(previous.v[2 * h], previous.v[2 * h + 1]);
         const metric_vector odd = odds(previous.v[2 * h], previous.v[2 * h + 1]);
         for (uint32_t input = 0; input < 2; ++input) {
-            const metric_vector from_even = even + load_metrics(row.even[input] + LANES * h);
-            const metric_vector from_odd = odd + load_metrics(row.odd[input] + LANES * h);
+            const metric_vector from_even = even + row.even[input][h];
+            const metric_vector from_odd = odd + row.odd[input][h];
             const metric_vector best = from_odd < from_even ? from_odd : from_even;
             const auto take_even = best == from_even;
             const uint32_t to = VECTORS / 2 * input + h;
@@ -111,15 +105,14 @@ uint32_t best_state(const state_metrics& metrics)
     return static_cast<uint32_t>(std::min_element(all, all + STATES) - all);
 }
 
-void renormalise(state_metrics* metrics)
+// Takes out what all metrics have at least, going by that of state 0.
+inline void renormalise(state_metrics* metrics)
 {
-    uint8_t all[STATES];
-    std::memcpy(all, metrics, sizeof(all));
-    const uint8_t lowest = *std::min_element(all, all + STATES);
-    for (uint8_t& metric : all) {
-        metric = static_cast<uint8_t>(metric - lowest);
+    const uint8_t one = metrics->v[0][0];
+    const uint8_t common = one > SPREAD ? static_cast<uint8_t>(one - SPREAD) : uint8_t{0};
+    for (metric_vector& v : metrics->v) {
+        v -= common;
     }
-    std::memcpy(metrics, all, sizeof(all));
 }
 
 // All steps with n received values each, from state 0.
@@ -154,7 +147,9 @@ viterbi64_table* viterbi64_init(const conv_code_t* code)
     if (code->constraint != CONSTRAINT || n > MAX_POLYNOMIALS) {
         return nullptr;
     }
-    auto* const table = alloc_record<viterbi64_table>();
+    // malloc aligns to less than a vector on some processors.
+    auto* const table =
+        static_cast<viterbi64_table*>(std::aligned_alloc(alignof(viterbi64_table), sizeof(viterbi64_table)));
     for (uint32_t group = 0; table != nullptr && group < GROUPS; ++group) {
         uint8_t received[MAX_POLYNOMIALS];
         for (uint32_t i = 0; i < MAX_POLYNOMIALS; ++i) {

@@ -4,9 +4,6 @@
 #include <cmath>
 
 #include "log/log_macros.h"
-#include "math/pair.h"
-
-using namespace kosc;
 
 namespace {
 
@@ -14,17 +11,17 @@ constexpr double TOP = 32767.0;
 constexpr double BOTTOM = -32768.0;
 constexpr uint32_t SAMPLE_BYTES = sizeof(int16_t);
 
-using int_pair = int32_t __attribute__((vector_size(8)));
-
-// Truncates toward zero. A sample that is not a number is silence: an all-zero frame has an infinite scale.
-inline int_pair to_pcm(pair v)
+// Truncates toward zero. A sample that is not a number is silence: an all-zero frame has an infinite scale. Each line
+// is one comparison against a constant, which processors do without a branch.
+inline int16_t to_pcm(double v)
 {
-    const pair number = v == v ? v : both(0.0);
-    const pair below_top = number > both(TOP) ? both(TOP) : number;
-    return __builtin_convertvector(below_top < both(BOTTOM) ? both(BOTTOM) : below_top, int_pair);
+    const double number = v == v ? v : 0.0;
+    const double below_top = number < TOP ? number : TOP;
+    const double clipped = below_top > BOTTOM ? below_top : BOTTOM;
+    return static_cast<int16_t>(static_cast<int32_t>(clipped));
 }
 
-inline pair larger(pair a, pair b) { return a > b ? a : b; }
+constexpr uint32_t LANES = 8; // maxima found side by side
 
 } // namespace
 
@@ -34,28 +31,21 @@ bool soundcomm_make_audio(audio_format_t format, audio_gain_t gain, const double
     KOSC_RETURN_IF(pcm == nullptr, false, "output is null.");
     KOSC_RETURN_IF(format.sample_bytes != SAMPLE_BYTES, false, "Only 2 bytes (16bit) is supported.");
     const double scale = gain.normalize != 0 ? calc_peak_scale(samples, count, gain.amplitude) : gain.amplitude;
-    uint32_t i = 0;
-    for (; i + PAIR <= count; i += PAIR) {
-        const int_pair two = to_pcm(load_pair(samples + i) * both(scale));
-        pcm[i] = static_cast<int16_t>(two[0]);
-        pcm[i + 1] = static_cast<int16_t>(two[1]);
-    }
-    if (i < count) {
-        pcm[i] = static_cast<int16_t>(to_pcm(both(samples[i] * scale))[0]);
+    for (uint32_t i = 0; i < count; ++i) {
+        pcm[i] = to_pcm(samples[i] * scale);
     }
     return true;
 }
 
 double calc_peak_scale(const double* samples, uint32_t count, double amplitude)
 {
-    pair peaks = both(0.0);
-    uint32_t i = 0;
-    for (; i + PAIR <= count; i += PAIR) {
-        const pair two = load_pair(samples + i);
-        peaks = larger(larger(two, -two), peaks);
+    double peaks[LANES] = {};
+    for (uint32_t i = 0; i < count; i += LANES) {
+        const uint32_t lanes = std::min(LANES, count - i);
+        for (uint32_t lane = 0; lane < lanes; ++lane) {
+            const double magnitude = std::fabs(samples[i + lane]);
+            peaks[lane] = magnitude > peaks[lane] ? magnitude : peaks[lane];
+        }
     }
-    if (i < count) {
-        peaks = larger(both(std::fabs(samples[i])), peaks);
-    }
-    return TOP / std::max(peaks[0], peaks[1]) * amplitude;
+    return TOP / *std::max_element(peaks, peaks + LANES) * amplitude;
 }
