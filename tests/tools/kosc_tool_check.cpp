@@ -88,6 +88,7 @@ protected:
     const std::string directory_ = testing::TempDir() + "kosc_tool_" + std::to_string(getpid());
 };
 
+// Float files may hold samples that are beyond full scale or no numbers.
 TEST_F(KoscTool, ReadsEveryFormatAndRate)
 {
     struct {
@@ -95,7 +96,7 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
         float gain;
     } const cases[] = {
         {SF_FORMAT_WAV | SF_FORMAT_PCM_24, RATE, 1.0F},
-        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, RATE, 1.0F},
+        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, RATE, 3.0F},
         {SF_FORMAT_FLAC | SF_FORMAT_PCM_24, RATE, 1.0F},
         {SF_FORMAT_AIFF | SF_FORMAT_PCM_32, RATE, 1.0F},
         {SF_FORMAT_OGG | SF_FORMAT_VORBIS, RATE, 1.0F},
@@ -106,10 +107,15 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << std::hex << c.format << std::dec << " at " << c.rate << " * " << c.gain);
+        const double ratio = static_cast<double>(c.rate) / RATE;
         std::vector<float> samples = recording_of("any file", 24000, 4800);
         std::for_each(samples.begin(), samples.end(), [&](float& sample) { sample *= c.gain; });
-        const double ratio = static_cast<double>(c.rate) / RATE;
-        write_sound(path("a"), c.format, c.rate, 1, c.rate == RATE ? samples : resampled(samples, ratio));
+        samples = c.rate == RATE ? samples : resampled(samples, ratio);
+        if ((c.format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT) {
+            samples[100] = NAN;
+            samples[200] = -INFINITY;
+        }
+        write_sound(path("a"), c.format, c.rate, 1, samples);
         const outcome heard = run("kosc decode --json a");
         ASSERT_EQ(heard.code, 0) << heard.err;
         const auto message = nlohmann::json::parse(heard.out);
@@ -117,32 +123,6 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
         // Lossy coding and conversion may move the correlation's peak by a sample or two of the modem's.
         EXPECT_NEAR(message["sample"], c.rate / 2, 2 * ratio);
     }
-}
-
-// The library's log tells every correlation peak to six digits: equal logs, equal samples.
-TEST_F(KoscTool, RoundsClipsAndSilencesWhatIsNoSixteenBitSample)
-{
-    const std::vector<float> frame = recording_of("same");
-    std::vector<float> whole(FRAME), off(FRAME), tame = resampled(frame, 44100.0 / RATE), wild = tame;
-    for (size_t i = 0; i < FRAME; ++i) {
-        const float step = std::nearbyint(frame[i] * 32.768F);
-        whole[i] = step / 32767.0F; // to which libsndfile scales on writing
-        off[i] = (step + (i % 2 == 0 ? 0.4F : -0.4F)) / 32768.0F;
-    }
-    for (size_t i = 0; i < wild.size(); ++i) {
-        wild[i] = i % 1000 == 0 ? NAN : i % 1000 == 500 ? -INFINITY : 3 * tame[i];
-        tame[i] = i % 1000 == 0 ? 0 : std::clamp(wild[i], -1.0F, 1.0F);
-    }
-    const auto log_of = [&](int format, int rate, const std::vector<float>& samples) {
-        write_sound(path("a.wav"), SF_FORMAT_WAV | format, rate, 1, samples);
-        const outcome heard = run("kosc decode -v a.wav");
-        EXPECT_EQ(heard.out, "0.000 s  ch 1  same\n");
-        return heard.err;
-    };
-    const std::string log = log_of(SF_FORMAT_PCM_16, RATE, whole);
-    EXPECT_NE(log.find("[DEBUG][peak is 2479, "), std::string::npos) << log;
-    EXPECT_EQ(log_of(SF_FORMAT_FLOAT, RATE, off), log);
-    EXPECT_EQ(log_of(SF_FORMAT_FLOAT, 44100, wild), log_of(SF_FORMAT_FLOAT, 44100, tame));
 }
 
 TEST_F(KoscTool, HearsEachChannelOnItsOwnAndPrintsInTheOrderOfTime)
@@ -188,59 +168,47 @@ TEST_F(KoscTool, ShowsTextAsTextAndAnythingElseAsHex)
     EXPECT_EQ(run("kosc encode Hi -o - | kosc decode --hex -").out, "0.100 s  ch 1  " + padded("4869") + "\n");
 }
 
-TEST_F(KoscTool, RefusesInOneSentenceWithExitCodeTwo)
-{
-    write_sound(path("low.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44099, 1, std::vector<float>(100));
-    write_sound(path("nine.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 9, std::vector<float>(900));
-    std::filesystem::create_symlink("/dev/full", path("full.wav"));
-    const std::pair<std::string, std::string> cases[] = {
-        {"kosc", "A subcommand is required"},
-        {"kosc encode Hi --pad nan -o a.wav", "--pad"},
-        {"kosc encode Hi -o a.mp3", "must end in .wav or .flac"},
-        {"kosc encode Hi -o none/a.wav", "No such file or directory"},
-        {"kosc encode Hi -o full.wav", "No space left on device"},
-        {"kosc encode 'just over twenty-eight bytes.' -o a.wav", "is 29 bytes long, the limit is 28"},
-        {"kosc encode \"$(printf '\\377')\" -o a.wav", "not UTF-8"},
-        {"kosc encode --hex 0x12 -o a.wav", "two digits"},
-        {"kosc encode --file none -o a.wav", "cannot read 'none': No such file or directory"},
-        {"kosc encode --file /dev/zero -o a.wav", "longer than 1048576 bytes, the limit is 28"},
-        {"kosc decode none.wav", "cannot read 'none.wav': No such file or directory"},
-        {"kosc decode low.wav", "band (18 to 21 kHz) is not in a recording at 44099 Hz"},
-        {"kosc decode nine.wav", "9 channels, the limit is 8"},
-        {"kosc --help >/dev/full", "cannot write to standard output: No space left on device"},
-    };
-    for (const auto& [command, reason] : cases) {
-        SCOPED_TRACE(command);
-        const outcome refusal = run(command);
-        EXPECT_EQ(refusal.code, 2);
-        EXPECT_EQ(refusal.out, "");
-        EXPECT_EQ(refusal.err.rfind("kosc: ", 0), 0U) << refusal.err;
-        EXPECT_NE(refusal.err.find(reason), std::string::npos) << refusal.err;
-        EXPECT_EQ(refusal.err.find('\n'), refusal.err.size() - 1) << refusal.err;
-        EXPECT_FALSE(std::filesystem::exists(path("a.wav")));
-    }
-}
-
-TEST_F(KoscTool, ExitCodeTellsWhetherAMessageWasHeard)
+TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
 {
     std::vector<float> samples = recording_of("quiet", 9000, 10000); // where two search windows overlap
     write_sound(path("good.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, samples);
     std::fill(samples.begin() + 9000 + 2560, samples.end(), 0.0F); // nothing is left behind the first pilot
     write_sound(path("damaged.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, samples);
     write_sound(path("empty.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, {});
+    write_sound(path("low.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44099, 1, std::vector<float>(100));
+    write_sound(path("nine.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 9, std::vector<float>(900));
+    std::filesystem::create_symlink("/dev/full", path("full.wav"));
     const std::tuple<std::string, int, std::string> cases[] = {
-        {"kosc decode --quiet good.wav", 0, ""},
-        {"kosc decode --quiet empty.wav", 1, ""},
-        {"kosc decode empty.wav", 1, "kosc: no message found\n"},
-        {"kosc decode damaged.wav", 1, "kosc: no message found; possible frames that could not be read: 1\n"},
+        {"kosc", 2, "A subcommand is required"},
+        {"kosc encode Hi --pad nan -o a.wav", 2, "--pad"},
+        {"kosc encode Hi -o a.mp3", 2, "must end in .wav or .flac"},
+        {"kosc encode Hi -o none/a.wav", 2, "No such file or directory"},
+        {"kosc encode Hi -o full.wav", 2, "No space left on device"},
+        {"kosc encode 'just over twenty-eight bytes.' -o a.wav", 2, "is 29 bytes long, the limit is 28"},
+        {"kosc encode \"$(printf '\\377')\" -o a.wav", 2, "not UTF-8"},
+        {"kosc encode --hex 0x12 -o a.wav", 2, "two digits"},
+        {"kosc encode --file none -o a.wav", 2, "cannot read 'none': No such file or directory"},
+        {"kosc encode --file /dev/zero -o a.wav", 2, "longer than 1048576 bytes, the limit is 28"},
+        {"kosc decode none.wav", 2, "cannot read 'none.wav': No such file or directory"},
+        {"kosc decode low.wav", 2, "band (18 to 21 kHz) is not in a recording at 44099 Hz"},
+        {"kosc decode nine.wav", 2, "9 channels, the limit is 8"},
+        {"kosc --help >/dev/full", 2, "cannot write to standard output: No space left on device"},
+        {"kosc decode empty.wav", 1, "no message found\n"},
+        {"kosc decode damaged.wav", 1, "no message found; possible frames that could not be read: 1\n"},
     };
-    for (const auto& [command, code, err] : cases) {
+    for (const auto& [command, code, reason] : cases) {
         SCOPED_TRACE(command);
-        const outcome heard = run(command);
-        EXPECT_EQ(heard.code, code);
-        EXPECT_EQ(heard.out, "");
-        EXPECT_EQ(heard.err, err);
+        const outcome refusal = run(command);
+        EXPECT_EQ(refusal.code, code);
+        EXPECT_EQ(refusal.out, "");
+        EXPECT_EQ(refusal.err.rfind("kosc: ", 0), 0U) << refusal.err;
+        EXPECT_NE(refusal.err.find(reason), std::string::npos) << refusal.err;
+        EXPECT_EQ(refusal.err.find('\n'), refusal.err.size() - 1) << refusal.err;
+        EXPECT_FALSE(std::filesystem::exists(path("a.wav")));
     }
+    const outcome good = run("kosc decode --quiet good.wav"), empty = run("kosc decode --quiet empty.wav");
+    EXPECT_EQ(std::to_string(good.code) + good.out + good.err, "0");
+    EXPECT_EQ(std::to_string(empty.code) + empty.out + empty.err, "1");
 }
 
 TEST_F(KoscTool, ShowsProgressOnATerminalAndWhatItHeardBeforeTheRecordingBreaksOff)
