@@ -38,7 +38,7 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
     host h;
     const byte_list msg = message("checked");
     pcm frame(FRAME_LEN);
-    audio_para_t play, record;
+    audio_para_t record;
     const auto encodes = [](soundcommu_handle_t* handle, const uint8_t* m, uint32_t len, int16_t* to, uint32_t size) {
         return ko_soundcommu_encode(handle, m, len, to, size) == 0;
     };
@@ -47,7 +47,6 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
     };
     expect_refusals({
         {[&] { return ko_soundcommu_get_audio_para(nullptr, &record) == 0; }, {"play_para or record_para is NULL"}},
-        {[&] { return ko_soundcommu_get_audio_para(&play, nullptr) == 0; }, {"play_para or record_para is NULL"}},
         {[&] { return encodes(nullptr, nullptr, 27, nullptr, 23038); }, {"kosc is NULL"}},
         {[&] { return encodes(h.get(), nullptr, 27, nullptr, 23038); }, {"msg is NULL"}},
         {[&] { return encodes(h.get(), msg.data(), 27, nullptr, 23038); }, {"Msg length 27 28 invalid"}},
@@ -55,7 +54,6 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
         {[&] { return encodes(h.get(), msg.data(), 28, frame.data(), 23042); }, {"frame length 11521 invalid"}},
         {[&] { return decodes(nullptr, nullptr, 0, 2); }, {"kosc is NULL"}},
         {[&] { return decodes(h.get(), nullptr, 0, 2); }, {"Invalid channel 2"}},
-        {[&] { return decodes(h.get(), nullptr, 0, -1); }, {"Invalid channel -1"}},
         {[&] { return decodes(h.get(), nullptr, 0, 1); }, {"data is null."}},
         {[&] { return decodes(h.get(), frame.data(), -2, 1); }, {"Invalid data len -2"}},
         {[&] { return decodes(h.get(), frame.data(), 3, 1); }, {"Invalid data len 3"}},
@@ -82,7 +80,7 @@ TEST(Host, EncodesAFrameAsLongAsItToldThatPeaksAtFourFifthsOfFullScale)
     EXPECT_EQ(fields(record), (count_list{48000, 2, 16, 1, 1, 1}));
     pcm frame(FRAME_LEN + 1, 99);
     EXPECT_EQ(ko_soundcommu_encode(h.get(), message("peak").data(), MSG_LEN, frame.data(), 23041), 0) << "odd is well";
-    EXPECT_TRUE(log_capture::has("INFO", "soundcomm encode successfully."));
+    expect_logged({"INFO soundcomm encode successfully."});
     EXPECT_EQ(frame.back(), 99);
     frame.pop_back();
     const auto [lowest, highest] = std::minmax_element(frame.begin(), frame.end());

@@ -102,6 +102,7 @@ TEST(ConvCode, ReportsWhatItRefuses)
     EXPECT_EQ(conv_code_encode(code.get(), nullptr, 3).data, nullptr);
     EXPECT_EQ(logged(), text_list{"WARN Invalid input to encode."});
     expect_refusals({
+        {[&] { return conv_code_init(0, ones, 2) != nullptr; }, {"Invalid para 0, 1, 2"}},
         {[&] { return conv_code_init(7, nullptr, 3) != nullptr; }, {"Invalid para 7, 0, 3"}},
         {[&] { return conv_code_init(7, outside, 3) != nullptr; }, {"Invalid polynomial 128"}},
         {[&] { return conv_code_init(32, ones, 2) != nullptr; }, {"Invalid polynomial 1"}}, // shifts are modulo 32

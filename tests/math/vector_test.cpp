@@ -30,13 +30,11 @@ struct ComplexVector : testing::Test {
 // Views check their bound in wrapping arithmetic; what is copied must truly lie inside.
 TEST_F(ComplexVector, CopiesAndViewsRunsThatLieInside)
 {
-    const struct {
-        uint32_t offset, stride, count;
-        bool copied, viewed;
-    } runs[] = {{1, 3, 3, true, true},          {1, 3, 4, false, false}, {0, 1, 10, true, true},
-                {0, 1, 11, false, false},       {9, 7, 1, true, true},   {9, 1, 0, false, true},
-                {10, 1, 0, false, false},       {0, 0, 1, false, false}, {1, 0x80000000, 3, false, true},
-                {0xFFFFFFFF, 1, 2, false, true}};
+    const std::tuple<uint32_t, uint32_t, uint32_t, bool, bool> runs[] = {
+        {1, 3, 3, true, true},          {1, 3, 4, false, false}, {0, 1, 10, true, true},
+        {0, 1, 11, false, false},       {9, 7, 1, true, true},   {9, 1, 0, false, true},
+        {10, 1, 0, false, false},       {0, 0, 1, false, false}, {1, 0x80000000, 3, false, true},
+        {0xFFFFFFFF, 1, 2, false, true}};
     for (const auto& [offset, stride, count, copied, viewed] : runs) {
         SCOPED_TRACE(testing::Message() << count << " elements from " << offset << " by " << stride);
         std::vector<uint32_t> run, odd_run, placed(10);

@@ -54,12 +54,7 @@ struct buffer {
 
 TEST(SampleBuffer, FindsTheFirstOfTheHighestPeaksAboveTheThreshold)
 {
-    const struct {
-        const char* what;
-        std::map<uint32_t, double> peaks;
-        count_list offsets;
-        text_list info;
-    } cases[] = {
+    const std::tuple<const char*, std::map<uint32_t, double>, count_list, text_list> cases[] = {
         {"exactly the threshold", {{60, 0.5}}, {}, {}},
         {"equal maxima just above it", {{50, 0.5000001}, {60, 0.5000001}}, {11}, {}},
         {"the higher one", {{50, 0.6}, {60, 0.9}}, {21}, {}},
@@ -68,13 +63,12 @@ TEST(SampleBuffer, FindsTheFirstOfTheHighestPeaksAboveTheThreshold)
         {"just whole", {{139, 0.9}}, {100}, {}},
         {"not yet whole", {{140, 0.9}}, {}, {"INFO no enough data to decode 101 200"}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, peaks, offsets, info] : cases) {
         const buffer b;
-        b.put(200, c.peaks);
+        b.put(200, peaks);
         const log_capture log{KOSC_LEVEL_INFO};
-        EXPECT_EQ(b.walk(KOSC_FRAME_DECODED), c.offsets);
-        EXPECT_EQ(logged(), c.info);
+        EXPECT_EQ(b.walk(KOSC_FRAME_DECODED), offsets) << what;
+        EXPECT_EQ(logged(), info) << what;
     }
 }
 
@@ -101,7 +95,7 @@ TEST(SampleBuffer, SkipsAFrameOnlyWhenItDecodedAndFindsItAgainOnceItIsWhole)
                    "DEBUG Next search start is 111", "DEBUG removed_length: 0, search_start: 261"});
 }
 
-TEST(SampleBuffer, RefinesAPeakAsFarAsTheBufferReaches)
+TEST(SampleBuffer, CorrelatesEveryStepAndRefinesAPeakAsFarAsTheBufferReaches)
 {
     layout stepped;
     stepped.sync_paras.corr_step = 3;
@@ -110,8 +104,10 @@ TEST(SampleBuffer, RefinesAPeakAsFarAsTheBufferReaches)
         b.put(100, {{peak, 0.9}});
         const log_capture log{KOSC_LEVEL_INFO};
         data_container_begin(b.box.get());
-        EXPECT_TRUE(log_capture::has("INFO", "Adjacent peak_offset " + std::to_string(peak)));
-        EXPECT_EQ(log_capture::has("ERROR", "get filter data failed 115 100"), peak == 99);
+        expect_logged({"INFO Adjacent peak_offset " + std::to_string(peak)});
+        EXPECT_EQ(logged("ERROR"), peak == 99 ? text_list{"ERROR get filter data failed 115 100"} : text_list{});
+        EXPECT_TRUE(data_container_recv(b.box.get(), 30000.0) && vector_back(b->corrcoef) != 0.0);
+        EXPECT_TRUE(data_container_recv(b.box.get(), 30000.0) && vector_back(b->corrcoef) == 0.0);
     }
 }
 

@@ -91,10 +91,7 @@ protected:
 // Float files may hold samples that are beyond full scale or no numbers.
 TEST_F(KoscTool, ReadsEveryFormatAndRate)
 {
-    struct {
-        int format, rate;
-        float gain;
-    } const cases[] = {
+    const std::tuple<int, int, float> cases[] = {
         {SF_FORMAT_WAV | SF_FORMAT_PCM_24, RATE, 1.0F},
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, RATE, 3.0F},
         {SF_FORMAT_FLAC | SF_FORMAT_PCM_24, RATE, 1.0F},
@@ -105,39 +102,37 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
         // So faint that what a poor conversion leaves of the band is lost in 16 bits.
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 44100, 0.0001F},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << std::hex << c.format << std::dec << " at " << c.rate << " * " << c.gain);
-        const double ratio = static_cast<double>(c.rate) / RATE;
+    for (const auto& [format, rate, gain] : cases) {
+        SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << " at " << rate << " * " << gain);
+        const double ratio = static_cast<double>(rate) / RATE;
         std::vector<float> samples = recording_of("any file", 24000, 4800);
-        std::for_each(samples.begin(), samples.end(), [&](float& sample) { sample *= c.gain; });
-        samples = c.rate == RATE ? samples : resampled(samples, ratio);
-        if ((c.format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT) {
+        std::for_each(samples.begin(), samples.end(), [gain = gain](float& sample) { sample *= gain; });
+        samples = rate == RATE ? samples : resampled(samples, ratio);
+        if ((format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT) {
             samples[100] = NAN;
             samples[200] = -INFINITY;
         }
-        write_sound(path("a"), c.format, c.rate, 1, samples);
+        write_sound(path("a"), format, rate, 1, samples);
         const outcome heard = run("kosc decode --json a");
         ASSERT_EQ(heard.code, 0) << heard.err;
         const auto message = nlohmann::json::parse(heard.out);
         EXPECT_EQ(message["text"], "any file");
         // Lossy coding and conversion may move the correlation's peak by a sample or two of the modem's.
-        EXPECT_NEAR(message["sample"], c.rate / 2, 2 * ratio);
+        EXPECT_NEAR(message["sample"], rate / 2, 2 * ratio);
     }
 }
 
 TEST_F(KoscTool, HearsEachChannelOnItsOwnAndPrintsInTheOrderOfTime)
 {
-    const struct {
-        size_t start, channel;
-        std::string text;
-    } sent[] = {{4800, 7, "first"}, {9600, 2, "second"}, {9600, 3, "third"}, {21600, 7, "fourth"}};
+    const std::tuple<size_t, size_t, std::string> sent[] = {
+        {4800, 7, "first"}, {9600, 2, "second"}, {9600, 3, "third"}, {21600, 7, "fourth"}};
     // The recording ends with its last frame, and a little early: within what that frame fades out.
     constexpr size_t CHANNELS = 8, CUT = 60;
-    std::vector<float> mix((sent[3].start + FRAME - CUT) * CHANNELS);
-    for (const auto& message : sent) {
-        const std::vector<float> frame = recording_of(message.text);
+    std::vector<float> mix((21600 + FRAME - CUT) * CHANNELS);
+    for (const auto& [start, channel, text] : sent) {
+        const std::vector<float> frame = recording_of(text);
         for (size_t i = 0; i < FRAME - CUT; ++i) {
-            mix[(message.start + i) * CHANNELS + message.channel - 1] += 0.5F * frame[i];
+            mix[(start + i) * CHANNELS + channel - 1] += 0.5F * frame[i];
         }
     }
     write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, RATE, CHANNELS, mix);
