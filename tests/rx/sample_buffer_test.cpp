@@ -111,6 +111,15 @@ TEST(SampleBuffer, CorrelatesEveryStepAndRefinesAPeakAsFarAsTheBufferReaches)
     }
 }
 
+TEST(SampleBuffer, HearsNothingInNearSilence)
+{
+    const buffer faint;
+    for (const double x : layout{}.pilot) {
+        EXPECT_TRUE(data_container_recv(faint.box.get(), 0.01 * x));
+        EXPECT_EQ(vector_back(faint->corrcoef), 0.0);
+    }
+}
+
 TEST(SampleBuffer, RefusesHistoriesThatDoNotFitAndLayoutsItCannotSearch)
 {
     const log_capture log{KOSC_LEVEL_ERROR};
