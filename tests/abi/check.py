@@ -19,8 +19,6 @@ FILES = {"export": "export", "everything": "core", "api": "kosc handle", "contex
          "fade": "fade fade_window kept_fade_window",
          "sample_buffer": "sample_buffer sync_iter correlator overlap_save first_maximum band_filter dot"}
 LAYERS = {stem: layer for layer, stems in FILES.items() for stem in stems.split()}
-# Two layers are leaves that know nothing of the modem: all that they include from above the mathematics.
-LEAF_INCLUDES = {"fade": {"config", "filter"}, "sample_buffer": {"filter"}}
 
 
 def run(*command):
@@ -89,8 +87,6 @@ def includes(root):
             other = layer(stem, folder)
             seen += 1
             downwards = other in RANKS and own in RANKS and (other == own or RANKS[other] < RANKS[own])
-            if own in LEAF_INCLUDES and downwards and other != own and RANKS[other] > RANKS["math"]:
-                downwards = stem in LEAF_INCLUDES[own]
             if not downwards:
                 complaints.append(f"{path}: {own or 'no layer'} includes {target} of {other or 'no layer'}")
     return complaints if seen else ["no include found"]

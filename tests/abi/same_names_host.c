@@ -15,14 +15,8 @@
     }
 OURS(filter)
 OURS(vector_init)
-OURS(vector_push_back)
-OURS(zc)
-OURS(crc16)
-OURS(hole)
 OURS(add_crc)
-OURS(blackman)
 OURS(viterbi_decode)
-OURS(qpsk_mod)
 OURS(kom_vector_alloc)
 OURS(soundcomm_init)
 

@@ -13,20 +13,6 @@ count_list fields(const audio_para_t& p)
     return {p.sample_rate, p.channel_num, p.bit_depth, p.frame_size, p.frame_bytes, p.aux_value};
 }
 
-TEST(Host, LearnsHowToPlayAndRecord)
-{
-    const log_capture log{KOSC_LEVEL_ERROR};
-    audio_para_t play{1, 1, 1, 1, 1, 1}, record = play;
-    expect_refusals({
-        {[&] { return ko_soundcommu_get_audio_para(nullptr, &record) == 0; }, {"play_para or record_para is NULL"}},
-        {[&] { return ko_soundcommu_get_audio_para(&play, nullptr) == 0; }, {"play_para or record_para is NULL"}},
-    });
-    EXPECT_EQ(fields(play), count_list(6, 1));
-    EXPECT_EQ(ko_soundcommu_get_audio_para(&play, &record), 0);
-    EXPECT_EQ(fields(play), (count_list{48000, 1, 16, 23040, 23040, 4}));
-    EXPECT_EQ(fields(record), (count_list{48000, 2, 16, 1, 1, 1}));
-}
-
 TEST(Host, LogsItsLifeBehindTheVersionOnceItRegistered)
 {
     const log_capture log;
@@ -37,8 +23,7 @@ TEST(Host, LogsItsLifeBehindTheVersionOnceItRegistered)
     EXPECT_EQ(ko_soundcommu_decode(handle, &sample, 2, 1), 0);
     log_level = KOSC_LEVEL_INFO;
     ko_soundcommu_release(handle);
-    EXPECT_EQ(ko_soundcommu_init(nullptr, ignore), nullptr);
-    EXPECT_EQ(ko_soundcommu_init(ignore, nullptr), nullptr);
+    EXPECT_FALSE(ko_soundcommu_init(nullptr, ignore) != nullptr || ko_soundcommu_init(ignore, nullptr) != nullptr);
     ko_soundcommu_release(nullptr);
     EXPECT_EQ(logged(),
               (text_list{"INFO ko_soundcommu version: 1.1.0", "INFO kosc init start", "INFO kosc init finished",
@@ -52,29 +37,27 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
     const log_capture log{KOSC_LEVEL_ERROR};
     host h;
     const byte_list msg = message("checked");
-    pcm frame(FRAME_LEN, 99);
-    const auto encodes = [&](soundcommu_handle_t* handle, const uint8_t* m, uint32_t len, int16_t* to, uint32_t size) {
+    pcm frame(FRAME_LEN);
+    audio_para_t record;
+    const auto encodes = [](soundcommu_handle_t* handle, const uint8_t* m, uint32_t len, int16_t* to, uint32_t size) {
         return ko_soundcommu_encode(handle, m, len, to, size) == 0;
     };
-    const auto decodes = [&](soundcommu_handle_t* handle, const int16_t* data, int len, int channel) {
+    const auto decodes = [](soundcommu_handle_t* handle, const int16_t* data, int len, int channel) {
         return ko_soundcommu_decode(handle, data, len, channel) == 0;
     };
     expect_refusals({
+        {[&] { return ko_soundcommu_get_audio_para(nullptr, &record) == 0; }, {"play_para or record_para is NULL"}},
         {[&] { return encodes(nullptr, nullptr, 27, nullptr, 23038); }, {"kosc is NULL"}},
         {[&] { return encodes(h.get(), nullptr, 27, nullptr, 23038); }, {"msg is NULL"}},
         {[&] { return encodes(h.get(), msg.data(), 27, nullptr, 23038); }, {"Msg length 27 28 invalid"}},
         {[&] { return encodes(h.get(), msg.data(), 28, nullptr, 23038); }, {"encoded_frame is NULL"}},
-        {[&] { return encodes(h.get(), msg.data(), 28, frame.data(), 23038); }, {"frame length 11519 invalid"}},
         {[&] { return encodes(h.get(), msg.data(), 28, frame.data(), 23042); }, {"frame length 11521 invalid"}},
         {[&] { return decodes(nullptr, nullptr, 0, 2); }, {"kosc is NULL"}},
         {[&] { return decodes(h.get(), nullptr, 0, 2); }, {"Invalid channel 2"}},
-        {[&] { return decodes(h.get(), nullptr, 0, -1); }, {"Invalid channel -1"}},
         {[&] { return decodes(h.get(), nullptr, 0, 1); }, {"data is null."}},
-        {[&] { return decodes(h.get(), frame.data(), 0, 1); }, {"Invalid data len 0"}},
         {[&] { return decodes(h.get(), frame.data(), -2, 1); }, {"Invalid data len -2"}},
         {[&] { return decodes(h.get(), frame.data(), 3, 1); }, {"Invalid data len 3"}},
     });
-    EXPECT_EQ(frame, pcm(FRAME_LEN, 99));
     EXPECT_EQ(h.decode({0}), 0);
     h.get()->ctx[0]->tx_paras->cfg.crc_cfg.put_crc = 0;
     h.get()->result[0].decode_type = KOSC_DECODE_MERGE;
@@ -84,81 +67,65 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
         {[&] { return decodes(h.get(), frame.data(), 2, 0); },
          {"MERGE not supportted yet.", "receive_data error", "Fail to recv data"}},
     });
+    EXPECT_EQ(frame, pcm(FRAME_LEN));
 }
 
-TEST(Host, EncodesAFrameThatPeaksAtFourFifthsOfFullScale)
+TEST(Host, EncodesAFrameAsLongAsItToldThatPeaksAtFourFifthsOfFullScale)
 {
     const log_capture log{KOSC_LEVEL_INFO};
     host h;
+    audio_para_t play{1, 1, 1, 1, 1, 1}, record = play;
+    EXPECT_EQ(ko_soundcommu_get_audio_para(&play, &record), 0);
+    EXPECT_EQ(fields(play), (count_list{48000, 1, 16, 23040, 23040, 4}));
+    EXPECT_EQ(fields(record), (count_list{48000, 2, 16, 1, 1, 1}));
     pcm frame(FRAME_LEN + 1, 99);
     EXPECT_EQ(ko_soundcommu_encode(h.get(), message("peak").data(), MSG_LEN, frame.data(), 23041), 0) << "odd is well";
-    EXPECT_TRUE(log_capture::has("INFO", "soundcomm encode successfully."));
+    expect_logged({"INFO soundcomm encode successfully."});
     EXPECT_EQ(frame.back(), 99);
     frame.pop_back();
     const auto [lowest, highest] = std::minmax_element(frame.begin(), frame.end());
     EXPECT_EQ(std::max<int>(-*lowest, *highest), 26213);
-    EXPECT_EQ(h.frame("peak"), frame);
 }
 
-TEST(Host, SizesTheCollectorOnlyWhenTheBlockSizeChanges)
+// A lost collector is left behind by a block of another size for which there was no memory.
+TEST(Host, SizesTheCollectorOnlyWhenTheBlockSizeChangesOrItWasLost)
 {
     const log_capture log{KOSC_LEVEL_INFO};
     host h;
-    for (const uint32_t samples : {480U, 480U, 23040U, 480U}) {
+    result_part_t& correct = h.get()->result[0].correct;
+    for (const uint32_t samples : {480U, 480U, 23040U, 11520U}) {
         EXPECT_EQ(h.decode(silence(samples)), 0);
-        EXPECT_EQ(h.get()->result[0].correct.room, (samples / FRAME_LEN + 2) * MSG_LEN);
+        EXPECT_EQ(correct.room, (samples / FRAME_LEN + 2) * MSG_LEN);
     }
-    EXPECT_EQ(log_capture::count("INFO", "init result collector 480"), 2U);
-    EXPECT_EQ(log_capture::count("INFO", "init result collector 23040"), 1U);
     EXPECT_EQ(host::deliveries().size(), 0U) << "no callback for nothing heard";
+    std::free(correct.buffer);
+    correct = {};
+    EXPECT_EQ(h.hear({FRAME_LEN}, h.frame("kept")).messages, message_list{message("kept")});
+    EXPECT_EQ(logged("INFO][init result"),
+              (text_list{"INFO init result collector 480", "INFO init result collector 23040",
+                         "INFO init result collector 11520", "INFO init result collector 11520"}));
 }
 
-TEST(Host, DeliversThreeFramesOfABlockInOneCallback)
+TEST(Host, DeliversThreeFramesOfABlockInOneCallbackButOnlyMessagesThatAreStored)
 {
     const log_capture log;
     host h;
     const pcm bad = render(encode_block(h.get()->ctx[0]->tx_paras, byte_list(32, 1))); // its CRCs do not match
-    log_capture::clear();
-    EXPECT_EQ(h.decode(join({h.frame("one"), h.frame("two"), h.frame("three"), bad, silence(5000)}), 1), 0);
+    const pcm block = join({h.frame("one"), h.frame("two"), h.frame("three"), bad, silence(5000)});
+    EXPECT_EQ(h.decode(block, 1), 0);
     ASSERT_EQ(host::deliveries().size(), 1U);
     const auto delivery = host::deliveries()[0];
     EXPECT_EQ(delivery.channel, 1);
     EXPECT_EQ(delivery.messages, (message_list{message("one"), message("two"), message("three")}));
-    for (size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(delivery.records[i].msg, delivery.records[0].msg + i * MSG_LEN);
-    }
-    EXPECT_EQ(h.decode(silence(FRAME_LEN), 0), 0);
-    EXPECT_EQ(list(delivery.records[2].msg, MSG_LEN), message("three")) << "until the next call on the same channel";
-    for (const char* const line :
-         {"1 decoded 1 frame error.", "1 decoded 3 frame succ.", "callback start.", "callback end."}) {
-        EXPECT_TRUE(log_capture::has("DEBUG", line)) << line;
-    }
-    EXPECT_EQ(logged("INFO][soundcomm_receive 1 cost ").size(), 1U);
-}
-
-TEST(Host, HandsOutOnlyMessagesThatAreStored)
-{
-    const log_capture log{KOSC_LEVEL_WARN};
-    host h;
-    const pcm block = join({h.frame("one"), h.frame("two"), h.frame("three")});
-    EXPECT_EQ(h.decode(silence(block.size())), 0);
+    EXPECT_EQ(h.decode(silence(block.size()), 0), 0);
+    EXPECT_EQ(list(delivery.records[0].msg + 2 * MSG_LEN, MSG_LEN), message("three"))
+        << "until the channel's next call";
     h.get()->result[0].correct.room = 2 * MSG_LEN + 3;
     EXPECT_EQ(h.decode(block), 0);
-    ASSERT_EQ(host::deliveries().size(), 1U);
-    EXPECT_EQ(host::deliveries()[0].messages, (message_list{message("one"), message("two")}));
-    EXPECT_EQ(log_capture::count("WARN", "0 stored only 2 of 3 messages."), 1U);
-}
-
-// Such is a handle after a block of another size for which there was no memory.
-TEST(Host, SizesALostCollectorAgainForABlockOfTheOldSize)
-{
-    const log_capture log{KOSC_LEVEL_WARN};
-    host h;
-    EXPECT_EQ(h.decode(silence(FRAME_LEN)), 0);
-    std::free(h.get()->result[0].correct.buffer);
-    h.get()->result[0].correct = {};
-    EXPECT_EQ(h.hear({FRAME_LEN}, h.frame("kept")).messages, message_list{message("kept")});
-    EXPECT_EQ(logged(), text_list{});
+    EXPECT_EQ(host::deliveries().back().messages, (message_list{message("one"), message("two")}));
+    EXPECT_EQ(logged("INFO][soundcomm_receive 1 cost ").size(), 1U);
+    expect_logged({"WARN 0 stored only 2 of 3 messages.", "DEBUG 1 decoded 1 frame error.",
+                   "DEBUG 1 decoded 3 frame succ.", "DEBUG callback start.", "DEBUG callback end."});
 }
 
 } // namespace

@@ -1,12 +1,8 @@
 #include "kosc/conv_code.h"
 
-#include <algorithm>
-#include <functional>
 #include <random>
 
-#include <gtest/gtest.h>
-
-#include "support/content.h"
+#include "support/modem.h"
 
 namespace {
 
@@ -28,17 +24,8 @@ byte_list decoded(const code_ptr& code, const byte_list& coded, bool terminated)
 TEST(ConvCode, AnswersASingleOneWithItsPolynomialsFromBitZeroUp)
 {
     EXPECT_EQ(encoded(make_code(7, {95, 107, 81}), {1}), bits("111 110 100 110 101 010 111"));
-    const std::pair<uint32_t, std::vector<uint32_t>> codes[] = {
-        {2, {3, 2}}, {5, {25, 23, 21, 27}}, {8, {0xA7, 0xF9}}, {10, {0x3A7, 0x2F9}}};
-    for (const auto& [constraint, polynomials] : codes) {
-        byte_list expected;
-        for (uint32_t t = 0; t < constraint; ++t) {
-            for (const uint32_t polynomial : polynomials) {
-                expected.push_back((polynomial & 0xFF) >> t & 1); // taps above bit 7 do not exist
-            }
-        }
-        EXPECT_EQ(encoded(make_code(constraint, polynomials), {0xF7}), expected) << "constraint " << constraint;
-    }
+    EXPECT_EQ(encoded(make_code(4, {13, 10, 7, 8}), {0xF7}), bits("1010 0110 1010 1101"));
+    EXPECT_EQ(encoded(make_code(9, {0x1A7, 0x0F9}), {1}), bits("11 10 10 01 01 11 01 11 00")); // no tap above bit 7
 }
 
 // The decoder slot by slot, as plainly as it can be put.
@@ -81,8 +68,7 @@ byte_list slot_by_slot(const conv_code_t& code, const byte_list& coded, bool ter
 TEST(Viterbi, DecidesAsTheSlotBySlotDecoderTerminatedOrNot)
 {
     const std::pair<uint32_t, std::vector<uint32_t>> codes[] = {
-        {2, {3, 2}},        {3, {7, 5}},    {3, {7, 5, 6}},         {3, {4, 4}},     {5, {25, 23, 21, 27}}, {4, {15}},
-        {7, {95, 107, 81}}, {7, {121, 91}}, {7, {95, 107, 81, 95}}, {9, {491, 369}}, {9, {367, 435, 458}}};
+        {2, {3, 2}}, {4, {15}}, {5, {25, 23, 21, 27}}, {7, {121, 91}}, {7, {95, 107, 81}}, {9, {367, 435, 458}}};
     std::mt19937 random{7};
     for (const auto& [constraint, polynomials] : codes) {
         const code_ptr code = make_code(constraint, polynomials);
@@ -107,39 +93,26 @@ TEST(Viterbi, DecidesAsTheSlotBySlotDecoderTerminatedOrNot)
     }
 }
 
-TEST(Viterbi, AddsUpDifferencesAndSkipsHolesOnEitherSide)
-{
-    const uint8_t received[] = {0xFF, 1, 0, 1, 7}, expected[] = {1, 0xFF, 1, 1, 1};
-    EXPECT_EQ(branch_metric(received, expected, 5), 1u + 6u);
-}
-
 TEST(ConvCode, ReportsWhatItRefuses)
 {
-    const uint32_t ones[] = {1, 1}, outside[] = {95, 128, 200}, zero[] = {95, 0};
+    const uint32_t ones[] = {1, 1}, outside[] = {95, 128, 200};
     const code_ptr code = make_code(7, {95, 107, 81}), shortest = make_code(1, {1}), longest = make_code(20, {1});
     const byte_list block(785);
-    const std::pair<std::string, std::function<bool()>> cases[] = {
-        {"ERROR Invalid para 0, 1, 2", [&] { return !conv_code_init(0, ones, 2); }},
-        {"ERROR Invalid para 7, 0, 3", [&] { return !conv_code_init(7, nullptr, 3); }},
-        {"ERROR Invalid para 7, 1, 0", [&] { return !conv_code_init(7, ones, 0); }},
-        {"ERROR Invalid polynomial 128", [&] { return !conv_code_init(7, outside, 3); }},
-        {"ERROR Invalid polynomial 0", [&] { return !conv_code_init(7, zero, 2); }},
-        {"ERROR Invalid polynomial 1", [&] { return !conv_code_init(32, ones, 2); }}, // shift counts are modulo 32
-        {"ERROR fail to malloc output.", [&] { return !conv_code_init(31, ones, 2); }},
-        {"WARN Invalid input to encode.", [&] { return !conv_code_encode(code.get(), nullptr, 3).data; }},
-        {"WARN Invalid input to encode.", [&] { return !conv_code_encode(code.get(), block.data(), 0).data; }},
-        {"ERROR No enough memory.", [&] { return !conv_code_encode(code.get(), block.data(), 0xFFFFFFF0).data; }},
-        {"ERROR NULL pointer.", [&] { return decoded(nullptr, block, true).empty(); }},
-        {"ERROR NULL pointer.", [&] { return !conv_code_decode_hard(code.get(), nullptr, 3, true).data; }},
-        {"ERROR Data length(785) isn't dividable by 3.", [&] { return decoded(code, block, true).empty(); }},
-        {"ERROR constraint 1 is too short to decode", [&] { return decoded(shortest, block, true).empty(); }},
-        {"ERROR failt to alloc memory 785 1048576.", [&] { return decoded(longest, block, true).empty(); }}, // 3 GB
-    };
-    for (const auto& [message, refuses] : cases) {
-        const log_capture log;
-        EXPECT_TRUE(refuses()) << message;
-        EXPECT_EQ(logged(), text_list{message});
-    }
+    const log_capture log;
+    EXPECT_EQ(conv_code_encode(code.get(), nullptr, 3).data, nullptr);
+    EXPECT_EQ(logged(), text_list{"WARN Invalid input to encode."});
+    expect_refusals({
+        {[&] { return conv_code_init(0, ones, 2) != nullptr; }, {"Invalid para 0, 1, 2"}},
+        {[&] { return conv_code_init(7, nullptr, 3) != nullptr; }, {"Invalid para 7, 0, 3"}},
+        {[&] { return conv_code_init(7, outside, 3) != nullptr; }, {"Invalid polynomial 128"}},
+        {[&] { return conv_code_init(32, ones, 2) != nullptr; }, {"Invalid polynomial 1"}}, // shifts are modulo 32
+        {[&] { return conv_code_init(31, ones, 2) != nullptr; }, {"fail to malloc output."}},
+        {[&] { return conv_code_encode(code.get(), block.data(), 0xFFFFFFF0).len != 0; }, {"No enough memory."}},
+        {[&] { return !decoded(nullptr, block, true).empty(); }, {"NULL pointer."}},
+        {[&] { return !decoded(code, block, true).empty(); }, {"Data length(785) isn't dividable by 3."}},
+        {[&] { return !decoded(shortest, block, true).empty(); }, {"constraint 1 is too short to decode"}},
+        {[&] { return !decoded(longest, block, true).empty(); }, {"failt to alloc memory 785 1048576."}}, // 3 GB
+    });
 }
 
 } // namespace

@@ -15,9 +15,7 @@ TEST(FrameLayout, FollowsFromTheConfiguration)
         // the nine fields in order
         {[](cfg_t&) {}, {32, 256, 384, 6, 3, 9, 11520, 1, 2480}},
         {[](cfg_t& c) { c.fade_cfg.enable = 0; }, {32, 256, 384, 6, 3, 9, 11520, 1, 2560}},
-        {[](cfg_t& c) { c.fade_cfg.enable = 2; }, {32, 256, 384, 6, 3, 9, 11520, 1, 2480}},
         {[](cfg_t& c) { c.pilot_cfg.data_pilot_rate = 5; }, {32, 256, 384, 6, 2, 8, 10240, 2, 3760}},
-        {[](cfg_t& c) { c.ofdm_cfg.sc_num = 48; }, {32, 256, 384, 8, 4, 12, 15360, 1, 2480}},
         {[](cfg_t& c) {
              c.crc_cfg = {12, 1, 0}, c.ofdm_cfg.sc_num = 6;
          },

@@ -1,8 +1,6 @@
 #include "kosc/log.h"
 
 #include <ctime>
-#include <iomanip>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -12,13 +10,7 @@ namespace {
 
 TEST(Log, LetsThroughWhatTheLevelAllows)
 {
-    const std::pair<uint32_t, std::string> cases[] = {{0, ""},
-                                                      {1, " ERROR"},
-                                                      {2, " ERROR WARN"},
-                                                      {3, " ERROR WARN INFO"},
-                                                      {4, " ERROR WARN INFO DEBUG"},
-                                                      {7, " ERROR WARN INFO"}}; // DEBUG wants exactly 4
-    for (const auto& [level, allowed] : cases) {
+    for (const auto& [level, allowed] : {std::pair{0U, 0U}, {1U, 1U}, {2U, 2U}, {3U, 3U}, {4U, 4U}, {7U, 3U}}) {
         const log_capture log;
         soundcomm_set_log_level(level);
         EXPECT_EQ(log_level, std::min(level, 4u));
@@ -26,11 +18,9 @@ TEST(Log, LetsThroughWhatTheLevelAllows)
         EXPECT_EQ(ko_soundcommu_init(nullptr, nullptr), nullptr);       // INFO, ERROR
         EXPECT_EQ(conv_code_encode(nullptr, nullptr, 0).data, nullptr); // WARN
         EXPECT_NE(context_ptr{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())}, nullptr); // DEBUG
-        std::string seen;
-        for (const std::string name : {"ERROR", "WARN", "INFO", "DEBUG"}) {
-            seen += logged(name).empty() ? "" : " " + name;
+        for (const auto& [rank, name] : {std::pair{1U, "ERROR"}, {2U, "WARN"}, {3U, "INFO"}, {4U, "DEBUG"}}) {
+            EXPECT_EQ(!logged(name).empty(), rank <= allowed) << name << " at " << level; // DEBUG wants exactly 4
         }
-        EXPECT_EQ(seen, allowed) << level;
     }
 }
 
@@ -42,13 +32,11 @@ TEST(Log, FormatsLinesForTheCallbackOrStandardOutput)
     soundcomm_config_log_time(1);
     const std::time_t before = std::time(nullptr);
     log_msg(KOSC_LEVEL_WARN, 9, "text");
-    const std::string& line = log_capture::lines().at(1);
+    const std::string line = log_capture::lines().at(1);
     EXPECT_EQ(line.substr(20, 4) + line.substr(27), ",000][WARN][text][9]\n") << line; // six digits of milliseconds
-    std::tm stamp{};
-    std::istringstream(line.substr(1)) >> std::get_time(&stamp, "%Y-%m-%d %H:%M:%S");
-    stamp.tm_isdst = -1;
-    const std::time_t stamped = std::mktime(&stamp);
-    EXPECT_TRUE(before <= stamped && stamped <= std::time(nullptr)) << line;
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "[%Y-%m-%d %H:%M:", std::localtime(&before));
+    EXPECT_TRUE(line.rfind(stamp, 0) == 0 || before / 60 != std::time(nullptr) / 60) << line;
 
     soundcomm_config_log_time(0);
     soundcomm_set_log_callback(nullptr);
@@ -76,16 +64,13 @@ TEST(Log, DropsEmptyMessagesAndLinesThatDoNotFit)
     }
 }
 
-TEST(Timer, CountsWholeMillisecondsTowardZero)
+TEST(Timer, CountsMilliseconds)
 {
     timespec start{};
     timer_start(&start);
     start.tv_sec -= 2;
-    const long late = timer_end(&start);
-    start.tv_sec += 3602;
-    const long early = timer_end(&start);
-    EXPECT_TRUE(late >= 2000 && late < 60000) << late;          // however busy the machine
-    EXPECT_TRUE(early > -3600000 && early < -3540000) << early; // cut off, not rounded down to -3600000
+    const long elapsed = timer_end(&start);
+    EXPECT_TRUE(elapsed >= 2000 && elapsed < 60000) << elapsed; // however busy the machine
 }
 
 } // namespace

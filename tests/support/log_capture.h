@@ -26,16 +26,6 @@ public:
     log_capture(const log_capture&) = delete;
     log_capture& operator=(const log_capture&) = delete;
 
-    // Lines so far that read "[level][text][...]".
-    static size_t count(const std::string& level, const std::string& text)
-    {
-        size_t found = 0;
-        for (const auto& line : lines()) {
-            found += line.rfind("[" + level + "][" + text + "][", 0) == 0 ? 1 : 0;
-        }
-        return found;
-    }
-    static bool has(const std::string& level, const std::string& text) { return count(level, text) != 0; }
     static void clear() { lines().clear(); }
     static std::vector<std::string>& lines()
     {
