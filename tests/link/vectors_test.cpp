@@ -60,4 +60,34 @@ TEST(Vectors, GiveEveryStageOfTheFrames)
     }
 }
 
+TEST(Vectors, GiveWhatAReceiverMakesOfTheRecordingsHoweverTheyAreCut)
+{
+    const log_capture log{KOSC_LEVEL_DEBUG};
+    json recordings = json::parse(read("recordings.json"));
+    const count_list cycle = recordings["cycle"];
+    recordings.erase("cycle");
+    for (const auto& [name, recording] : recordings.items()) {
+        const pcm sound = read_sound(recording["file"]);
+        for (const auto& [cutting, expected] : recording["results"].items()) {
+            SCOPED_TRACE(testing::Message() << name << " in blocks of " << cutting);
+            const size_t size = cutting == "whole" ? sound.size() : static_cast<size_t>(std::atoi(cutting.c_str()));
+            host h;
+            log_capture::clear();
+            const heard result = h.hear(cutting == "cycle" ? cycle : count_list{static_cast<uint32_t>(size)}, sound);
+            message_list messages;
+            for (const auto& hex : expected["messages"]) {
+                messages.push_back(from_hex(hex));
+            }
+            text_list offsets;
+            for (const auto& offset : expected["offsets"]) {
+                offsets.push_back("DEBUG Global offset: " + offset.dump());
+            }
+            EXPECT_EQ(result.messages, messages);
+            EXPECT_EQ(result.calls, expected["calls"].get<count_list>());
+            EXPECT_EQ(result.errors, expected["errors"].get<uint32_t>());
+            EXPECT_EQ(logged_offsets(), offsets);
+        }
+    }
+}
+
 } // namespace

@@ -109,6 +109,7 @@ inline pcm render(const double_list& frame, audio_gain_t gain = {1, 0.8})
 struct heard {
     message_list messages;
     count_list calls;
+    uint32_t errors = 0; // frames found but rejected
 };
 
 // A handle whose callbacks remember what they are given. One at a time, as a callback has no user data.
@@ -143,6 +144,7 @@ public:
             size = std::min<size_t>(cutting[call % cutting.size()], sound.size() - start);
             deliveries().clear();
             EXPECT_EQ(decode(list(&sound[start], size), channel), 0);
+            result.errors += get()->result[channel].error.count;
             EXPECT_LE(deliveries().size(), 1U) << "more than one callback in call " << call;
             for (const auto& d : deliveries()) {
                 EXPECT_EQ(d.channel, channel);
