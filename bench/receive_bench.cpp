@@ -88,7 +88,7 @@ BENCHMARK(receive_layout)
     ->Args({32, 1024, 1})
     ->Args({64, 1024, 1})
     ->Args({96, 1024, 1})
-    ->Args({64, 512, 1})
+    ->Args({32, 512, 1})
     ->Args({64, 2048, 1})
     ->Args({64, 1024, 2})
     ->Unit(benchmark::kMillisecond);

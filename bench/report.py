@@ -57,27 +57,33 @@ def plot(best, file):
     """Nanoseconds a sample over the block size, and by layout."""
     blocks = {int(name.split("/")[1]): value(run, "per_sample") for name, run in best.items()
               if name.startswith("receive_noise/")}
-    layouts = {name.split("/", 1)[1].replace("/", " "): value(run, "per_sample") for name, run in best.items()
-               if name.startswith("receive_layout/")}
+    layouts = {}
+    for name, run in best.items():
+        if name.startswith("receive_layout/"):
+            subcarriers, symbol, tracks = (part.split(":")[1] for part in name.split("/")[1:])
+            layouts[f"{subcarriers} of {symbol}, {tracks} tr."] = value(run, "per_sample")
     script = f"""set terminal svg size 900,360 font 'sans-serif,12' background 'white'
 set output '{file}'
 set multiplot layout 1,2
 set title 'Noise, by block size'
 set xlabel 'samples a block'
+set xrange [1:20000]
 set ylabel 'ns a sample'
 set logscale xy
 set grid
 plot '-' with linespoints pt 7 notitle
 {"".join(f"{size} {ns}{chr(10)}" for size, ns in sorted(blocks.items()))}e
 unset logscale
-set title 'Noise, by layout, blocks of 4096'
+set title 'Noise, by subcarriers, symbol and tracks'
 unset xlabel
+set xrange [*:*]
 set yrange [0:*]
 set style data histograms
 set style fill solid 0.6
-set xtics rotate by -25 font ',9'
+set xtics rotate by -35 font ',10'
+set rmargin 8
 plot '-' using 2:xtic(1) notitle
-{"".join(f'"{name}" {ns}{chr(10)}' for name, ns in layouts.items())}e
+{"".join(f'"{name}" {ns}{chr(10)}' for name, ns in sorted(layouts.items(), key=lambda item: item[1]))}e
 """
     subprocess.run(["gnuplot"], input=script, check=True, text=True)
 
