@@ -1,5 +1,6 @@
 // Single stages in both forms.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include "modem_library.h"
 #include "sounds.h"
@@ -91,12 +92,44 @@ void encode_frame(benchmark::State& state, const modem_library& library)
     library.ko_soundcommu_release(handle);
 }
 
+double heap_bytes()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<double>(heap.uordblks + heap.hblkhd);
+}
+
 void init_handle(benchmark::State& state)
 {
     log_level = 0;
+    double bytes = 0.0;
     for (auto iteration : state) {
-        ko_soundcommu_release(ko_soundcommu_init(ignore_messages, ignore_messages));
+        const double before = heap_bytes();
+        soundcommu_handle_t* const handle = ko_soundcommu_init(ignore_messages, ignore_messages);
+        bytes = heap_bytes() - before;
+        ko_soundcommu_release(handle);
     }
+    state.counters["bytes"] = bytes;
+}
+
+// A million decode calls on frames and what lies between them; `growth` is what the heap holds more afterwards.
+void decode_calls(benchmark::State& state)
+{
+    log_level = 0;
+    const std::vector<int16_t> sound = make_frames();
+    constexpr size_t BLOCK = 480;
+    soundcommu_handle_t* const handle = ko_soundcommu_init(ignore_messages, ignore_messages);
+    // Once through the sound first: what is freed may stay in the allocator's caches.
+    for (size_t warm = 0; warm + BLOCK <= sound.size(); warm += BLOCK) {
+        ko_soundcommu_decode(handle, sound.data() + warm, 2 * BLOCK, 0);
+    }
+    const double before = heap_bytes();
+    size_t start = 0;
+    for (auto iteration : state) {
+        ko_soundcommu_decode(handle, sound.data() + start, 2 * BLOCK, 0);
+        start = start + 2 * BLOCK <= sound.size() ? start + BLOCK : 0;
+    }
+    state.counters["growth"] = heap_bytes() - before;
+    ko_soundcommu_release(handle);
 }
 
 } // namespace
@@ -111,3 +144,4 @@ BENCHMARK_BOTH(viterbi);
 BENCHMARK_BOTH(decode_frame);
 BENCHMARK_BOTH(encode_frame);
 BENCHMARK(init_handle)->Unit(benchmark::kMicrosecond);
+BENCHMARK(decode_calls)->Iterations(1000000)->Unit(benchmark::kMicrosecond);
