@@ -76,6 +76,7 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
     const std::tuple<int, int, float> cases[] = {
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, RATE, 3.0F},
         {SF_FORMAT_FLAC | SF_FORMAT_PCM_24, RATE, 1.0F},
+        {SF_FORMAT_AIFF | SF_FORMAT_PCM_32, RATE, 1.0F},
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 192000, 1.0F},
         // So faint that what a poor conversion leaves of the band is lost in 16 bits.
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 44100, 0.0001F},
