@@ -100,7 +100,7 @@ KOSC_API void data_container_free(data_container* container);
 KOSC_API bool data_container_recv(data_container* container, double sample);
 
 /**
- * Appends a block of samples, as data_container_recv() would one by one, some fifty times faster for long blocks.
+ * Appends a block of samples, as data_container_recv() would one by one, some forty times faster for long blocks.
  *
  * Raw samples, filtered samples and energies are the same to the last bit, correlation values to 1e-9. Blocks that do
  * not fit, and containers whose corr_step or filter order is not the usual one, take the samples one by one.
