@@ -21,6 +21,7 @@ extern "C" {
 #endif
 
 struct band_inverse;
+struct frame_report_t;
 
 /** Most interleaved tracks that a context can receive. */
 enum { KOSC_MAX_TRACKS = 2 };
@@ -54,6 +55,9 @@ typedef struct soundcomm_paras_t {
     double* fade_window;               /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
     struct band_inverse* inverse;      /**< owned; modulates narrow bands of usual symbol lengths, else null */
     struct second_look_t* second_look; /**< owned; null unless soundcomm_config_second_look() switched it on */
+    void (*frame_callback)(const struct frame_report_t* report, void* user); /**< soundcomm_set_frame_callback() */
+    void* frame_callback_user;
+    uint64_t received; /**< samples a track since soundcomm_init_receive() */
 } soundcomm_paras_t;
 
 /** A modem context. */

@@ -11,6 +11,7 @@
 #include "kosc/config.h"
 #include "kosc/context.h"
 #include "kosc/export.h"
+#include "kosc/second_look.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -40,6 +41,22 @@ typedef struct result_set_t {
     result_slot_t second;  /**< second slot; read and written only for KOSC_DECODE_BOTH_TRACKS */
 } result_set_t;
 
+/** A frame that a receiver found. */
+typedef struct frame_report_t {
+    uint64_t sample;         /**< its first sample, counted since soundcomm_init_receive(); does not wrap */
+    uint32_t track;          /**< 0 or 1 */
+    uint32_t verdict;        /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
+    uint32_t failed_crcs;    /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
+    uint32_t msg_len;        /**< bytes of `msg` */
+    const uint8_t* msg;      /**< the message; with verdict 0 what was read instead of it */
+    const double* samples;   /**< frame_length raw samples from its start on */
+    double correlation;      /**< height of the synchronisation peak, up to 1 */
+    frame_quality_t quality; /**< all zero without a second look */
+} frame_report_t;
+
+/** Hears of a frame; the report and what it points to are valid during the call. Must not call into the context. */
+typedef void (*frame_callback_t)(const frame_report_t* report, void* user);
+
 /** The built-in search settings: threshold 0.4, margin 20, every sample. */
 KOSC_API rx_sync_paras soundcomm_default_rx_sync_paras(void);
 
@@ -54,6 +71,15 @@ KOSC_API audio_format_t soundcomm_default_audio_format(void);
  * @return false, with the message of init_receive_related()
  */
 KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, audio_format_t format);
+
+/**
+ * Has every frame reported that soundcomm_receive() finds, decoded or not, for hosts that want to know where, how well,
+ * or why not. Search windows overlap: a frame that does not decode may be reported twice, with the same `sample`.
+ *
+ * @param callback  null: none, as after soundcomm_init()
+ * @param user      handed to it
+ */
+KOSC_API void soundcomm_set_frame_callback(soundcomm_context_t* ctx, frame_callback_t callback, void* user);
 
 /** Bytes of room for every message that `data_len` samples a track can end: (data_len / frame_length + 2) messages; 0
  * for a null context. */

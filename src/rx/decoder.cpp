@@ -11,6 +11,7 @@
 #include "log/log_macros.h"
 #include "math/vector_family.h"
 #include "rx/crc_check.h"
+#include "rx/decode_and_check.h"
 #include "rx/demodulator.h"
 
 using namespace kosc;
@@ -101,9 +102,15 @@ bool decode_frame(const soundcomm_paras_t& paras, const double* input, decode_co
     return true;
 }
 
-bool all_crcs_match(const soundcomm_paras_t& paras, const decode_content_t& content)
+// Bit i for each CRC i that does not match; parts above 31 share bit 31.
+uint32_t crcs_that_differ(const soundcomm_paras_t& paras, const decode_content_t& content)
 {
-    return std::memchr(content.crc_result, 0, paras.cfg.crc_cfg.group) == nullptr;
+    constexpr uint32_t LAST_BIT = 31;
+    uint32_t differ = 0;
+    for (uint32_t i = 0; i < paras.cfg.crc_cfg.group; ++i) {
+        differ |= uint32_t{content.crc_result[i] == 0} << std::min(i, LAST_BIT);
+    }
+    return differ;
 }
 
 // Frees a list of vectors that may be missing or partly filled.
@@ -117,8 +124,10 @@ void free_symbols(kom_vector_complex** symbols, uint32_t count)
 
 } // namespace
 
-uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
-                          uint8_t* correct_output, uint8_t* error_output, uint32_t output_len)
+namespace kosc {
+
+uint32_t decode_and_check(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
+                          const message_target& target, uint32_t* failed_crcs)
 {
     KOSC_RETURN_IF(!check_decode_args(ctx, input, input_len), KOSC_DECODE_FAILED, "decode paras check failed.");
     const soundcomm_paras_t& paras = *ctx->rx_paras;
@@ -127,12 +136,21 @@ uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, u
     if (!decode_frame(paras, input, content.get())) {
         return KOSC_DECODE_FAILED;
     }
-    const bool correct = all_crcs_match(paras, *content.get());
-    uint8_t* const output = correct ? correct_output : error_output;
-    const bool wanted = output != nullptr && output_len >= paras.cfg.msg_byte_len;
-    KOSC_RETURN_IF(wanted && !copy_decoded_msg(&paras, content.get()->bytes, output, output_len), KOSC_DECODE_FAILED,
+    *failed_crcs = crcs_that_differ(paras, *content.get());
+    uint8_t* const output = *failed_crcs == 0 ? target.correct : target.error;
+    const bool wanted = output != nullptr && target.len >= paras.cfg.msg_byte_len;
+    KOSC_RETURN_IF(wanted && !copy_decoded_msg(&paras, content.get()->bytes, output, target.len), KOSC_DECODE_FAILED,
                    "Fail to copy_decoded_msg.");
-    return correct ? 1 : 0;
+    return *failed_crcs == 0 ? 1 : 0;
+}
+
+} // namespace kosc
+
+uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
+                          uint8_t* correct_output, uint8_t* error_output, uint32_t output_len)
+{
+    uint32_t failed_crcs = 0;
+    return decode_and_check(ctx, input, input_len, {correct_output, error_output, output_len}, &failed_crcs);
 }
 
 bool init_decode_content(const soundcomm_paras_t* paras, decode_content_t* content)

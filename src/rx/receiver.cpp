@@ -6,6 +6,7 @@
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "rx/found_frame.h"
 #include "rx/second_look_area.h"
 
 using namespace kosc;
@@ -24,17 +25,6 @@ struct internal_results {
     uint32_t slot_count;
     result_slot_t slot[KOSC_MAX_TRACKS];
 };
-
-bool has_room(const result_part_t& part, uint32_t msg_len) { return part.buffer != nullptr && part.room >= msg_len; }
-
-void append(result_part_t* part, const uint8_t* msg, uint32_t msg_len)
-{
-    if (msg != nullptr && has_room(*part, msg_len)) {
-        memcpy_s(part->buffer, part->room, msg, msg_len);
-        part->buffer += msg_len;
-        part->room -= msg_len;
-    }
-}
 
 bool prepare_results(uint32_t track_count, const result_set_t& wanted, internal_results* results)
 {
@@ -97,7 +87,7 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
             KOSC_LOG_ERROR("This should not be NULL.");
             break;
         }
-        if (slot != nullptr && do_decode(ctx, entry, slot, frame) == 1) {
+        if (slot != nullptr && decode_found(ctx, entry, slot, *iter, frame) == 1) {
             sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
             end_early(*ctx->rx_paras, iter);
         }
@@ -139,23 +129,6 @@ bool decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_resu
     }
 }
 
-// The verdict after the second look, with the message in `target` when it found one; keeps the record of the frame.
-uint32_t look_again(const soundcomm_context_t& ctx, const double* frame, uint32_t verdict, uint8_t* target)
-{
-    const soundcomm_paras_t& paras = *ctx.rx_paras;
-    frame_quality_t* const quality = &paras.second_look->quality;
-    *quality = {};
-    quality->needed = verdict == 0;
-    quality->decoded = verdict == 1;
-    if (verdict == 0 || (verdict == 1 && paras.second_look->mode == KOSC_SECOND_LOOK_MEASURE)) {
-        const uint32_t again = soundcomm_decode_second_look(
-            &ctx, frame, paras.frame.frame_length, verdict == 0 ? target : nullptr, paras.cfg.msg_byte_len, quality);
-        quality->needed = verdict == 0;
-        quality->decoded = verdict == 1 || again == 1;
-    }
-    return quality->decoded ? 1 : verdict;
-}
-
 bool init_track(soundcomm_paras_t* paras, receive_track_t* track, uint32_t corr_capacity)
 {
     const frame_struct_t& frame = paras->frame;
@@ -181,6 +154,12 @@ bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, 
     ctx->rx_paras->rx_sync_paras = sync_paras;
     return init_receive_related(ctx, get_sound_track_num(format.track_num), format.sample_rate,
                                 FRAMES_BUFFERED * ctx->rx_paras->frame.frame_length);
+}
+
+void soundcomm_set_frame_callback(soundcomm_context_t* ctx, frame_callback_t callback, void* user)
+{
+    ctx->rx_paras->frame_callback = callback;
+    ctx->rx_paras->frame_callback_user = user;
 }
 
 uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len)
@@ -255,12 +234,14 @@ bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32
         }
     }
     paras->track_num = track_count;
+    paras->received = 0;
     return true;
 }
 
 bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count, const int16_t* input, uint32_t piece)
 {
     soundcomm_paras_t* const paras = ctx->rx_paras;
+    paras->received += piece;
     for (uint32_t t = 0; t < track_count; ++t) {
         data_container* const container = paras->track[t].container;
         if (!data_container_check_buff_length(container, piece)) {
@@ -271,25 +252,4 @@ bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count, const in
         data_container_recv_block(container, input + t, track_count, piece);
     }
     return true;
-}
-
-uint32_t do_decode(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const double* frame)
-{
-    const uint32_t msg_len = ctx->rx_paras->cfg.msg_byte_len;
-    const bool wanted = has_room(slot->correct, msg_len) || has_room(slot->error, msg_len);
-    uint8_t* const target = wanted ? entry->decode_cache : nullptr;
-    uint32_t verdict = soundcomm_decode(ctx, frame, ctx->rx_paras->frame.frame_length, target, target, msg_len);
-    if (ctx->rx_paras->second_look != nullptr) {
-        verdict = look_again(*ctx, frame, verdict, target);
-    }
-    if (verdict == 1) {
-        KOSC_LOG_INFO("%s success", "do_decode");
-        append(&slot->correct, target, msg_len);
-        ++slot->correct.count;
-    } else if (verdict == 0) {
-        KOSC_LOG_INFO("%s CRC unmatch", "do_decode");
-        append(&slot->error, target, msg_len);
-        ++slot->error.count;
-    }
-    return verdict;
 }

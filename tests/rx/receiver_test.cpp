@@ -151,6 +151,41 @@ TEST(Receiver, CountsWhatItCannotStoreAndSaysWhatItDoes)
                    "DEBUG error_output is null."});
 }
 
+TEST(Receiver, ReportsEveryFrameThatItFinds)
+{
+    using found = std::tuple<uint64_t, uint32_t, uint32_t, uint32_t, std::string>;
+    const log_capture quiet{0};
+    std::vector<found> reports;
+    receiver r{make_context(), DEFAULT_SYNC, 2, KOSC_DECODE_BOTH_TRACKS};
+    ASSERT_TRUE(soundcomm_config_second_look(r.ctx.get(), KOSC_SECOND_LOOK_MEASURE));
+    const auto collect = [](const frame_report_t* report, void* user) {
+        const char* const text = reinterpret_cast<const char*>(report->msg);
+        static_cast<std::vector<found>*>(user)->emplace_back(report->sample, report->track, report->verdict,
+                                                             report->failed_crcs, std::string(text, 4));
+        EXPECT_EQ(report->msg_len, MSG_LEN);
+        EXPECT_GT(report->correlation, 0.9);
+        EXPECT_EQ(report->quality.needed, report->verdict == 0);
+        EXPECT_EQ(report->quality.decoded, report->verdict == 1);
+        EXPECT_LT(report->quality.evm, 0.1);
+        EXPECT_TRUE(report->samples[0] == 0 && report->samples[FRAME_LEN / 2] != 0);
+    };
+    soundcomm_set_frame_callback(r.ctx.get(), collect, &reports);
+    const bytes_ptr with_crcs{add_crc(message("half").data(), MSG_LEN, &r.ctx->tx_paras->cfg.crc_cfg)};
+    byte_list block = list(with_crcs->data, with_crcs->size);
+    block[20] ^= 1; // in the second of two parts
+    const pcm half = render(encode_block(r.ctx->tx_paras, block));
+    r.results.correct = r.results.error = r.results.second.correct = {nullptr, 0, 0}; // reported all the same
+    EXPECT_EQ(r.hear(interleave(join({silence(100), r.frame("left"), silence(FRAME_LEN)}), {})), 0);
+    data_container_reset(soundcomm_get_datacontainer(r.ctx->rx_paras, 1)); // which counts anew, unlike the receiver
+    EXPECT_EQ(r.hear(interleave(silence(FRAME_LEN), half)), 0);
+    EXPECT_EQ(r.hear(interleave(silence(2 * FRAME_LEN), {})), 0);
+    const uint64_t second_call = 2 * FRAME_LEN + 100;
+    EXPECT_EQ(reports, (std::vector<found>{{100, 0, 1, 0, "left"}, {second_call, 1, 0, 2, "half"}}));
+    soundcomm_set_frame_callback(r.ctx.get(), nullptr, nullptr);
+    EXPECT_EQ(r.hear(interleave(r.frame("more"), {})), 0);
+    EXPECT_EQ(reports.size(), 2U);
+}
+
 TEST(Receiver, RefusesWhatItCannotPrepareOrHear)
 {
     const log_capture log{KOSC_LEVEL_WARN};

@@ -1,0 +1,20 @@
+// What happens to a frame that the search found.
+#ifndef KOSC_RX_FOUND_FRAME_H
+#define KOSC_RX_FOUND_FRAME_H
+
+#include "kosc/receiver.h"
+
+namespace kosc {
+
+inline bool has_room(const result_part_t& part, uint32_t msg_len)
+{
+    return part.buffer != nullptr && part.room >= msg_len;
+}
+
+// Decodes the iterator's frame, files it in `slot`, and reports it to whoever asked for that; returns the verdict.
+uint32_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const sync_iter& iter,
+                      const double* frame);
+
+} // namespace kosc
+
+#endif
