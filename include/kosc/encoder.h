@@ -26,7 +26,7 @@ extern "C" {
  * @param output_len  doubles in `output`, at least frame_length
  * @return 0, or -1 with the ERROR messages of check_encode_args() or the step that failed: "add_crc failed",
  *         "vector_byte_to_binary failed", "add_channel_code failed", "interleaver_encode failed", "qpsk_mod failed",
- *         "Fail to do PAPR reduction.", "FrameGenerate failed", "copy frame failed"
+ *         "Fail to do PAPR reduction.", "FrameGenerate failed", which may leave a part of the frame in `output`
  */
 KOSC_API int soundcomm_encode(const soundcomm_paras_t* paras, const uint8_t* input, uint32_t input_len, double* output,
                               uint32_t output_len);

@@ -106,8 +106,10 @@ conv_data_t conv_code_encode(const conv_code_t* code, const uint8_t* bits, uint3
     for (uint32_t i = 0; i < bit_num + tail; ++i) {
         const uint32_t bit = i < bit_num ? bits[i] & 1 : 0;
         const uint32_t shift_register = state | bit << tail;
-        const size_t written = size_t{i} * n;
-        memcpy_s(&coded[written], length - written, code->output_table + size_t{shift_register} * n, n);
+        const uint8_t* const row = code->output_table + size_t{shift_register} * n;
+        for (uint32_t k = 0; k < n; ++k) {
+            coded[size_t{i} * n + k] = row[k];
+        }
         state = shift_register >> 1;
     }
     return {coded.release(), static_cast<uint32_t>(length)};

@@ -1,5 +1,7 @@
 #include "kosc/interleaver.h"
 
+#include <algorithm>
+
 #include "math/vector_family.h"
 
 using namespace kosc;
@@ -20,11 +22,18 @@ kom_vector_uint8* block_interleave(const kom_vector_uint8* in, uint32_t r)
         return nullptr;
     }
     kom_vector_uint8* const out = kom_vector_uint8_alloc(in->size);
-    kom_vector_uint8_set_zero(out); // what a stride that does not divide the size leaves over
-    const uint32_t c = in->size / r;
-    for (uint32_t i = 0; out != nullptr && c != 0 && i < r; ++i) {
-        const kom_vector_uint8 row = kom_vector_uint8_const_subvector(in, i, r, c);
-        kom_vector_uint8_set_by_vector(out, i * c, 1, &row, 0, 1, c);
+    if (out == nullptr) {
+        return nullptr;
+    }
+    // What a stride that does not divide the size leaves over is zero.
+    const uint32_t c = in->data != nullptr ? in->size / r : 0;
+    std::fill_n(out->data + r * c, in->size - r * c, uint8_t{0});
+    for (uint32_t i = 0; c != 0 && i < r; ++i) {
+        uint8_t* const row = out->data + i * c;
+        uint32_t from = i * in->stride; // wraps as all positions in vectors do
+        for (uint32_t j = 0; j < c; ++j, from += r * in->stride) {
+            row[j] = in->data[from];
+        }
     }
     return out;
 }

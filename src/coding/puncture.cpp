@@ -1,5 +1,7 @@
 #include "kosc/puncture.h"
 
+#include <algorithm>
+
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -8,9 +10,6 @@ namespace {
 
 constexpr uint8_t HOLE_MARKER = 0xFF;
 constexpr uint32_t MIN_STEP = 2;
-
-// Whether position i is one that the template removes; the step is not 0.
-bool is_removed(const punch_template_t& t, uint32_t i) { return i >= t.offset && (i - t.offset) % t.step == 0; }
 
 } // namespace
 
@@ -41,11 +40,13 @@ bool punch_code(const punch_template_t* t, const uint8_t* in, uint32_t in_len, u
         t->step == 0) {
         return false;
     }
+    // What lies between two removed positions is copied at once.
     uint32_t kept = 0;
-    for (uint32_t i = 0; i < in_len && kept < out_len; ++i) {
-        if (!is_removed(*t, i)) {
-            out[kept++] = in[i];
-        }
+    uint64_t removed = t->offset;
+    for (uint64_t from = 0; from < in_len && kept < out_len; from = removed + 1, removed += t->step) {
+        const auto run = static_cast<uint32_t>(std::min<uint64_t>(removed, in_len) - from);
+        std::copy_n(in + from, std::min(run, out_len - kept), out + kept);
+        kept += std::min(run, out_len - kept);
     }
     memset_s(out + kept, out_len - kept, 0, out_len - kept);
     return true;
@@ -73,9 +74,11 @@ bool depunch_code(const punch_template_t* t, const uint8_t* in, uint32_t in_len,
         return false;
     }
     uint32_t read = 0;
+    uint64_t removed = t->offset;
     for (uint32_t i = 0; i < out_len; ++i) {
-        const bool known = !is_removed(*t, i) && read < in_len;
-        out[i] = known ? in[read++] : HOLE_MARKER;
+        const bool is_removed = i == removed;
+        removed += is_removed ? t->step : 0;
+        out[i] = is_removed || read == in_len ? HOLE_MARKER : in[read++];
     }
     return true;
 }

@@ -25,8 +25,10 @@ bool rotate(double* data, uint32_t n, const double* factors, uint32_t factor_cou
     if (data == nullptr || factors == nullptr || n == 0 || factor_count == 0 || n % factor_count != 0) {
         return false;
     }
-    for (uint32_t i = 0; i < n; ++i) {
-        store(data, i, load(data, i) * load(factors, i % factor_count));
+    for (uint32_t first = 0; first < n; first += factor_count) {
+        for (uint32_t i = 0; i < factor_count; ++i) {
+            store(data, first + i, load(data, first + i) * load(factors, i));
+        }
     }
     return true;
 }

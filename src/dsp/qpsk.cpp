@@ -10,7 +10,7 @@ namespace {
 constexpr double AMPLITUDE = 0.7071067811865475;
 constexpr uint32_t BITS_PER_SYMBOL = 2;
 
-double axis_level(uint8_t bit) { return bit != 0 ? AMPLITUDE : -AMPLITUDE; }
+constexpr double AXIS_LEVEL[] = {-AMPLITUDE, AMPLITUDE}; // of a zero, of a one
 
 // Written so that zero, minus zero and NaN count as ones.
 uint8_t axis_bit(double level) { return level < 0.0 ? 0 : 1; }
@@ -22,10 +22,11 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
     if (bits == nullptr) {
         return nullptr;
     }
-    kom_vector_complex* const symbols = kom_vector_complex_alloc(bits->size / BITS_PER_SYMBOL);
-    for (uint32_t i = 0; i < kom_vector_complex_size(symbols); ++i) {
-        kom_vector_complex_set(symbols, i, axis_level(kom_vector_uint8_get(bits, 2 * i)),
-                               axis_level(kom_vector_uint8_get(bits, 2 * i + 1)));
+    const uint32_t levels = uint8_family::has(bits, 0) ? BITS_PER_SYMBOL * (bits->size / BITS_PER_SYMBOL) : 0;
+    kom_vector_complex* const symbols = kom_vector_complex_alloc(levels / BITS_PER_SYMBOL);
+    uint32_t from = 0; // wraps as all positions in vectors do
+    for (uint32_t i = 0; symbols != nullptr && i < levels; ++i, from += bits->stride) {
+        symbols->data[i] = AXIS_LEVEL[bits->data[from] != 0];
     }
     return symbols;
 }

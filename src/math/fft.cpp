@@ -89,7 +89,7 @@ bool transform(double* data, uint32_t stride, uint32_t n, double sign)
     if (data == nullptr || !is_power_of_two(n)) {
         return false;
     }
-    if (n < FFT_SHORTEST || n > FFT_TABLE_LEN) {
+    if (!table_serves(n)) {
         transform_by_recurrence(data, stride, n, sign);
     } else if (sign == FORWARD) {
         transform_by_table<false>(data, stride, n);

@@ -35,7 +35,7 @@ void run_partial_pass(fft_work* w, uint32_t n, uint32_t dual, uint32_t first, ui
 
 bool kosc::fft_real_bins(const double* samples, uint32_t n, uint32_t first, uint32_t count, double* bins)
 {
-    if (!is_power_of_two(n) || n < FFT_SHORTEST || n > FFT_TABLE_LEN || count == 0 || uint64_t{first} + count > n) {
+    if (!is_power_of_two(n) || !table_serves(n) || count == 0 || uint64_t{first} + count > n) {
         return false;
     }
     fft_work w;

@@ -9,8 +9,6 @@ namespace kosc {
 
 constexpr uint32_t FFT_SHORTEST = 4; // transform with two passes
 
-inline constexpr fft_table FFT_TABLE = make_fft_table();
-
 // Where the transforms find every fourth element that they work on; the three behind it lie n/2, n/4 and both further.
 constexpr uint32_t FFT_GROUPS = FFT_TABLE_LEN / FFT_SHORTEST;
 
@@ -46,8 +44,9 @@ void run_passes(fft_work* w, uint32_t n, uint32_t end);
 // and behind.
 inline void join_first_four(fft_work* w, uint32_t to, pair x0, pair z0, pair x1, pair z1)
 {
-    constexpr double FACTOR_RE = FFT_TABLE.re[3];
-    constexpr double FACTOR_IM = FFT_TABLE.im[3];
+    // Element 3 of the table.
+    constexpr double FACTOR_RE = 1.0 - 2.0 * PASS_ANGLES[1].half_sine * PASS_ANGLES[1].half_sine;
+    constexpr double FACTOR_IM = -PASS_ANGLES[1].sine;
     const pair even_sum = x0 + z0;
     const pair even_difference = x0 - z0;
     const pair sum = x1 + z1;
@@ -59,6 +58,9 @@ inline void join_first_four(fft_work* w, uint32_t to, pair x0, pair z0, pair x1,
     store_complex(w->re + to, w->im + to, {firsts(r0, r1), seconds(r0, r1)});
     store_complex(w->re + to + 2, w->im + to + 2, {firsts(r2, r3), seconds(r2, r3)});
 }
+
+// Whether a transform of n points can go by the table.
+inline bool table_serves(uint32_t n) { return FFT_TABLE_READY && n >= FFT_SHORTEST && n <= FFT_TABLE_LEN; }
 
 inline bool is_power_of_two(uint32_t n) { return n != 0 && (n & (n - 1)) == 0; }
 

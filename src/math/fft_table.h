@@ -33,10 +33,9 @@ constexpr pass_angle PASS_ANGLES[] = {
     {0x1.921f0fe670071p-8, 0x1.921f8becca4bap-9},  // dual 512
 };
 
-// The trigonometric recurrence: its rounding is part of every frame, so it is run once, by the compiler.
-constexpr fft_table make_fft_table()
+// The trigonometric recurrence, whose rounding is part of every frame.
+constexpr void fill_fft_table(fft_table* table)
 {
-    fft_table table;
     uint32_t dual = 1;
     for (const pass_angle& angle : PASS_ANGLES) {
         const double s = -angle.sine;
@@ -44,16 +43,20 @@ constexpr fft_table make_fft_table()
         double re = 1.0;
         double im = 0.0;
         for (uint32_t a = 0; a < dual; ++a) {
-            table.re[dual + a] = re;
-            table.im[dual + a] = im;
+            table->re[dual + a] = re;
+            table->im[dual + a] = im;
             const double next_re = re - s * im - s2 * re;
             im = im + s * re - s2 * im;
             re = next_re;
         }
         dual *= 2;
     }
-    return table;
 }
+
+// Filled when the library is loaded: as a constant it would be a tenth of the library. Until then, as in a host's own
+// static constructors, transforms take other ways to the same numbers.
+extern fft_table FFT_TABLE;
+extern bool FFT_TABLE_READY;
 
 } // namespace kosc
 

@@ -8,6 +8,7 @@
 #include "kosc/qpsk.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
+#include "tx/frame_generator.h"
 
 using namespace kosc;
 
@@ -35,10 +36,7 @@ int soundcomm_encode(const soundcomm_paras_t* paras, const uint8_t* input, uint3
     const complex_ptr symbols{qpsk_mod(spread.get())};
     KOSC_RETURN_IF(!symbols, -1, "qpsk_mod failed");
     KOSC_RETURN_IF(!do_papr_reduction(paras, symbols.get()), -1, "Fail to do PAPR reduction.");
-    const doubles_ptr frame{FrameGenerate(paras, symbols.get())};
-    KOSC_RETURN_IF(!frame, -1, "FrameGenerate failed");
-    const size_t frame_bytes = size_t{paras->frame.frame_length} * sizeof(double);
-    KOSC_RETURN_IF(!memcpy_s(output, output_len * sizeof(double), frame->data, frame_bytes), -1, "copy frame failed");
+    KOSC_RETURN_IF(!generate_frame(*paras, symbols.get(), output), -1, "FrameGenerate failed");
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "kosc/ofdm.h"
 #include "math/vector_family.h"
 #include "tx/fade_window.h"
+#include "tx/frame_generator.h"
 
 using namespace kosc;
 
@@ -41,38 +42,45 @@ bool put_data_symbol(const soundcomm_paras_t& paras, const kom_vector_complex* v
 
 } // namespace
 
-kom_vector* FrameGenerate(const soundcomm_paras_t* paras, const kom_vector_complex* qpsk)
+bool kosc::generate_frame(const soundcomm_paras_t& paras, const kom_vector_complex* qpsk, double* frame)
 {
-    const soundcomm_cfg_t& cfg = paras->cfg;
-    const frame_struct_t& layout = paras->frame;
+    const soundcomm_cfg_t& cfg = paras.cfg;
+    const frame_struct_t& layout = paras.frame;
     if (layout.data_symbols == 0 || kom_vector_complex_size(qpsk) % layout.data_symbols != 0) {
-        return nullptr;
+        return false;
     }
-    doubles_ptr frame{kom_vector_alloc(layout.frame_length)};
-    const block_ptr<double> work{paras->inverse != nullptr ? alloc_array<double>(band_inverse_work(paras->inverse))
-                                                           : nullptr};
-    if (!frame || (paras->inverse != nullptr && !work)) {
-        return nullptr;
+    const block_ptr<double> work{paras.inverse != nullptr ? alloc_array<double>(band_inverse_work(paras.inverse))
+                                                          : nullptr};
+    if (paras.inverse != nullptr && !work) {
+        return false;
     }
     const uint32_t length = cfg.ofdm_cfg.symbol_len + cfg.ofdm_cfg.cp_len;
     const uint32_t sc_num = cfg.ofdm_cfg.sc_num;
     uint32_t pilots = 0;
     uint32_t data = 0;
     for (uint32_t i = 0; i < layout.symbols; ++i) {
+        double* const symbol = frame + size_t{i} * length;
         if (is_pilot_index(cfg.pilot_cfg.data_pilot_rate, i)) {
-            const pilot_t& pilot = pilots == 0 ? paras->sync_pilot : paras->estimating_pilot;
-            if (kom_vector_set_by_vector(frame.get(), i * length, 1, pilot.samples, 0, 1, length) == 0) {
-                return nullptr;
+            const pilot_t& pilot = pilots == 0 ? paras.sync_pilot : paras.estimating_pilot;
+            if (pilot.samples == nullptr) {
+                return false;
             }
+            memcpy_s(symbol, length * sizeof(double), pilot.samples->data, length * sizeof(double));
             ++pilots;
             continue;
         }
         // A layout with fewer pilot positions than pilot symbols asks for more data than there is.
         const kom_vector_complex values = kom_vector_complex_const_subvector(qpsk, data * sc_num, 1, sc_num);
-        if (values.data == nullptr || !put_data_symbol(*paras, &values, work.get(), frame->data + size_t{i} * length)) {
-            return nullptr;
+        if (values.data == nullptr || !put_data_symbol(paras, &values, work.get(), symbol)) {
+            return false;
         }
         ++data;
     }
-    return frame.release();
+    return true;
+}
+
+kom_vector* FrameGenerate(const soundcomm_paras_t* paras, const kom_vector_complex* qpsk)
+{
+    doubles_ptr frame{kom_vector_alloc(paras->frame.frame_length)};
+    return frame && generate_frame(*paras, qpsk, frame->data) ? frame.release() : nullptr;
 }

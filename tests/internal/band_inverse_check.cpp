@@ -1,0 +1,47 @@
+// The narrow-band inverse transform against the whole one, in every width of register that this processor has.
+#include "dsp/band_inverse_engine.h"
+
+#include <cmath>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "kosc/ofdm.h"
+#include "math/vector_family.h"
+
+namespace {
+
+using namespace kosc;
+
+struct band {
+    uint32_t symbol_len, start, count;
+};
+
+TEST(BandInverse, GivesTheSamplesOfTheWholeTransformInAnyWidth)
+{
+    const band cases[] = {{1024, 384, 64}, {1024, 447, 64}, {1024, 1, 1},
+                          {1024, 63, 33},  {256, 17, 64},   {4096, 900, 60}};
+    for (const auto& [symbol_len, start, count] : cases) {
+        SCOPED_TRACE(testing::Message() << count << " subcarriers from " << start << " on, of " << symbol_len);
+        const owned<band_inverse, band_inverse_free> engine{band_inverse_init(symbol_len, start, count)};
+        ASSERT_TRUE(engine);
+        const complex_ptr values{kom_vector_complex_alloc(count)};
+        for (uint32_t i = 0; i < 2 * count; ++i) {
+            values->data[i] = std::sin(1.0 + 7.0 * i * i);
+        }
+        const complex_ptr spectrum{ofdm_map_subcarries(values.get(), symbol_len, start)};
+        const doubles_ptr whole{ofdm_mod_halfcomplex(spectrum.get())};
+        std::vector<double> work(band_inverse_work(engine.get())), best(symbol_len), narrow(symbol_len);
+        band_inverse_run(engine.get(), values->data, work.data(), best.data());
+        run_band_by_two(engine.get(), values->data, work.data(), narrow.data());
+        EXPECT_EQ(best, narrow) << "to the last bit";
+        for (uint32_t i = 0; i < symbol_len; ++i) {
+            ASSERT_NEAR(best[i], whole->data[i], 1e-14) << i;
+        }
+    }
+    for (const auto& [symbol_len, start, count] : {band{1024, 0, 64}, {1024, 384, 65}, {1024, 448, 64}, {128, 9, 9}}) {
+        EXPECT_EQ(band_inverse_init(symbol_len, start, count), nullptr) << "left to the whole transform";
+    }
+}
+
+} // namespace
