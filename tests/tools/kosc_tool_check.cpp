@@ -141,6 +141,24 @@ TEST_F(KoscTool, ShowsTextAsTextAndAnythingElseAsHex)
     EXPECT_EQ(run("kosc encode Hi -o - | kosc decode --hex -").out, "0.100 s  ch 1  " + padded("4869") + "\n");
 }
 
+// The same frame in two levels of noise, of which the stronger takes a second look.
+TEST_F(KoscTool, SaysWhichMessagesNeededTheSecondLook)
+{
+    for (const bool needed : {false, true}) {
+        std::vector<float> samples = recording_of("deep", 9000, 1000);
+        std::normal_distribution<float> noise(0.0F, needed ? 0.5F : 0.01F);
+        std::for_each(samples.begin(), samples.end(),
+                      [&, random = std::minstd_rand(1)](float& x) mutable { x = 0.2F * (x + noise(random)); });
+        write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, samples);
+        EXPECT_EQ(run("kosc decode a.wav").out,
+                  std::string("0.188 s  ch 1  deep") + (needed ? "  [second look]\n" : "\n"));
+        const auto message = nlohmann::json::parse(run("kosc decode --json a.wav").out);
+        EXPECT_EQ(message["second_look"], needed);
+        EXPECT_NEAR(message["drift_ppm"], 0.0, 50.0); // a sender on the same clock
+        EXPECT_EQ(run("kosc decode --plain a.wav").out, needed ? "" : "0.188 s  ch 1  deep\n");
+    }
+}
+
 TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
 {
     std::vector<float> samples = recording_of("quiet", 9000, 10000); // where two search windows overlap

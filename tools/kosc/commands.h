@@ -24,6 +24,7 @@ struct decode_options {
     bool hex = false;
     bool json = false;
     bool quiet = false;
+    bool plain = false; // no second look
     bool verbose = false;
 };
 

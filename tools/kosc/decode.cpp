@@ -17,15 +17,23 @@ namespace {
 
 double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
 
+double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
+
 std::string as_json(const heard_message& message, uint32_t file_rate)
 {
     const auto text = text_of_message(message.bytes);
     nlohmann::ordered_json object;
-    object["time"] = std::round(seconds_of(message) * 1000.0) / 1000.0;
+    object["time"] = rounded(seconds_of(message), 1000.0);
     object["sample"] = std::llround(seconds_of(message) * file_rate);
     object["channel"] = message.channel;
     object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
     object["hex"] = hex_of_message(message.bytes);
+    object["correlation"] = rounded(message.correlation, 1000.0);
+    if (message.measured) {
+        object["snr_db"] = rounded(message.snr_db, 10.0);
+        object["drift_ppm"] = rounded(message.drift_ppm, 1.0);
+    }
+    object["second_look"] = message.second_look_needed;
     return object.dump() + "\n";
 }
 
@@ -34,7 +42,8 @@ std::string as_line(const heard_message& message, bool hex)
     char place[64];
     std::snprintf(place, sizeof place, "%.3f s  ch %u  ", seconds_of(message), message.channel);
     const std::string digits = hex_of_message(message.bytes);
-    return place + (hex ? digits : text_of_message(message.bytes).value_or(digits)) + "\n";
+    return place + (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
+           (message.second_look_needed ? "  [second look]\n" : "\n");
 }
 
 // Prints what a block yielded over all channels, in the order of time: a frame is found with the block that ends it.
@@ -69,7 +78,7 @@ int run_decode(const decode_options& options)
     audio_file file(options.input);
     std::vector<listener> channels;
     for (uint32_t i = 1; i <= file.channels(); ++i) { // people and audio editors count channels from 1
-        channels.emplace_back(i);
+        channels.emplace_back(i, !options.plain);
     }
     progress_line progress(!options.quiet && !options.verbose, file.seconds());
     uint64_t messages = 0;
@@ -79,7 +88,8 @@ int run_decode(const decode_options& options)
         more = file.read(pcm);
         std::vector<heard_message> heard;
         for (size_t i = 0; i < channels.size(); ++i) {
-            more ? channels[i].hear(pcm[i], heard) : channels[i].finish(heard);
+            more ? channels[i].hear(pcm[i].data(), static_cast<uint32_t>(pcm[i].size()), heard)
+                 : channels[i].finish(heard);
         }
         if (!options.quiet && !heard.empty()) {
             progress.clear();

@@ -17,9 +17,12 @@ constexpr const char* DECODE_FOOTER =
     R"(Each message is a line: where its frame starts in the recording, its channel, counted from 1, and the message, as
 text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits:
     0.312 s  ch 1  Hello
+Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]".
 With --json the line is an object. "sample" counts at the recording's own rate, "text" is null when the message is no
-such text, "hex" has all 28 bytes:
-    {"time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00..."}
+such text, "hex" has all 28 bytes, "correlation" is how well the start of the frame was recognised, up to 1; the
+signal-to-noise ratio and the sender's clock drift are measured by the second look, and missing with --plain:
+    {"time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00...","correlation":0.98,"snr_db":18.3,
+    "drift_ppm":12.0,"second_look":false}
 Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
 
 void add_encode(CLI::App& app, encode_options& options)
@@ -48,6 +51,7 @@ void add_decode(CLI::App& app, decode_options& options)
         ->required();
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
+    decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
     decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
     decode->footer(DECODE_FOOTER);
 }
