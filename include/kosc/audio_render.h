@@ -27,6 +27,7 @@ typedef struct audio_gain_t {
  * @param format   sample_bytes must be 2; the other fields are not used
  * @param gain     gain
  * @param samples  `count` doubles
+ * @param count    samples to render
  * @param pcm      receives `count` samples
  * @return false, nothing written, with ERROR "input is null.", "output is null." or "Only 2 bytes (16bit) is
  *         supported."

@@ -28,6 +28,8 @@ KOSC_API kom_vector_uint8* decode82(const kom_vector_uint8* coded);
  *
  * @param in   bits, a multiple of k
  * @param gen  generator, k rows of n bytes 0 or 1
+ * @param n    bits a word
+ * @param k    bits a block
  * @return a new owning vector of size / k * n bits; null when an argument is null or 0, the size is no multiple of k,
  *         the result would be too long, or memory is short
  */
@@ -39,6 +41,8 @@ KOSC_API kom_vector_uint8* linear_encode(const kom_vector_uint8* in, const uint8
  * @param in       bits 0 or 1 (higher bits of a byte are ignored), a multiple of n
  * @param leaders  2^(n-k) rows of n bytes, the error pattern for each syndrome; syndrome bit 0 is the most significant
  * @param check    n rows of n - k bytes, what each received bit adds to the syndrome
+ * @param n        bits a word
+ * @param k        bits a block
  * @return a new owning vector of size / n * k bits; null as for linear_encode(), or when n - k is not 1 to 31
  */
 KOSC_API kom_vector_uint8* syndrome_decode(const kom_vector_uint8* in, const uint8_t* leaders, const uint8_t* check,

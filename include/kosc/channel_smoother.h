@@ -45,6 +45,7 @@ KOSC_API void channel_smoother_free(channel_smoother_t* smoother);
 /**
  * Measures a response along the sequences.
  *
+ * @param smoother      from channel_smoother_init()
  * @param response      sc_num complex values
  * @param coefficients  receives `rank` complex values
  */
@@ -54,6 +55,7 @@ KOSC_API void channel_smoother_analyse(const channel_smoother_t* smoother, const
 /**
  * The smooth response of measured coefficients.
  *
+ * @param smoother      from channel_smoother_init()
  * @param coefficients  `rank` complex values
  * @param noise_ratio   noise power over signal power on a subcarrier of the measured response; 0 only projects
  * @param response      receives sc_num complex values

@@ -23,39 +23,46 @@ enum { KOSC_CODE_LINEAR = 0, KOSC_CODE_CONV = 1 };
 /** Means to lower the peak-to-average power ratio. */
 enum { KOSC_PAPR_NONE = 0, KOSC_PAPR_SHORT_PATTERN = 1, KOSC_PAPR_DFT_SPREAD = 2, KOSC_PAPR_LONG_PATTERN = 3 };
 
+/** The CRCs of a block. */
 typedef struct crc_cfg {
     uint32_t bits;    /**< width of a CRC in bits; 16 */
     uint32_t group;   /**< equal parts of the message, each with its own CRC */
     uint32_t put_crc; /**< KOSC_CRC_AFTER_EVERY_PART or KOSC_CRC_AT_LAST; encoding supports only the latter */
 } crc_cfg;
 
+/** The block code. */
 typedef struct linear_code_cfg {
     uint32_t n; /**< code word length in bits; only 8 is supported */
     uint32_t k; /**< data bits a code word; only 2 is supported */
 } linear_code_cfg;
 
+/** The convolutional code. */
 typedef struct conv_code_cfg {
     uint32_t constraint;         /**< constraint length K, register bits including the current one */
     const uint32_t* polynomials; /**< generators, bit 0 taps the current input bit; shared by copies, never freed */
     uint32_t polynomial_num;     /**< number of generators, the inverse of the code rate */
 } conv_code_cfg;
 
+/** The channel code in use. */
 typedef struct channel_code_cfg {
     uint32_t type; /**< KOSC_CODE_LINEAR or KOSC_CODE_CONV; says which arm counts */
     union {
         conv_code_cfg conv;
         linear_code_cfg linear;
-    } paras;
+    } paras; /**< the arm that `type` names */
 } channel_code_cfg;
 
+/** The block interleaver. */
 typedef struct interleaver_cfg {
     uint32_t stride; /**< distance of bits that become neighbours */
 } interleaver_cfg;
 
+/** What maps bits to subcarrier values. */
 typedef struct mod_cfg {
     uint32_t type; /**< 0: QPSK */
 } mod_cfg;
 
+/** The symbols. */
 typedef struct ofdm_cfg {
     uint32_t symbol_len;   /**< FFT size in samples, a power of two */
     uint32_t cp_len;       /**< cyclic prefix in samples */
@@ -64,11 +71,13 @@ typedef struct ofdm_cfg {
     int32_t papr;          /**< KOSC_PAPR_..., 0 to 3 */
 } ofdm_cfg;
 
+/** The pilot symbols. */
 typedef struct pilot_cfg {
     uint32_t pilot_type;      /**< 0: pilots fill every subcarrier in use */
     uint32_t data_pilot_rate; /**< data symbols a pilot symbol */
 } pilot_cfg;
 
+/** The fade at both ends of a symbol. */
 typedef struct fade_cfg {
     uint32_t enable; /**< non-zero: the layout counts symbols as faded; samples are faded when it is exactly 1 */
     uint32_t len;    /**< fade length in samples; the receiver's FFT windows start this much early, faded or not */
@@ -76,14 +85,14 @@ typedef struct fade_cfg {
 
 /** The whole configuration; passed by value or copied wherever it is kept. */
 typedef struct soundcomm_cfg_t {
-    uint32_t msg_byte_len; /**< bytes a message; one frame carries one message */
-    struct crc_cfg crc_cfg;
-    struct channel_code_cfg channel_code_cfg;
-    struct interleaver_cfg interleaver_cfg;
-    struct mod_cfg mod_cfg;
-    struct ofdm_cfg ofdm_cfg;
-    struct pilot_cfg pilot_cfg;
-    struct fade_cfg fade_cfg;
+    uint32_t msg_byte_len;                    /**< bytes a message; one frame carries one message */
+    struct crc_cfg crc_cfg;                   /**< checks of the message */
+    struct channel_code_cfg channel_code_cfg; /**< its protection */
+    struct interleaver_cfg interleaver_cfg;   /**< its spreading over the frame */
+    struct mod_cfg mod_cfg;                   /**< bits to subcarrier values */
+    struct ofdm_cfg ofdm_cfg;                 /**< subcarrier values to symbols */
+    struct pilot_cfg pilot_cfg;               /**< what the receiver knows beforehand */
+    struct fade_cfg fade_cfg;                 /**< against clicks between symbols */
 } soundcomm_cfg_t;
 
 /** An audio stream's format. */

@@ -42,21 +42,21 @@ typedef struct receive_track_t {
 
 /** A parameter set: one direction's configuration and everything built from it. */
 typedef struct soundcomm_paras_t {
-    soundcomm_cfg_t cfg;
-    frame_struct_t frame;
-    pilot_t sync_pilot;                  /**< Zadoff-Chu root 1 */
-    pilot_t estimating_pilot;            /**< Zadoff-Chu root 3; empty with a single pilot symbol */
-    conv_code_t* conv_code;              /**< owned; null with the block code */
-    punch_template_t* punch_template;    /**< owned; null with the block code */
-    struct phase_pattern* phase_pattern; /**< owned; null for PAPR types 0 and 2 */
-    uint32_t track_num;                  /**< received tracks; 0 until soundcomm_init_receive() */
-    struct rx_sync_paras rx_sync_paras;  /**< search settings */
-    receive_track_t track[KOSC_MAX_TRACKS];
-    double* fade_window;               /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
-    struct band_inverse* inverse;      /**< owned; modulates narrow bands of usual symbol lengths, else null */
-    struct second_look_t* second_look; /**< owned; null unless soundcomm_config_second_look() switched it on */
+    soundcomm_cfg_t cfg;                    /**< a copy */
+    frame_struct_t frame;                   /**< derived from `cfg` */
+    pilot_t sync_pilot;                     /**< Zadoff-Chu root 1 */
+    pilot_t estimating_pilot;               /**< Zadoff-Chu root 3; empty with a single pilot symbol */
+    conv_code_t* conv_code;                 /**< owned; null with the block code */
+    punch_template_t* punch_template;       /**< owned; null with the block code */
+    struct phase_pattern* phase_pattern;    /**< owned; null for PAPR types 0 and 2 */
+    uint32_t track_num;                     /**< received tracks; 0 until soundcomm_init_receive() */
+    struct rx_sync_paras rx_sync_paras;     /**< search settings */
+    receive_track_t track[KOSC_MAX_TRACKS]; /**< the first track_num are prepared */
+    double* fade_window;                    /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
+    struct band_inverse* inverse;           /**< owned; modulates narrow bands of usual symbol lengths, else null */
+    struct second_look_t* second_look;      /**< owned; null unless soundcomm_config_second_look() switched it on */
     void (*frame_callback)(const struct frame_report_t* report, void* user); /**< soundcomm_set_frame_callback() */
-    void* frame_callback_user;
+    void* frame_callback_user;                                               /**< handed to it */
     uint64_t received; /**< samples a track since soundcomm_init_receive() */
 } soundcomm_paras_t;
 

@@ -33,8 +33,8 @@ typedef struct conv_code_t {
 
 /** Bytes from malloc, one bit a byte, for conv_code_free_data(); {null, 0} on failure. */
 typedef struct conv_data_t {
-    uint8_t* data;
-    uint32_t len;
+    uint8_t* data; /**< `len` bytes; null on failure */
+    uint32_t len;  /**< bits */
 } conv_data_t;
 
 /**
@@ -65,6 +65,7 @@ KOSC_API conv_data_t conv_code_encode(const conv_code_t* code, const uint8_t* bi
 /**
  * Finds the likeliest input bits of a received block.
  *
+ * @param code        from conv_code_init()
  * @param coded       `coded_len` bytes, each 0, 1 or the hole marker 0xFF
  * @param coded_len   a multiple of n
  * @param terminated  whether the block ends with a tail; changes nothing in the output, see viterbi_decode()
@@ -80,7 +81,10 @@ KOSC_API uint32_t conv_code_rate(const conv_code_t* code);
 /** Frees the data of an encoder or decoder result; null is ignored, `len` is not used. */
 KOSC_API void conv_code_free_data(uint8_t* data, uint32_t len);
 
-/** @name Steps @{ */
+/**
+ * @name Steps
+ * @{
+ */
 
 /** Reverses `value` over `bit_num` bits (1 to 32): bit j becomes bit bit_num - 1 - j. */
 KOSC_API uint32_t reverse_bits(uint8_t value, uint32_t bit_num);

@@ -27,6 +27,7 @@ KOSC_API uint16_t crc_update(uint16_t crc, const uint8_t* data, uint32_t len);
  *
  * @param out   two bytes
  * @param data  `len` bytes; 0 of them give 0xFFFF
+ * @param len   bytes of `data`
  * @return false when a pointer is null
  */
 KOSC_API bool crc16(uint8_t out[2], const uint8_t* data, uint32_t len);

@@ -36,17 +36,20 @@ extern "C" {
 KOSC_API uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
                                    uint8_t* correct_output, uint8_t* error_output, uint32_t output_len);
 
-/** @name Steps @{ */
+/**
+ * @name Steps
+ * @{
+ */
 
 /** Work record of one decoding; everything in it is owned. */
 typedef struct decode_content_t {
-    kom_vector_complex** sc_data;  /**< subcarrier values of each data symbol */
-    kom_vector_complex** sc_pilot; /**< subcarrier values, then channel estimate, of each pilot symbol */
-    uint8_t* crc_result;           /**< for each CRC, 1 when it matches */
-    kom_vector_uint8* qpsk_bits;
-    kom_vector_uint8* deinterleaved_bits;
-    kom_vector_uint8* decoded_bits;
-    kom_vector_uint8* bytes; /**< message and CRCs */
+    kom_vector_complex** sc_data;         /**< subcarrier values of each data symbol */
+    kom_vector_complex** sc_pilot;        /**< subcarrier values, then channel estimate, of each pilot symbol */
+    uint8_t* crc_result;                  /**< for each CRC, 1 when it matches */
+    kom_vector_uint8* qpsk_bits;          /**< hard bits in the order of the subcarriers */
+    kom_vector_uint8* deinterleaved_bits; /**< the same in the order of the code */
+    kom_vector_uint8* decoded_bits;       /**< bits of message and CRCs */
+    kom_vector_uint8* bytes;              /**< message and CRCs */
 } decode_content_t;
 
 /**
@@ -63,6 +66,8 @@ KOSC_API void release_decode_content(const soundcomm_paras_t* paras, decode_cont
 /**
  * Copies the message out of decoded bytes, leaving out CRCs that lie between its parts.
  *
+ * @param paras       receive parameters
+ * @param bytes       message and CRCs
  * @param output      receives msg_byte_len bytes
  * @param output_len  size of `output`
  * @return false when it does not fit, bytes are missing, or the CRC placement is unknown

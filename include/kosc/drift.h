@@ -46,8 +46,10 @@ KOSC_API void drift_search_free(drift_search_t* search);
 /**
  * Finds the best explanations of a frame, within +-4200 ppm and +-1500 ppm of change over 11520 samples.
  *
- * @param frame    frame_length samples, as found by the synchronisation search
- * @param found    receives up to `max_found` explanations, the most coherent first
+ * @param search     from drift_search_init()
+ * @param frame      frame_length samples, as found by the synchronisation search
+ * @param found      receives up to `max_found` explanations, the most coherent first
+ * @param max_found  room in `found`
  * @return their number, at least 1 for max_found >= 1
  */
 KOSC_API uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t* found, uint32_t max_found);

@@ -31,7 +31,10 @@ extern "C" {
 KOSC_API int soundcomm_encode(const soundcomm_paras_t* paras, const uint8_t* input, uint32_t input_len, double* output,
                               uint32_t output_len);
 
-/** @name Steps, each returning a new owning vector or null @{ */
+/**
+ * @name Steps, each returning a new owning vector or null
+ * @{
+ */
 
 /**
  * The checks of soundcomm_encode(), first failing one wins: ERROR "soundcomm_context_t is NULL", "input is NULL",

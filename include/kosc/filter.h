@@ -55,13 +55,21 @@ KOSC_API void butterworth_bandpass_reset_buffer(butterworth_bandpass* filter);
 /** Frees a filter; null is ignored. */
 KOSC_API void free_butterworth_bandpass(butterworth_bandpass* filter);
 
-/** @name Steps @{ */
+/**
+ * @name Steps
+ * @{
+ */
 
 /**
  * One direct-form-II step over m = max(nb, na) - 1 delays:
  * v = a[0]*x - a[1]*w[m-1] - a[2]*w[m-2] - ...; result b[0]*v + b[1]*w[m-1] + ..., summed in this order.
  *
- * @param w  m + 1 doubles, w[m - 1] the newest delayed value; shifted by one
+ * @param b   numerator, `nb` coefficients
+ * @param nb  their number
+ * @param a   denominator, `na` coefficients
+ * @param na  their number
+ * @param w   m + 1 doubles, w[m - 1] the newest delayed value; shifted by one
+ * @param x   the input sample
  * @return the output sample; 0.0 when nb or na is 0
  */
 KOSC_API double filter(const double* b, uint32_t nb, const double* a, uint32_t na, double* w, double x);

@@ -27,7 +27,10 @@ KOSC_API kom_vector_uint8* interleaver_encode(const kom_vector_uint8* in, uint32
  */
 KOSC_API kom_vector_uint8* interleaver_decode(const kom_vector_uint8* in, uint32_t stride);
 
-/** @name Steps @{ */
+/**
+ * @name Steps
+ * @{
+ */
 
 /**
  * out[i*c + k] = in[i + k*r] for i < r, k < c = size / r: written by rows of r, read by columns. When r does not divide

@@ -39,8 +39,9 @@ KOSC_API void free_phase_pattern(phase_pattern* pattern);
 /**
  * Rotates value i of `data` by the pattern's angle i modulo its length.
  *
- * @param data  n complex values, changed in place
- * @param n     a multiple of the pattern's length, not 0
+ * @param data     n complex values, changed in place
+ * @param n        a multiple of the pattern's length, not 0
+ * @param pattern  from calc_phase_pattern()
  * @return false, data untouched, when a pointer is null or n does not fit
  */
 KOSC_API bool phase_shift(double* data, uint32_t n, const phase_pattern* pattern);

@@ -66,6 +66,7 @@ KOSC_API audio_format_t soundcomm_default_audio_format(void);
 /**
  * Prepares a context for reception; replaces an earlier preparation.
  *
+ * @param ctx         context
  * @param sync_paras  search settings
  * @param format      track_num (1 or 2) interleaved tracks at sample_rate Hz
  * @return false, with the message of init_receive_related()
@@ -76,6 +77,7 @@ KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras syn
  * Has every frame reported that soundcomm_receive() finds, decoded or not, for hosts that want to know where, how well,
  * or why not. Search windows overlap: a frame that does not decode may be reported twice, with the same `sample`.
  *
+ * @param ctx       context
  * @param callback  null: none, as after soundcomm_init()
  * @param user      handed to it
  */
@@ -99,12 +101,18 @@ KOSC_API uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32
 KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len,
                                result_set_t* results);
 
-/** @name Steps @{ */
+/**
+ * @name Steps
+ * @{
+ */
 
 /**
  * Creates each track's band-pass filter (three bins below to two above the subcarriers), sample buffer and message
  * cache.
  *
+ * @param ctx            context
+ * @param track_count    1 or 2 interleaved tracks
+ * @param sample_rate    Hz
  * @param corr_capacity  correlation positions to buffer; two frames in soundcomm_init_receive()
  * @return false with ERROR "Create bwbp failed.", "Fail to init dc." or "Fail to malloc decode_cache.", or ERROR
  *         "Invalid track count %u" for other than 1 or 2 tracks
@@ -122,7 +130,9 @@ KOSC_API bool process_recvd_data(soundcomm_context_t* ctx, uint32_t track_count,
 /**
  * Decodes one found frame and files its message and verdict in `slot`, advancing buffers and rooms.
  *
+ * @param ctx    context
  * @param entry  track that the frame was found on; its cache holds the message meanwhile
+ * @param slot   where the message goes
  * @param frame  frame_length samples
  * @return the verdict of soundcomm_decode()
  */

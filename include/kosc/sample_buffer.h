@@ -40,17 +40,17 @@ struct overlap_save;
 
 /** Walks the frame starts of a container; embedded in it. */
 typedef struct sync_iter {
-    struct data_container* container;
-    uint32_t search_start;        /**< first correlation position of the search window */
-    uint32_t frame_start_in_corr; /**< correlation position of the frame's start, or KOSC_NO_FRAME */
-    uint32_t decode_state;        /**< KOSC_FRAME_DECODED or KOSC_FRAME_NOT_DECODED */
+    struct data_container* container; /**< the buffer that it is part of */
+    uint32_t search_start;            /**< first correlation position of the search window */
+    uint32_t frame_start_in_corr;     /**< correlation position of the frame's start, or KOSC_NO_FRAME */
+    uint32_t decode_state;            /**< KOSC_FRAME_DECODED or KOSC_FRAME_NOT_DECODED */
 } sync_iter;
 
 /** The buffer of one channel. Owns its vectors and the filtered pilot, not the filter. */
 typedef struct data_container {
-    double peak_threshold;
-    uint32_t search_margin;
-    uint32_t corr_step;
+    double peak_threshold;        /**< as in rx_sync_paras */
+    uint32_t search_margin;       /**< as in rx_sync_paras */
+    uint32_t corr_step;           /**< as in rx_sync_paras */
     butterworth_bandpass* filter; /**< the channel's filter; the caller's */
     vector* data;                 /**< raw samples, history_length more than correlation positions */
     vector* filtered_data;        /**< filtered samples, as many */
@@ -63,11 +63,11 @@ typedef struct data_container {
     uint32_t search_step;         /**< frame_length - sync_length - search_margin, at least 1 */
     uint32_t history_length;      /**< corr_len - 1 */
     uint32_t corr_len;            /**< samples of the pilot that are correlated */
-    sync_iter iter;
-    uint32_t sample_phase;       /**< received samples modulo corr_step */
-    uint32_t removed_length;     /**< positions removed from the front since creation or reset; wraps */
-    struct overlap_save* engine; /**< correlates whole blocks; owned, null for pilots of other than 1024 samples */
-    uint32_t zero_run;           /**< consecutive zero samples received last */
+    sync_iter iter;               /**< the only walk at a time */
+    uint32_t sample_phase;        /**< received samples modulo corr_step */
+    uint32_t removed_length;      /**< positions removed from the front since creation or reset; wraps */
+    struct overlap_save* engine;  /**< correlates whole blocks; owned, null for pilots of other than 1024 samples */
+    uint32_t zero_run;            /**< consecutive zero samples received last */
 } data_container;
 
 /**
@@ -94,7 +94,8 @@ KOSC_API void data_container_free(data_container* container);
 /**
  * Appends one raw sample and its correlation value; samples that no longer fit are dropped.
  *
- * @param sample  a 16-bit PCM value
+ * @param container  from data_container_init()
+ * @param sample     a 16-bit PCM value
  * @return false when the correlation could not be computed
  */
 KOSC_API bool data_container_recv(data_container* container, double sample);
@@ -105,9 +106,10 @@ KOSC_API bool data_container_recv(data_container* container, double sample);
  * Raw samples, filtered samples and energies are the same to the last bit, correlation values to 1e-9. Blocks that do
  * not fit, and containers whose corr_step or filter order is not the usual one, take the samples one by one.
  *
- * @param samples  16-bit PCM of one track
- * @param stride   distance of neighbours of the track in `samples`; the number of interleaved tracks
- * @param count    samples of the track
+ * @param container  from data_container_init()
+ * @param samples    16-bit PCM of one track
+ * @param stride     distance of neighbours of the track in `samples`; the number of interleaved tracks
+ * @param count      samples of the track
  * @return false when a correlation could not be computed
  */
 KOSC_API bool data_container_recv_block(data_container* container, const int16_t* samples, uint32_t stride,

@@ -52,6 +52,7 @@ typedef struct second_look_t second_look_t;
 /**
  * Switches the second look of a context's receiver.
  *
+ * @param ctx     context
  * @param enable  KOSC_SECOND_LOOK_...; other values count as KOSC_SECOND_LOOK_ON
  * @return false when it cannot be switched on: `ctx` is null (ERROR "ctx is null"), memory is short or the
  *         configuration has no convolutional code, too many subcarriers (512) or too short symbols (64) (WARN "no

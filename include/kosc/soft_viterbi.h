@@ -37,6 +37,7 @@ KOSC_API void soft_viterbi_free(soft_viterbi_t* decoder);
  * Finds the input bits whose code bits agree best with `soft`: the largest sum of +soft over ones and -soft over
  * zeros, among all paths from the zero state to the zero state.
  *
+ * @param decoder   from soft_viterbi_init()
  * @param soft      step_num * n values, at any common scale: positive for a one, negative for a zero, 0 for a hole
  * @param step_num  input bits with the tail, from K - 1 to max_steps
  * @param bits      receives step_num bits, one a byte; the last K - 1 are zero. Of equally good paths, the one with

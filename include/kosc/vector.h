@@ -29,38 +29,40 @@ typedef struct kom_vector_uint8 {
     uint8_t* data;   /**< element 0; null in the all-zero record of a refused view */
 } kom_vector_uint8;
 
-/** Vector of doubles; fields as in kom_vector_uint8. */
+/** Vector of doubles. */
 typedef struct kom_vector {
-    uint32_t owner;
-    uint32_t size;
-    uint32_t stride;
-    double* data;
+    uint32_t owner;  /**< as in kom_vector_uint8 */
+    uint32_t size;   /**< as in kom_vector_uint8 */
+    uint32_t stride; /**< as in kom_vector_uint8 */
+    double* data;    /**< as in kom_vector_uint8 */
 } kom_vector;
 
-/** Vector of complex numbers: element i is data[2*i*stride] + i*data[2*i*stride + 1]; fields as above. */
+/** Vector of complex numbers: element i is data[2*i*stride] + i*data[2*i*stride + 1]. */
 typedef struct kom_vector_complex {
-    uint32_t owner;
-    uint32_t size;
-    uint32_t stride;
-    double* data;
+    uint32_t owner;  /**< as in kom_vector_uint8 */
+    uint32_t size;   /**< as in kom_vector_uint8 */
+    uint32_t stride; /**< as in kom_vector_uint8 */
+    double* data;    /**< as in kom_vector_uint8, two doubles an element */
 } kom_vector_complex;
 
 /** A complex element by value. */
 typedef struct kom_complex {
-    double re;
-    double im;
+    double re; /**< real part */
+    double im; /**< imaginary part */
 } kom_complex;
 
-/** @name alloc: a new owning vector of `count` elements with stride 1, not cleared; null when memory is short. @{ */
+/** @{ */
+/** A new owning vector of `count` elements with stride 1, not cleared; null when memory is short. */
 KOSC_API kom_vector_uint8* kom_vector_uint8_alloc(uint32_t count);
 KOSC_API kom_vector* kom_vector_alloc(uint32_t count);
 KOSC_API kom_vector_complex* kom_vector_complex_alloc(uint32_t count);
 /** @} */
 
+/** @{ */
 /**
- * @name alloc_from_array: a new owning vector with element i = array[offset + i*stride], i < count.
- * Null when `array` is null, `stride` or `count` is 0, an element would lie at or behind `array_len`, or memory is
- * short. Lengths count elements, for the complex family pairs of doubles. @{
+ * A new owning vector with element i = array[offset + i*stride], i < count. Null when `array` is null, `stride` or
+ * `count` is 0, an element would lie at or behind `array_len`, or memory is short. Lengths count elements, for the
+ * complex family pairs of doubles.
  */
 KOSC_API kom_vector_uint8* kom_vector_uint8_alloc_from_array(const uint8_t* array, uint32_t array_len, uint32_t offset,
                                                              uint32_t stride, uint32_t count);
@@ -70,9 +72,10 @@ KOSC_API kom_vector_complex* kom_vector_complex_alloc_from_array(const double* a
                                                                  uint32_t offset, uint32_t stride, uint32_t count);
 /** @} */
 
+/** @{ */
 /**
- * @name alloc_from_vector: a new owning vector with element i = element offset + i*stride of `src`, i < count.
- * Note the order: count before stride. Null as for alloc_from_array. @{
+ * A new owning vector with element i = element offset + i*stride of `src`, i < count. Note the order: count before
+ * stride. Null as for alloc_from_array.
  */
 KOSC_API kom_vector_uint8* kom_vector_uint8_alloc_from_vector(const kom_vector_uint8* src, uint32_t offset,
                                                               uint32_t count, uint32_t stride);
@@ -82,46 +85,53 @@ KOSC_API kom_vector_complex* kom_vector_complex_alloc_from_vector(const kom_vect
                                                                   uint32_t count, uint32_t stride);
 /** @} */
 
-/** @name free: releases an owning vector; does nothing for a view or null. @{ */
+/** @{ */
+/** Releases an owning vector; does nothing for a view or null. */
 KOSC_API void kom_vector_uint8_free(kom_vector_uint8* v);
 KOSC_API void kom_vector_free(kom_vector* v);
 KOSC_API void kom_vector_complex_free(kom_vector_complex* v);
 /** @} */
 
-/** @name size: number of elements, 0 for null. @{ */
+/** @{ */
+/** Number of elements, 0 for null. */
 KOSC_API uint32_t kom_vector_uint8_size(const kom_vector_uint8* v);
 KOSC_API uint32_t kom_vector_size(const kom_vector* v);
 KOSC_API uint32_t kom_vector_complex_size(const kom_vector_complex* v);
 /** @} */
 
-/** @name stride: distance of neighbours in elements, 0 for null. @{ */
+/** @{ */
+/** Distance of neighbours in elements, 0 for null. */
 KOSC_API uint32_t kom_vector_uint8_stride(const kom_vector_uint8* v);
 KOSC_API uint32_t kom_vector_stride(const kom_vector* v);
 KOSC_API uint32_t kom_vector_complex_stride(const kom_vector_complex* v);
 /** @} */
 
-/** @name raw_ptr: address of element 0, owned by the vector; null for null. @{ */
+/** @{ */
+/** Address of element 0, owned by the vector; null for null. */
 KOSC_API uint8_t* kom_vector_uint8_raw_ptr(const kom_vector_uint8* v);
 KOSC_API double* kom_vector_raw_ptr(const kom_vector* v);
 KOSC_API double* kom_vector_complex_raw_ptr(const kom_vector_complex* v);
 /** @} */
 
-/** @name get: element i; zero when there is none. @{ */
+/** @{ */
+/** Element i; zero when there is none. */
 KOSC_API uint8_t kom_vector_uint8_get(const kom_vector_uint8* v, uint32_t i);
 KOSC_API double kom_vector_get(const kom_vector* v, uint32_t i);
 KOSC_API kom_complex kom_vector_complex_get(const kom_vector_complex* v, uint32_t i);
 /** @} */
 
-/** @name set: writes element i; ignored when there is none. @{ */
+/** @{ */
+/** Writes element i; ignored when there is none. */
 KOSC_API void kom_vector_uint8_set(kom_vector_uint8* v, uint32_t i, uint8_t value);
 KOSC_API void kom_vector_set(kom_vector* v, uint32_t i, double value);
 KOSC_API void kom_vector_complex_set(kom_vector_complex* v, uint32_t i, double re, double im);
 /** @} */
 
+/** @{ */
 /**
- * @name set_by_vector: copies elements src_offset + i*src_stride of `src` to dst_offset + i*dst_stride of `dst`, i from
- * 0 to count - 1 in this order. Returns count; 0, and copies nothing, when a vector is null, a stride or `count` is 0,
- * or an element would lie outside. @{
+ * Copies elements src_offset + i*src_stride of `src` to dst_offset + i*dst_stride of `dst`, i from 0 to count - 1 in
+ * this order. Returns count; 0, and copies nothing, when a vector is null, a stride or `count` is 0, or an element
+ * would lie outside.
  */
 KOSC_API uint32_t kom_vector_uint8_set_by_vector(kom_vector_uint8* dst, uint32_t dst_offset, uint32_t dst_stride,
                                                  const kom_vector_uint8* src, uint32_t src_offset, uint32_t src_stride,
@@ -134,22 +144,25 @@ KOSC_API uint32_t kom_vector_complex_set_by_vector(kom_vector_complex* dst, uint
                                                    uint32_t src_stride, uint32_t count);
 /** @} */
 
-/** @name set_zero: zeroes every element. @{ */
+/** @{ */
+/** Zeroes every element. */
 KOSC_API void kom_vector_uint8_set_zero(kom_vector_uint8* v);
 KOSC_API void kom_vector_set_zero(kom_vector* v);
 KOSC_API void kom_vector_complex_set_zero(kom_vector_complex* v);
 /** @} */
 
-/** @name reverse: reverses the order of the elements in place. @{ */
+/** @{ */
+/** Reverses the order of the elements in place. */
 KOSC_API void kom_vector_uint8_reverse(kom_vector_uint8* v);
 KOSC_API void kom_vector_reverse(kom_vector* v);
 KOSC_API void kom_vector_complex_reverse(kom_vector_complex* v);
 /** @} */
 
+/** @{ */
 /**
- * @name const_view_array: a view of array[offset + i*stride], i < count.
- * The all-zero record when `array` is null, `stride` is 0, or the last element (for count 0: the offset) lies at or
- * behind `array_len`; this one check is done in wrapping 32-bit arithmetic. @{
+ * A view of array[offset + i*stride], i < count. The all-zero record when `array` is null, `stride` is 0, or the last
+ * element (for count 0: the offset) lies at or behind `array_len`; this one check is done in wrapping 32-bit
+ * arithmetic.
  */
 KOSC_API kom_vector_uint8 kom_vector_uint8_const_view_array(const uint8_t* array, uint32_t array_len, uint32_t offset,
                                                             uint32_t stride, uint32_t count);
@@ -159,7 +172,8 @@ KOSC_API kom_vector_complex kom_vector_complex_const_view_array(const double* ar
                                                                 uint32_t offset, uint32_t stride, uint32_t count);
 /** @} */
 
-/** @name const_subvector: a view of elements offset + i*stride of `v`, i < count; refused like const_view_array. @{ */
+/** @{ */
+/** A view of elements offset + i*stride of `v`, i < count; refused like const_view_array. */
 KOSC_API kom_vector_uint8 kom_vector_uint8_const_subvector(const kom_vector_uint8* v, uint32_t offset, uint32_t stride,
                                                            uint32_t count);
 KOSC_API kom_vector kom_vector_const_subvector(const kom_vector* v, uint32_t offset, uint32_t stride, uint32_t count);
