@@ -140,7 +140,7 @@ class Receiver:
     def finish(self) -> list[Message]:
         """The messages that still wait for more sound, as if silence followed the last samples; then closes.
 
-        A frame is looked for in windows as long as itself, so the end of a recording needs this.
+        Brings out a last frame that the recording cuts a little short, or that a fast sender ends early.
         """
         heard = self.push(np.zeros((2 * FRAME_LENGTH, self._number), np.int16))
         self.close()

@@ -50,6 +50,7 @@ REFUSALS = [
     (lambda r: core.encode82([1]), kosc.KoscError, "pairs"),
     (lambda r: core.ConvCode(7, [200]), ValueError, "each polynomial must be 1 to 127, not 200"),
     (lambda r: CODE.decode(np.zeros(20, int)), ValueError, "groups of 3"),
+    (lambda r: core.ConvCode(16, [1, 2]).decode(np.zeros(10000, int)), kosc.KoscError, "cannot decode: .* memory 5000"),
     (lambda r: core.Puncture(10, 3), ValueError, "cannot be cut"),
     (lambda r: PUNCTURE.punch([1]), ValueError, "must be 786 bits, not 1"),
     (lambda r: core.PhasePattern([]), ValueError, "at least one angle"),

@@ -92,12 +92,14 @@ class ConvCode:
     def encode(self, bits: ArrayLike) -> Bits:
         """(len(bits) + constraint - 1) * rate code bits: a tail of zeros brings the encoder back to its first state."""
         array = arrays.bits(bits)
+        lib.forget_errors()
         return self._result(lib.conv_code_encode(self._code, array.ctypes.data, array.size), "cannot encode no bits")
 
     def decode(self, coded: ArrayLike) -> Bits:
         """The likeliest bits for received code bits (0, 1 or HOLE), without the tail."""
         array = arrays.bits(coded, "code bits", holes=True)
         steps = self._steps(array.size)
+        lib.forget_errors()
         result = lib.conv_code_decode_hard(self._code, array.ctypes.data, array.size, True)
         return self._result(result, "cannot decode")[:steps - self._tail]
 
