@@ -36,10 +36,10 @@ python3 /usr/share/kosc/vectors/run_vectors.py libkosc.so.1
 apt-get -qq install -y --no-install-recommends gcc libc6-dev pkg-config > /dev/null
 cc -std=c99 /debs/host.c $(pkg-config --cflags --libs kosc) -o host
 cc -static -std=c99 /debs/host.c $(pkg-config --static --cflags --libs kosc) -o static_host
-./host | grep "heard: hello over sound"
-./static_host | grep "heard: hello over sound"
+./host 2> /dev/null | grep "heard: hello over sound"
+./static_host 2> /dev/null | grep "heard: hello over sound"
 apt-get -qq purge -y python3-kosc kosc-tools libkosc-dev libkosc1 > /dev/null
-left=$(find / -xdev -path /proc -prune -o -path '*kosc*' -print)
+left=$(find / -xdev \( -path /proc -o -path /debs \) -prune -o -path '*kosc*' -print)
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
 USE
 cp examples/host.c "$work/debs"
