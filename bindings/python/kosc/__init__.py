@@ -1,0 +1,25 @@
+"""Data-over-sound modem: 28 bytes become a quarter of a second of sound between 18 and 21 kHz, and sound becomes messages.
+
+    import kosc
+
+    frame = kosc.encode(b"hello over sound")        # int16 samples, 48000 Hz, mono: play them
+    with kosc.Receiver(channels=1) as receiver:
+        for message in receiver.push(frame) + receiver.finish():
+            print(message.time, message.text)
+
+    for message in kosc.listen("recording.wav"):    # a file, a stream, or any iterable of blocks
+        print(message)
+
+Everything is computed by the shared library libkosc.so.1; `kosc.core` opens its stages one by one. The library's log
+lines, from WARN on, go to the logger "kosc" of the logging module. All calls may be made from any thread: the
+interpreter's lock is held in them.
+"""
+
+from ._library import KoscError, LibraryNotFoundError
+from ._version import __version__
+from .modem import FRAME_LENGTH, MESSAGE_LENGTH, SAMPLE_RATE, encode
+from .receiver import Message, Receiver, listen
+from . import core
+
+__all__ = ["FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "KoscError", "LibraryNotFoundError", "Message", "Receiver",
+           "__version__", "core", "encode", "listen"]
