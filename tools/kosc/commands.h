@@ -3,10 +3,21 @@
 #define KOSC_TOOL_COMMANDS_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
+
+namespace CLI {
+class App;
+}
+
+// A subcommand as the command line knows it, and what it does with the options that were given.
+struct subcommand {
+    CLI::App* parser;
+    std::function<int(bool verbose)> run;
+};
 
 // A path that stands for standard input or output.
 constexpr const char* STANDARD_STREAM = "-";
