@@ -12,6 +12,7 @@
 
 #include "audio_file.h"
 #include "commands.h"
+#include "frame_sound.h"
 #include "kosc/core.h"
 #include "message_text.h"
 #include "terminal.h"
@@ -22,11 +23,6 @@ struct stream_closer {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 using stream_ptr = std::unique_ptr<std::FILE, stream_closer>;
-
-struct handle_releaser {
-    void operator()(soundcommu_handle_t* handle) const { ko_soundcommu_release(handle); }
-};
-using handle_ptr = std::unique_ptr<soundcommu_handle_t, handle_releaser>;
 
 std::runtime_error file_error(const char* verb, const std::string& path)
 {
@@ -66,24 +62,6 @@ message_bytes message_to_send(const encode_options& options)
     }
     const bool from_file = options.file || *options.text == STANDARD_STREAM;
     return message_from_text(from_file ? read_text(options.file.value_or(STANDARD_STREAM), size) : *options.text, size);
-}
-
-// The message's frame between two stretches of `pad` silent samples.
-std::vector<int16_t> sound_of(const message_bytes& message, size_t pad)
-{
-    const auto ignore = [](const decode_result_t*, uint32_t) {};
-    const handle_ptr handle{ko_soundcommu_init(ignore, ignore)};
-    audio_para_t play{};
-    audio_para_t record{};
-    if (!handle || ko_soundcommu_get_audio_para(&play, &record) != 0) {
-        throw std::runtime_error("cannot set up the modem");
-    }
-    std::vector<int16_t> pcm(2 * pad + play.frame_bytes / sizeof(int16_t));
-    if (ko_soundcommu_encode(handle.get(), message.data(), static_cast<uint32_t>(message.size()), pcm.data() + pad,
-                             play.frame_bytes) != 0) {
-        throw std::runtime_error("cannot encode the message");
-    }
-    return pcm;
 }
 
 // The container that the ending of `path` asks for. Lossy ones are not offered: they thin out the modem's band.
@@ -145,7 +123,7 @@ int run_encode(const encode_options& options)
 {
     const int container = container_for(options.output);
     const size_t pad = size_t{options.pad_ms} * MODEM_SAMPLE_RATE / 1000;
-    const std::string bytes = sound_file(sound_of(message_to_send(options), pad), container);
+    const std::string bytes = sound_file(sound_of(message_to_send(options), pad, pad), container);
     if (options.output == STANDARD_STREAM) {
         write_output(bytes);
     } else {
