@@ -44,20 +44,27 @@ void audio_stream::open(uint32_t channels, uint32_t rate, PaSampleFormat format,
     rate_ = rate;
     const bool input = way_ == direction::INPUT;
     const PaStreamParameters wanted{device_.index, static_cast<int>(channels), format, device_.latency(way_), nullptr};
-    PaError error = Pa_OpenStream(&stream_, input ? &wanted : nullptr, input ? nullptr : &wanted, rate,
-                                  paFramesPerBufferUnspecified, paClipOff | paDitherOff, callback, self);
-    if (error == paNoError) {
-        error = Pa_StartStream(stream_);
-    } else {
-        stream_ = nullptr;
-    }
+    const PaError error = Pa_OpenStream(&stream_, input ? &wanted : nullptr, input ? nullptr : &wanted, rate,
+                                        paFramesPerBufferUnspecified, paClipOff | paDitherOff, callback, self);
     if (error != paNoError) {
-        const std::string reason = reason_of(error);
-        close();
-        throw std::runtime_error("cannot open device '" + device_.name + "' at " + std::to_string(rate) +
-                                 " Hz: " + reason);
+        stream_ = nullptr;
+        fail(error);
+    }
+}
+
+void audio_stream::start()
+{
+    const PaError error = Pa_StartStream(stream_);
+    if (error != paNoError) {
+        fail(error);
     }
     last_sign_of_life_ = steady_clock::now();
+}
+
+void audio_stream::fail(PaError error) const
+{
+    throw std::runtime_error("cannot open device '" + device_.name + "' at " + std::to_string(rate_) +
+                             " Hz: " + reason_of(error));
 }
 
 void audio_stream::close()

@@ -23,6 +23,8 @@ public:
     audio_stream(const audio_stream&) = delete;
     audio_stream& operator=(const audio_stream&) = delete;
 
+    // Sound flows from now on. Throws when the device refuses.
+    void start();
     uint32_t rate() const { return rate_; }
     // When the callback first ran.
     std::chrono::steady_clock::time_point started() const;
@@ -37,9 +39,10 @@ protected:
     void check_alive();
     void note_callback(); // the callback's
     double latency() const;
-    const audio_device& device() const { return device_; }
 
 private:
+    [[noreturn]] void fail(PaError error) const;
+
     audio_device device_;
     direction way_;
     uint32_t rate_ = 0;
@@ -92,8 +95,8 @@ public:
     output_stream(const audio_device& device, size_t capacity);
     ~output_stream();
 
-    // Queues `pcm` in one piece, so that there is no gap in it; waits for room. False when a stop was requested before.
-    // Throws when the device is gone.
+    // Queues `pcm` in one piece, so that there is no gap in it; waits for room. May come before start(). False when a
+    // stop was requested before. Throws when the device is gone.
     bool write(const std::vector<int16_t>& pcm);
     // Waits until everything has been played, or a stop is requested.
     void drain();

@@ -29,6 +29,15 @@ constexpr const char* DEVICES_FOOTER =
 48000, 96000 and 192000 Hz it takes. With --json each device is an object on a line.
 Exit code: 0 at least one device, 1 none, 2 the sound system does not start.)";
 
+constexpr const char* CHECK_FOOTER =
+    R"(Plays a sweep from 2 to 22.5 kHz, six frames and the sweep again, eight seconds in all, records them at the same time
+and tells: the response from 17 to 21.5 kHz, noise floor, clipping, whether the path turns the sound down while it lasts,
+whether samples get lost, the latency there and back (with the buffers of this command), how many frames were heard,
+and a verdict with one piece of advice. Levels are in dB below a full-scale sine wave, gains over what was played.
+Without devices: --write-signal leaves the sound in a file, --recording reads what another device recorded of it; of a
+recording with several channels, the first is used. With --json the result is one object on a line.
+Exit code: 0 the path is good or usable, 1 unfit, 2 wrong use, no such device, or the device was lost.)";
+
 } // namespace
 
 subcommand add_send(CLI::App& app)
@@ -80,4 +89,21 @@ subcommand add_devices(CLI::App& app)
     devices->add_flag("--json", *json, "print one JSON object a line");
     devices->footer(DEVICES_FOOTER);
     return {devices, [json](bool verbose) { return run_devices(*json, verbose); }};
+}
+
+subcommand add_check(CLI::App& app)
+{
+    const auto options = std::make_shared<check_options>();
+    CLI::App* const check = app.add_subcommand("check", "Try how well a loudspeaker and a microphone fit the modem");
+    check->add_option("--input", options->input_device, "input device, by index or part of its name");
+    check->add_option("--output", options->output_device, "output device, likewise");
+    check->add_option("--volume", options->volume, "0 to 1")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+    auto* const recording = check->add_option("--recording", options->recording, "judge a recording; - standard input");
+    check
+        ->add_option("--write-signal", options->signal_file,
+                     "write the sound to a .wav or .flac file instead of playing it; - standard output")
+        ->excludes(recording);
+    check->add_flag("--json", options->json, "print one JSON object");
+    check->footer(CHECK_FOOTER);
+    return {check, [options](bool verbose) { return run_check(*options, verbose); }};
 }

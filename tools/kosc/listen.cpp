@@ -190,6 +190,7 @@ int run_listen(const listen_options& options, bool verbose)
     constexpr uint32_t USUAL_CHANNELS = 2;
     const uint32_t channels = options.channels != 0 ? options.channels : std::min(device.inputs, USUAL_CHANNELS);
     input_stream input(system, device, channels, options.rate);
+    input.start();
     live_session session(options, system, input, verbose);
     try {
         session.run();

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
-#include <iostream>
+#include <cstdio>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -93,6 +94,7 @@ int run_send(const send_options& options, bool verbose)
     const size_t gap = size_t{options.gap_ms} * MODEM_SAMPLE_RATE / 1000;
     // A frame waits while the one before it is played.
     output_stream output(system.find(options.device, direction::OUTPUT), 2 * (gap + MODEM_SAMPLE_RATE));
+    output.start();
     const auto send_all = [&] {
         message_bytes message;
         while (source.next(message)) {
