@@ -22,6 +22,7 @@ constexpr double PI = 3.14159265358979323846;
 constexpr double FULL_SCALE = 32768.0;
 constexpr size_t RATE = MODEM_SAMPLE_RATE;
 constexpr double BAND_LOW = 18000.0, BAND_HIGH = 21000.0;
+constexpr double AUDIBLE_LOW = 3000.0, AUDIBLE_HIGH = 14000.0;
 
 // The sound's parts, in samples.
 constexpr size_t SILENCE = RATE * 6 / 10;
@@ -313,14 +314,16 @@ probe_report analyse_probe(const std::vector<int16_t>& recording)
     const ptrdiff_t probe_start = *found.first - static_cast<ptrdiff_t>(SILENCE);
     report.start_seconds = static_cast<double>(probe_start) / RATE;
     const path_response first(samples, *found.first);
-    report.audible_gain_db = first.gain_db(3000.0, 14000.0);
+    report.audible_gain_db = first.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH);
     for (size_t i = 0; i < RESPONSE_BANDS; ++i) {
         const double low = RESPONSE_LOW + static_cast<double>(i) * RESPONSE_STEP;
         report.gain_db.push_back(first.gain_db(low, low + RESPONSE_STEP));
     }
     if (found.second) {
         const path_response second(samples, *found.second);
-        report.second_sweep_gain_db = second.gain_db(BAND_LOW, BAND_HIGH) - first.gain_db(BAND_LOW, BAND_HIGH);
+        report.second_sweep_gain_db =
+            std::min(second.gain_db(BAND_LOW, BAND_HIGH) - first.gain_db(BAND_LOW, BAND_HIGH),
+                     second.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH) - first.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH));
         const auto stretch = static_cast<double>(*found.second - *found.first) / SWEEP_DISTANCE;
         report.stretch_ppm = (stretch - 1.0) * 1e6;
     }

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "audio_file.h"
 #include "probe.h"
 #include "spectrum.h"
 
@@ -43,12 +42,13 @@ double strongest_band(const probe_report& report)
     return *std::max_element(report.gain_db.begin() + FIRST_BAND, report.gain_db.begin() + LAST_BAND);
 }
 
-// People's part of the sweep comes through, and some of the modem's band hardly or not.
+// The audible part of the sweep comes through so well that the modem's band would stand out of the noise, and some of
+// that hardly comes or not at all.
 bool low_passed(const probe_report& report)
 {
-    constexpr double LOSS_DB = 35.0;
-    return report.heard && report.audible_gain_db > SILENCE_DB &&
-           weakest_band(report) < report.audible_gain_db - LOSS_DB;
+    constexpr double LOSS_DB = 35.0, SENT_DB = -10.0, CLEAR_DB = 20.0;
+    const bool clear = report.audible_gain_db + SENT_DB - report.noise_db > CLEAR_DB;
+    return report.heard && clear && weakest_band(report) < report.audible_gain_db - LOSS_DB;
 }
 
 bool too_faint(const probe_report& report)
@@ -89,9 +89,9 @@ constexpr rule RULES[] = {
      "Move away from its source, such as a switching power supply or an ultrasonic sensor, or turn up the volume."},
     {suppressed, "suppression", "The sound is turned down while it lasts.",
      "Switch off echo cancelling, noise suppression and automatic gain for the microphone."},
-    {too_faint, "faint", "The sound is too faint.", "Turn up the volume, or bring loudspeaker and microphone closer."},
     {low_passed, "low-pass", "The upper end of the band from 18 to 21 kHz does not come through.",
      "Set the devices to 48000 Hz without voice processing, and use no Bluetooth headset; or try another microphone."},
+    {too_faint, "faint", "The sound is too faint.", "Turn up the volume, or bring loudspeaker and microphone closer."},
     {uneven, "uneven", "Parts of the band come through much weaker than others.",
      "Point the loudspeaker at the microphone, and bring them closer."},
     {frames_lost, "echo", "Level and band are right, but frames were lost, as strong echoes would do.",
