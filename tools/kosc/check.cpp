@@ -95,7 +95,7 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
     if (report.heard) {
         object["signal_db"] = level(report.signal_db);
         object["audible_gain_db"] = level(report.audible_gain_db);
-        object["second_sweep_gain_db"] = level(report.second_sweep_gain_db.value_or(SILENCE_DB));
+        object["second_sweep_gain_db"] = level(report.second_sweep_gain_db);
         object["frames_change_db"] = rounded(report.frames_change_db);
         object["hush_db"] = rounded(report.hush_db);
         object["stretch_ppm"] = rounded(report.stretch_ppm);
@@ -149,7 +149,7 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
     text += line("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
     if (report.heard) {
         text += report.second_sweep_gain_db
-                    ? line("steadiness   second sweep %+.1f dB", rounded(*report.second_sweep_gain_db))
+                    ? line("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db))
                     : "steadiness   second sweep missing";
         text += line(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db),
                      rounded(-report.hush_db));

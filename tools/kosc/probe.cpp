@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -95,6 +96,7 @@ complex_signal spectrum_of(const signal& samples, ptrdiff_t start, size_t count,
 
 struct found_sweeps {
     std::optional<ptrdiff_t> first, second; // where they begin
+    bool clear = false;                     // the stronger one stands far out of the noise
 };
 
 // Matched filter: magnitudes of the correlation with the sweep, at each place of the recording.
@@ -127,8 +129,9 @@ std::optional<ptrdiff_t> peak_near(const signal& values, ptrdiff_t centre, ptrdi
 
 found_sweeps find_sweeps(const signal& recording)
 {
-    // Noise stays below, with a probability of 1e-9 in a minute: the largest of normal numbers.
-    constexpr double DEVIATIONS = 8.0;
+    // Of the noise. Its largest value in a minute stays below the first with a probability of 1e-9, and near a place
+    // that is known, below the second with one of 1e-3: tails of the normal distribution.
+    constexpr double DEVIATIONS = 8.0, DEVIATIONS_NEAR = 5.5;
     // Far enough for the samples that a device may lose or repeat.
     constexpr ptrdiff_t REACH = RATE / 5;
     const auto distance = static_cast<ptrdiff_t>(SWEEP_DISTANCE);
@@ -137,15 +140,18 @@ found_sweeps find_sweeps(const signal& recording)
     for (const double value : values) {
         power += value * value;
     }
-    const double least = DEVIATIONS * std::sqrt(power / static_cast<double>(std::max<size_t>(values.size(), 1)));
+    const double deviation = std::sqrt(power / static_cast<double>(std::max<size_t>(values.size(), 1)));
     const auto size = static_cast<ptrdiff_t>(values.size());
-    const std::optional<ptrdiff_t> strongest = peak_near(values, size / 2, size, least);
+    const std::optional<ptrdiff_t> strongest = peak_near(values, size / 2, size, DEVIATIONS * deviation);
     if (!strongest) {
         return {};
     }
-    const std::optional<ptrdiff_t> before = peak_near(values, *strongest - distance, REACH, least);
-    const std::optional<ptrdiff_t> behind = peak_near(values, *strongest + distance, REACH, least);
-    return before ? found_sweeps{before, strongest} : found_sweeps{strongest, behind};
+    const std::optional<ptrdiff_t> before =
+        peak_near(values, *strongest - distance, REACH, DEVIATIONS_NEAR * deviation);
+    const std::optional<ptrdiff_t> behind =
+        peak_near(values, *strongest + distance, REACH, DEVIATIONS_NEAR * deviation);
+    const bool clear = values[static_cast<size_t>(*strongest)] > 2.0 * DEVIATIONS * deviation;
+    return before ? found_sweeps{before, strongest, clear} : found_sweeps{strongest, behind, clear};
 }
 
 // Gains of the path as one sweep measures them: recorded over played spectrum; of its impulse response only what can
@@ -172,12 +178,20 @@ public:
     // SILENCE_DB where there is nothing but noise.
     double gain_db(double low, double high) const
     {
-        constexpr double OVER_NOISE = 4.0;
         const double heard = mean_power(heard_, low, high), noise = mean_power(noise_, low, high);
         return heard > OVER_NOISE * noise ? to_db(heard - noise) : SILENCE_DB;
     }
 
+    // Over the gain that an earlier response has, where that is more than noise; at most how much it may be.
+    double change_db(const path_response& earlier, double low, double high) const
+    {
+        const double before = earlier.gain_db(low, high);
+        const double now = std::max(mean_power(heard_, low, high), OVER_NOISE * mean_power(noise_, low, high));
+        return before > SILENCE_DB ? to_db(now) - before : 0.0;
+    }
+
 private:
+    static constexpr double OVER_NOISE = 4.0;
     static constexpr size_t SIZE = 131072;       // from the sweep's length and the rest
     static constexpr size_t BEFORE = RATE / 200; // filters ring before the peak, too
     static constexpr size_t KEPT = RATE / 10;
@@ -322,10 +336,11 @@ probe_report analyse_probe(const std::vector<int16_t>& recording)
     if (found.second) {
         const path_response second(samples, *found.second);
         report.second_sweep_gain_db =
-            std::min(second.gain_db(BAND_LOW, BAND_HIGH) - first.gain_db(BAND_LOW, BAND_HIGH),
-                     second.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH) - first.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH));
+            std::min(second.change_db(first, BAND_LOW, BAND_HIGH), second.change_db(first, AUDIBLE_LOW, AUDIBLE_HIGH));
         const auto stretch = static_cast<double>(*found.second - *found.first) / SWEEP_DISTANCE;
         report.stretch_ppm = (stretch - 1.0) * 1e6;
+    } else if (found.clear) {
+        report.second_sweep_gain_db = SILENCE_DB;
     }
     measure_levels(samples, probe_start, report);
     return report;

@@ -9,7 +9,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 constexpr uint32_t PROBE_FRAMES = 6;
@@ -27,8 +26,9 @@ struct probe_report {
     std::vector<double> gain_db;  // by RESPONSE_STEP from RESPONSE_LOW on; SILENCE_DB: nothing but noise
     double noise_db = 0.0;        // in band
     double signal_db = 0.0;       // of the frames, in band
-    // Of the second sweep over the first, in band or audible, whichever is less; none: there is no second one.
-    std::optional<double> second_sweep_gain_db;
+    // Of the second sweep over the first, in band or audible, whichever is less; SILENCE_DB: the second is missing,
+    // though the first was clear.
+    double second_sweep_gain_db = 0.0;
     double frames_change_db = 0.0; // from the first frame to the last, in band
     double hush_db = 0.0;          // how much fainter the room's sounds from 0.3 to 1.5 kHz are during the frames
     double stretch_ppm = 0.0;      // time from sweep to sweep in the recording over that in the sound, less 1

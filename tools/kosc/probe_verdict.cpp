@@ -28,7 +28,7 @@ bool samples_lost(const probe_report& report)
 bool suppressed(const probe_report& report)
 {
     constexpr double LOSS_DB = 6.0, HUSH_DB = 10.0;
-    const bool sweep_fades = report.second_sweep_gain_db.value_or(SILENCE_DB) < -LOSS_DB;
+    const bool sweep_fades = report.second_sweep_gain_db < -LOSS_DB;
     return report.heard && (sweep_fades || report.frames_change_db < -LOSS_DB || report.hush_db > HUSH_DB);
 }
 
