@@ -38,12 +38,13 @@ std::runtime_error read_error(const std::string& path, const std::string& reason
 // Float files may hold anything; a value that is not a number becomes silence.
 float bounded(float sample) { return std::isnan(sample) ? 0.0F : std::clamp(sample, -1.0F, 1.0F); }
 
+} // namespace
+
 int16_t to_pcm(float sample)
 {
-    return static_cast<int16_t>(std::clamp(std::nearbyint(sample * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1.0F));
+    return static_cast<int16_t>(
+        std::clamp(std::nearbyint(bounded(sample) * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1.0F));
 }
-
-} // namespace
 
 audio_file::audio_file(const std::string& path) : path_(path)
 {

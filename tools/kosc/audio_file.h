@@ -12,6 +12,9 @@
 
 constexpr uint32_t MODEM_SAMPLE_RATE = 48000;
 
+// A sample of full scale 1 as 16-bit PCM, clipped; a value that is not a number becomes silence.
+int16_t to_pcm(float sample);
+
 class audio_file {
 public:
     // Throws when the file cannot be read, has too many channels, or a rate that cannot carry the modem's band.

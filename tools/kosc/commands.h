@@ -3,10 +3,22 @@
 #define KOSC_TOOL_COMMANDS_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
+
+namespace CLI {
+class App;
+}
+
+// A subcommand as the command line knows it, and what it does with the options that were given.
+struct subcommand {
+    CLI::App* parser;
+    std::function<int(bool verbose)> run;
+};
 
 // A path that stands for standard input or output.
 constexpr const char* STANDARD_STREAM = "-";
@@ -28,6 +40,43 @@ struct decode_options {
     bool verbose = false;
 };
 
+struct send_options {
+    std::vector<std::string> texts; // STANDARD_STREAM: each line of it
+    std::optional<std::string> hex;
+    std::string device;
+    uint32_t repeat = 1;
+    uint32_t gap_ms = 100; // lets the echoes of a room die away
+    double volume = 1.0;
+};
+
+struct listen_options {
+    std::string device;
+    uint32_t channels = 0; // 0: what the device has, up to 2
+    uint32_t rate = 0;     // 0: the modem's own, or else the device's
+    double seconds = 0.0;  // 0: without end
+    bool hex = false;
+    bool json = false;
+    bool plain = false;
+};
+
+struct check_options {
+    std::string input_device, output_device;
+    std::string recording;   // instead of devices
+    std::string signal_file; // to write, instead of playing
+    double volume = 1.0;
+    bool json = false;
+};
+
+// Registration of the commands that work on sound devices.
+subcommand add_send(CLI::App& app);
+subcommand add_listen(CLI::App& app);
+subcommand add_devices(CLI::App& app);
+subcommand add_check(CLI::App& app);
+
+int run_send(const send_options& options, bool verbose);
+int run_listen(const listen_options& options, bool verbose);
+int run_devices(bool json, bool verbose);
+int run_check(const check_options& options, bool verbose);
 int run_encode(const encode_options& options);
 int run_decode(const decode_options& options);
 int run_info();

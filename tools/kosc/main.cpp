@@ -1,9 +1,12 @@
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -25,8 +28,10 @@ signal-to-noise ratio and the sender's clock drift are measured by the second lo
     "drift_ppm":12.0,"second_look":false}
 Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
 
-void add_encode(CLI::App& app, encode_options& options)
+subcommand add_encode(CLI::App& app)
 {
+    const auto kept = std::make_shared<encode_options>();
+    encode_options& options = *kept;
     CLI::App* const encode = app.add_subcommand("encode", "Turn a message into a sound file");
     auto* const text =
         encode->add_option("text", options.text, "UTF-8 text of up to 28 bytes; - reads it from standard input");
@@ -42,10 +47,13 @@ void add_encode(CLI::App& app, encode_options& options)
     encode->add_option("--pad", options.pad_ms, "milliseconds of silence before and after the frame")
         ->check(CLI::Range(0U, LONGEST_PAD_MS))
         ->capture_default_str();
+    return {encode, [kept](bool) { return run_encode(*kept); }};
 }
 
-void add_decode(CLI::App& app, decode_options& options)
+subcommand add_decode(CLI::App& app)
 {
+    const auto kept = std::make_shared<decode_options>();
+    decode_options& options = *kept;
     CLI::App* const decode = app.add_subcommand("decode", "Print the messages that are heard in a recording");
     decode->add_option("recording", options.input, "WAV, FLAC, OGG or AIFF of 1 to 8 channels; - reads standard input")
         ->required();
@@ -54,6 +62,10 @@ void add_decode(CLI::App& app, decode_options& options)
     decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
     decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
     decode->footer(DECODE_FOOTER);
+    return {decode, [kept](bool verbose) {
+                kept->verbose = verbose;
+                return run_decode(*kept);
+            }};
 }
 
 // The library would log to standard output, between the messages.
@@ -66,16 +78,16 @@ void set_up_log(bool verbose)
 
 int run(int argc, char** argv)
 {
-    CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them in recordings.", "kosc");
-    encode_options encode;
-    decode_options decode;
-    add_encode(app, encode);
-    add_decode(app, decode);
-    app.add_subcommand("info", "Print version, frame layout, band and bit rate");
+    CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
+    std::vector<subcommand> subcommands{add_encode(app), add_decode(app),  add_send(app),
+                                        add_listen(app), add_devices(app), add_check(app)};
+    subcommands.push_back({app.add_subcommand("info", "Print version, frame layout, band and bit rate"),
+                           [](bool) { return run_info(); }});
     app.set_version_flag("--version", KOSC_VERSION);
     app.require_subcommand(1);
-    for (CLI::App* const subcommand : app.get_subcommands({})) {
-        subcommand->add_flag("-v,--verbose", decode.verbose, "print the library's log on standard error");
+    bool verbose = false;
+    for (const subcommand& each : subcommands) {
+        each.parser->add_flag("-v,--verbose", verbose, "print the library's log on standard error");
     }
     try {
         app.parse(argc, argv);
@@ -87,10 +99,10 @@ int run(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         throw std::runtime_error(std::string(error.what()) + "; see kosc --help");
     }
-    set_up_log(decode.verbose);
-    return app.got_subcommand("encode")   ? run_encode(encode)
-           : app.got_subcommand("decode") ? run_decode(decode)
-                                          : run_info();
+    set_up_log(verbose);
+    const auto given = std::find_if(subcommands.begin(), subcommands.end(),
+                                    [](const subcommand& each) { return each.parser->parsed(); });
+    return given->run(verbose);
 }
 
 } // namespace

@@ -1,0 +1,26 @@
+// Sound files that the command makes.
+#ifndef KOSC_TOOL_SOUND_WRITER_H
+#define KOSC_TOOL_SOUND_WRITER_H
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct stream_closer {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using stream_ptr = std::unique_ptr<std::FILE, stream_closer>;
+
+// "cannot `verb` '`path`': " and the reason that errno gives.
+std::runtime_error file_error(const char* verb, const std::string& path);
+
+// Throws when the name does not end in .wav or .flac and is not STANDARD_STREAM's.
+void check_sound_name(const std::string& path);
+
+// Writes samples of one channel at the modem's rate, to standard output as WAV. Throws when that fails.
+void write_sound(const std::string& path, const std::vector<int16_t>& pcm);
+
+#endif

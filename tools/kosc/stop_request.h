@@ -1,0 +1,10 @@
+// Ctrl-C, or a polite kill: a wish to end that is asked for where ending is clean.
+#ifndef KOSC_TOOL_STOP_REQUEST_H
+#define KOSC_TOOL_STOP_REQUEST_H
+
+// From now on SIGINT and SIGTERM only leave a request; a second one of them ends the process.
+void catch_stop_signals();
+
+bool stop_requested();
+
+#endif
