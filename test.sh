@@ -6,7 +6,7 @@ cd "$(dirname "$0")"
 . cmake/packages.sh
 
 need_packages cmake make g++ clang libclang-rt-14-dev clang-format-14 python3 pkg-config \
-    libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
+    abigail-tools libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
 
 jobs=$(nproc)
 
