@@ -8,7 +8,8 @@ import tempfile
 from pathlib import Path
 
 MOST_BYTES = 150_000
-SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1"}
+SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1", "ld-linux-armhf.so.3",
+                    "ld64.so.1"}
 
 # Layers from the bottom up: a file includes from its own layer and from layers of lower rank, so siblings of one rank
 # (coding and dsp, tx and rx) never include each other.
@@ -41,7 +42,8 @@ def map_names(map_file):
 def exported(readelf, library, map_file):
     """readelf, library, version script: the library exports the names of the script, in their nodes."""
     rows = [line.split() for line in run(readelf, "--dyn-syms", "--wide", library).splitlines()]
-    names = {row[7] for row in rows if len(row) >= 8 and row[0][0].isdigit() and row[6] not in ("UND", "ABS")}
+    names = {row[7] for row in rows if len(row) >= 8 and row[0][0].isdigit() and row[3] != "SECTION" and
+             row[6] not in ("UND", "ABS")}
     return differences(("exported", names), ("in the map", map_names(map_file)))
 
 
@@ -61,6 +63,29 @@ def needed(readelf, library):
     """readelf, library: it loads nothing but the C library and its mathematics."""
     names = set(re.findall(r"\(NEEDED\).*\[(.*)\]", run(readelf, "--dynamic", library)))
     return [f"needs {name}" for name in sorted(names - SYSTEM_LIBRARIES)] + ([] if names else ["no NEEDED entry read"])
+
+
+
+def take_snapshot(library, include, snapshot):
+    """library with debug information, include folder, snapshot: writes it, with nothing of this machine in it."""
+    text = run("abidw", "--exported-interfaces-only", "--drop-private-types", "--headers-dir", include, "--no-show-locs",
+               "--no-corpus-path", "--no-comp-dir-path", "--no-elf-needed", "--drop-undefined-syms",
+               "--no-parameter-names", library)
+    Path(snapshot).write_text(re.sub(r" path='[^']*/(src/[^']*)'", r" path='\1'", text))
+    return []
+
+
+def interface(library, include, snapshot):
+    """library with debug information, include folder, snapshot: functions and records are those of the snapshot, which
+    is that of the version's first two numbers."""
+    how = "then `cmake --build BUILD --target abi_snapshot` and commit what it writes"
+    if not Path(snapshot).exists():
+        return [f"no {snapshot} yet: check the version, {how}"]
+    with tempfile.NamedTemporaryFile(suffix=".abi") as current:
+        take_snapshot(library, include, current.name)
+        result = subprocess.run(["abidiff", "--harmless", snapshot, current.name], capture_output=True, text=True)
+    return [] if result.returncode == 0 else [result.stdout + result.stderr,
+                                              f"The interface has changed: raise the version in CMakeLists.txt, {how}"]
 
 
 def size(strip, library):
@@ -117,5 +142,6 @@ def frames(*libraries):
 
 
 if __name__ == "__main__":
-    CHECKS = {check.__name__: check for check in (exported, declared, needed, size, includes, readme, frames)}
+    CHECKS = {check.__name__: check for check in (exported, declared, needed, interface, take_snapshot, size, includes,
+                                              readme, frames)}
     sys.exit("\n".join(CHECKS[sys.argv[1]](*sys.argv[2:])) or 0)

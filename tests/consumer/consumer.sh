@@ -1,0 +1,32 @@
+#!/bin/bash
+# Installs the library and builds the example host against the installed tree in every way that a project may take:
+# CMake package, shared and static; pkg-config, shared and wholly static; loaded while it runs. Each must hear itself.
+#
+#     consumer.sh BUILD C-COMPILER LIBDIR EXPECTED-OUTPUT       LIBDIR is relative to the prefix
+set -euo pipefail
+build=$1 compiler=$2 expected=$4
+here=$(cd "$(dirname "$0")" && pwd)
+source=$here/../../examples/host.c
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix libdir=$work/prefix/$3
+
+cmake --install "$build" --prefix "$prefix" > "$work/log"
+cmake -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$compiler" \
+    -DHOST_SOURCE="$source" > "$work/log"
+cmake --build "$work/build" > "$work/log" || { cat "$work/log"; exit 1; }
+
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+read -ra shared <<< "$(pkg-config --cflags --libs kosc)"
+read -ra static <<< "$(pkg-config --static --cflags --libs kosc)"
+"$compiler" -std=c99 "$source" "${shared[@]}" -o "$work/build/with_pkg_config"
+"$compiler" -std=c99 -static "$source" "${static[@]}" -o "$work/build/with_static_pkg_config"
+
+for program in "$work"/build/with_*; do
+    output=$(LD_LIBRARY_PATH=$libdir "$program")
+    if [ "$output" != "$expected" ]; then
+        echo "${program##*/} printed '$output'" >&2
+        exit 1
+    fi
+    echo "${program##*/}: $output"
+done
