@@ -8,6 +8,7 @@ const FROM = 17000, TO = 22000, SECONDS = 1, LEVEL = 0.5; // the sweep
 const THIRDS = [[18000, 19000], [19000, 20000], [20000, 20950]]; // of the band
 const CLEAR = 20, AUDIBLE = 8; // dB by which a sweep rises above the noise
 const LOUD_NOISE = -60; // dB of full scale in a bin; quieter rooms lie 20 dB lower and more
+const SILENCE = -120; // dB; what 16 bits cannot say counts as this
 const POLL = 20; // milliseconds; the analyser's window is twice as long
 
 function sweep() {
@@ -23,7 +24,7 @@ function sweep() {
 // The largest level that each bin reaches before `until` is settled.
 async function holdPeaks(analyser, until) {
     const spectrum = new Float32Array(analyser.frequencyBinCount);
-    const peaks = new Float32Array(spectrum.length).fill(-200);
+    const peaks = new Float32Array(spectrum.length).fill(SILENCE);
     let over = false;
     until.finally(() => (over = true)).catch(() => {});
     while (!over) {
@@ -77,6 +78,6 @@ export function judge({ noise, rise }, granted) {
             ? { good: true, text: `Noise in the band: low, ${loudest} dB of full scale.` }
             : { good: false, text: `Noise in the band: high, ${loudest} dB of full scale. Something here is loud above 18 kHz.` },
         ...warnings.map(({ label, granted: value, warning }) => ({ good: false, text: `${label}: ${value}. ${warning}` })),
-        ...(warnings.length === 0 ? [{ good: true, text: "Capture settings: as the modem needs them." }] : []),
+        ...(warnings.length === 0 ? [{ good: true, text: "Capture settings: none that is known to disturb." }] : []),
     ];
 }
