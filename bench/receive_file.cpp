@@ -1,5 +1,5 @@
-// The native side of js_ratio.mjs: receive_file SAMPLES.s16 BLOCK MODE receives a file of 16-bit samples in blocks of so
-// many, with the second look off (0) or measuring (2), and prints seconds and messages.
+// The native side of js_ratio.mjs: receive_file SAMPLES.s16 BLOCK MODE receives a file of 16-bit samples in blocks of
+// so many, with the second look off (0) or measuring (2), and prints seconds and messages.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

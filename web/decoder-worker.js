@@ -57,3 +57,5 @@ onmessage = ({ data }) => {
         postMessage({ id: data.id, error: error.message });
     }
 };
+
+postMessage({ ready: true });

@@ -4,6 +4,9 @@ const worker = new Worker(new URL("decoder-worker.js", import.meta.url), { type:
 const waiting = new Map();
 let lastId = 0;
 let tellFrame = () => {};
+let broken = null;
+let setReady;
+const ready = new Promise((resolve) => (setReady = resolve)); // what is posted to a loading module is lost
 
 /** Has `listener` told of every frame that the microphone brings. */
 export function onFrame(listener) {
@@ -13,13 +16,20 @@ export function onFrame(listener) {
 /** Asks the thread; `transfer` is what moves there. */
 export function ask(request, data = {}, transfer = [], onProgress = () => {}) {
     return new Promise((resolve, reject) => {
+        if (broken) {
+            throw broken;
+        }
         const id = ++lastId;
         waiting.set(id, { resolve, reject, onProgress });
-        worker.postMessage({ ...data, request, id }, transfer);
+        ready.then(() => worker.postMessage({ ...data, request, id }, transfer));
     });
 }
 
 worker.onmessage = ({ data }) => {
+    if (data.ready) {
+        setReady();
+        return;
+    }
     if (data.frame) {
         tellFrame(data.frame);
         return;
@@ -35,7 +45,7 @@ worker.onmessage = ({ data }) => {
 
 worker.onerror = (event) => {
     event.preventDefault();
-    const error = new Error(`The decoder does not run: ${event.message || "it could not be loaded"}.`);
-    waiting.forEach(({ reject }) => reject(error));
+    broken = new Error(`The decoder does not run: ${event.message || "it could not be loaded"}. Load the page again.`);
+    waiting.forEach(({ reject }) => reject(broken));
     waiting.clear();
 };

@@ -70,14 +70,15 @@ function judgeSound(rise) {
 
 /** What the measurement and the granted settings mean: lines, each good or not, in plain words. */
 export function judge({ noise, rise }, granted) {
-    const loudest = Math.round(Math.max(...noise));
-    const warnings = compareSettings(granted).filter((row) => row.warning !== null);
+    const loudest = Math.max(...noise);
+    const level = `${Math.round(-loudest)} dB below full scale`;
+    const warnings = compareSettings(granted).filter(({ disturbs }) => disturbs);
     return [
         judgeSound(rise),
         loudest < LOUD_NOISE
-            ? { good: true, text: `Noise in the band: low, ${loudest} dB of full scale.` }
-            : { good: false, text: `Noise in the band: high, ${loudest} dB of full scale. Something here is loud above 18 kHz.` },
-        ...warnings.map(({ label, granted: value, warning }) => ({ good: false, text: `${label}: ${value}. ${warning}` })),
+            ? { good: true, text: `Noise in the band: low, ${level}.` }
+            : { good: false, text: `Noise in the band: high, ${level}. Something here is loud above 18 kHz.` },
+        ...warnings.map(({ label, granted: value, remark }) => ({ good: false, text: `${label}: ${value}. ${remark}` })),
         ...(warnings.length === 0 ? [{ good: true, text: "Capture settings: none that is known to disturb." }] : []),
     ];
 }

@@ -65,16 +65,16 @@ let microphone = null;
 let frames = [];
 
 function showSettings(granted) {
-    $("settings").replaceChildren(...compareSettings(granted).map(({ label, asked, granted: got, warning }) => {
+    $("settings").replaceChildren(...compareSettings(granted).map(({ label, asked, granted: got, disturbs, remark }) => {
         const row = document.createElement("tr");
         row.innerHTML = `<th scope="row"></th><td></td><td></td>`;
         row.children[0].textContent = label;
         row.children[1].textContent = asked;
         row.children[2].textContent = got;
-        if (warning) {
-            row.className = "warning";
+        row.className = disturbs ? "warning" : "";
+        if (remark) {
             const note = document.createElement("small");
-            note.textContent = warning;
+            note.textContent = remark;
             row.children[2].append(note);
         }
         return row;

@@ -1,7 +1,7 @@
 // Frames as list items and sentences.
 
 const hex = (data) => Array.from(data, (byte) => byte.toString(16).padStart(2, "0")).join(" ");
-const signed = (value, digits) => `${value < 0 ? "−" : "+"}${Math.abs(value).toFixed(digits)}`;
+const signed = (value) => new Intl.NumberFormat("en", { maximumFractionDigits: 0, signDisplay: "exceptZero" }).format(value);
 
 function element(name, className, text) {
     const made = document.createElement(name);
@@ -17,11 +17,11 @@ export function addMessage(list, frame, time) {
     figures.append(
         element("span", "time", time),
         element("span", "", `SNR ${frame.snrDb.toFixed(1)} dB`),
-        element("span", "", `drift ${signed(frame.driftPpm, 0)} ppm`),
-        frame.secondLookNeeded ? element("span", "badge", "second look") : element("span", "", "first look"));
+        element("span", "", `drift ${signed(frame.driftPpm)} ppm`),
+        ...(frame.secondLookNeeded ? [element("span", "badge", "second look needed")] : []));
     item.append(element("p", frame.text ? "text" : "text bytes", frame.text ?? hex(frame.data)), figures);
     list.append(item);
-    item.scrollIntoView({ block: "nearest" });
+    list.scrollTop = list.scrollHeight;
 }
 
 /** How many frames were heard, and how many of them could not be read. */

@@ -21,25 +21,25 @@ const WHEN_ON = {
 const kilohertz = (rate) => `${rate / 1000} kHz`;
 const inWords = (value) => (value === undefined ? "not said" : typeof value === "number" ? kilohertz(value) : value ? "on" : "off");
 
-function warningOf(name, granted) {
-    if (granted === undefined) {
-        return null; // some browsers do not say
+// What a granted setting means, if it is not the one asked for; some browsers do not say.
+function remarkOn(name, granted) {
+    if (granted === undefined || granted === ASKED[name]) {
+        return { disturbs: false, remark: null };
     }
     if (name !== "sampleRate") {
-        return granted ? WHEN_ON[name] : null;
+        return { disturbs: true, remark: WHEN_ON[name] };
     }
-    if (granted < LEAST_RATE) {
-        return "The band, 18 to 21 kHz, is cut off: nothing can be heard.";
-    }
-    return granted === ASKED.sampleRate ? null : "The page converts it to 48 kHz; the band fits.";
+    return granted < LEAST_RATE
+        ? { disturbs: true, remark: "The band, 18 to 21 kHz, is cut off: nothing can be heard." }
+        : { disturbs: false, remark: "Not what was asked, but the band fits: the page converts it." };
 }
 
-/** A row a setting: what was asked and granted, in words, and a warning or null. Before listening nothing is granted. */
+/** A row a setting: what was asked and granted, in words, and what to say about it. Before listening nothing is granted. */
 export function compareSettings(granted) {
     return Object.keys(LABELS).map((name) => ({
         label: LABELS[name],
         asked: inWords(ASKED[name]),
         granted: granted ? inWords(granted[name]) : "–",
-        warning: granted ? warningOf(name, granted[name]) : null,
+        ...remarkOn(name, granted?.[name]),
     }));
 }

@@ -4,6 +4,7 @@
 const LOW = 14000, HIGH = 22000; // Hz; the page's style places the band's edges by the same numbers
 const SPEED = 80; // pixels a second
 const FLOOR_SPEED = 0.05; // share by which the noise floor follows a column's median
+const SILENCE = -140; // dB; nothing of a microphone's is that low
 const BELOW_FLOOR = 6, ABOVE_FLOOR = 44; // dB that the colours span
 
 const STOPS = [[8, 12, 26], [38, 24, 92], [128, 37, 120], [222, 73, 92], [253, 160, 98], [252, 246, 190]];
@@ -24,7 +25,7 @@ export class Waterfall {
 
     constructor(canvas) {
         this.#canvas = canvas;
-        this.#draw = canvas.getContext("2d", { alpha: false, willReadFrequently: true });
+        this.#draw = canvas.getContext("2d", { alpha: false });
         new ResizeObserver(() => this.#fit()).observe(canvas);
         this.#fit();
     }
@@ -91,11 +92,14 @@ export class Waterfall {
             const frequency = HIGH - ((row + 0.5) / height) * (HIGH - LOW);
             return spectrum[Math.min(Math.round(frequency / binWidth), spectrum.length - 1)];
         });
-        const median = Math.max(levels.slice().sort((a, b) => a - b)[height >> 1], -140);
-        this.#floor = this.#floor === null ? median : this.#floor + FLOOR_SPEED * (median - this.#floor);
+        const median = levels.slice().sort((a, b) => a - b)[height >> 1];
+        if (median > SILENCE) {
+            this.#floor ??= median;
+            this.#floor += FLOOR_SPEED * (median - this.#floor);
+        }
         const image = this.#draw.createImageData(columns, height);
         levels.forEach((level, row) => {
-            const part = (level - this.#floor + BELOW_FLOOR) / (BELOW_FLOOR + ABOVE_FLOOR);
+            const part = (level - (this.#floor ?? 0) + BELOW_FLOOR) / (BELOW_FLOOR + ABOVE_FLOOR);
             const rgb = COLOURS[Math.round(255 * Math.min(Math.max(part || 0, 0), 1))];
             for (let column = 0; column < columns; ++column) {
                 image.data.set([...rgb, 255], 4 * (row * columns + column));
