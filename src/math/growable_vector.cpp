@@ -97,7 +97,7 @@ double* vector_extend(vector* v, uint32_t count)
     if (v == nullptr || count > v->capacity - v->size) {
         return nullptr;
     }
-    if (v->storage_end - v->end < count) {
+    if (static_cast<size_t>(v->storage_end - v->end) < count) {
         // Removals left room only before `begin`.
         std::memmove(v->storage, v->begin, v->size * sizeof(double));
         v->begin = v->storage;

@@ -1,0 +1,16 @@
+import type { Modem } from "./instantiate.js";
+
+export * from "./instantiate.js";
+
+/** The compiled module; hand it to an AudioWorklet, which cannot load one, for its own instantiate(). */
+export const module: WebAssembly.Module;
+
+export const version: Modem["version"];
+export const sampleRate: Modem["sampleRate"];
+export const messageBytes: Modem["messageBytes"];
+export const frameSamples: Modem["frameSamples"];
+export const channels: Modem["channels"];
+export const encode: Modem["encode"];
+export const inspect: Modem["inspect"];
+export const Receiver: Modem["Receiver"];
+export type Receiver = InstanceType<Modem["Receiver"]>;

@@ -1,0 +1,97 @@
+/** 16-bit samples, or samples from -1 to 1; mono, 48000 Hz. What is not a number counts as silence. */
+export type Samples = Int16Array | Float32Array;
+
+/** A frame that a receiver found. */
+export interface Frame {
+    channel: number;
+    /** Its first sample, counted from the first one pushed on its channel. */
+    sample: number;
+    /** The same in seconds. */
+    time: number;
+    decoded: boolean;
+    /** The message's 28 bytes; null when it was not decoded. */
+    data: Uint8Array | null;
+    /** The message without its trailing zeros, if that is text: UTF-8 without control characters. */
+    text: string | null;
+    /** Bit i: CRC i did not match at first. */
+    failedCrcs: number;
+    /** Height of the synchronisation peak, up to 1. */
+    correlation: number;
+    /** The frame did not decode at first, and got the second look. */
+    secondLookNeeded: boolean;
+    /** Share of the pilots' energy that adds up, 0 to 1. This and what follows is null with the second look off. */
+    coherence: number | null;
+    /** Received frequencies over sent ones, less 1, in millionths: the clocks' difference and the sender's motion. */
+    driftPpm: number | null;
+    /** Power of a subcarrier over what channel and message do not explain. */
+    snrDb: number | null;
+    /** Error vector magnitude of the data symbols. */
+    evm: number | null;
+}
+
+/** A decoded frame. */
+export interface Message extends Frame {
+    decoded: true;
+    data: Uint8Array;
+}
+
+export interface ReceiverOptions {
+    /** Looks again, deeper, at frames that do not decode, and measures those that do. On unless switched off. */
+    secondLook?: boolean;
+    /** Hears of every message. Called before push() returns, like the others; may call the receiver. */
+    onMessage?: (message: Message) => void;
+    /** Hears of every frame found, decoded or not. */
+    onFrame?: (frame: Frame) => void;
+    /** Gets the modem's log, a line a call. Without it there is no log. */
+    onLog?: (line: string) => void;
+    /** The least of what is logged; "info" unless given. */
+    logLevel?: "off" | "error" | "warn" | "info" | "debug";
+}
+
+/** Listens to up to eight independent channels. */
+export interface Receiver {
+    /**
+     * Listens to a block of any length; a frame may straddle blocks.
+     *
+     * @param channel 0, unless given, to 7
+     * @returns the messages that the block completed
+     * @throws TypeError or RangeError for samples or a channel of the wrong kind, KoscError when closed or out of memory
+     */
+    push(samples: Samples, channel?: number): Message[];
+    /** Ends a recording: pushes two frames of silence, so that a frame at its very end is found. */
+    finish(channel?: number): Message[];
+    /** Gives the memory back; later calls of push() throw. */
+    close(): void;
+}
+
+export interface Modem {
+    readonly version: string;
+    /** 48000 Hz. */
+    readonly sampleRate: number;
+    /** 28. */
+    readonly messageBytes: number;
+    /** 11520. */
+    readonly frameSamples: number;
+    /** 8, the most that a receiver listens to. */
+    readonly channels: number;
+    /**
+     * Turns a message into the sound of one frame, peaking at 0.8 of full scale.
+     *
+     * @param message up to 28 bytes, or text of as many in UTF-8; padded with zeros
+     * @throws TypeError or RangeError when it is no message or too long
+     */
+    encode(message: string | Uint8Array, options?: { format?: "int16" }): Int16Array;
+    encode(message: string | Uint8Array, options: { format: "float32" }): Float32Array;
+    /** Every frame in a whole recording, decoded or not, with its figures. */
+    inspect(samples: Samples): Frame[];
+    Receiver: new (options?: ReceiverOptions) => Receiver;
+}
+
+/** The modem cannot go on: it is closed, or memory is short. */
+export class KoscError extends Error {}
+
+/**
+ * The modem over the bytes of kosc.wasm or the module compiled from them, at once: for AudioWorklets and others who
+ * cannot load or wait.
+ */
+export function instantiate(source: BufferSource | WebAssembly.Module): Modem;

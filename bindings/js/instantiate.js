@@ -1,0 +1,236 @@
+// The modem over a WebAssembly module that the caller has: what AudioWorklets need, who can neither load nor wait.
+// Uses nothing but the language and WebAssembly, since a worklet has no TextDecoder either.
+
+const SAMPLE_RATE = 48000;
+const FULL_SCALE = 32768;
+const WASI_ENOSYS = 52;
+const LOG_LEVELS = ["off", "error", "warn", "info", "debug"];
+
+/** The modem cannot go on: it is closed, or memory is short. */
+export class KoscError extends Error {
+    name = "KoscError";
+}
+
+// Strictly UTF-8 to text and back, in every kind of scope.
+const utf8Text = (bytes) =>
+    decodeURIComponent(Array.from(bytes, (byte) => `%${byte.toString(16).padStart(2, "0")}`).join(""));
+const utf8Bytes = (text) =>
+    Uint8Array.from(encodeURIComponent(text).match(/%..|./g) ?? [], (part) =>
+        part.length > 1 ? parseInt(part.slice(1), 16) : part.charCodeAt(0));
+
+/** The message as text without its trailing zeros; null when that is empty, not UTF-8, or has control characters. */
+function messageText(data) {
+    const end = data.findLastIndex((byte) => byte !== 0) + 1;
+    try {
+        const text = utf8Text(data.subarray(0, end));
+        return /^\P{Cc}+$/u.test(text) ? text : null;
+    } catch {
+        return null;
+    }
+}
+
+// One instance of the module. What it reports is kept until the call is over, so that a callback may call again.
+class Modem {
+    frames = [];
+    lines = [];
+
+    constructor(module, secondLook, logLevel) {
+        const refuse = () => WASI_ENOSYS; // it has no file, clock or environment
+        this.exports = new WebAssembly.Instance(module, {
+            kosc: {
+                log: (line) => this.lines.push(this.text(line).trimEnd()),
+                frame: (...figures) => this.frames.push(this.frame(...figures)),
+            },
+            wasi_snapshot_preview1: {
+                clock_time_get: refuse, environ_get: refuse, environ_sizes_get: refuse,
+                fd_close: refuse, fd_seek: refuse, fd_write: refuse,
+            },
+            env: { emscripten_notify_memory_growth() {} },
+        }).exports;
+        this.exports._initialize();
+        this.exports.configure(logLevel, secondLook);
+        this.measured = secondLook;
+    }
+
+    bytes(address, count) {
+        return new Uint8Array(this.exports.memory.buffer, address, count);
+    }
+
+    // Log texts are ASCII.
+    text(address) {
+        const bytes = this.bytes(address);
+        return String.fromCharCode(...bytes.subarray(0, bytes.indexOf(0)));
+    }
+
+    room(bytes) {
+        const address = this.exports.room(bytes);
+        if (address === 0) {
+            throw new KoscError(`There is no memory for ${bytes} bytes.`);
+        }
+        return address;
+    }
+
+    frame(channel, sample, decoded, failedCrcs, message, correlation, needed, coherence, driftPpm, snrDb, evm) {
+        const data = decoded ? this.bytes(message, this.exports.messageBytes()).slice() : null;
+        const quality = this.measured ? { coherence, driftPpm, snrDb, evm } : {};
+        return {
+            channel, sample, time: sample / SAMPLE_RATE, decoded: decoded !== 0, data, text: data && messageText(data),
+            failedCrcs, correlation, secondLookNeeded: needed !== 0,
+            coherence: null, driftPpm: null, snrDb: null, evm: null, ...quality,
+        };
+    }
+}
+
+function checkSamples(samples) {
+    if (!(samples instanceof Int16Array || samples instanceof Float32Array)) {
+        throw new TypeError("Samples come as an Int16Array or a Float32Array.");
+    }
+}
+
+function copySamples(samples, pcm) {
+    if (samples instanceof Int16Array) {
+        pcm.set(samples);
+        return;
+    }
+    for (let i = 0; i < samples.length; ++i) {
+        const scaled = Math.round(samples[i] * FULL_SCALE); // what is not a number is stored as 0
+        pcm[i] = scaled >= FULL_SCALE ? FULL_SCALE - 1 : scaled < -FULL_SCALE ? -FULL_SCALE : scaled;
+    }
+}
+
+function checkCallback(name, callback) {
+    if (callback !== undefined && typeof callback !== "function") {
+        throw new TypeError(`${name} is a function, or left out.`);
+    }
+    return callback ?? (() => {});
+}
+
+function checkLogLevel({ onLog, logLevel = "info" }) {
+    const level = LOG_LEVELS.indexOf(logLevel);
+    if (level < 0) {
+        throw new RangeError(`logLevel is one of ${LOG_LEVELS.join(", ")}.`);
+    }
+    return onLog ? level : 0;
+}
+
+// The message's bytes, padded with zeros.
+function messageData(message, size) {
+    let data = message;
+    if (typeof message === "string") {
+        try {
+            data = utf8Bytes(message);
+        } catch {
+            throw new TypeError("The text has half of a surrogate pair and is no UTF-8.");
+        }
+    } else if (!(message instanceof Uint8Array)) {
+        throw new TypeError("A message is a string or a Uint8Array.");
+    }
+    if (data.length > size) {
+        throw new RangeError(`The message is ${data.length} bytes long, the limit is ${size}.`);
+    }
+    const padded = new Uint8Array(size);
+    padded.set(data);
+    return padded;
+}
+
+/**
+ * The modem over `source`, the bytes of kosc.wasm or the module compiled from them; see instantiate.d.ts for what it
+ * gives. Every receiver has an instance of its own.
+ */
+export function instantiate(source) {
+    const module = source instanceof WebAssembly.Module ? source : new WebAssembly.Module(source);
+    const encoder = new Modem(module, false, 0);
+    const messageBytes = encoder.exports.messageBytes();
+    const frameSamples = encoder.exports.frameSamples();
+    const channels = encoder.exports.channels();
+
+    function encode(message, { format = "int16" } = {}) {
+        if (format !== "int16" && format !== "float32") {
+            throw new RangeError("format is int16 or float32.");
+        }
+        const data = messageData(message, messageBytes);
+        const frame = encoder.room(2 * frameSamples + messageBytes); // the frame first: it wants an even address
+        encoder.bytes(frame + 2 * frameSamples, messageBytes).set(data);
+        if (!encoder.exports.encode(frame + 2 * frameSamples, frame)) {
+            throw new KoscError("There is no memory for a frame.");
+        }
+        const pcm = new Int16Array(encoder.exports.memory.buffer, frame, frameSamples);
+        return format === "int16" ? pcm.slice() : Float32Array.from(pcm, (sample) => sample / FULL_SCALE);
+    }
+
+    class Receiver {
+        #modem;
+        #callbacks;
+        #lastLost = new Map(); // search windows overlap: a frame that does not decode may be found twice
+
+        constructor(options = {}) {
+            this.#callbacks = {
+                message: checkCallback("onMessage", options.onMessage),
+                frame: checkCallback("onFrame", options.onFrame),
+                log: checkCallback("onLog", options.onLog),
+            };
+            this.#modem = new Modem(module, options.secondLook ?? true, checkLogLevel(options));
+        }
+
+        push(samples, channel = 0) {
+            checkSamples(samples);
+            if (!Number.isInteger(channel) || channel < 0 || channel >= channels) {
+                throw new RangeError(`channel is a number from 0 to ${channels - 1}.`);
+            }
+            if (this.#modem === null) {
+                throw new KoscError("The receiver is closed.");
+            }
+            if (samples.length === 0) {
+                return [];
+            }
+            const address = this.#modem.room(2 * samples.length);
+            copySamples(samples, new Int16Array(this.#modem.exports.memory.buffer, address, samples.length));
+            const heard = this.#modem.exports.receive(channel, address, samples.length);
+            const messages = this.#deliver();
+            if (!heard) {
+                throw new KoscError("There is no memory for receiving.");
+            }
+            return messages;
+        }
+
+        finish(channel = 0) {
+            return this.push(new Int16Array(2 * frameSamples), channel);
+        }
+
+        close() {
+            this.#modem = null;
+        }
+
+        #deliver() {
+            const { frames, lines } = this.#modem;
+            this.#modem.frames = [];
+            this.#modem.lines = [];
+            lines.forEach((line) => this.#callbacks.log(line));
+            const news = frames.filter((frame) => frame.decoded || this.#lastLost.get(frame.channel) !== frame.sample);
+            for (const frame of news) {
+                if (!frame.decoded) {
+                    this.#lastLost.set(frame.channel, frame.sample);
+                }
+                this.#callbacks.frame(frame);
+                if (frame.decoded) {
+                    this.#callbacks.message(frame);
+                }
+            }
+            return news.filter((frame) => frame.decoded);
+        }
+    }
+
+    function inspect(samples) {
+        const frames = [];
+        const receiver = new Receiver({ onFrame: (frame) => frames.push(frame) });
+        checkSamples(samples);
+        for (let start = 0; start < samples.length; start += frameSamples) {
+            receiver.push(samples.subarray(start, start + frameSamples));
+        }
+        receiver.finish();
+        return frames;
+    }
+
+    const version = encoder.text(encoder.exports.version());
+    return { version, sampleRate: SAMPLE_RATE, messageBytes, frameSamples, channels, encode, Receiver, inspect };
+}

@@ -1,0 +1,133 @@
+// The package in node, held against the known answers and the native encoder.
+import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
+import { test } from "node:test";
+import { gzipSync } from "node:zlib";
+import { kosc, makeNoise, nativeFrame, noisyRecording } from "../../../web/test/sounds.mjs";
+
+const { encode, inspect, KoscError, Receiver } = kosc;
+const vectors = new URL("../../../tests/vectors/", import.meta.url);
+const read = (name) => readFileSync(new URL(name, vectors));
+const readJson = (name) => JSON.parse(read(name));
+const readSound = (name) => new Int16Array(Uint8Array.from(read(name)).buffer);
+const fromHex = (hex) => Uint8Array.from(Buffer.from(hex, "hex"));
+const toHex = (data) => Buffer.from(data).toString("hex");
+
+function assertWithinOneStep(frame, expected) {
+    assert.equal(frame.length, expected.length);
+    const step = frame.reduce((most, sample, i) => Math.max(most, Math.abs(sample - expected[i])), 0);
+    assert.ok(step <= 1, `the sample that differs most does by ${step}`);
+}
+
+test("frames are those of the known answers and of the native encoder, to one step of the last bit", () => {
+    for (const name of ["frame_count", "frame_random1"]) {
+        assertWithinOneStep(encode(fromHex(readJson(`${name}.json`).message)), readSound(`${name}.s16`));
+    }
+    for (const text of ["", "hello", "äöü ⌘ is 28 bytes 😀."]) {
+        const message = Buffer.from(text);
+        assertWithinOneStep(encode(text), nativeFrame(message.toString("hex")));
+        assertWithinOneStep(encode(text, { format: "float32" }).map((s) => s * 32768), encode(Uint8Array.from(message)));
+    }
+});
+
+test("recordings give the messages of the known answers, in the same calls, however they are cut", () => {
+    const { cycle, ...recordings } = readJson("recordings.json");
+    for (const [name, { file, results }] of Object.entries(recordings)) {
+        const sound = readSound(file);
+        for (const [cutting, { messages, calls }] of Object.entries(results)) {
+            const sizes = { whole: [sound.length], cycle }[cutting] ?? [Number(cutting)];
+            const receiver = new Receiver({ secondLook: false });
+            const heard = [];
+            for (let at = 0, call = 0; at < sound.length; at += sizes[call++ % sizes.length]) {
+                const block = sound.subarray(at, at + sizes[call % sizes.length]);
+                receiver.push(block).forEach((message) => heard.push([toHex(message.data), call]));
+            }
+            assert.deepEqual(heard, messages.map((message, i) => [message, calls[i]]), `${name} cut ${cutting}`);
+        }
+    }
+});
+
+test("the second look hears what is lost without, and its figures tell the noise", () => {
+    const levels = [0.03, 0.003, 0.0015];
+    const sound = Int16Array.from(noisyRecording(4, levels.map((gain, i) => ({ text: `gain ${gain}`, at: 0.5 + i, gain })), 60));
+    const frames = inspect(sound);
+    const readable = frames.filter(({ decoded }) => decoded);
+    assert.deepEqual(readable.map(({ text, secondLookNeeded }) => [text, secondLookNeeded]),
+        [["gain 0.03", false], ["gain 0.003", true]]);
+    assert.deepEqual(readable.map(({ time }) => Math.round(time * 1000)), [500, 1500]);
+    const [loud, faint] = readable;
+    // 20 dB apart, each estimated from one frame.
+    assert.ok(Math.abs(loud.snrDb - faint.snrDb - 20) < 2, `${loud.snrDb} dB, ${faint.snrDb} dB`);
+    assert.ok(Math.abs(loud.driftPpm) < 5 && loud.evm < faint.evm && loud.coherence > faint.coherence);
+
+    const plain = new Receiver({ secondLook: false });
+    assert.deepEqual(plain.push(sound).map(({ text, snrDb }) => [text, snrDb]), [["gain 0.03", null]]);
+});
+
+test("receivers and channels are independent, and callbacks may call the receiver", () => {
+    const [left, right] = ["left", "right"].map((text) => encode(text, { format: "float32" }));
+    const heard = [];
+    const receiver = new Receiver({
+        onMessage: ({ text, channel }) => {
+            heard.push([text, channel]);
+            if (text === "left") {
+                receiver.push(right.subarray(6000), 7);
+                receiver.finish(7);
+                receiver.close();
+            }
+        },
+    });
+    receiver.push(right.subarray(0, 6000), 7);
+    assert.deepEqual(new Receiver().push(left).map(({ text }) => text), ["left"]);
+    receiver.push(left);
+    assert.deepEqual(heard, [["left", 0], ["right", 7]]);
+    assert.throws(() => receiver.push(left), KoscError);
+});
+
+test("log lines go to the callback alone, from the level asked for on", () => {
+    for (const [logLevel, levels] of [["debug", ["DEBUG", "INFO"]], ["info", ["INFO"]], ["error", []], ["off", []]]) {
+        const lines = [];
+        new Receiver({ onLog: (line) => lines.push(line), logLevel }).push(encode("x"));
+        assert.deepEqual([...new Set(lines.map((line) => line.split(/[[\]]+/)[1]))].sort(), levels);
+    }
+});
+
+test("what cannot be is refused in a sentence, and nothing is lost", () => {
+    const receiver = new Receiver();
+    receiver.push(encode("still here").subarray(0, 5000));
+    const closed = new Receiver();
+    closed.close();
+    const cases = [
+        [() => encode("a".repeat(29)), RangeError, /29 bytes long, the limit is 28/],
+        [() => encode("\ud800"), TypeError, /surrogate/],
+        [() => encode(28), TypeError, /a string or a Uint8Array/],
+        [() => encode("x", { format: "mp3" }), RangeError, /int16 or float32/],
+        [() => receiver.push([1, 2, 3]), TypeError, /Int16Array or a Float32Array/],
+        [() => receiver.push(new Int16Array(1), 8), RangeError, /from 0 to 7/],
+        [() => receiver.push(new Int16Array(1), 0.5), RangeError, /from 0 to 7/],
+        [() => inspect("x"), TypeError, /Int16Array or a Float32Array/],
+        [() => new Receiver({ onMessage: 1 }), TypeError, /onMessage is a function/],
+        [() => new Receiver({ logLevel: "loud" }), RangeError, /logLevel is one of/],
+        [() => closed.push(new Int16Array(1)), KoscError, /closed/],
+    ];
+    for (const [call, type, sentence] of cases) {
+        assert.throws(call, (error) => error.constructor === type && sentence.test(error.message), String(call));
+    }
+    assert.deepEqual(receiver.push(new Int16Array(0)), []);
+    assert.deepEqual(receiver.push(encode("still here").subarray(5000)).map(({ text }) => text), ["still here"]);
+});
+
+test("samples beyond full scale are clipped, and those that are no numbers are silence", () => {
+    const normal = makeNoise(7);
+    const samples = encode("too loud", { format: "float32" }).map((sample) => 1.5 * sample + 0.001 * normal());
+    samples[100] = NaN;
+    samples[200] = -Infinity;
+    assert.deepEqual(inspect(samples).map(({ text }) => text), ["too loud"]);
+});
+
+test("the package states the library's version, and its module stays under 100 kB compressed", () => {
+    const { version } = JSON.parse(readFileSync(new URL("../package.json", import.meta.url)));
+    assert.equal(kosc.version, version);
+    const module = readFileSync(new URL("../../../build/web/kosc/kosc.wasm", import.meta.url));
+    assert.ok(gzipSync(module, { level: 9 }).length < 100_000);
+});

@@ -1,0 +1,204 @@
+// The page: forms and buttons to the modem's thread, the microphone and the loudspeaker, and what comes back to view.
+import { openMicrophone } from "./capture.js";
+import { ask, onFrame } from "./decoder.js";
+import { judge, measure } from "./device-check.js";
+import { addMessage, countFrames } from "./messages.js";
+import { play } from "./play.js";
+import { decodeFile } from "./recording.js";
+import { compareSettings } from "./settings.js";
+import { Waterfall } from "./waterfall.js";
+
+const RATE = 48000, MESSAGE_BYTES = 28, FRAME_SECONDS = 0.24;
+const $ = (id) => document.getElementById(id);
+
+const say = (id, text, kind = "") => {
+    $(id).textContent = text;
+    $(id).dataset.kind = kind;
+};
+
+// Runs what a button starts, with the button off meanwhile, and says what went wrong.
+async function withButton(button, statusId, action) {
+    button.setAttribute("aria-disabled", "true"); // stays in the order of focus
+    try {
+        await action();
+    } catch (error) {
+        say(statusId, error.message, "bad");
+    } finally {
+        button.removeAttribute("aria-disabled");
+    }
+}
+const isBusy = (button) => button.getAttribute("aria-disabled") === "true";
+
+// Sending
+
+const messageLength = () => new TextEncoder().encode($("message").value).length;
+
+function showLength() {
+    const length = messageLength();
+    say("length", `${length} of ${MESSAGE_BYTES} bytes`, length > MESSAGE_BYTES ? "bad" : "");
+    $("message").setAttribute("aria-invalid", length > MESSAGE_BYTES);
+}
+
+async function send() {
+    const message = $("message").value;
+    if (message === "") {
+        throw new Error("Type a message first.");
+    }
+    const samples = await ask("encode", { message });
+    say("send-status", "Sending …");
+    await play(samples, RATE);
+    say("send-status", `Sent “${message}”.`, "good");
+}
+
+$("message").oninput = showLength;
+$("send").onsubmit = (event) => {
+    event.preventDefault();
+    if (!isBusy($("send-button"))) {
+        withButton($("send-button"), "send-status", send);
+    }
+};
+
+// Listening
+
+const waterfall = new Waterfall($("waterfall"));
+let microphone = null;
+let frames = [];
+
+function showSettings(granted) {
+    $("settings").replaceChildren(...compareSettings(granted).map(({ label, asked, granted: got, disturbs, remark }) => {
+        const row = document.createElement("tr");
+        row.innerHTML = `<th scope="row"></th><td></td><td></td>`;
+        row.children[0].textContent = label;
+        row.children[1].textContent = asked;
+        row.children[2].textContent = got;
+        row.className = disturbs ? "warning" : "";
+        if (remark) {
+            const note = document.createElement("small");
+            note.textContent = remark;
+            row.children[2].append(note);
+        }
+        return row;
+    }));
+}
+
+function showListening() {
+    const on = microphone !== null;
+    $("listen-button").textContent = on ? "Stop listening" : "Start listening";
+    $("listen-button").classList.toggle("on", on);
+    $("picture").classList.toggle("idle", !on);
+    if (on) {
+        say("listen-status", `Listening at ${microphone.context.sampleRate / 1000} kHz: ${countFrames(frames)}.`);
+    }
+}
+
+async function startListening() {
+    say("listen-status", "Waiting for the microphone …");
+    frames = [];
+    microphone = await openMicrophone(() => stopListening("The microphone went away."));
+    waterfall.start(microphone.analyser, microphone.context);
+    showSettings(microphone.granted);
+    showListening();
+}
+
+async function stopListening(reason = "") {
+    const closing = microphone.close();
+    microphone = null;
+    waterfall.stop();
+    await closing;
+    showListening();
+    say("listen-status", `${reason} Stopped: ${countFrames(frames)}.`.trim(), reason ? "bad" : "");
+}
+
+onFrame((frame) => {
+    if (microphone === null) {
+        return;
+    }
+    frames.push(frame);
+    const start = microphone.startTime + frame.time;
+    waterfall.mark(start, start + FRAME_SECONDS, frame.decoded);
+    if (frame.decoded) {
+        const secondsAgo = microphone.context.currentTime - start;
+        $("no-messages").hidden = true;
+        addMessage($("messages"), frame, new Date(Date.now() - 1000 * secondsAgo).toLocaleTimeString());
+    }
+    showListening();
+});
+
+$("listen-button").onclick = () => {
+    if (!isBusy($("listen-button"))) {
+        withButton($("listen-button"), "listen-status", microphone ? stopListening : startListening);
+    }
+};
+
+// The device check
+
+async function check() {
+    say("check-status", "Listening to the room, then playing a sweep …");
+    $("verdict").replaceChildren();
+    if (microphone === null) {
+        await startListening().catch((error) => {
+            say("listen-status", "");
+            throw error;
+        });
+    }
+    const { granted } = microphone;
+    const lines = judge(await measure(microphone), granted);
+    $("verdict").replaceChildren(...lines.map(({ good, text }) => {
+        const item = document.createElement("li");
+        item.className = good ? "good" : "bad";
+        item.textContent = text;
+        return item;
+    }));
+    const all = lines.every(({ good }) => good);
+    say("check-status", all ? "This device can send and hear." : "Not all is well:", all ? "good" : "bad");
+}
+
+$("check-button").onclick = () => {
+    if (!isBusy($("check-button"))) {
+        withButton($("check-button"), "check-status", check);
+    }
+};
+
+// Recordings
+
+async function decodeRecording(file) {
+    $("found").replaceChildren();
+    say("file-status", `Reading ${file.name} …`);
+    const result = await decodeFile(file,
+        (part) => say("file-status", `Decoding ${file.name}: ${Math.round(100 * part)} %`));
+    for (const frame of result.frames.filter(({ decoded }) => decoded)) {
+        const channel = result.tracks > 1 ? `, channel ${frame.channel + 1}` : "";
+        addMessage($("found"), frame, `${frame.time.toFixed(3)} s${channel}`);
+    }
+    const good = result.frames.some(({ decoded }) => decoded);
+    say("file-status", `${file.name}, ${result.seconds.toFixed(1)} s: ${countFrames(result.frames)}.`, good ? "good" : "");
+}
+
+function takeFile(file) {
+    if (file && !isBusy($("file"))) {
+        withButton($("file"), "file-status", () => decodeRecording(file));
+    }
+}
+
+$("file").onchange = () => {
+    takeFile($("file").files[0]);
+    $("file").value = ""; // the same file may be chosen again
+};
+document.ondragover = (event) => {
+    event.preventDefault();
+    $("drop").classList.add("over");
+};
+document.ondragleave = (event) => {
+    if (event.relatedTarget === null) {
+        $("drop").classList.remove("over");
+    }
+};
+document.ondrop = (event) => {
+    event.preventDefault();
+    $("drop").classList.remove("over");
+    takeFile(event.dataTransfer.files[0]);
+};
+
+showLength();
+showSettings(null);
+$("needs-server").remove();

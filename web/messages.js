@@ -1,0 +1,33 @@
+// Frames as list items and sentences.
+
+const hex = (data) => Array.from(data, (byte) => byte.toString(16).padStart(2, "0")).join(" ");
+const signed = (value) => new Intl.NumberFormat("en", { maximumFractionDigits: 0, signDisplay: "exceptZero" }).format(value);
+
+function element(name, className, text) {
+    const made = document.createElement(name);
+    made.className = className;
+    made.textContent = text;
+    return made;
+}
+
+/** Appends the frame's message to `list`; `time` is when it was heard, in words. */
+export function addMessage(list, frame, time) {
+    const item = document.createElement("li");
+    const figures = element("p", "figures", "");
+    figures.append(
+        element("span", "time", time),
+        element("span", "", `SNR ${frame.snrDb.toFixed(1)} dB`),
+        element("span", "", `drift ${signed(frame.driftPpm)} ppm`),
+        ...(frame.secondLookNeeded ? [element("span", "badge", "second look needed")] : []));
+    item.append(element("p", frame.text ? "text" : "text bytes", frame.text ?? hex(frame.data)), figures);
+    list.append(item);
+    list.scrollTop = list.scrollHeight;
+}
+
+/** How many frames were heard, and how many of them could not be read. */
+export function countFrames(frames) {
+    const messages = frames.filter((frame) => frame.decoded).length;
+    const lost = frames.length - messages;
+    const text = `${messages} ${messages === 1 ? "message" : "messages"}`;
+    return lost === 0 ? text : `${text}, ${lost} ${lost === 1 ? "frame" : "frames"} too weak to read`;
+}

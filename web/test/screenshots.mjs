@@ -1,0 +1,30 @@
+// Takes the pictures in docs/web: node web/test/screenshots.mjs
+import { fileURLToPath } from "node:url";
+import { withPage } from "./browser.mjs";
+import { noisyRecording, writeWav } from "./sounds.mjs";
+import { Resampler } from "../resampler.js";
+
+const texts = ["hello over sound", "Table 7", "pair 4C:91 code 482 913", "Tür 3 ist offen", "See you at noon ☀"];
+const frames = texts.map((text, i) => ({ text, at: 0.5 + 0.9 * i, gain: [0.08, 0.05, 0.02, 0.006, 0.03][i] }));
+const sound = noisyRecording(5, frames);
+const microphone = writeWav("desk.wav", new Resampler(48000, 44100).push(sound), 44100);
+const recording = writeWav("meeting-room.wav", noisyRecording(4, frames.slice(0, 2)), 48000);
+
+const SIZES = [["desktop", { viewport: { width: 1240, height: 900 } }],
+    ["phone", { viewport: { width: 390, height: 844 }, deviceScaleFactor: 2, isMobile: true, hasTouch: true }]];
+
+for (const [size, options] of SIZES) {
+    for (const colorScheme of ["light", "dark"]) {
+        await withPage({ microphone, colorScheme, ...options }, async (page) => {
+            await page.getByRole("button", { name: "Run the check" }).click();
+            await page.locator("#file").setInputFiles(recording);
+            await page.getByRole("textbox", { name: "Message" }).fill("hello over sound");
+            await page.locator("#verdict li").first().waitFor();
+            await page.locator("#found li").nth(1).waitFor();
+            await page.locator("#messages li").nth(4).waitFor();
+            await page.evaluate(() => scrollTo(0, 0));
+            const file = new URL(`../../docs/web/${size}-${colorScheme}.jpg`, import.meta.url);
+            await page.screenshot({ path: fileURLToPath(file), fullPage: true, scale: "css", type: "jpeg", quality: 72 });
+        });
+    }
+}
