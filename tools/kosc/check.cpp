@@ -11,6 +11,7 @@
 #include "audio_file.h"
 #include "audio_stream.h"
 #include "commands.h"
+#include "heard_text.h"
 #include "probe.h"
 #include "sound_writer.h"
 #include "spectrum.h"
@@ -69,13 +70,10 @@ pcm_samples read_recording(const std::string& path)
     return recording;
 }
 
-// To a tenth, and without a minus before zero.
-double rounded(double value) { return std::round(value * 10.0) / 10.0 + 0.0; }
-
 // A level or gain, null where there was nothing but noise.
 nlohmann::ordered_json level(double db)
 {
-    return db > SILENCE_DB ? nlohmann::ordered_json(rounded(db)) : nlohmann::ordered_json(nullptr);
+    return db > SILENCE_DB ? nlohmann::ordered_json(rounded(db, 10.0)) : nlohmann::ordered_json(nullptr);
 }
 
 std::string as_json(const probe_report& report, const probe_verdict& verdict, double latency)
@@ -96,9 +94,9 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
         object["signal_db"] = level(report.signal_db);
         object["audible_gain_db"] = level(report.audible_gain_db);
         object["second_sweep_gain_db"] = level(report.second_sweep_gain_db);
-        object["frames_change_db"] = rounded(report.frames_change_db);
-        object["hush_db"] = rounded(report.hush_db);
-        object["stretch_ppm"] = rounded(report.stretch_ppm);
+        object["frames_change_db"] = rounded(report.frames_change_db, 10.0);
+        object["hush_db"] = rounded(report.hush_db, 10.0);
+        object["stretch_ppm"] = rounded(report.stretch_ppm, 10.0);
         for (size_t i = 0; i < report.gain_db.size(); ++i) {
             object["response"].push_back({{"hz", RESPONSE_LOW + (static_cast<double>(i) + 0.5) * RESPONSE_STEP},
                                           {"gain_db", level(report.gain_db[i])}});
@@ -124,7 +122,7 @@ std::string response_lines(const probe_report& report)
         const double bars = std::clamp(BARS - (highest - report.gain_db[i]) / BAR_DB, 0.0, BARS);
         text += i == 0 ? "response     " : "             ";
         if (report.gain_db[i] > SILENCE_DB) {
-            text += line("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i])) +
+            text += line("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i], 10.0)) +
                     std::string(static_cast<size_t>(bars), '#');
         } else {
             text += line("%6.3f kHz  nothing but noise", khz);
@@ -140,7 +138,7 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
     if (report.heard) {
         text += response_lines(report);
         text += report.audible_gain_db > SILENCE_DB
-                    ? line("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db))
+                    ? line("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
                     : "audible      nothing but noise from 3 to 14 kHz\n";
         text += line("level        frames %.1f dB, %.1f dB over the noise, from 18 to 21 kHz\n", report.signal_db,
                      report.signal_db - report.noise_db);
@@ -149,16 +147,17 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
     text += line("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
     if (report.heard) {
         text += report.second_sweep_gain_db
-                    ? line("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db))
+                    ? line("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
                     : "steadiness   second sweep missing";
-        text += line(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db),
-                     rounded(-report.hush_db));
+        text += line(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db, 10.0),
+                     rounded(-report.hush_db, 10.0));
         text += line("clocks       %+.0f ppm apart\n", report.stretch_ppm);
     }
     if (!std::isnan(latency)) {
         text += line("latency      %.0f ms there and back\n", latency * 1000.0);
     }
-    text += line("frames       %u of %u heard\n", report.frames_heard, PROBE_FRAMES);
+    text += line("frames       %u of %u heard, %u of them only in the second look\n", report.frames_heard, PROBE_FRAMES,
+                 report.frames_second_look);
     text += std::string("verdict      ") + FITNESS[static_cast<int>(verdict.fit)] + ": " + verdict.sentence + "\n";
     return text + "advice       " + verdict.advice + "\n";
 }

@@ -14,11 +14,11 @@ Exit code: 0 everything was sent, or Ctrl-C; 2 wrong use, no such device, or the
 
 constexpr const char* LISTEN_FOOTER =
     R"(Each message is a line as soon as it is heard: the local time at which its frame began, its channel, counted from 1,
-and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits:
+and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits,
+and "[second look]" if it was only decoded there:
     14:03:22.120  ch 1  Hello
-With --json the line is an object. "time" is UTC, "text" is null when the message is no such text, "hex" has all 28
-bytes:
-    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00..."}
+With --json the line is an object. "time" is UTC; the other members are those of kosc decode --json:
+    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00...",...}
 On a terminal a line below the messages shows the spectrum from 15 to 24 kHz, and of the modem's band the level of the
 last tenth of a second, the noise floor and the last peak, in dB below full scale. Lost samples are reported on standard
 error. Ctrl-C ends, and what was heard until then is printed.

@@ -9,41 +9,28 @@
 
 #include "audio_file.h"
 #include "commands.h"
+#include "heard_text.h"
 #include "listener.h"
-#include "message_text.h"
 #include "terminal.h"
 
 namespace {
 
 double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
 
-double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
-
 std::string as_json(const heard_message& message, uint32_t file_rate)
 {
-    const auto text = text_of_message(message.bytes);
     nlohmann::ordered_json object;
     object["time"] = rounded(seconds_of(message), 1000.0);
     object["sample"] = std::llround(seconds_of(message) * file_rate);
-    object["channel"] = message.channel;
-    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
-    object["hex"] = hex_of_message(message.bytes);
-    object["correlation"] = rounded(message.correlation, 1000.0);
-    if (message.measured) {
-        object["snr_db"] = rounded(message.snr_db, 10.0);
-        object["drift_ppm"] = rounded(message.drift_ppm, 1.0);
-    }
-    object["second_look"] = message.second_look_needed;
+    add_message(object, message);
     return object.dump() + "\n";
 }
 
 std::string as_line(const heard_message& message, bool hex)
 {
-    char place[64];
-    std::snprintf(place, sizeof place, "%.3f s  ch %u  ", seconds_of(message), message.channel);
-    const std::string digits = hex_of_message(message.bytes);
-    return place + (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
-           (message.second_look_needed ? "  [second look]\n" : "\n");
+    char place[32];
+    std::snprintf(place, sizeof place, "%.3f s", seconds_of(message));
+    return place + rest_of_line(message, hex);
 }
 
 // Prints what a block yielded over all channels, in the order of time: a frame is found with the block that ends it.

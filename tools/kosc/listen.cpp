@@ -16,8 +16,8 @@
 #include "audio_stream.h"
 #include "band_meter.h"
 #include "commands.h"
+#include "heard_text.h"
 #include "listener.h"
-#include "message_text.h"
 #include "stop_request.h"
 #include "terminal.h"
 
@@ -40,20 +40,15 @@ std::string as_text(wall_time time, std::tm* (*broken_down)(const std::time_t*, 
 
 std::string as_json(const heard_message& message, wall_time time)
 {
-    const auto text = text_of_message(message.bytes);
     nlohmann::ordered_json object;
     object["time"] = as_text(time, gmtime_r, "%Y-%m-%dT%H:%M:%S") + "Z";
-    object["channel"] = message.channel;
-    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
-    object["hex"] = hex_of_message(message.bytes);
+    add_message(object, message);
     return object.dump() + "\n";
 }
 
 std::string as_line(const heard_message& message, wall_time time, bool hex)
 {
-    const std::string digits = hex_of_message(message.bytes);
-    return as_text(time, localtime_r, "%H:%M:%S") + "  ch " + std::to_string(message.channel) + "  " +
-           (hex ? digits : text_of_message(message.bytes).value_or(digits)) + "\n";
+    return as_text(time, localtime_r, "%H:%M:%S") + rest_of_line(message, hex);
 }
 
 // The meter on the user's terminal, if standard error is one.
@@ -91,7 +86,7 @@ public:
         : options_(options), system_(system), input_(input), meter_(system.standard_error(), !verbose)
     {
         for (uint32_t i = 1; i <= input.channels(); ++i) { // people count channels from 1
-            ears_.emplace_back(i);
+            ears_.emplace_back(i, !options.plain);
         }
     }
 
@@ -131,7 +126,7 @@ private:
         }
         std::vector<heard_message> heard;
         for (size_t i = 0; i < ears_.size(); ++i) {
-            ears_[i].hear(pcm[i], heard);
+            ears_[i].hear(pcm[i].data(), static_cast<uint32_t>(pcm[i].size()), heard);
         }
         samples_ += pcm.front().size();
         last_sample_ = input_.time_of_last_sample();

@@ -284,15 +284,18 @@ uint64_t count_clipped(const std::vector<int16_t>& recording)
 
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
-    listener ear(1);
+    listener ear(1, true);
     std::vector<heard_message> heard;
-    ear.hear(recording, heard);
+    ear.hear(recording.data(), static_cast<uint32_t>(recording.size()), heard);
     ear.finish(heard);
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
         const message_bytes sent = frame_message(i);
         const auto found = std::find_if(heard.begin(), heard.end(),
                                         [&](const heard_message& message) { return message.bytes == sent; });
-        report.frames_heard += found != heard.end() ? 1 : 0;
+        if (found != heard.end()) {
+            ++report.frames_heard;
+            report.frames_second_look += found->second_look_needed ? 1 : 0;
+        }
     }
 }
 
