@@ -19,6 +19,9 @@ namespace {
 
 constexpr uint32_t USUAL_RATES[] = {44100, MODEM_SAMPLE_RATE, 96000, 192000};
 
+// Seconds that a computer under load may take before it serves a device again.
+constexpr double SAFE_LATENCY = 0.2;
+
 const char* name_of(direction way) { return way == direction::INPUT ? "input" : "output"; }
 
 std::string lower_case(std::string text)
@@ -82,7 +85,8 @@ std::vector<audio_device> audio_system::devices() const
         const PaDeviceInfo& info = *Pa_GetDeviceInfo(index);
         found.push_back({index, info.name, Pa_GetHostApiInfo(info.hostApi)->name,
                          static_cast<uint32_t>(info.maxInputChannels), static_cast<uint32_t>(info.maxOutputChannels),
-                         info.defaultHighInputLatency, info.defaultHighOutputLatency});
+                         std::max(info.defaultHighInputLatency, SAFE_LATENCY),
+                         std::max(info.defaultHighOutputLatency, SAFE_LATENCY)});
     }
     return found;
 }

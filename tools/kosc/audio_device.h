@@ -14,7 +14,7 @@ struct audio_device {
     std::string host_api;
     uint32_t inputs; // channels
     uint32_t outputs;
-    // Seconds of a buffer that is long enough for a computer under load.
+    // Seconds to ask for.
     double input_latency;
     double output_latency;
 
