@@ -6,6 +6,7 @@ of the user's settings are touched.
 
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -94,6 +95,8 @@ def expect_refusal(what: str, code: int, complaint: str, reason: str) -> None:
 def talk(server: Server, kosc: str) -> None:
     """All messages arrive, once, in their order, on both channels, at both rates; Ctrl-C ends without a word."""
     listeners = [Listener(server, kosc), Listener(server, kosc, "--rate", "44100", "--plain")]
+    # Whoever does not read what it prints keeps it from decoding.
+    lazy = server.start(kosc, "listen", "--device", "talk-in", "--json", stdout=subprocess.PIPE, pipesize=4096)
     leaving = server.start(kosc, "listen", "--device", "talk-in", stdout=subprocess.PIPE)
     sender = server.start(kosc, "send", "-", "--device", "TALK-OUT", stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
     while not all(listener.ready.wait(0.4) for listener in listeners):
@@ -104,6 +107,11 @@ def talk(server: Server, kosc: str) -> None:
     sender.stdin.write("\n".join(MESSAGES))
     sender.stdin.close()
     expect("send's exit code", sender.wait(TIMEOUT), 0)
+    lazy.send_signal(signal.SIGINT)
+    lost = lazy.communicate(timeout=TIMEOUT)[1]
+    expect("exit code with lost samples", lazy.returncode, 0)
+    if not re.search(r"kosc: in all [1-9]\d* samples lost", lost):
+        sys.exit(f"lost samples are not reported: {lost!r}")
     for listener in listeners:
         listener.process.send_signal(signal.SIGINT)
         expect("listen's end", listener.end(), (0, ""))

@@ -170,7 +170,7 @@ int run_check(const check_options& options, bool verbose)
         write_sound(options.signal_file, probe_sound());
         return EXIT_DONE;
     }
-    catch_stop_signals();
+    catch_stop_signals(false);
     const trial done =
         options.recording.empty() ? record_live(options, verbose) : trial{read_recording(options.recording)};
     const probe_report report = analyse_probe(done.recording);

@@ -179,7 +179,7 @@ private:
 
 int run_listen(const listen_options& options, bool verbose)
 {
-    catch_stop_signals();
+    catch_stop_signals(false);
     const audio_system system(verbose);
     const audio_device device = system.find(options.device, direction::INPUT);
     constexpr uint32_t USUAL_CHANNELS = 2;

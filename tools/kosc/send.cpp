@@ -89,7 +89,7 @@ std::string shown(const message_bytes& message) { return text_of_message(message
 int run_send(const send_options& options, bool verbose)
 {
     message_source source(options);
-    catch_stop_signals();
+    catch_stop_signals(true);
     const audio_system system(verbose);
     const size_t gap = size_t{options.gap_ms} * MODEM_SAMPLE_RATE / 1000;
     // A frame waits while the one before it is played.

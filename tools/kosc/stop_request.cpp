@@ -8,12 +8,11 @@ volatile std::sig_atomic_t requested = 0;
 
 } // namespace
 
-void catch_stop_signals()
+void catch_stop_signals(bool break_reads)
 {
     struct sigaction action {};
     action.sa_handler = [](int) { requested = 1; };
-    // No SA_RESTART: a read from standard input that waits for a line is to end too.
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    action.sa_flags = static_cast<int>(SA_RESETHAND | (break_reads ? 0U : SA_RESTART));
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }

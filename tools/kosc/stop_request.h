@@ -2,8 +2,9 @@
 #ifndef KOSC_TOOL_STOP_REQUEST_H
 #define KOSC_TOOL_STOP_REQUEST_H
 
-// From now on SIGINT and SIGTERM only leave a request; a second one of them ends the process.
-void catch_stop_signals();
+// From now on SIGINT and SIGTERM only leave a request; a second one of them ends the process. If `break_reads`, they
+// also end a read that waits for input.
+void catch_stop_signals(bool break_reads);
 
 bool stop_requested();
 
