@@ -123,7 +123,7 @@ std::string response_lines(const probe_report& report)
         text += i == 0 ? "response     " : "             ";
         if (report.gain_db[i] > SILENCE_DB) {
             text += line("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i], 10.0)) +
-                    std::string(static_cast<size_t>(bars), '#');
+                    std::string(static_cast<size_t>(std::lround(bars)), '#');
         } else {
             text += line("%6.3f kHz  nothing but noise", khz);
         }

@@ -94,6 +94,8 @@ int run_send(const send_options& options, bool verbose)
     const size_t gap = size_t{options.gap_ms} * MODEM_SAMPLE_RATE / 1000;
     // A frame waits while the one before it is played.
     output_stream output(system.find(options.device, direction::OUTPUT), 2 * (gap + MODEM_SAMPLE_RATE));
+    constexpr size_t LEAD_IN = MODEM_SAMPLE_RATE / 5; // many devices swallow or mangle the first tenths of a second
+    output.write(std::vector<int16_t>(LEAD_IN));
     output.start();
     const auto send_all = [&] {
         message_bytes message;
