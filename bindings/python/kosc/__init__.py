@@ -1,4 +1,4 @@
-"""Data-over-sound modem: 28 bytes become a quarter of a second of sound between 18 and 21 kHz, and sound becomes messages.
+"""Data-over-sound modem: 28 bytes become a quarter of a second of sound at 18 to 21 kHz, and sound becomes messages.
 
     import kosc
 

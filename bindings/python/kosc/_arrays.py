@@ -88,8 +88,9 @@ def view(array: NDArray[Any]) -> Any:
     return vector(0, array.size, 1, array.ctypes.data_as(ctypes.POINTER(element)))
 
 
-_VIEWS: dict[Any, tuple[Any, Any]] = {np.uint8: (records.VectorUint8, records.u8), np.float64: (records.Vector, records.f64),
-                       np.complex128: (records.VectorComplex, records.f64)}
+_VIEWS: dict[Any, tuple[Any, Any]] = {
+    np.uint8: (records.VectorUint8, records.u8), np.float64: (records.Vector, records.f64),
+    np.complex128: (records.VectorComplex, records.f64)}
 _FAMILIES: dict[Any, tuple[Any, str]] = {
     records.VectorUint8: (np.uint8, "kom_vector_uint8_free"), records.Vector: (np.float64, "kom_vector_free"),
     records.VectorComplex: (np.complex128, "kom_vector_complex_free")}

@@ -50,7 +50,8 @@ class Library:
             try:
                 function = getattr(self._library, name)
             except AttributeError:
-                raise LibraryNotFoundError(f"{self.path} has no function {name}: it is older than this package") from None
+                raise LibraryNotFoundError(
+                    f"{self.path} has no function {name}: it is older than this package") from None
             function.restype, function.argtypes = result, arguments
             setattr(self, name, function)
         self._errors: list[str] = []

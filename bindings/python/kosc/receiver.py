@@ -232,7 +232,7 @@ def _blocks(source: Any, channels: int) -> Iterable[Any]:
 
 
 def _whole_samples(read: Callable[[], bytes], size: int) -> Iterator[bytes]:
-    """Samples of all channels, `size` bytes each, however few bytes come at a time; a piece of one at the end is lost."""
+    """Samples of all channels, `size` bytes each, however few come at a time; a piece of one at the end is lost."""
     rest = b""
     while data := read():
         rest += data

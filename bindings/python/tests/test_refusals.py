@@ -68,8 +68,8 @@ def test_refuses(receiver, call, error, text):
         call(receiver)
 
 
-@pytest.mark.parametrize("parameters, text", [((1, 2, 44100), "44100 Hz; it must have 48000"), ((1, 1, 48000), "8 bits"),
-                                              ((2, 2, 48000), "2 channels, not 1")])
+@pytest.mark.parametrize("parameters, text", [
+    ((1, 2, 44100), "44100 Hz; it must have 48000"), ((1, 1, 48000), "8 bits"), ((2, 2, 48000), "2 channels, not 1")])
 def test_refuses_sound_of_another_form(tmp_path, parameters, text):
     with wave.open(str(tmp_path / "sound.wav"), "wb") as file:
         file.setparams((*parameters, 0, "NONE", ""))
@@ -91,11 +91,11 @@ def test_a_closed_receiver_refuses_and_closes_again():
 ANYTHING = st.one_of(
     arrays.arrays(arrays.scalar_dtypes(), arrays.array_shapes(min_dims=0, max_dims=2, min_side=0, max_side=40)),
     st.lists(st.sampled_from([0, 1, 255]), max_size=80), st.lists(st.floats(), max_size=80), st.none(), st.binary())
-STEPS = [core.qpsk_mod, core.qpsk_demod, core.ofdm_map_subcarries, core.ofdm_mod_halfcomplex, core.ofdm_demod_real, core.fft,
-         core.dft_spread_mod, core.crc16, core.byte2bin, core.bin2byte, core.encode82, core.decode82, core.fade,
-         core.interleaver_encode, core.interleaver_decode, CODE.encode, CODE.decode, CODE.decode_soft, PUNCTURE.depunch,
-         core.PhasePattern, MODEM.phase_pattern.shift, core.Bandpass(), core.make_audio, core.SampleBuffer,
-         MODEM.decode, kosc.encode]
+STEPS = [core.qpsk_mod, core.qpsk_demod, core.ofdm_map_subcarries, core.ofdm_mod_halfcomplex, core.ofdm_demod_real,
+         core.fft, core.dft_spread_mod, core.crc16, core.byte2bin, core.bin2byte, core.encode82, core.decode82,
+         core.fade, core.interleaver_encode, core.interleaver_decode, CODE.encode, CODE.decode, CODE.decode_soft,
+         PUNCTURE.depunch, core.PhasePattern, MODEM.phase_pattern.shift, core.Bandpass(), core.make_audio,
+         core.SampleBuffer, MODEM.decode, kosc.encode]
 
 
 @pytest.mark.parametrize("step", STEPS, ids=lambda step: getattr(step, "__name__", type(step).__name__))

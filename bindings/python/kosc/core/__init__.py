@@ -19,7 +19,7 @@ from .signals import Bandpass, blackman, fade, make_audio
 from .symbols import (PhasePattern, dft_spread_demod, dft_spread_mod, fft, ifft, ofdm_demod_real, ofdm_map_subcarries,
                       ofdm_mod_halfcomplex, qpsk_demod, qpsk_mod, zadoff_chu)
 
-__all__ = ["HOLE", "Bandpass", "ConvCode", "FrameQuality", "Modem", "PhasePattern", "Puncture", "SampleBuffer", "bin2byte",
-           "blackman", "byte2bin", "crc16", "decode82", "dft_spread_demod", "dft_spread_mod", "encode82", "fade", "fft",
-           "ifft", "interleaver_decode", "interleaver_encode", "make_audio", "ofdm_demod_real", "ofdm_map_subcarries",
-           "ofdm_mod_halfcomplex", "qpsk_demod", "qpsk_mod", "zadoff_chu"]
+__all__ = ["HOLE", "Bandpass", "ConvCode", "FrameQuality", "Modem", "PhasePattern", "Puncture", "SampleBuffer",
+           "bin2byte", "blackman", "byte2bin", "crc16", "decode82", "dft_spread_demod", "dft_spread_mod", "encode82",
+           "fade", "fft", "ifft", "interleaver_decode", "interleaver_encode", "make_audio", "ofdm_demod_real",
+           "ofdm_map_subcarries", "ofdm_mod_halfcomplex", "qpsk_demod", "qpsk_mod", "zadoff_chu"]

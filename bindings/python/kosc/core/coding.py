@@ -112,7 +112,8 @@ class ConvCode:
             raise MemoryError("no memory for the decoder")
         try:
             out = np.empty(steps, np.uint8)
-            arrays.filled(lib.soft_viterbi_decode, "cannot decode", out, decoder, array.ctypes.data, steps, out.ctypes.data)
+            arrays.filled(lib.soft_viterbi_decode, "cannot decode", out,
+                          decoder, array.ctypes.data, steps, out.ctypes.data)
         finally:
             lib.soft_viterbi_free(decoder)
         return out[:steps - self._tail]

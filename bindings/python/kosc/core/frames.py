@@ -105,7 +105,8 @@ class Modem:
         samples = self._checked(frame)
         out = np.empty(self._message_length, np.uint8)
         lib.forget_errors()
-        verdict = lib.soundcomm_decode(self._context, samples.ctypes.data, samples.size, out.ctypes.data, None, out.size)
+        verdict = lib.soundcomm_decode(self._context, samples.ctypes.data, samples.size, out.ctypes.data, None,
+                                       out.size)
         if verdict == FAILED:
             raise lib.error("cannot decode the frame")
         return out.tobytes() if verdict == DECODED else None

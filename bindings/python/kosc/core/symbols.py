@@ -14,7 +14,7 @@ from .._library import lib
 
 
 def qpsk_mod(bits: ArrayLike) -> Complexes:
-    """One symbol for every two bits: the first is the sign of the real part, 1 positive, the second of the imaginary."""
+    """One symbol for every two bits: the signs, 1 positive, of the real and of the imaginary part."""
     array = arrays.bits(bits)
     if array.size % 2 != 0:
         raise ValueError(f"{array.size} bits are no whole symbols of 2")
