@@ -32,6 +32,7 @@ template <typename T> T* alloc_array(uint64_t count)
 template <typename T> T* alloc_zeroed(uint64_t count)
 {
     const auto addressable = static_cast<size_t>(count);
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer, in an array of those.
     return addressable != count ? nullptr : static_cast<T*>(std::calloc(addressable, sizeof(T)));
 }
 
