@@ -3,8 +3,16 @@
  * libkosc for hosts: six calls that turn 28-byte messages into sound and sound into messages.
  *
  * Playing is 48000 Hz, 16 bit, mono; recording is 48000 Hz, 16 bit, two channels, which the host separates. The
- * library has no thread, file or device: everything happens inside these calls, on the caller's thread. The logger's
- * settings are shared by the process, so do not call into the library from two threads at once.
+ * library has no thread, file or device: everything happens inside these calls, on the caller's thread.
+ *
+ * Threads: handles share nothing but the logger, which has no lock: its level, callback and switches, and with the
+ * load-time settings a buffer for the line and one for the time stamp. ko_soundcommu_register_log() takes the two
+ * buffers out of use, and with `log_level` 0 nothing is logged. So call it, or set the level, before the threads start,
+ * and change no setting of the logger while they run. Then these may run at the same time:
+ * - calls with different handles;
+ * - with one handle, any number of encode calls, one decode call of channel 0 and one of channel 1; its init, release
+ *   and ko_soundcommu_config_second_look() each alone.
+ * Callbacks run on the thread of the call that causes them, so the log callback may run on several at once.
  */
 #ifndef KOSC_KOSC_H
 #define KOSC_KOSC_H

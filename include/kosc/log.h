@@ -3,8 +3,9 @@
  * The library's logger and its millisecond stopwatch.
  *
  * One logger serves the whole process. A call site tests `log_level` itself and only then calls log_msg(), so that a
- * message which is filtered out costs one comparison. Settings and buffers are plain globals without locks: the host
- * must not use the library from two threads at once.
+ * message which is filtered out costs one comparison. Settings and buffers are plain globals without locks: change
+ * settings while no other thread is in the library. The buffers are used by every line, unless time stamps are off and
+ * lines have heap buffers of their own, as ko_soundcommu_register_log() sets them; only then may two threads log.
  */
 #ifndef KOSC_LOG_H
 #define KOSC_LOG_H

@@ -104,7 +104,7 @@ conv_data_t decode_slots(const conv_code_t* code, const uint8_t* coded, uint32_t
 // The usual code, with received values that its table knows. Termination changes nothing in the output.
 conv_data_t decode_64_states(const conv_code_t* code, const uint8_t* coded, uint32_t step_num)
 {
-    constexpr size_t STATES = 64;
+    constexpr uint64_t STATES = 64;
     const block_ptr<int8_t> decisions{alloc_array<int8_t>(step_num * STATES)};
     KOSC_RETURN_IF(!decisions, FAILED, "failt to alloc memory %d %d.", step_num, code->state_num);
     block_ptr<uint8_t> decoded{alloc_array<uint8_t>(step_num)};

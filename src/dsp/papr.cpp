@@ -44,7 +44,7 @@ phase_pattern* calc_phase_pattern(const double* angles, uint32_t count)
     if (!pattern) {
         return nullptr;
     }
-    *pattern = {alloc_zeroed<double>(size_t{2} * count), count, alloc_zeroed<double>(size_t{2} * count), count};
+    *pattern = {alloc_zeroed<double>(uint64_t{2} * count), count, alloc_zeroed<double>(uint64_t{2} * count), count};
     if (pattern->shift_factors == nullptr || pattern->restore_factors == nullptr) {
         return nullptr;
     }

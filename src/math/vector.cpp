@@ -8,6 +8,7 @@
 using namespace kosc;
 
 // The exported functions of one family; `set` and `get` differ in how an element is passed and stand below.
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are types and parts of names.
 #define KOSC_DEFINE_VECTOR_FAMILY(V, T, family)                                                                        \
     V* V##_alloc(uint32_t count) { return family::alloc(count); }                                                      \
                                                                                                                        \
@@ -48,6 +49,7 @@ using namespace kosc;
     {                                                                                                                  \
         return family::const_subvector(v, offset, stride, count);                                                      \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 KOSC_DEFINE_VECTOR_FAMILY(kom_vector_uint8, uint8_t, uint8_family)
 KOSC_DEFINE_VECTOR_FAMILY(kom_vector, double, double_family)

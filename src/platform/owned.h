@@ -20,14 +20,21 @@ inline void free_block(void* block) { std::free(block); }
 // A plain block from malloc or calloc.
 template <typename T> using block_ptr = owned<T[], free_block>;
 
-// `count` elements, not cleared; null when there is no memory or the size passes what can be addressed.
-template <typename T> T* alloc_array(size_t count)
+// `count` elements, not cleared; null when there is no memory or the size passes what can be addressed. Counts have 64
+// bits, so that a product of lengths reaches this check unwrapped on 32-bit processors too.
+template <typename T> T* alloc_array(uint64_t count)
 {
-    return count > SIZE_MAX / sizeof(T) ? nullptr : static_cast<T*>(std::malloc(count * sizeof(T)));
+    return count > SIZE_MAX / sizeof(T) ? nullptr
+                                        : static_cast<T*>(std::malloc(static_cast<size_t>(count) * sizeof(T)));
 }
 
 // `count` zeroed elements.
-template <typename T> T* alloc_zeroed(size_t count) { return static_cast<T*>(std::calloc(count, sizeof(T))); }
+template <typename T> T* alloc_zeroed(uint64_t count)
+{
+    const auto addressable = static_cast<size_t>(count);
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer, in an array of those.
+    return addressable != count ? nullptr : static_cast<T*>(std::calloc(addressable, sizeof(T)));
+}
 
 // A cleared record.
 template <typename T> T* alloc_record()

@@ -22,9 +22,9 @@ uint32_t crc_position(const crc_cfg& cfg, uint32_t payload_len, uint32_t s)
 
 } // namespace
 
-size_t crc_scratch_len(const crc_cfg& cfg)
+uint64_t crc_scratch_len(const crc_cfg& cfg)
 {
-    return std::max<size_t>(cfg.bits / CHAR_BIT, WRITTEN_CRC_BYTES) * cfg.group;
+    return std::max<uint64_t>(cfg.bits / CHAR_BIT, WRITTEN_CRC_BYTES) * cfg.group;
 }
 
 bool compare_crcs(const crc_cfg& cfg, const uint8_t* block, uint32_t block_len, uint8_t* scratch, uint8_t* matches)

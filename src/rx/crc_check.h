@@ -2,7 +2,6 @@
 #ifndef KOSC_RX_CRC_CHECK_H
 #define KOSC_RX_CRC_CHECK_H
 
-#include <cstddef>
 #include <cstdint>
 
 #include "kosc/config.h"
@@ -10,7 +9,7 @@
 namespace kosc {
 
 // Bytes of scratch space that compare_crcs() needs.
-size_t crc_scratch_len(const crc_cfg& cfg);
+uint64_t crc_scratch_len(const crc_cfg& cfg);
 
 // matches[s] = 1 when the CRC of part s is right, else 0, for all cfg.group parts. False when the block is too short
 // for its CRCs or they cannot be computed.

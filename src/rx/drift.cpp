@@ -239,8 +239,8 @@ drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_
         std::max(fastest.received_anchor - fastest.sent_anchor, paras->frame.frame_length * COARSE_REACH * COARSE_STEP);
     s->margin = static_cast<uint32_t>(std::ceil(shift / BLOCK_LEN));
     s->block_num = ofdm.symbol_len / BLOCK_LEN + 2 * s->margin;
-    const size_t sc_num = ofdm.sc_num;
-    const size_t entries = size_t{paras->frame.pilot_symbols} * COARSE_NUM;
+    const uint64_t sc_num = ofdm.sc_num;
+    const uint64_t entries = uint64_t{paras->frame.pilot_symbols} * COARSE_NUM;
     s->block_sums = alloc_array<double>(2 * sc_num * s->block_num);
     s->response = alloc_array<double>(2 * sc_num);
     s->turns = alloc_array<double>(2 * sc_num);

@@ -17,23 +17,23 @@ using look_ptr = owned<second_look_t, free_second_look>;
 template <typename T> class carver {
 public:
     explicit carver(T* block) : block_(block) {}
-    void take(T** part, size_t count)
+    void take(T** part, uint64_t count)
     {
         *part = block_ == nullptr ? nullptr : block_ + used_;
         used_ += count;
     }
-    size_t used() const { return used_; }
+    uint64_t used() const { return used_; }
 
 private:
     T* block_;
-    size_t used_ = 0;
+    uint64_t used_ = 0;
 };
 
-size_t carve_numbers(second_look_t* look, double* block)
+uint64_t carve_numbers(second_look_t* look, double* block)
 {
-    const size_t sc_num = look->paras->cfg.ofdm_cfg.sc_num;
-    const size_t symbols = look->paras->frame.symbols;
-    const size_t rank = look->smoother->rank;
+    const uint64_t sc_num = look->paras->cfg.ofdm_cfg.sc_num;
+    const uint64_t symbols = look->paras->frame.symbols;
+    const uint64_t rank = look->smoother->rank;
     carver<double> parts{block};
     parts.take(&look->frame, look->paras->frame.frame_length);
     parts.take(&look->evening, sc_num);
@@ -44,13 +44,13 @@ size_t carve_numbers(second_look_t* look, double* block)
     parts.take(&look->own, 2 * rank);
     parts.take(&look->response, 2 * sc_num);
     parts.take(&look->phases, symbols);
-    parts.take(&look->levels, 2 * size_t{look->paras->frame.data_symbols} * sc_num);
+    parts.take(&look->levels, 2 * uint64_t{look->paras->frame.data_symbols} * sc_num);
     parts.take(&look->soft, look->coded_len);
     parts.take(&look->work, 3 * sc_num);
     return parts.used();
 }
 
-size_t carve_octets(second_look_t* look, uint8_t* block)
+uint64_t carve_octets(second_look_t* look, uint8_t* block)
 {
     const size_t steps = look->coded_len / look->paras->conv_code->polynomial_num;
     const crc_cfg& crc = look->paras->cfg.crc_cfg;

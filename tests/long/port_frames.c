@@ -1,0 +1,100 @@
+/*
+ * Frames of one build of the library against those of another, for builds that cannot be loaded side by side.
+ *
+ *     port_frames write FILE      writes COUNT frames: per message the sent bits, then the samples, low byte first
+ *     port_frames compare FILE    encodes the same messages, hears the frames of FILE, and counts what differs
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "kosc/core.h"
+
+enum { COUNT = 1000, MESSAGE_LEN = 28, BITS = 768, SAMPLES = 11520, RECORD = BITS + 2 * SAMPLES };
+
+static uint8_t message[MESSAGE_LEN];
+static unsigned long heard;
+
+static void on_messages(const decode_result_t* results, uint32_t count)
+{
+    for (uint32_t i = 0; i < count; i++) {
+        heard += memcmp(results[i].msg, message, MESSAGE_LEN) == 0;
+    }
+}
+
+/* A linear congruential generator, with the multiplier of Knuth's MMIX. */
+static void next_message(void)
+{
+    static uint64_t state = 1;
+    for (int i = 0; i < MESSAGE_LEN; i++) {
+        state = state * UINT64_C(6364136223846793005) + UINT64_C(1442695040888963407);
+        message[i] = (uint8_t)(state >> 56);
+    }
+}
+
+static int make_bits(const soundcomm_paras_t* paras, uint8_t* bits)
+{
+    kom_vector_uint8* block = add_crc(message, MESSAGE_LEN, &paras->cfg.crc_cfg);
+    kom_vector_uint8* plain = vector_byte_to_binary(block);
+    kom_vector_uint8* coded = plain == NULL ? NULL : add_channel_code(paras, plain);
+    kom_vector_uint8* spread = coded == NULL ? NULL : interleaver_encode(coded, paras->cfg.interleaver_cfg.stride);
+    const int made = spread != NULL && spread->size == BITS;
+    if (made) {
+        memcpy(bits, spread->data, BITS);
+    }
+    kom_vector_uint8_free(block);
+    kom_vector_uint8_free(plain);
+    kom_vector_uint8_free(coded);
+    kom_vector_uint8_free(spread);
+    return made;
+}
+
+static int sample_at(const uint8_t* bytes, int i)
+{
+    const int value = bytes[2 * i] | bytes[2 * i + 1] << 8;
+    return value < 32768 ? value : value - 65536;
+}
+
+int main(int argc, char** argv)
+{
+    static uint8_t other[RECORD], own[RECORD];
+    static int16_t samples[SAMPLES];
+    const int writes = argc == 3 && strcmp(argv[1], "write") == 0;
+    FILE* const file = argc == 3 ? fopen(argv[2], writes ? "wb" : "rb") : NULL;
+    log_level = 0;
+    soundcommu_handle_t* const modem = ko_soundcommu_init(on_messages, on_messages);
+    int failed = file == NULL || modem == NULL;
+    unsigned long bits = 0, differing = 0;
+    int largest = 0;
+    for (int n = 0; n < COUNT && !failed; n++) {
+        next_message();
+        failed = !make_bits(modem->ctx[0]->tx_paras, own) ||
+                 ko_soundcommu_encode(modem, message, MESSAGE_LEN, samples, sizeof samples) != 0;
+        for (int i = 0; i < SAMPLES; i++) {
+            own[BITS + 2 * i] = (uint8_t)((uint16_t)samples[i] & 0xFF);
+            own[BITS + 2 * i + 1] = (uint8_t)((uint16_t)samples[i] >> 8);
+        }
+        failed = failed || (writes ? fwrite(own, RECORD, 1, file) : fread(other, RECORD, 1, file)) != 1;
+        if (writes || failed) {
+            continue;
+        }
+        for (int i = 0; i < BITS; i++) {
+            bits += other[i] != own[i];
+        }
+        for (int i = 0; i < SAMPLES; i++) {
+            const int step = abs(sample_at(other + BITS, i) - samples[i]);
+            differing += step != 0;
+            largest = step > largest ? step : largest;
+            samples[i] = (int16_t)sample_at(other + BITS, i);
+        }
+        failed = ko_soundcommu_decode(modem, samples, sizeof samples, 0) != 0;
+    }
+    ko_soundcommu_release(modem);
+    failed = failed || (file != NULL && fclose(file) != 0);
+    if (!writes && !failed) {
+        printf("%d frames: %lu bits differ, %lu of %d samples differ, by %d at most, %lu messages heard\n", COUNT, bits,
+               differing, COUNT * SAMPLES, largest, heard);
+        failed = bits != 0 || largest > 1 || heard != COUNT;
+    }
+    return failed ? EXIT_FAILURE : EXIT_SUCCESS;
+}
