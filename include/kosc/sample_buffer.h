@@ -127,7 +127,10 @@ KOSC_API bool sync_iter_is_end(const sync_iter* iter);
  */
 KOSC_API const double* data_container_get(const sync_iter* iter);
 
-/** Start of the current frame, counted in samples since creation or reset; wraps at 2^32. */
+/**
+ * Start of the current frame, counted in samples since creation or reset; wraps at 2^32, which is 24.9 hours at 48 kHz.
+ * Nothing else shows there: frames are found and decoded on. frame_report_t in receiver.h counts in 64 bits.
+ */
 KOSC_API uint32_t sync_iter_get_global_offset(const sync_iter* iter);
 
 /** Stores whether the current frame decoded, which decides where the search goes on; ignored at the end. */

@@ -40,13 +40,13 @@ TEST(Host, ReportsTheFirstFailingCheckOfACall)
     pcm frame(FRAME_LEN);
     audio_para_t record;
     const auto encodes = [](soundcommu_handle_t* handle, const uint8_t* m, uint32_t len, int16_t* to, uint32_t size) {
-        return ko_soundcommu_encode(handle, m, len, to, size) == 0;
+        return ko_soundcommu_encode(handle, m, len, to, size) != -1;
     };
     const auto decodes = [](soundcommu_handle_t* handle, const int16_t* data, int len, int channel) {
-        return ko_soundcommu_decode(handle, data, len, channel) == 0;
+        return ko_soundcommu_decode(handle, data, len, channel) != -1;
     };
     expect_refusals({
-        {[&] { return ko_soundcommu_get_audio_para(nullptr, &record) == 0; }, {"play_para or record_para is NULL"}},
+        {[&] { return ko_soundcommu_get_audio_para(nullptr, &record) != -1; }, {"play_para or record_para is NULL"}},
         {[&] { return encodes(nullptr, nullptr, 27, nullptr, 23038); }, {"kosc is NULL"}},
         {[&] { return encodes(h.get(), nullptr, 27, nullptr, 23038); }, {"msg is NULL"}},
         {[&] { return encodes(h.get(), msg.data(), 27, nullptr, 23038); }, {"Msg length 27 28 invalid"}},

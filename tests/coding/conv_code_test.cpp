@@ -106,6 +106,7 @@ TEST(ConvCode, ReportsWhatItRefuses)
         {[&] { return conv_code_init(7, nullptr, 3) != nullptr; }, {"Invalid para 7, 0, 3"}},
         {[&] { return conv_code_init(7, outside, 3) != nullptr; }, {"Invalid polynomial 128"}},
         {[&] { return conv_code_init(32, ones, 2) != nullptr; }, {"Invalid polynomial 1"}}, // shifts are modulo 32
+        {[&] { return conv_code_init(25, ones, 2) != nullptr; }, {"fail to malloc output."}},
         {[&] { return conv_code_init(31, ones, 2) != nullptr; }, {"fail to malloc output."}},
         {[&] { return conv_code_encode(code.get(), block.data(), 0xFFFFFFF0).len != 0; }, {"No enough memory."}},
         {[&] { return !decoded(nullptr, block, true).empty(); }, {"NULL pointer."}},

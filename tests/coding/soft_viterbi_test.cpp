@@ -56,6 +56,7 @@ TEST(SoftViterbi, RefusesWhatItCannotHold)
     const uint32_t one = 1, nine[] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
     EXPECT_EQ(soft_viterbi_init(code_ptr{conv_code_init(1, &one, 1)}.get(), 10), nullptr);
     EXPECT_EQ(soft_viterbi_init(code_ptr{conv_code_init(3, nine, 9)}.get(), 10), nullptr);
+    EXPECT_EQ(soft_viterbi_init(code_ptr{conv_code_init(17, &one, 1)}.get(), 20), nullptr);
     const decoder_ptr decoder{soft_viterbi_init(CODES[0].get(), 10)};
     const double_list soft(22);
     byte_list found(11);

@@ -33,6 +33,7 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
         {[](cfg_t& c) { c.fade_cfg.len = 256, c.ofdm_cfg.sc_num = 100; }, {"fade in and out length 256 is too long"}},
         {[](cfg_t& c) { c.ofdm_cfg.sc_num = 100, c.ofdm_cfg.papr = 4; },
          {"RE num 384 can't be divided by sc num 100", "Init frame struct failed"}},
+        {[](cfg_t& c) { c.ofdm_cfg.papr = 4; }, {}},
         {[](cfg_t& c) { make_wide(c, 68, 576); }, {"Fail to Init PAPR reduction context."}}, // there are 512 angles
         {[](cfg_t& c) { c.channel_code_cfg.paras.conv.polynomials = OUTSIDE, c.ofdm_cfg.sc_start_idx = 448; },
          {"Invalid polynomial 128", "Fail to init convolutional code."}},
@@ -60,6 +61,12 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
             EXPECT_EQ(logged("ERROR"), errors(expected));
         }
     }
+}
+
+TEST(Context, TakesAPrefixAsLongAsItsSymbol)
+{
+    const log_capture quiet{0};
+    EXPECT_NE(make_context([](cfg_t& c) { c.ofdm_cfg.cp_len = 1024; }), nullptr);
 }
 
 TEST(Context, ChecksThatNothingDividedByOrAllocatedIsZero)

@@ -45,6 +45,11 @@ TEST(FrameLayout, RefusesWhatGivesNoWholeFrame)
     huge.crc_cfg.bits = huge.crc_cfg.group = 0x10000; // 2^32 bits, which must not wrap to a small frame
     uneven.ofdm_cfg.sc_num = 100;
     frame_struct_t frame{};
+    for (const uint32_t length : {0x80000000U, 0x10000000U}) { // a symbol and its prefix, or all symbols, pass 2^32
+        cfg_t endless = *soundcomm_default_cfg();
+        endless.ofdm_cfg.symbol_len = endless.ofdm_cfg.cp_len = length;
+        EXPECT_FALSE(init_frame_struct(&endless, &frame)) << length;
+    }
     EXPECT_FALSE(init_frame_struct(&empty, &frame) || init_frame_struct(&huge, &frame));
     EXPECT_FALSE(init_frame_struct(&uneven, nullptr));
     EXPECT_EQ(logged(), text_list{});

@@ -11,6 +11,17 @@ namespace {
 
 constexpr uint32_t LENGTH = 4000; // in which every impulse response below dies away
 
+TEST(Blackman, RisesFromZeroToOneAndBack)
+{
+    double window[5] = {9, 9, 9, 9, 9}, alone = 9;
+    blackman(5, window);
+    blackman(1, &alone);
+    EXPECT_EQ(alone, 1.0);
+    for (const auto& [i, value] : {std::pair{0, 0.0}, {1, 0.34}, {2, 1.0}, {3, 0.34}, {4, 0.0}}) {
+        EXPECT_NEAR(window[i], value, 1e-15) << i;
+    }
+}
+
 // Butterworth's magnitude over the frequency that the bilinear transform maps to tan(pi*f/2): 1 at the geometric
 // centre, 1/sqrt(2) at the cut-offs. Source: Oppenheim and Schafer, "Discrete-Time Signal Processing".
 TEST(Butterworth, PassesEveryFrequencyAsItsOrderAndCutOffsSay)

@@ -55,7 +55,7 @@ TEST(DftSpread, SpreadsAnImpulseOverAllValues)
 
 TEST(DftSpread, ReportsOtherLengthsThanPowersOfTwoUnderFixedLineNumbers)
 {
-    const log_capture log;
+    const log_capture log{KOSC_LEVEL_ERROR};
     double_list data(24, 1.5);
     EXPECT_FALSE(dft_spread_mod(data.data(), 12) || dft_spread_demod(data.data(), 12));
     EXPECT_EQ(log_capture::lines(),

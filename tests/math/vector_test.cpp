@@ -60,6 +60,22 @@ TEST_F(ComplexVector, CopiesAndViewsRunsThatLieInside)
     }
 }
 
+TEST(PlainVectors, WriteInsideOnly)
+{
+    double numbers[] = {1, 2};
+    byte_list bytes = {1, 2};
+    auto v = kom_vector_const_view_array(numbers, 2, 0, 1, 2);
+    auto b = view_of(bytes);
+    for (const uint32_t place : {1U, 2U}) {
+        kom_vector_set(&v, place, 9);
+        kom_vector_uint8_set(&b, place, 9);
+    }
+    EXPECT_EQ(list(numbers, 2), (double_list{1, 9}));
+    EXPECT_EQ(bytes, (byte_list{1, 9}));
+    EXPECT_EQ(kom_vector_get(&v, 1) + kom_vector_get(&v, 2) + kom_vector_uint8_get(&b, 1) + kom_vector_uint8_get(&b, 2),
+              18);
+}
+
 TEST_F(ComplexVector, ReadsAndWritesThroughTheStrideAndInsideOnly)
 {
     auto outer = kom_vector_complex_const_subvector(&odd, 1, 4, 2); // 3, 11
@@ -71,6 +87,7 @@ TEST_F(ComplexVector, ReadsAndWritesThroughTheStrideAndInsideOnly)
     EXPECT_EQ(kom_vector_complex_get(&outer, 1).im, 6);
     EXPECT_EQ(kom_vector_complex_get(&outer, 2).re + kom_vector_complex_get(&outer, 2).im, 0);
     kom_vector_complex_free(&outer); // a view owns nothing
+    EXPECT_EQ(kom_vector_complex_stride(&outer), 8U);
     const doubles_ptr imag{kom_vector_complex_imag(&outer)};
     EXPECT_EQ(list(imag->data, 2), (double_list{23, 6}));
 }

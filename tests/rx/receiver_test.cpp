@@ -143,6 +143,7 @@ TEST(Receiver, CountsWhatItCannotStoreAndSaysWhatItDoes)
     r.results.correct = r.results.error = {nullptr, 0, 0};
     EXPECT_EQ(r.hear(sound), 0);
     EXPECT_EQ(r.results.correct.count, 2U);
+    EXPECT_EQ(logged("DEBUG][correct_output").size(), 1U) << "said of a buffer that is there";
     expect_logged({"DEBUG filter freq 17859.375000 21093.750000", "DEBUG Receive data_len 37560",
                    "DEBUG Next piece is 23040", "DEBUG Next piece is 14520", "DEBUG try to decode 1.",
                    "DEBUG try to decode 2.", "DEBUG Global offset: 11520", "INFO do_decode success",
@@ -197,9 +198,9 @@ TEST(Receiver, RefusesWhatItCannotPrepareOrHear)
     EXPECT_EQ(soundcomm_decode_length(nullptr, FRAME_LEN), 0U);
     const std::string missing = "receiver is not initialised";
     expect_refusals({
-        {[&] { return soundcomm_receive(ctx, nullptr, 1, &r.results) == 0; }, {"input_data shouldn't be null"}},
-        {[&] { return soundcomm_receive(nullptr, &sample, 1, &r.results) == 0; }, {missing}},
-        {[&] { return soundcomm_receive(ctx, &sample, 1, nullptr) == 0; }, {missing}},
+        {[&] { return soundcomm_receive(ctx, nullptr, 1, &r.results) != -1; }, {"input_data shouldn't be null"}},
+        {[&] { return soundcomm_receive(nullptr, &sample, 1, &r.results) != -1; }, {missing}},
+        {[&] { return soundcomm_receive(ctx, &sample, 1, nullptr) != -1; }, {missing}},
         {[&] {
              return soundcomm_init_receive(nullptr, DEFAULT_SYNC, {2, 1, 48000});
          },
@@ -209,7 +210,7 @@ TEST(Receiver, RefusesWhatItCannotPrepareOrHear)
          },
          {"Invalid track count 3"}},
         {[&] { return init_receive_related(ctx, 2, 48000, 0); }, {"invalid sync handler paras", "Fail to init dc."}},
-        {[&] { return soundcomm_receive(ctx, &sample, 1, &r.results) == 0; }, {missing}},
+        {[&] { return soundcomm_receive(ctx, &sample, 1, &r.results) != -1; }, {missing}},
     });
 }
 

@@ -120,6 +120,21 @@ TEST(SampleBuffer, HearsNothingInNearSilence)
     }
 }
 
+// Here of no whole number of vector registers, and of one lane more than a window's energy has samples.
+TEST(SampleBuffer, CorrelatesThePilotWithItselfToOne)
+{
+    layout odd;
+    odd.pilot = {0, 300, -500, 200, 100, -400, 700, -600, 0, 100, 200, -300, 500, -200, 400, -100, 300, 600, -700};
+    odd.corr_len = 19;
+    const buffer b{odd};
+    for (const double x : odd.pilot) {
+        EXPECT_TRUE(data_container_recv(b.box.get(), x));
+    }
+    EXPECT_NEAR(vector_back(b->corrcoef), 1.0, 1e-12);
+    vector_push_back(b->data_norm, 1.0);
+    EXPECT_FALSE(data_container_recv(b.box.get(), 1.0)) << "no window belongs to that energy";
+}
+
 TEST(SampleBuffer, RefusesHistoriesThatDoNotFitAndLayoutsItCannotSearch)
 {
     const log_capture log{KOSC_LEVEL_ERROR};

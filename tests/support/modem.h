@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -39,7 +40,7 @@ inline pcm join(const std::vector<pcm>& parts)
 // The positions of all frames found since the log was last cleared, as lines of the log.
 inline text_list logged_offsets() { return logged("DEBUG][Global offset: "); }
 
-// Something that must fail, and all that the log then holds.
+// Something that must fail, again and again, and all that the log then holds.
 struct refusal {
     std::function<bool()> act;
     text_list errors;
@@ -57,6 +58,10 @@ inline void expect_refusals(const std::vector<refusal>& cases)
         log_capture::clear();
         EXPECT_FALSE(c.act()) << "case " << &c - cases.data();
         EXPECT_EQ(logged(), errors(c.errors));
+        const uint32_t level = std::exchange(log_level, 0);
+        EXPECT_FALSE(c.act()) << "case " << &c - cases.data() << " with the log off";
+        EXPECT_EQ(logged(), errors(c.errors)) << "nothing more";
+        log_level = level;
     }
 }
 

@@ -19,6 +19,7 @@ TEST(AudioRender, ScalesClipsAndTruncates)
     for (const auto& [gain, samples, expected] : cases) {
         EXPECT_EQ(render(samples, gain), expected);
     }
+    EXPECT_EQ(calc_peak_scale(double_list{1.0, -4.0}.data(), 2, 0.5), 32767 / 4.0 * 0.5);
 }
 
 TEST(AudioRender, ReportsTheFirstFailingCheckAndWritesNothing)

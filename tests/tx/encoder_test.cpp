@@ -11,7 +11,7 @@ TEST(Encoder, ReportsTheFirstFailingCheckAndTheStepThatFailed)
     const auto encodes = [&](const std::function<void(soundcomm_paras_t&)>& spoil) {
         const context_ptr ctx = make_context();
         spoil(*ctx->tx_paras);
-        return soundcomm_encode(ctx->tx_paras, message("x").data(), MSG_LEN, frame.data(), FRAME_LEN) == 0;
+        return soundcomm_encode(ctx->tx_paras, message("x").data(), MSG_LEN, frame.data(), FRAME_LEN) != -1;
     };
     const context_ptr ctx = make_context([](auto& c) { c.crc_cfg.put_crc = KOSC_CRC_AFTER_EVERY_PART; });
     const soundcomm_paras_t* const paras = ctx->tx_paras;
@@ -19,12 +19,12 @@ TEST(Encoder, ReportsTheFirstFailingCheckAndTheStepThatFailed)
     const crc_cfg unknown = {16, 2, 2};
     const std::string papr = "Fail to do PAPR reduction.";
     expect_refusals({
-        {[&] { return soundcomm_encode(nullptr, nullptr, 27, nullptr, 0) == 0; }, {"soundcomm_context_t is NULL"}},
-        {[&] { return soundcomm_encode(paras, nullptr, 27, nullptr, 0) == 0; }, {"input is NULL"}},
-        {[&] { return soundcomm_encode(paras, msg.data(), 27, nullptr, 0) == 0; }, {"output is NULL"}},
-        {[&] { return soundcomm_encode(paras, msg.data(), 27, frame.data(), 11519) == 0; },
+        {[&] { return soundcomm_encode(nullptr, nullptr, 27, nullptr, 0) != -1; }, {"soundcomm_context_t is NULL"}},
+        {[&] { return soundcomm_encode(paras, nullptr, 27, nullptr, 0) != -1; }, {"input is NULL"}},
+        {[&] { return soundcomm_encode(paras, msg.data(), 27, nullptr, 0) != -1; }, {"output is NULL"}},
+        {[&] { return soundcomm_encode(paras, msg.data(), 27, frame.data(), 11519) != -1; },
          {"output_len(11519) is less than frame_len(11520)"}},
-        {[&] { return soundcomm_encode(paras, msg.data(), 27, frame.data(), 11520) == 0; },
+        {[&] { return soundcomm_encode(paras, msg.data(), 27, frame.data(), 11520) != -1; },
          {"input_len(27) is not equal to msg_byte_len(28)"}},
         {[&] { return add_crc(msg.data(), MSG_LEN, &unknown) != nullptr; }, {"calulate crc failed"}},
         {[&] { return encodes([](auto& p) { p.punch_template->kept_len = 700; }); },

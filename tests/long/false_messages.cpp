@@ -1,0 +1,138 @@
+// Plays sounds that hold no message to a default receiver and to one with the second look on. Prints what they took for
+// a frame, and fails when a message comes out. With --one just the latter listens: it decodes at first as the default
+// one does, so it delivers whatever that would.
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "non_signals.h"
+
+namespace {
+
+constexpr size_t SEGMENT = size_t{1} << 17; // 2.7 seconds
+constexpr uint32_t BLOCK = 4096;
+constexpr double SEGMENTS_AN_HOUR = 3600.0 * 48000 / SEGMENT;
+
+struct counts {
+    uint64_t candidates, rejects, attempts, messages;
+};
+
+class listener {
+public:
+    explicit listener(uint32_t second_look)
+        : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
+    {
+        soundcomm_init_receive(ctx_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
+        soundcomm_config_second_look(ctx_.get(), second_look);
+        soundcomm_set_frame_callback(ctx_.get(), note, &seen_);
+    }
+    const soundcomm_paras_t* modem() const { return ctx_->tx_paras; }
+    void hear(const std::vector<int16_t>& sound)
+    {
+        for (size_t at = 0; at < sound.size(); at += BLOCK) {
+            result_set_t results{};
+            if (soundcomm_receive(ctx_.get(), &sound[at], BLOCK, &results) != 0) {
+                std::puts("the receiver failed");
+                std::exit(EXIT_FAILURE);
+            }
+            seen_.messages += results.correct.count;
+        }
+    }
+    // What was seen since the last call.
+    counts take() { return std::exchange(seen_, counts{}); }
+
+private:
+    static void note(const frame_report_t* report, void* user)
+    {
+        counts& seen = *static_cast<counts*>(user);
+        ++seen.candidates;
+        seen.rejects += report->verdict == 0 ? 1 : 0;
+        seen.attempts += report->quality.attempts;
+        if (report->verdict == 1) {
+            std::printf("a message at sample %llu:", static_cast<unsigned long long>(report->sample));
+            for (uint32_t i = 0; i < report->msg_len; ++i) {
+                std::printf(" %02x", report->msg[i]);
+            }
+            std::printf(" (%s)\n", report->quality.needed ? "second look" : "at once");
+        }
+    }
+
+    std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> ctx_;
+    counts seen_{};
+};
+
+void print(const char* name, double hours, const counts& plain, const counts& deep)
+{
+    std::printf("%-27s %9.3f %11llu %11llu %11llu %11llu %9llu\n", name, hours,
+                static_cast<unsigned long long>(plain.candidates), static_cast<unsigned long long>(plain.rejects),
+                static_cast<unsigned long long>(deep.rejects), static_cast<unsigned long long>(deep.attempts),
+                static_cast<unsigned long long>(plain.messages + deep.messages));
+}
+
+void add(counts* sum, const counts& more)
+{
+    sum->candidates += more.candidates;
+    sum->rejects += more.rejects;
+    sum->attempts += more.attempts;
+    sum->messages += more.messages;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const bool one = argc > 1 && argv[1] == std::string("--one");
+    argc -= one ? 1 : 0;
+    argv += one ? 1 : 0;
+    if (argc < 3) {
+        std::fputs("usage: kosc_false_messages [--one] HOURS SEED [SPEECH.wav...]\n", stderr);
+        return EXIT_FAILURE;
+    }
+    log_level = KOSC_LEVEL_ERROR;
+    const double hours = std::atof(argv[1]);
+    const uint64_t seed = std::strtoull(argv[2], nullptr, 10);
+    listener plain{KOSC_SECOND_LOOK_OFF};
+    listener deep{KOSC_SECOND_LOOK_ON};
+    sound_source source{kosc_link::random_source{0}, plain.modem(), {}};
+    for (int i = 3; i < argc; ++i) {
+        const std::vector<int16_t> speech = read_speech(argv[i]);
+        source.speech.insert(source.speech.end(), speech.begin(), speech.end());
+    }
+    std::printf("%-27s %9s %11s %11s %11s %11s %9s\n", "", "hours", "candidates", "rejected", "2nd look", "attempts",
+                "messages");
+    counts plain_sum{};
+    counts deep_sum{};
+    double heard = 0;
+    kosc_link::signal sound;
+    uint64_t kind_seed = seed << 40;
+    for (const sound_kind& kind : sound_kinds()) {
+        kind_seed += uint64_t{1} << 32;
+        if (kind.is_speech && source.speech.empty()) {
+            continue;
+        }
+        const auto segments = static_cast<uint32_t>(hours * SEGMENTS_AN_HOUR * kind.share / 100) + 1;
+        for (uint32_t i = 0; i < segments; ++i) {
+            source.random = kosc_link::random_source{kind_seed + i};
+            sound.assign(SEGMENT, 0.0);
+            kind.fill(&sound, &source);
+            const std::vector<int16_t> pcm = to_samples(sound);
+            if (!one) {
+                plain.hear(pcm);
+            }
+            deep.hear(pcm);
+        }
+        const counts found = plain.take();
+        const counts found_deep = deep.take();
+        print(kind.name, segments / SEGMENTS_AN_HOUR, found, found_deep);
+        add(&plain_sum, found);
+        add(&deep_sum, found_deep);
+        heard += segments / SEGMENTS_AN_HOUR;
+    }
+    print("all", heard, plain_sum, deep_sum);
+    const uint64_t chances = plain_sum.candidates + deep_sum.candidates + deep_sum.attempts;
+    std::printf("%llu comparisons with two CRCs of 16 bits: %.1e false messages are expected\n",
+                static_cast<unsigned long long>(chances), static_cast<double>(chances) * 0x1p-32);
+    return plain_sum.messages + deep_sum.messages == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
