@@ -193,8 +193,7 @@ int main(int argc, char** argv)
     data_container* const container = soundcomm_get_datacontainer(listener.ctx->rx_paras, 0);
     listener.ctx->rx_paras->received = first;
     container->removed_length = static_cast<uint32_t>(first);
-    sound_source source{kosc_link::random_source{std::strtoull(argv[2], nullptr, 10)}, listener.ctx->tx_paras,
-                        kosc_link::signal{}};
+    sound_source source{kosc_link::random_source{std::strtoull(argv[2], nullptr, 10)}, listener.ctx->tx_paras, {}};
     tally all{};
     memory early{};
     for (uint64_t n = 0; n < segments; ++n) {
