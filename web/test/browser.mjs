@@ -11,7 +11,7 @@ const heardFrom = (file) => file
 
 const serve = (files) => async (request, response) => {
     const path = new URL(request.url, "http://localhost").pathname.replace(/^\/$/, "/index.html");
-    const body = files[path] ?? await readFile(new URL(`.${path}`, site)).catch(() => null);
+    const body = await files[path] ?? await readFile(new URL(`.${path}`, site)).catch(() => null);
     response.writeHead(body ? 200 : 404, { "Content-Type": TYPES[path.split(".").at(-1)] ?? "text/plain" });
     response.end(body ?? "not here");
 };
@@ -45,3 +45,6 @@ export async function withPage({ microphone, prepare, argument, files = {}, ...o
         server.close();
     }
 }
+
+/** Waits until the element `id` says `pattern`. */
+export const status = (page, id, pattern) => page.locator(id).filter({ hasText: pattern }).waitFor();
