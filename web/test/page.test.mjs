@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
+import { setTimeout } from "node:timers/promises";
 import { status, withPage } from "./browser.mjs";
 import { nativeMessages, noisyRecording, resample, site, writeWav } from "./sounds.mjs";
 
@@ -58,7 +59,7 @@ test("a recording dropped while the page still loads shows its messages, and a f
     const frames = ["one", "two"].map((text, i) => ({ text, at: 0.4 + i, gain: 0.06 - 0.03 * i }));
     const right = resample(noisyRecording(2, frames), 48000, 44100);
     const file = writeWav("stereo.wav", Float32Array.from({ length: 2 * right.length }, (_, i) => (i % 2 ? right[i >> 1] : 0)), 44100, 2);
-    const late = new Promise((resolve) => setTimeout(() => resolve(readFileSync(new URL("kosc/kosc.wasm", site))), 1000));
+    const late = () => setTimeout(1500, readFileSync(new URL("kosc/kosc.wasm", site)));
     await withPage({ files: { "/kosc/kosc.wasm": late } }, async (page) => {
         await drop(page, file, "stereo.wav");
         await status(page, "#file-status", "stereo.wav, 2.0 s: 2 messages.");
@@ -92,7 +93,7 @@ test("an AudioWorklet runs the modem over the module that it is handed", async (
             }
             process([[samples]]) { return this.receiver.push(samples ?? new Float32Array(128)) && true; }
         });`;
-    await withPage({ files: { "/modem-worklet.js": source } }, async (page) => {
+    await withPage({ files: { "/modem-worklet.js": () => source } }, async (page) => {
         const heard = await page.evaluate(async () => {
             const { module, encode } = await import("/kosc/index.js");
             const context = new OfflineAudioContext(1, 48000, 48000);
