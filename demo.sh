@@ -1,9 +1,14 @@
 #!/bin/bash
 # A message into sound and back: ./demo.sh ["text of up to 28 bytes"]
 # Leaves build/demo/message.wav, the message's sound, and build/demo/noisy.wav, a stereo recording that hears it.
+# The same in a browser: ./demo.sh web [port]
 set -euo pipefail
 cd "$(dirname "$0")"
 . cmake/packages.sh
+
+if [ "${1-}" = web ]; then
+    exec web/serve.sh "${2-8000}"
+fi
 text=${1-hello over sound}
 out=build/demo
 

@@ -1,6 +1,7 @@
 #!/bin/bash
-# Builds and tests everything: g++ and clang++ in release form, then clang++ under AddressSanitizer and UBSan, and a
-# program in C under MemorySanitizer and ThreadSanitizer. tests/long has what takes longer.
+# Builds and tests everything: g++ and clang++ in release form, then clang++ under AddressSanitizer and UBSan, a program
+# in C under MemorySanitizer and ThreadSanitizer, and the npm package and the page by emscripten, in node and Chromium.
+# tests/long has what takes longer.
 # Stops at the first build tree that fails; prints failures in full and of the rest only summaries.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -9,7 +10,9 @@ cd "$(dirname "$0")"
 need_packages abigail-tools cmake make doxygen g++ clang libclang-rt-14-dev clang-format-14 python3 pkg-config \
     libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev \
     portaudio19-dev pulseaudio libasound2-plugins scdoc valgrind espeak-ng \
-    python3-pytest python3-hypothesis python3-numpy python3-matplotlib python3-venv python3-setuptools python3-wheel
+    python3-pytest python3-hypothesis python3-numpy python3-matplotlib python3-venv python3-setuptools python3-wheel \
+    emscripten binaryen node-acorn chromium
+command -v npm > /dev/null || need_packages npm
 
 jobs=$(nproc)
 
@@ -19,7 +22,8 @@ quietly() {
     output=$("$@" 2>&1) || { echo "$output" | grep -v '^\[ *[0-9]*%\]'; echo "failed: $*"; return 1; } >&2
 }
 
-for preset in gcc clang sanitize memory threads; do
+quietly npm ci --prefix web --no-audit --no-fund # what drives Chromium
+for preset in gcc clang sanitize memory threads web; do
     echo "== $preset: build"
     quietly cmake --preset "$preset"
     quietly cmake --build --preset "$preset" --parallel "$jobs"

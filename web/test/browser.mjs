@@ -11,19 +11,19 @@ const heardFrom = (file) => file
 
 const serve = (files) => async (request, response) => {
     const path = new URL(request.url, "http://localhost").pathname.replace(/^\/$/, "/index.html");
-    const body = files[path] ?? await readFile(new URL(`.${path}`, site)).catch(() => null);
+    const body = await files[path]?.() ?? await readFile(new URL(`.${path}`, site)).catch(() => null);
     response.writeHead(body ? 200 : 404, { "Content-Type": TYPES[path.split(".").at(-1)] ?? "text/plain" });
     response.end(body ?? "not here");
 };
 
 /**
  * Calls `use` with the page open in a browser of its own, whose microphone hears the WAV file `microphone` over and
- * over; without one the microphone is refused. `prepare` runs in the page first, and `files` are served beside the
- * page's own. Fails when the page logs an error or asks another host for anything.
+ * over; without one the microphone is refused. `prepare` runs in the page first, and `files`, functions, give what is served
+ * beside the page's own. Fails when the page logs an error or asks another host for anything.
  */
 export async function withPage({ microphone, prepare, argument, files = {}, ...options }, use) {
     const server = createServer(serve(files)).listen(0, "127.0.0.1");
-    const args = ["--no-sandbox", "--use-fake-device-for-media-stream", ...heardFrom(microphone)];
+    const args = ["--no-sandbox", "--disable-dev-shm-usage", "--use-fake-device-for-media-stream", ...heardFrom(microphone)];
     const browser = await chromium.launch({ executablePath: "/usr/bin/chromium", args });
     try {
         const page = await browser.newPage(options);
@@ -45,3 +45,6 @@ export async function withPage({ microphone, prepare, argument, files = {}, ...o
         server.close();
     }
 }
+
+/** Waits until the element `id` says `pattern`. */
+export const status = (page, id, pattern) => page.locator(id).filter({ hasText: pattern }).waitFor();

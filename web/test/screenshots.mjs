@@ -1,13 +1,12 @@
 // Takes the pictures in docs/web: node web/test/screenshots.mjs
 import { fileURLToPath } from "node:url";
 import { withPage } from "./browser.mjs";
-import { noisyRecording, writeWav } from "./sounds.mjs";
-import { Resampler } from "../resampler.js";
+import { noisyRecording, resample, writeWav } from "./sounds.mjs";
 
 const texts = ["hello over sound", "Table 7", "pair 4C:91 code 482 913", "Tür 3 ist offen", "See you at noon ☀"];
 const frames = texts.map((text, i) => ({ text, at: 0.5 + 0.9 * i, gain: [0.08, 0.05, 0.02, 0.006, 0.03][i] }));
 const sound = noisyRecording(5, frames);
-const microphone = writeWav("desk.wav", new Resampler(48000, 44100).push(sound), 44100);
+const microphone = writeWav("desk.wav", resample(sound, 48000, 44100), 44100);
 const recording = writeWav("meeting-room.wav", noisyRecording(4, frames.slice(0, 2)), 48000);
 
 const SIZES = [["desktop", { viewport: { width: 1240, height: 900 } }],

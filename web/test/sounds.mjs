@@ -3,6 +3,7 @@ import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
+import { Resampler } from "../resampler.js";
 
 const built = new URL("../../build/", import.meta.url);
 export const site = new URL("web/site/", built);
@@ -60,4 +61,10 @@ export function noisyRecording(seconds, frames, noise = 300) {
         kosc.encode(text).forEach((sample, i) => (sound[start + i] += gain * sample));
     }
     return sound;
+}
+
+/** A whole recording at another rate, by the page's own means. */
+export function resample(sound, from, to) {
+    const resampler = new Resampler(from, to);
+    return Float32Array.from([resampler.push(sound), resampler.finish()].flatMap((part) => Array.from(part)));
 }

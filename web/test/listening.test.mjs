@@ -1,0 +1,76 @@
+// The page's microphone in a real browser, held against the native tool.
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { status, withPage } from "./browser.mjs";
+import { makeNoise, nativeMessages, noisyRecording, resample, writeWav } from "./sounds.mjs";
+
+const FAKE_RATE = 44100; // of Chromium's fake microphone, which converts other files badly
+
+// Ten frames, from 15 dB above the noise on to one that is lost in it.
+const GAINS = [0.08, 0.08, 0.06, 0.06, 0.05, 0.05, 0.04, 0.04, 0.03, 0.005];
+const tenFrames = GAINS.map((gain, i) => ({ text: `frame ${i}`, at: 0.4 + 0.5 * i, gain }));
+const tenFramesFile = writeWav("ten.wav", resample(noisyRecording(6, tenFrames), 48000, FAKE_RATE), FAKE_RATE);
+
+for (const [rate, refuse] of [[FAKE_RATE, 0], [48000, FAKE_RATE]]) {
+    test(`a context of ${rate} Hz hears all that the native receiver decodes`, async () => {
+        const expected = nativeMessages(tenFramesFile);
+        assert.equal(expected.length, 9);
+        const prepare = (refused) => {
+            const Context = window.AudioContext;
+            window.AudioContext = function (options) {
+                return new Context({ ...options, sampleRate: options.sampleRate === refused ? 48000 : options.sampleRate });
+            };
+        };
+        await withPage({ microphone: tenFramesFile, prepare, argument: refuse }, async (page) => {
+            await page.getByRole("button", { name: "Start listening" }).press("Enter");
+            await status(page, "#listen-status", `Listening at ${rate / 1000} kHz`);
+            for (const text of expected) {
+                await page.locator("#messages li").filter({ hasText: text }).first().waitFor();
+            }
+            const row = await page.locator("#messages li").first().textContent();
+            assert.match(row, /^frame \d\d?\d?:.*SNR \d+\.\d dB.*drift [+-]?\d+ ppm/);
+            assert.match(await page.getByRole("row", { name: "Sample rate" }).textContent(), /48 kHz44\.1 kHz.*not what was asked/i);
+            assert.match(await page.getByRole("row", { name: "Noise" }).textContent(), /offoff$/);
+            await page.getByRole("button", { name: "Stop listening" }).press("Enter");
+            await status(page, "#listen-status", /Stopped: \d+ messages/);
+        });
+    });
+}
+
+test("a device that hears itself passes the check and hears its own message; a deaf one is told", { timeout: 120_000 }, async () => {
+    const normal = makeNoise(5);
+    const silence = writeWav("quiet.wav", Float32Array.from({ length: FAKE_RATE }, () => 20 * normal()), FAKE_RATE);
+    const hearItself = () => {
+        const air = new AudioContext({ sampleRate: 48000 }).createMediaStreamDestination();
+        const connect = AudioNode.prototype.connect;
+        AudioNode.prototype.connect = function (target, ...rest) {
+            if (target === this.context.destination) {
+                const copy = this.context.createMediaStreamDestination();
+                connect.call(this, copy);
+                connect.call(air.context.createMediaStreamSource(copy.stream), air);
+            }
+            return connect.call(this, target, ...rest);
+        };
+        navigator.mediaDevices.getUserMedia = async () => {
+            await air.context.resume(); // a page may start sound once it was clicked
+            return air.stream.clone();
+        };
+    };
+    for (const [prepare, verdict] of [[hearItself, "This device can send and hear."], [undefined, "Not all is well:"]]) {
+        await withPage({ microphone: silence, prepare }, async (page) => {
+            await page.getByRole("button", { name: "Run the check" }).click();
+            await status(page, "#check-status", verdict);
+            const lines = (await page.locator("#verdict li").allTextContents()).join("\n");
+            assert.match(lines, prepare ? /clear, \d\d dB/ : /the sweep was not heard/);
+            if (prepare) {
+                await page.getByRole("textbox", { name: "Message" }).fill("myself");
+                // A browser that waits for the processor leaves gaps in its sound; then the message is sent again.
+                for (let heard = 0; heard === 0; heard = await page.locator("#messages li").count()) {
+                    await page.keyboard.press("Enter");
+                    await page.locator("#messages li").first().waitFor({ timeout: 3000 }).catch(() => {});
+                }
+                assert.match(await page.locator("#messages").textContent(), /^myself/);
+            }
+        });
+    }
+});
