@@ -1,0 +1,22 @@
+// Sizes that pass what a 32-bit processor can address, before they are cut down to its size_t.
+#include "platform/owned.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace kosc;
+
+TEST(Allocation, RefusesMoreThanCanBeAddressed)
+{
+    // Volatile: compilers refuse to translate such a request when they see it.
+    const volatile uint64_t limit = uint64_t{SIZE_MAX} / sizeof(double);
+    EXPECT_FALSE(block_ptr<double>{alloc_array<double>(limit + 1)});
+    EXPECT_FALSE(block_ptr<double>{alloc_zeroed<double>(limit + 1)});
+    if (sizeof(size_t) < sizeof(uint64_t)) {
+        EXPECT_FALSE(block_ptr<double>{alloc_array<double>(uint64_t{1} << 32)}) << "0 when cut";
+        EXPECT_FALSE(block_ptr<double>{alloc_zeroed<double>(uint64_t{1} << 32)}) << "0 when cut";
+    }
+}
+
+} // namespace
