@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "kosc/fft.h"
-#include "spectrum.h"
+#include "spectrum_meter.h"
 
 namespace kosc_inspect {
 namespace {

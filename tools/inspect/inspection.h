@@ -10,7 +10,7 @@
 #include "clipping.h"
 #include "frame_traits.h"
 #include "kosc/second_look.h"
-#include "spectrum.h"
+#include "spectrum_meter.h"
 
 namespace kosc_inspect {
 

@@ -132,7 +132,7 @@ const char* explanation(cause c)
     case cause::clipping:
         return "the sound is clipped; lower the playing or recording level";
     case cause::drift:
-        return "the sender's clock or motion shifts the frequencies; keep still or use the second look";
+        return "the sender's clock or motion shifts the frequencies; keep still, and keep the second look on";
     case cause::echo:
         return "echoes blur the frame; come closer or turn the loudspeaker towards the microphone";
     case cause::suppression:

@@ -1,6 +1,6 @@
 // Where the energy of a recording lies, over frequency and over time.
-#ifndef KOSC_INSPECT_SPECTRUM_H
-#define KOSC_INSPECT_SPECTRUM_H
+#ifndef KOSC_INSPECT_SPECTRUM_METER_H
+#define KOSC_INSPECT_SPECTRUM_METER_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "spectrum.h"
+#include "spectrum_meter.h"
 
 #include <algorithm>
 #include <cmath>
@@ -106,7 +106,7 @@ std::optional<double> empty_above(const std::vector<double>& typical_levels, dou
     constexpr double LOWEST_EDGE = 3000.0, HIGHEST_EDGE = 20200.0, SMOOTH_OVER = 400.0;
     constexpr double TOP_BEGIN = 1100.0, TOP_END = 200.0; // below half the sample rate
     constexpr double EMPTY_ABOVE_ROUNDING = 8.0, RISE = 8.0;
-    constexpr double FOOT = 600.0, SHOULDER = 2500.0, CLIFF = 14.0;
+    constexpr double FOOT = 1000.0, SHOULDER = 2800.0, CLIFF = 14.0, HALF_AMPLITUDE = 6.0;
     const double width = sample_rate / 2 / static_cast<double>(typical_levels.size());
     const auto bin = [&](double hz) {
         return std::min(static_cast<size_t>(std::max(hz, 0.0) / width), typical_levels.size() - 1);
@@ -121,8 +121,13 @@ std::optional<double> empty_above(const std::vector<double>& typical_levels, dou
         edge -= width;
     }
     const double shoulder = mean(typical_levels, bin(edge - SHOULDER), bin(edge - FOOT));
-    const bool cliff = shoulder > top + CLIFF;
-    return edge > LOWEST_EDGE && edge < HIGHEST_EDGE && cliff ? std::optional<double>(edge) : std::nullopt;
+    if (edge <= LOWEST_EDGE || shoulder < top + CLIFF) {
+        return std::nullopt;
+    }
+    while (mean(typical_levels, bin(edge - SMOOTH_OVER), bin(edge)) < shoulder - HALF_AMPLITUDE) {
+        edge -= width;
+    }
+    return edge < HIGHEST_EDGE ? std::optional<double>(edge) : std::nullopt;
 }
 
 double floor_level(const std::vector<float>& levels)
