@@ -4,6 +4,33 @@
 
 #include "commands.h"
 
+namespace {
+
+constexpr const char* INSPECT_FOOTER =
+    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has -3) between 18
+and 21 kHz, their floor and loudest moment, and below; an empty top of the spectrum, noise suppression and clipping.
+For each frame that was recognised, decoded or not: where it starts, by the recording's own samples, how well its pilot
+was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which
+of the message's two parts failed its CRC, and whether the second look decodes it. A frame whose beginning is missing
+starts before 0. Then one sentence.
+With --json the whole is one object on a line; levels of silence are -200, what is unknown is null.
+Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recording.)";
+
+} // namespace
+
+subcommand add_inspect(CLI::App& app)
+{
+    const auto options = std::make_shared<inspect_options>();
+    CLI::App* const inspect = app.add_subcommand("inspect", "Tell why a recording decodes, or why not");
+    inspect->add_option("recording", options->input, "any recording that decode reads; - reads standard input")
+        ->required();
+    inspect->add_flag("--json", options->json, "print one JSON object");
+    inspect->add_option("--plot", options->plot, "draw what was found into an .svg or .png file");
+    inspect->add_flag("--plain", options->plain, "no second look, and nothing that it measures");
+    inspect->footer(INSPECT_FOOTER);
+    return {inspect, [options](bool verbose) { return run_inspect(*options, verbose); }};
+}
+
 subcommand add_simulate(CLI::App& app)
 {
     const auto options = std::make_shared<simulate_options>();

@@ -67,6 +67,13 @@ struct check_options {
     bool json = false;
 };
 
+struct inspect_options {
+    std::string input;
+    std::string plot; // picture to write
+    bool json = false;
+    bool plain = false;
+};
+
 struct simulate_options {
     std::string input;
     std::string output;
@@ -82,8 +89,10 @@ struct simulate_options {
 };
 
 // Registration of the commands that work on sound files alone.
+subcommand add_inspect(CLI::App& app);
 subcommand add_simulate(CLI::App& app);
 
+int run_inspect(const inspect_options& options, bool verbose);
 int run_simulate(const simulate_options& options);
 
 // Registration of the commands that work on sound devices.
