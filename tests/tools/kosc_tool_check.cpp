@@ -159,6 +159,58 @@ TEST_F(KoscTool, SaysWhichMessagesNeededTheSecondLook)
     }
 }
 
+// A frame on the second of two channels, whose beginning is missing, and one that decodes with the second look.
+TEST_F(KoscTool, InspectsEveryFrameAndDrawsIt)
+{
+    const std::vector<float> frame = recording_of("inspected");
+    std::vector<float> mix(2 * 48000);
+    constexpr size_t MISSING = 200;
+    for (size_t i = 0; i < FRAME; ++i) {
+        if (i >= MISSING) {
+            mix[2 * (i - MISSING) + 1] = 0.3F * frame[i];
+        }
+        mix[2 * (24000 + i)] = 0.3F * frame[i];
+    }
+    write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 2, mix);
+    ASSERT_EQ(run("kosc simulate --drift 1500 --snr 12 --seed 3 a.wav b.flac").code, 0);
+    const auto report = nlohmann::json::parse(run("kosc inspect b.flac --json --plot b.png").out);
+    ASSERT_EQ(report["frames"].size(), 2U) << report;
+    const auto& early = report["frames"][0];
+    const auto& late = report["frames"][1];
+    EXPECT_NEAR(early["sample"], -200, 20); // a shift of frequency moves the correlation's peak
+    EXPECT_EQ(early["channel"], 2);
+    EXPECT_NEAR(late["time"], 0.5, 0.002);
+    EXPECT_EQ(late["text"], "inspected");
+    EXPECT_EQ(late["second_look"], "decodes");
+    EXPECT_NEAR(late["drift_ppm"], 1500, 20);
+    EXPECT_NEAR(late["snr_db"], 12, 2);
+    EXPECT_FALSE(late["failed_parts"].empty());
+    EXPECT_EQ(report["cause"], "drift");
+    EXPECT_EQ(contents(path("b.png")).rfind("\x89PNG", 0), 0U);
+    const outcome plain = run("kosc inspect b.flac --plain --plot b.svg");
+    EXPECT_EQ(plain.code, 1);
+    EXPECT_EQ(plain.out.find("ppm"), std::string::npos) << plain.out;
+    EXPECT_NE(contents(path("b.svg")).find("</svg>"), std::string::npos);
+}
+
+TEST_F(KoscTool, SimulatesTheSamePathFromTheSameSeed)
+{
+    run("kosc encode path -o a.wav");
+    const std::string steps =
+        "kosc simulate --echo 1:0.7 --echo 2.5:-0.3 --room 0.3 --gain -6 --lowpass 22000 --snr 20 a.wav ";
+    for (const char* noise : {"white", "pink", "speech"}) {
+        const std::string same = steps + "--noise " + noise + " --seed 1 ";
+        EXPECT_EQ(run(same + "b.wav; " + same + "c.wav; cmp b.wav c.wav").code, 0) << noise;
+        EXPECT_EQ(run(steps + "d.wav --seed 2; cmp -s b.wav d.wav").code, 1) << noise;
+        EXPECT_EQ(run("kosc decode b.wav").out.substr(0, 20), "0.100 s  ch 1  path\n") << noise;
+    }
+    ASSERT_EQ(run("kosc simulate --clip 0.1 a.wav e.wav").code, 0);
+    SndfileHandle clipped(path("e.wav"));
+    std::vector<float> samples(static_cast<size_t>(clipped.frames()));
+    clipped.readf(samples.data(), clipped.frames());
+    EXPECT_FLOAT_EQ(*std::max_element(samples.begin(), samples.end()), std::round(0.1F * 32768) / 32768);
+}
+
 TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
 {
     std::vector<float> samples = recording_of("quiet", 9000, 10000); // where two search windows overlap
@@ -176,6 +228,10 @@ TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
         {"kosc encode --file /dev/zero -o a.wav", 2, "longer than 1048576 bytes, the limit is 28"},
         {"kosc decode none.wav", 2, "cannot read 'none.wav': No such file or directory"},
         {"kosc decode low.wav", 2, "band (18 to 21 kHz) is not in a recording at 44099 Hz"},
+        {": >nil; kosc inspect nil", 2, "cannot read 'nil': it is empty"},
+        {"kosc inspect good.wav --plot good.pdf", 2, "must end in .svg or .png"},
+        {"kosc simulate good.wav a.wav --echo 3", 2, "--echo takes MS:GAIN"},
+        {"kosc simulate good.wav full.wav", 2, "No space left on device"},
         {"kosc --help >/dev/full", 2, "cannot write to standard output: No space left on device"},
         {"kosc decode empty.wav", 1, "no message found\n"},
         {"kosc decode damaged.wav", 1, "no message found; possible frames that could not be read: 1\n"},
@@ -206,6 +262,11 @@ TEST_F(KoscTool, ShowsWhatItHeardBeforeTheRecordingBreaksOff)
     EXPECT_EQ(broken.out, "0.000 s  ch 1  long\n");
     EXPECT_EQ(broken.code, 2);
     EXPECT_EQ(broken.err.rfind("kosc: cannot read 'a.flac': ", 0), 0U) << broken.err;
+    write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, samples);
+    const outcome cut = run("head -c 100000 a.wav >b.wav; kosc inspect b.wav");
+    EXPECT_NE(cut.out.find("decodes at once: long"), std::string::npos) << cut.out;
+    EXPECT_EQ(cut.code, 2);
+    EXPECT_EQ(cut.err, "kosc: cannot read 'b.wav': it breaks off before its end\n");
 }
 
 TEST_F(KoscTool, InfoTellsTheBand)

@@ -1,11 +1,13 @@
 #include "audio_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -33,6 +35,20 @@ std::string plain(std::string text)
 std::runtime_error read_error(const std::string& path, const std::string& reason)
 {
     return std::runtime_error("cannot read '" + path + "': " + reason);
+}
+
+// Whether a WAV file's sound should be longer than the file: libsndfile reads what there is, and only notes it in its
+// log. Programs that write into pipes leave the greatest length there is, which says nothing.
+bool is_cut_short(SNDFILE* file)
+{
+    constexpr unsigned long long UNKNOWN_LENGTH = 0x7FFF0000;
+    char log[4096] = {};
+    sf_command(file, SFC_GET_LOG_INFO, log, sizeof log - 1);
+    const char* const note = std::strstr(log, "\ndata : ");
+    unsigned long long promised = 0;
+    unsigned long long present = 0;
+    return note != nullptr && std::sscanf(note, "\ndata : %llu (should be %llu", &promised, &present) == 2 &&
+           present < promised && promised < UNKNOWN_LENGTH;
 }
 
 // Float files may hold anything; a value that is not a number becomes silence.
@@ -70,11 +86,14 @@ void audio_file::open()
     if (descriptor < 0) {
         throw read_error(path_, std::strerror(errno));
     }
+    struct stat status {};
+    const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
     constexpr int CLOSE_WITH_FILE = 1;
     file_.reset(sf_open_fd(descriptor, SFM_READ, &info_, CLOSE_WITH_FILE));
     if (!file_) {
-        throw read_error(path_, plain(sf_strerror(nullptr)));
+        throw read_error(path_, regular && status.st_size == 0 ? "it is empty" : plain(sf_strerror(nullptr)));
     }
+    truncated_ = regular && is_cut_short(file_.get());
 }
 
 void audio_file::start_converter()
@@ -94,6 +113,9 @@ size_t audio_file::read_raw()
     const sf_count_t frames = std::max<sf_count_t>(sf_readf_float(file_.get(), raw_.data(), BLOCK_FRAMES), 0);
     frames_read_ += frames;
     std::transform(raw_.begin(), raw_.end(), raw_.begin(), bounded);
+    if (heard_ && frames != 0) {
+        heard_(raw_.data(), static_cast<size_t>(frames));
+    }
     return static_cast<size_t>(frames);
 }
 
@@ -139,7 +161,7 @@ void audio_file::check_complete() const
     if (sf_error(file_.get()) != SF_ERR_NO_ERROR) {
         throw read_error(path_, "it is damaged: " + plain(sf_strerror(file_.get())));
     }
-    if (length_known() && frames_read_ < info_.frames) {
+    if (truncated_ || (length_known() && frames_read_ < info_.frames)) {
         throw read_error(path_, "it breaks off before its end");
     }
 }

@@ -6,6 +6,7 @@
 #include <sndfile.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +32,10 @@ public:
     // A 16-bit file at that rate comes through bit by bit, anything beyond full scale is clipped.
     bool read(std::vector<std::vector<int16_t>>& pcm);
 
+    // Hears every sample before conversion, interleaved, -1 to 1, during read().
+    using observer = std::function<void(const float* interleaved, size_t frames)>;
+    void observe(observer heard) { heard_ = std::move(heard); }
+
     // Throws when the end that read() met was not the end of the recording.
     void check_complete() const;
 
@@ -51,6 +56,8 @@ private:
 
     std::string path_;
     SF_INFO info_{};
+    observer heard_;
+    bool truncated_ = false; // shorter than its header says
     sf_count_t frames_read_ = 0;
     std::unique_ptr<SNDFILE, file_closer> file_;
     std::unique_ptr<SRC_STATE, converter_releaser> converter_; // null at the modem's own rate

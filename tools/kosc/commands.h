@@ -67,6 +67,34 @@ struct check_options {
     bool json = false;
 };
 
+struct inspect_options {
+    std::string input;
+    std::string plot; // picture to write
+    bool json = false;
+    bool plain = false;
+};
+
+struct simulate_options {
+    std::string input;
+    std::string output;
+    std::optional<double> snr_db;
+    std::vector<std::string> echoes; // MS:GAIN
+    double room_rt60 = 0.0;
+    double drift_ppm = 0.0;
+    double gain_db = 0.0;
+    std::optional<double> clip; // share of full scale
+    std::optional<double> low_pass;
+    std::string noise = "white";
+    uint64_t seed = 1;
+};
+
+// Registration of the commands that work on sound files alone.
+subcommand add_inspect(CLI::App& app);
+subcommand add_simulate(CLI::App& app);
+
+int run_inspect(const inspect_options& options, bool verbose);
+int run_simulate(const simulate_options& options);
+
 // Registration of the commands that work on sound devices.
 subcommand add_send(CLI::App& app);
 subcommand add_listen(CLI::App& app);

@@ -79,8 +79,8 @@ void set_up_log(bool verbose)
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
-    std::vector<subcommand> subcommands{add_encode(app), add_decode(app),  add_send(app),
-                                        add_listen(app), add_devices(app), add_check(app)};
+    std::vector<subcommand> subcommands{add_encode(app),  add_decode(app), add_send(app),    add_listen(app),
+                                        add_devices(app), add_check(app),  add_inspect(app), add_simulate(app)};
     subcommands.push_back({app.add_subcommand("info", "Print version, frame layout, band and bit rate"),
                            [](bool) { return run_info(); }});
     app.set_version_flag("--version", KOSC_VERSION);

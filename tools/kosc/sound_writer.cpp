@@ -31,7 +31,7 @@ int container_for(const std::string& path)
 
 // The bytes of a sound file. It is made in a temporary one, because its header is completed last, and so that what is
 // written to a pipe or over an existing file is whole.
-std::string sound_file(const std::vector<int16_t>& pcm, int container)
+std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int container)
 {
     const stream_ptr temporary{std::tmpfile()};
     if (!temporary) {
@@ -39,11 +39,11 @@ std::string sound_file(const std::vector<int16_t>& pcm, int container)
     }
     SF_INFO info{};
     info.samplerate = MODEM_SAMPLE_RATE;
-    info.channels = 1;
+    info.channels = static_cast<int>(channels);
     info.format = container | SF_FORMAT_PCM_16;
     constexpr int LEAVE_OPEN = 0;
     SNDFILE* const file = sf_open_fd(fileno(temporary.get()), SFM_WRITE, &info, LEAVE_OPEN);
-    const auto count = static_cast<sf_count_t>(pcm.size());
+    const auto count = static_cast<sf_count_t>(pcm.size() / channels);
     const bool written = sf_writef_short(file, pcm.data(), count) == count;
     if (sf_close(file) != SF_ERR_NO_ERROR || !written) {
         throw file_error("write", "temporary file");
@@ -75,9 +75,9 @@ std::runtime_error file_error(const char* verb, const std::string& path)
 
 void check_sound_name(const std::string& path) { container_for(path); }
 
-void write_sound(const std::string& path, const std::vector<int16_t>& pcm)
+void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels)
 {
-    const std::string bytes = sound_file(pcm, container_for(path));
+    const std::string bytes = sound_file(pcm, channels, container_for(path));
     if (path == STANDARD_STREAM) {
         write_output(bytes);
     } else {

@@ -20,7 +20,7 @@ std::runtime_error file_error(const char* verb, const std::string& path);
 // Throws when the name does not end in .wav or .flac and is not STANDARD_STREAM's.
 void check_sound_name(const std::string& path);
 
-// Writes samples of one channel at the modem's rate, to standard output as WAV. Throws when that fails.
-void write_sound(const std::string& path, const std::vector<int16_t>& pcm);
+// Writes interleaved samples at the modem's rate, to standard output as WAV. Throws when that fails.
+void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels = 1);
 
 #endif

@@ -1,0 +1,83 @@
+// What an inspection finds out about a recording.
+#ifndef KOSC_INSPECT_INSPECTION_H
+#define KOSC_INSPECT_INSPECTION_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "clipping.h"
+#include "frame_traits.h"
+#include "kosc/second_look.h"
+#include "spectrum_meter.h"
+
+namespace kosc_inspect {
+
+// Why frames do not decode, or would be the first to fail.
+enum class cause {
+    none,
+    silence,
+    wrong_rate,
+    low_pass,
+    quiet,
+    cut,
+    clipping,
+    drift,
+    echo,
+    suppression,
+    noise,
+    nothing
+};
+
+// "wrong rate" and so on, as programs read it.
+const char* name_of(cause c);
+
+// A place where the synchronisation pilot was recognised.
+struct candidate {
+    int64_t sample; // at the modem's rate; negative when the recording begins inside the frame
+    uint32_t channel;
+    double correlation;
+    bool decoded;            // at once or in the second look
+    bool second_look_needed; // it failed its CRCs at first; always false without the second look
+    uint32_t failed_crcs;    // bit i: part i of the message failed at first
+    bool measured;           // `quality` is, by the second look
+    frame_quality_t quality;
+    std::vector<uint8_t> message; // with failed CRCs what was read instead of it
+    frame_traits traits;
+    uint64_t clipped;            // samples within it, at the recording's rate
+    cause why;                   // what is wrong with it
+    std::vector<double> samples; // kept for pictures only
+};
+
+// A peak that rounding alone may have: no sound.
+constexpr double SILENT_PEAK = 2.5 / 32768.0;
+
+struct channel_figures {
+    double band_db = NO_SIGNAL_DB;    // mean level between 18 and 21 kHz
+    double below_db = NO_SIGNAL_DB;   // mean level below that
+    double floor_db = NO_SIGNAL_DB;   // level between 18 and 21 kHz that a tenth of the time stays below
+    double loudest_db = NO_SIGNAL_DB; // level between 18 and 21 kHz of the loudest moment
+    std::optional<double> empty_above;
+    bool gated = false;
+    uint64_t clipped = 0;       // samples
+    double peak = 0.0;          // of full scale
+    double longest_burst = 0.0; // seconds for which the band was clearly louder than its floor
+};
+
+struct inspection {
+    uint32_t sample_rate = 0;
+    double seconds = 0.0;
+    std::vector<channel_figures> channels;
+    std::vector<candidate> candidates;  // in the order of time
+    std::optional<uint32_t> other_rate; // at which the recording decodes instead
+    cause why = cause::none;
+    std::string verdict;
+};
+
+// Fills in every candidate's cause, the recording's, and the verdict.
+void judge(inspection* result);
+
+} // namespace kosc_inspect
+
+#endif

@@ -1,0 +1,172 @@
+#include "inspector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <tuple>
+
+#include "other_rate.h"
+
+namespace kosc_inspect {
+namespace {
+
+constexpr uint32_t HOP = 512;
+constexpr size_t SECONDS_KEPT = 60;
+constexpr double LOWEST_MOVED_BAND = 19000.0; // of a modem at 48 kHz that is labelled 44.1 kHz
+
+// The longest time for which the levels stay clearly above their floor.
+double longest_burst(const std::vector<float>& levels, double floor, double seconds_a_level)
+{
+    constexpr double CLEARLY = 8.0;
+    size_t longest = 0;
+    size_t current = 0;
+    for (const float level : levels) {
+        current = level > floor + CLEARLY ? current + 1 : 0;
+        longest = std::max(longest, current);
+    }
+    return static_cast<double>(longest) * seconds_a_level;
+}
+
+} // namespace
+
+soundcomm_context_t* make_receiver(uint32_t second_look)
+{
+    soundcomm_context_t* const context = soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg());
+    if (context == nullptr ||
+        !soundcomm_init_receive(context, soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
+        !soundcomm_config_second_look(context, second_look)) {
+        soundcomm_release(context);
+        throw std::runtime_error("cannot set up the receiver");
+    }
+    return context;
+}
+
+inspector::inspector(uint32_t sample_rate, uint32_t channels, inspect_settings settings)
+    : sample_rate_(sample_rate), settings_(settings)
+{
+    for (uint32_t i = 0; i < channels; ++i) {
+        soundcomm_context_t* const context =
+            make_receiver(settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF);
+        channels_.push_back({{context, {}}, {static_cast<double>(sample_rate), HOP}, {}, 0.0F, {}});
+        // Silence in front, so that a frame is found whose beginning is missing.
+        const std::vector<int16_t> silence(soundcomm_get_frame_length(context->rx_paras));
+        hear(i, silence.data(), silence.size());
+    }
+}
+
+void inspector::hear_raw(const float* interleaved, size_t frames)
+{
+    const size_t stride = channels_.size();
+    for (size_t c = 0; c < stride; ++c) {
+        channels_[c].spectrum.hear(interleaved + c, frames, stride);
+        channels_[c].clipping.hear(interleaved + c, frames, stride);
+        for (size_t i = 0; i < frames; ++i) {
+            channels_[c].peak = std::max(channels_[c].peak, std::fabs(interleaved[i * stride + c]));
+        }
+    }
+    frames_ += frames;
+    const size_t room = SECONDS_KEPT * sample_rate_ * stride - kept_.size();
+    kept_.insert(kept_.end(), interleaved, interleaved + std::min(room, frames * stride));
+}
+
+void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
+{
+    struct target {
+        inspector* self;
+        uint32_t channel;
+    } to{this, channel};
+    const auto take_frame = [](const frame_report_t* frame, void* user) {
+        const auto* const into = static_cast<target*>(user);
+        into->self->take(into->channel, *frame);
+    };
+    soundcomm_context_t* const context = channels_[channel].context.get();
+    soundcomm_set_frame_callback(context, take_frame, &to);
+    result_set_t counts{};
+    if (count != 0 && soundcomm_receive(context, pcm, static_cast<uint32_t>(count), &counts) != 0) {
+        throw std::runtime_error("the receiver's buffer is in disorder");
+    }
+}
+
+void inspector::take(uint32_t channel, const frame_report_t& frame)
+{
+    const soundcomm_paras_t& paras = *channels_[channel].context->rx_paras;
+    std::vector<candidate>& found = channels_[channel].candidates;
+    const auto lead = static_cast<int64_t>(paras.frame.frame_length);
+    candidate c{};
+    c.sample = static_cast<int64_t>(frame.sample) - lead;
+    if (!found.empty() && found.back().sample == c.sample) {
+        return; // found in two overlapping windows
+    }
+    c.channel = channel + 1;
+    c.correlation = frame.correlation;
+    c.decoded = frame.verdict == 1;
+    c.second_look_needed = frame.quality.needed;
+    c.failed_crcs = frame.failed_crcs;
+    c.measured = frame.quality.attempts != 0;
+    c.quality = frame.quality;
+    c.message.assign(frame.msg, frame.msg + frame.msg_len);
+    c.traits = traits_of(paras, frame.samples);
+    if (settings_.keep_samples) {
+        c.samples.assign(frame.samples, frame.samples + paras.frame.frame_length);
+    }
+    found.push_back(std::move(c));
+}
+
+channel_figures inspector::figures_of(const channel_state& channel) const
+{
+    constexpr double LOWEST = 20.0;
+    const std::vector<float>& levels = channel.spectrum.band_levels();
+    channel_figures figures;
+    figures.band_db = channel.spectrum.level(BAND_LOW, BAND_HIGH);
+    figures.below_db = channel.spectrum.level(LOWEST, BAND_LOW);
+    figures.floor_db = floor_level(levels);
+    figures.loudest_db = levels.empty() ? NO_SIGNAL_DB : double{*std::max_element(levels.begin(), levels.end())};
+    figures.longest_burst = longest_burst(levels, figures.floor_db, static_cast<double>(HOP) / sample_rate_);
+    figures.empty_above = empty_above(channel.spectrum.typical_levels(), sample_rate_);
+    figures.gated = is_gated(channel.spectrum);
+    figures.peak = channel.peak;
+    for (const clipped_span& span : channel.clipping.spans()) {
+        figures.clipped += span.samples;
+    }
+    return figures;
+}
+
+inspection inspector::finish()
+{
+    inspection result;
+    result.sample_rate = sample_rate_;
+    result.seconds = static_cast<double>(frames_) / sample_rate_;
+    const double ratio = static_cast<double>(sample_rate_) / MODEM_RATE;
+    for (uint32_t i = 0; i < channels_.size(); ++i) {
+        channel_state& channel = channels_[i];
+        const int64_t length = soundcomm_get_frame_length(channel.context->rx_paras);
+        const std::vector<int16_t> silence(2 * static_cast<size_t>(length));
+        hear(i, silence.data(), silence.size());
+        channel.spectrum.finish();
+        channel.clipping.finish();
+        for (candidate& c : channel.candidates) {
+            const auto place = [&](int64_t sample) {
+                return static_cast<uint64_t>(std::llround(static_cast<double>(std::max<int64_t>(sample, 0)) * ratio));
+            };
+            c.clipped = channel.clipping.between(place(c.sample), place(c.sample + length));
+            result.candidates.push_back(std::move(c));
+        }
+        result.channels.push_back(figures_of(channel));
+    }
+    std::sort(result.candidates.begin(), result.candidates.end(), [](const candidate& a, const candidate& b) {
+        return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
+    });
+    const bool decoded =
+        std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.decoded; });
+    const bool has_high_sounds =
+        std::any_of(result.channels.begin(), result.channels.end(), [](const channel_figures& figures) {
+            return figures.peak > SILENT_PEAK && figures.empty_above.value_or(BAND_HIGH) > LOWEST_MOVED_BAND;
+        });
+    if (!decoded && has_high_sounds) {
+        result.other_rate = rate_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_);
+    }
+    judge(&result);
+    return result;
+}
+
+} // namespace kosc_inspect

@@ -1,0 +1,60 @@
+// Listens to a recording with open eyes: finds frames, decoded or not, and measures everything around them.
+#ifndef KOSC_INSPECT_INSPECTOR_H
+#define KOSC_INSPECT_INSPECTOR_H
+
+#include <memory>
+
+#include "inspection.h"
+#include "kosc/receiver.h"
+
+namespace kosc_inspect {
+
+constexpr uint32_t MODEM_RATE = 48000;
+
+struct inspect_settings {
+    bool second_look = true;
+    bool keep_samples = false; // of found frames
+};
+
+class inspector {
+public:
+    // Throws when the modem cannot be set up.
+    inspector(uint32_t sample_rate, uint32_t channels, inspect_settings settings);
+
+    // Hears the recording as it is, interleaved, -1 to 1.
+    void hear_raw(const float* interleaved, size_t frames);
+    // Hears one channel of it, counted from 0, at the modem's rate.
+    void hear(uint32_t channel, const int16_t* pcm, size_t count);
+    // The recording has ended.
+    inspection finish();
+
+    const spectrum_meter& spectrum(uint32_t channel) const { return channels_[channel].spectrum; }
+
+private:
+    struct releaser {
+        void operator()(soundcomm_context_t* context) const { soundcomm_release(context); }
+    };
+    struct channel_state {
+        std::unique_ptr<soundcomm_context_t, releaser> context;
+        spectrum_meter spectrum;
+        clip_meter clipping;
+        float peak;
+        std::vector<candidate> candidates;
+    };
+
+    void take(uint32_t channel, const frame_report_t& frame);
+    channel_figures figures_of(const channel_state& channel) const;
+
+    uint32_t sample_rate_;
+    inspect_settings settings_;
+    std::vector<channel_state> channels_;
+    uint64_t frames_ = 0;
+    std::vector<float> kept_; // the beginning of the recording, for another try at another rate
+};
+
+// A receiver of one channel; throws when it cannot be set up.
+soundcomm_context_t* make_receiver(uint32_t second_look);
+
+} // namespace kosc_inspect
+
+#endif

@@ -1,0 +1,61 @@
+#include "other_rate.h"
+
+#include <samplerate.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "inspector.h"
+
+namespace kosc_inspect {
+namespace {
+
+// One channel converted from `rate` to 16 bits at the modem's rate.
+std::vector<int16_t> converted(const std::vector<float>& interleaved, uint32_t channels, uint32_t channel,
+                               uint32_t rate)
+{
+    std::vector<float> in;
+    for (size_t i = channel; i < interleaved.size(); i += channels) {
+        in.push_back(interleaved[i]);
+    }
+    const double ratio = static_cast<double>(MODEM_RATE) / rate;
+    std::vector<float> out(static_cast<size_t>(std::ceil(static_cast<double>(in.size()) * ratio)));
+    SRC_DATA data{in.data(), out.data(), static_cast<long>(in.size()), static_cast<long>(out.size()), 0, 0, 0, ratio};
+    if (rate == MODEM_RATE) {
+        out = in;
+    } else if (src_simple(&data, SRC_SINC_BEST_QUALITY, 1) != 0) {
+        return {};
+    }
+    std::vector<int16_t> pcm(out.size());
+    std::transform(out.begin(), out.end(), pcm.begin(), [](float x) {
+        return static_cast<int16_t>(std::lround(std::clamp(x * 32768.0F, -32768.0F, 32767.0F)));
+    });
+    return pcm;
+}
+
+bool decodes(std::vector<int16_t> pcm)
+{
+    const std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> context{make_receiver(KOSC_SECOND_LOOK_ON),
+                                                                                     soundcomm_release};
+    pcm.resize(pcm.size() + 2 * size_t{soundcomm_get_frame_length(context->rx_paras)});
+    result_set_t counts{};
+    return soundcomm_receive(context.get(), pcm.data(), static_cast<uint32_t>(pcm.size()), &counts) == 0 &&
+           counts.correct.count != 0;
+}
+
+} // namespace
+
+std::optional<uint32_t> rate_that_decodes(const std::vector<float>& interleaved, uint32_t channels, uint32_t label)
+{
+    for (const uint32_t rate : {44100U, 48000U}) {
+        for (uint32_t c = 0; c < channels && rate != label; ++c) {
+            if (decodes(converted(interleaved, channels, c, rate))) {
+                return rate;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace kosc_inspect

@@ -1,0 +1,69 @@
+// Where the energy of a recording lies, over frequency and over time.
+#ifndef KOSC_INSPECT_SPECTRUM_METER_H
+#define KOSC_INSPECT_SPECTRUM_METER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace kosc_inspect {
+
+// The modem's subcarriers, in Hz.
+constexpr double BAND_LOW = 18000.0;
+constexpr double BAND_HIGH = 20953.125;
+
+constexpr double NO_SIGNAL_DB = -200.0; // level of digital silence
+
+// 10*log10 of a power, not below NO_SIGNAL_DB. Levels are mean squares against full scale: a full sine has -3 dB.
+double to_db(double power);
+
+// One channel's spectra, block by block.
+class spectrum_meter {
+public:
+    static constexpr uint32_t LENGTH = 1024; // samples of a block
+    static constexpr uint32_t BINS = LENGTH / 2;
+
+    // A new block begins every `hop` samples.
+    spectrum_meter(double sample_rate, uint32_t hop);
+
+    // Hears samples of -1 to 1 that lie `stride` apart.
+    void hear(const float* samples, size_t count, size_t stride);
+    // Fills the last block up with silence.
+    void finish();
+
+    // Level in dB of the mean power between two frequencies.
+    double level(double low, double high) const;
+    // Each bin's level in dB, averaged in dB over the blocks that are not silent: short sounds count little.
+    std::vector<double> typical_levels() const;
+    // Each block's level in the modem's band, and between 300 Hz and 15 kHz.
+    const std::vector<float>& band_levels() const { return band_levels_; }
+    const std::vector<float>& low_levels() const { return low_levels_; }
+    // Powers of the newest block's bins, for whoever draws them.
+    const std::vector<double>& newest() const { return powers_; }
+    uint64_t blocks() const { return band_levels_.size(); }
+
+private:
+    void transform();
+    double sum(const std::vector<double>& powers, double low, double high) const;
+
+    double bin_width_;
+    uint32_t hop_;
+    std::vector<double> window_, block_, work_, powers_, mean_powers_, log_sums_;
+    uint64_t sounding_blocks_ = 0;
+    std::vector<float> band_levels_, low_levels_;
+};
+
+// The frequency in Hz above which a recording holds nothing but rounding noise, when the spectrum falls off a cliff
+// there: the mark of a low-pass filter, a lossy coder, or a conversion from a lower rate.
+std::optional<double> empty_above(const std::vector<double>& typical_levels, double sample_rate);
+
+// Whether the background is cut to nothing and comes back several times, as noise suppression and gates do.
+bool is_gated(const spectrum_meter& spectrum);
+
+// The level that a tenth of the blocks stay below.
+double floor_level(const std::vector<float>& levels);
+
+} // namespace kosc_inspect
+
+#endif
