@@ -107,7 +107,7 @@ memory measure_memory()
 
 // What came of the frames, and the running energy.
 struct tally {
-    uint64_t sent, expected, lost, more, misplaced;
+    uint64_t sent, expected, lost, more, shifted, furthest;
     double loudest, residue, worst_residue;
 };
 
@@ -150,7 +150,12 @@ void hear_segment(receiver* listener, sound_source* source, uint64_t number, uin
     all->expected += finds ? 1 : 0;
     all->lost += finds && !found ? 1 : 0;
     all->more += found && !finds ? 1 : 0;
-    all->misplaced += found && finds && listener->found[0] - first != start - MARGIN + fresh.found[0] ? 1 : 0;
+    if (found && finds) {
+        // A peak right behind a search window is found by its flank, at most as early as windows overlap.
+        const auto shift = static_cast<int64_t>(listener->found[0] - first - (start - MARGIN + fresh.found[0]));
+        all->shifted += shift != 0 ? 1 : 0;
+        all->furthest = std::max<uint64_t>(all->furthest, static_cast<uint64_t>(std::abs(shift)));
+    }
     listener->found.clear();
     listener->numbers.clear();
 }
@@ -166,7 +171,8 @@ void report(const tally& all, const memory& early, const memory& late)
     print("found by a fresh receiver", all.expected);
     print("lost among these", all.lost);
     print("found by the listener alone", all.more);
-    print("placed elsewhere", all.misplaced);
+    print("placed elsewhere than by a fresh receiver", all.shifted);
+    print("by at most, samples", all.furthest);
     for (const auto& [when, at] : {std::pair{"after a tenth", early}, std::pair{"at the end", late}}) {
         std::printf("heap %-53s %lld blocks, %lld bytes; resident %llu pages\n", when,
                     static_cast<long long>(at.blocks), static_cast<long long>(at.bytes),
@@ -208,7 +214,8 @@ int main(int argc, char** argv)
     print("positions removed from the buffer, in 32 bits", container->removed_length);
     print("32-bit offsets that are not the 64-bit ones modulo 2^32", listener.wrong_offsets);
     report(all, early, late);
-    const bool good = all.expected > 0 && all.lost == 0 && all.misplaced == 0 && listener.wrong_offsets == 0 &&
-                      late.blocks == early.blocks && late.bytes == early.bytes && all.worst_residue < 1.0;
+    const bool good = all.expected > 0 && all.lost == 0 && all.furthest <= container->search_margin &&
+                      listener.wrong_offsets == 0 && late.blocks == early.blocks && late.bytes == early.bytes &&
+                      all.worst_residue < 1.0;
     return good ? EXIT_SUCCESS : EXIT_FAILURE;
 }
