@@ -1,7 +1,7 @@
 #!/bin/bash
 # Builds and tests everything: g++ and clang++ in release form, then clang++ under AddressSanitizer and UBSan, a program
-# in C under MemorySanitizer and ThreadSanitizer, and the npm package and the page by emscripten, in node and Chromium.
-# tests/long has what takes longer.
+# in C under MemorySanitizer and ThreadSanitizer, and the npm package and the page by emscripten, in node and Chromium;
+# then fuzzes for a minute. tests/long has what takes longer.
 # Stops at the first build tree that fails; prints failures in full and of the rest only summaries.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -30,3 +30,6 @@ for preset in gcc clang sanitize memory threads web; do
     echo "== $preset: test"
     ctest --preset "$preset" --parallel "$jobs" | grep -v -E '^ *Start +[0-9]+: | Passed +[0-9.]+ sec'
 done
+
+echo "== fuzz: a minute for each target, side by side"
+fuzz/run.sh 60

@@ -78,7 +78,8 @@ typedef struct soundcomm_context_t {
  * reduction context.", "Fail to init convolutional code.", "Fail to init punch code.", "Unsupported linear code paras
  * n,k=%u,%u" or "Init pilot failed" (after "pilot map subcarries faild.", "pilot mod ofdm symbol faild.", "init pilot
  * with cp faild." and "init sync pilot failed." or "init estimating pilot failed."); silently for an unknown PAPR
- * type. PAPR type 3 serves up to 512 subcarriers.
+ * type. "Init frame struct failed" comes alone for a frame longer than 2^22 samples. PAPR type 3 serves up to 512
+ * subcarriers.
  */
 KOSC_API soundcomm_context_t* soundcomm_init(const soundcomm_cfg_t* tx_cfg, const soundcomm_cfg_t* rx_cfg);
 

@@ -82,7 +82,7 @@ typedef struct data_container {
  * @param filter         the channel's filter, which must outlive the buffer; reset here
  * @return the buffer, for data_container_free(); null with ERROR "No enough memory to init sync handler", "Fail to
  * alloc pilot_filtered" or "pilot_norm should not be zero", and with ERROR "invalid sync handler paras" for a null
- *         pointer, a zero length or step, lengths whose sum passes 32 bits, or a pilot outside its frame
+ *         pointer, a zero length or step, corr_capacity + corr_len above 2^24, or a pilot outside its frame
  */
 KOSC_API data_container* data_container_init(uint32_t corr_capacity, uint32_t frame_length, uint32_t sync_length,
                                              rx_sync_paras sync_paras, const double* pilot, uint32_t corr_len,

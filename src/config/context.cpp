@@ -15,6 +15,9 @@ using namespace kosc;
 
 namespace {
 
+// Samples of the longest frame, a minute and a half: what a longer one needs would only be overcommitted.
+constexpr uint32_t MAX_FRAME_LENGTH = uint32_t{1} << 22;
+
 constexpr uint32_t LINEAR_N = 8;
 constexpr uint32_t LINEAR_K = 2;
 
@@ -107,7 +110,8 @@ soundcomm_paras_t* make_paras(const soundcomm_cfg_t* cfg)
     KOSC_RETURN_IF(!paras, nullptr, "No enough memory to init.");
     memcpy_s(&paras->cfg, sizeof(paras->cfg), cfg, sizeof(*cfg));
     dump_cfg(paras->cfg);
-    KOSC_RETURN_IF(!init_frame_struct(&paras->cfg, &paras->frame), nullptr, "Init frame struct failed");
+    KOSC_RETURN_IF(!init_frame_struct(&paras->cfg, &paras->frame) || paras->frame.frame_length > MAX_FRAME_LENGTH,
+                   nullptr, "Init frame struct failed");
     if (!init_papr(paras.get()) || !init_channel_code(paras.get())) {
         return nullptr;
     }

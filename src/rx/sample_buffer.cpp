@@ -13,6 +13,8 @@ using namespace kosc;
 
 namespace {
 
+constexpr uint32_t MAX_HISTORY = uint32_t{1} << 24;
+
 using container_ptr = owned<data_container, data_container_free>;
 
 // How far the search moves on where it found nothing. Short layouts leave no room for the margin, or for any step:
@@ -96,9 +98,9 @@ data_container* data_container_init(uint32_t corr_capacity, uint32_t frame_lengt
                                     rx_sync_paras sync_paras, const double* pilot, uint32_t corr_len,
                                     butterworth_bandpass* filter)
 {
-    // Positions are passed on as signed numbers, so the histories must stay countable by those.
+    // Positions are passed on as signed numbers; longer histories than this would only be overcommitted.
     const bool usable = corr_capacity != 0 && corr_len != 0 && sync_paras.corr_step != 0 && sync_length != 0 &&
-                        sync_length <= frame_length && uint64_t{corr_capacity} + corr_len <= INT32_MAX &&
+                        sync_length <= frame_length && uint64_t{corr_capacity} + corr_len <= MAX_HISTORY &&
                         frame_length <= INT32_MAX && pilot != nullptr && filter != nullptr;
     KOSC_RETURN_IF(!usable, nullptr, "invalid sync handler paras");
     container_ptr c{alloc_record<data_container>()};

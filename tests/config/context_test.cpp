@@ -34,6 +34,7 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
         {[](cfg_t& c) { c.ofdm_cfg.sc_num = 100, c.ofdm_cfg.papr = 4; },
          {"RE num 384 can't be divided by sc num 100", "Init frame struct failed"}},
         {[](cfg_t& c) { c.ofdm_cfg.papr = 4; }, {}},
+        {[](cfg_t& c) { c.ofdm_cfg.symbol_len = 1 << 19; }, {"Init frame struct failed"}},   // above 2^22 samples
         {[](cfg_t& c) { make_wide(c, 68, 576); }, {"Fail to Init PAPR reduction context."}}, // there are 512 angles
         {[](cfg_t& c) { c.channel_code_cfg.paras.conv.polynomials = OUTSIDE, c.ofdm_cfg.sc_start_idx = 448; },
          {"Invalid polynomial 128", "Fail to init convolutional code."}},

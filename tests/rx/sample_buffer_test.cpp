@@ -157,7 +157,7 @@ TEST(SampleBuffer, RefusesHistoriesThatDoNotFitAndLayoutsItCannotSearch)
         {[&] { return fits([](auto& b) { vector_push_back(b->data, 0); }); },
          {"data len(16) != corrcoef(0) + corr_len(16) -1"}},
         {[&] { return fits([](auto&) {}); }, {"data len(401) > unused (400)"}},
-        {[&] { return builds([](auto& l) { l.corr_capacity = 0x7FFFFFF8; }); }, {paras}},
+        {[&] { return builds([](auto& l) { l.corr_capacity = (1 << 24) - 15; }); }, {paras}},
         {[&] { return builds([](auto& l) { l.corr_len = 0; }); }, {paras}},
         {[&] { return builds([](auto& l) { l.sync_length = 101; }); }, {paras}},
         {[&] { return builds([](auto& l) { l.frame_length = 0x80000000; }); }, {paras}},
