@@ -31,7 +31,10 @@ extern "C" {
  * @return 1 when every CRC matches, 0 when one does not, KOSC_DECODE_FAILED when a step fails, with the ERROR message
  * of the step: "decode paras check failed.", "init_decode_content failed.", "ofdm_demode failed", "Fail to equalise.",
  * "Fail to restore papr reduction.", "Fail to qpsk demod.", "Fail to deinterleaver.", "Fail to channel decode.", "Fail
- * to bin2byte.", "Fail to calc and cmp crc.", "Fail to copy_decoded_msg."
+ * to bin2byte.", "Fail to calc and cmp crc.", "Fail to copy_decoded_msg."; before it that of init_decode_content() or
+ * conv_code_decode_hard(), or ERROR "Fail to alloc subcarrier vector.", "Fail to ofdm_demod_real.", "depunched_len is
+ * 0", "Depunch buf alloc failed.", "Depunch code failed.", "Conv Decode failed.", "Copy Conv decoded msg failed." or
+ * "fail to alloc crc"
  */
 KOSC_API uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
                                    uint8_t* correct_output, uint8_t* error_output, uint32_t output_len);

@@ -26,7 +26,8 @@ extern "C" {
  * @param output_len  doubles in `output`, at least frame_length
  * @return 0, or -1 with the ERROR messages of check_encode_args() or the step that failed: "add_crc failed",
  *         "vector_byte_to_binary failed", "add_channel_code failed", "interleaver_encode failed", "qpsk_mod failed",
- *         "Fail to do PAPR reduction.", "FrameGenerate failed", which may leave a part of the frame in `output`
+ *         "Fail to do PAPR reduction.", "FrameGenerate failed", which may leave a part of the frame in `output`; before
+ *         them those of add_crc(), add_channel_code() and do_papr_reduction()
  */
 KOSC_API int soundcomm_encode(const soundcomm_paras_t* paras, const uint8_t* input, uint32_t input_len, double* output,
                               uint32_t output_len);
@@ -50,7 +51,8 @@ KOSC_API kom_vector_uint8* add_crc(const uint8_t* input, uint32_t input_len, con
 /** Code bits of `bits` with the set's channel code, punctured; null as add_conv_code(), or as encode82(). */
 KOSC_API kom_vector_uint8* add_channel_code(const soundcomm_paras_t* paras, const kom_vector_uint8* bits);
 
-/** Convolutional code and puncturing; null with ERROR "Fail to alloc msg." or "Punch code failed.". */
+/** Convolutional code and puncturing; null with ERROR "Fail to alloc msg." or "Punch code failed.", either perhaps
+ * after that of conv_code_encode(). */
 KOSC_API kom_vector_uint8* add_conv_code(const soundcomm_paras_t* paras, const kom_vector_uint8* bits);
 
 /** PAPR reduction in place; false when the step fails, with ERROR "Unknown papr reduction type." for an unknown type.

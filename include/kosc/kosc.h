@@ -73,8 +73,8 @@ KOSC_API void ko_soundcommu_register_log(log_callback_t callback);
  * @param callback0  receives the messages heard on channel 0
  * @param callback1  receives the messages heard on channel 1
  * @return the handle, for ko_soundcommu_release(); null when a callback is null (ERROR "Recv callback is NULL."),
- *         memory is short (ERROR "No enough memory to alloc kosc") or a channel's context cannot be built (its own
- *         messages, then ERROR "Fail to init context.")
+ *         memory is short (ERROR "No enough memory to alloc kosc") or a channel's context cannot be built (the
+ *         messages of soundcomm_init() or soundcomm_init_receive(), then ERROR "Fail to init context.")
  */
 KOSC_API soundcommu_handle_t* ko_soundcommu_init(recv_callback_t callback0, recv_callback_t callback1);
 
@@ -90,8 +90,8 @@ KOSC_API void ko_soundcommu_release(soundcommu_handle_t* handle);
  * @param encoded_frame  receives 11520 samples
  * @param frame_bytes    size of `encoded_frame` in bytes, 23040 (one more is accepted)
  * @return 0, or -1 with one of the ERROR messages "kosc is NULL", "msg is NULL", "Msg length %d %d invalid",
- *         "encoded_frame is NULL", "frame length %d invalid", "fail to malloc encode data", "soundcomm encode fail",
- *         "make audio failed", checked in this order
+ *         "encoded_frame is NULL", "frame length %d invalid", "fail to malloc encode data", "soundcomm encode fail"
+ *         (after those of soundcomm_encode()), "make audio failed", checked in this order
  */
 KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* msg, uint32_t msg_len,
                                   int16_t* encoded_frame, uint32_t frame_bytes);
@@ -106,7 +106,8 @@ KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* ms
  * @param channel   0 or 1; the two are independent receivers
  * @return 0, also when nothing was heard; -1 with one of the ERROR messages "kosc is NULL", "Invalid channel %d",
  *         "data is null.", "Invalid data len %d", "init result collector failed %d", "Fail to recv data", "Fail to
- *         alloc frame result". Messages that do not fit the result buffer are reported once a call at WARN and lost
+ *         alloc frame result". Messages that do not fit the result buffer are reported once a call at WARN and lost;
+ *         a frame whose decoding runs out of memory is lost alone, with the messages of soundcomm_decode()
  */
 KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* data, int data_len, int channel);
 

@@ -40,8 +40,8 @@ KOSC_API void soundcomm_set_log_level(uint32_t level);
 KOSC_API void soundcomm_config_log_time(uint32_t enable);
 
 /**
- * Non-zero formats every line in a heap buffer of its own; 0 (the default at load time) uses one static buffer and
- * never allocates.
+ * Non-zero formats every line in a heap buffer of its own, and drops a line that gets none with a note on standard
+ * error; 0 (the default at load time) uses one static buffer and never allocates.
  */
 KOSC_API void soundcomm_config_log_memory(uint32_t enable);
 

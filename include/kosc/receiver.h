@@ -48,7 +48,7 @@ typedef struct frame_report_t {
     uint32_t verdict;        /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
     uint32_t failed_crcs;    /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
     uint32_t msg_len;        /**< bytes of `msg` */
-    const uint8_t* msg;      /**< the message; with verdict 0 what was read instead of it */
+    const uint8_t* msg;      /**< the message; with verdict 0 what was read instead of it, else null */
     const double* samples;   /**< frame_length raw samples from its start on */
     double correlation;      /**< height of the synchronisation peak, up to 1 */
     frame_quality_t quality; /**< all zero without a second look */
@@ -114,8 +114,8 @@ KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, u
  * @param track_count    1 or 2 interleaved tracks
  * @param sample_rate    Hz
  * @param corr_capacity  correlation positions to buffer; two frames in soundcomm_init_receive()
- * @return false with ERROR "Create bwbp failed.", "Fail to init dc." or "Fail to malloc decode_cache.", or ERROR
- *         "Invalid track count %u" for other than 1 or 2 tracks
+ * @return false with ERROR "Create bwbp failed.", "Fail to init dc." (after that of data_container_init()) or "Fail to
+ *         malloc decode_cache.", or ERROR "Invalid track count %u" for other than 1 or 2 tracks
  */
 KOSC_API bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32_t sample_rate,
                                    uint32_t corr_capacity);

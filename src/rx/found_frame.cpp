@@ -61,8 +61,10 @@ uint32_t decode_into(soundcomm_context_t* ctx, receive_track_t* entry, result_sl
     if (report != nullptr) {
         report->verdict = verdict;
         report->failed_crcs = failed_crcs;
-        report->msg = target;
-        report->msg_len = msg_len;
+        if (verdict != KOSC_DECODE_FAILED) { // else the cache has nothing of this frame
+            report->msg = target;
+            report->msg_len = msg_len;
+        }
         report->samples = frame;
         report->quality = soundcomm_get_frame_quality(ctx);
     }

@@ -8,31 +8,6 @@
 #include "channels.h"
 #include "support/modem.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define COUNTS_ALLOCATIONS 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define COUNTS_ALLOCATIONS 0
-#endif
-#endif
-#ifndef COUNTS_ALLOCATIONS
-#define COUNTS_ALLOCATIONS 1
-#endif
-
-#if COUNTS_ALLOCATIONS
-static size_t allocations = 0;
-
-// The C library's own, which these stand before for the whole process.
-extern "C" {
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void* __libc_realloc(void*, size_t);
-void* malloc(size_t size) { return ++allocations, __libc_malloc(size); }
-void* calloc(size_t count, size_t size) { return ++allocations, __libc_calloc(count, size); }
-void* realloc(void* block, size_t size) { return ++allocations, __libc_realloc(block, size); }
-}
-#endif
-
 namespace {
 
 using namespace kosc_link;
@@ -138,20 +113,6 @@ TEST(SecondLook, FindsNoMessageInNoise)
         EXPECT_EQ(look(ctx, sound), 0U) << seed;
     }
 }
-
-#if COUNTS_ALLOCATIONS
-TEST(SecondLook, AllocatesNothingForAFrame)
-{
-    const context_ptr ctx = listener(KOSC_SECOND_LOOK_ON);
-    for (const double snr_db : {-3.0, 3.0}) {
-        const double_list sound = spoil(encode(ctx.get(), message("frugal")), 1000, snr_db, 9);
-        const size_t before = allocations;
-        look(ctx, sound);
-        EXPECT_EQ(allocations, before) << snr_db;
-    }
-    EXPECT_GT(allocations, 0U);
-}
-#endif
 
 TEST(SecondLook, WorksWithEveryConvolutionalConfiguration)
 {
