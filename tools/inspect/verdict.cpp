@@ -11,11 +11,12 @@ namespace {
 
 constexpr uint32_t FRAME_SAMPLES = 11520;
 
-// Noise is now and then taken for a pilot; then nothing behind it adds up.
+// Noise is now and then taken for a pilot; then nothing behind it adds up, and the second look may not even begin.
 bool is_chance(const candidate& c)
 {
     constexpr double RARELY_BY_CHANCE = 0.55, INCOHERENT = 0.25;
-    return !c.decoded && c.correlation < RARELY_BY_CHANCE && c.measured && c.quality.coherence < INCOHERENT;
+    const bool incoherent = c.second_look_needed && (!c.measured || c.quality.coherence < INCOHERENT);
+    return !c.decoded && c.correlation < RARELY_BY_CHANCE && incoherent;
 }
 
 bool drifts(const candidate& c)
