@@ -91,6 +91,7 @@ int main(int argc, char** argv)
         return 2;
     }
     ko_soundcommu_register_log([](const char* line) { std::fputs(line, stderr); });
+    log_level = KOSC_LEVEL_WARN;
     audio_para_t play, record;
     soundcommu_handle_t* const modem =
         ko_soundcommu_init([](const decode_result_t* r, uint32_t count) { print(0, r, count); },

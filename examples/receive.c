@@ -73,6 +73,7 @@ int main(int argc, char** argv)
         return 2;
     }
     ko_soundcommu_register_log(on_log_line);
+    log_level = KOSC_LEVEL_WARN; /* else each block has lines of its own */
     soundcommu_handle_t* modem = ko_soundcommu_init(on_left, on_right);
     int failed = modem == NULL || ko_soundcommu_config_second_look(modem, 1) != 0;
     int16_t block[CHANNELS][BLOCK];

@@ -1,4 +1,5 @@
-"""The commands that work on sound devices, on virtual ones: `live_check.py <kosc> <pulseaudio>`.
+"""The commands that work on sound devices, and the example that does, on virtual ones: `live_check.py <kosc>
+<pulseaudio> <duplex>`.
 
 A sound server of its own plays into null sinks, whose monitors are the microphones; it needs no sound card, and none
 of the user's settings are touched.
@@ -46,8 +47,9 @@ class Server:
     def start(self, *command: str, **streams) -> subprocess.Popen:
         return subprocess.Popen(command, env=self.environment, text=True, stderr=subprocess.PIPE, **streams)
 
-    def run(self, *command: str) -> subprocess.CompletedProcess:
-        return subprocess.run(command, env=self.environment, text=True, capture_output=True, timeout=TIMEOUT)
+    def run(self, *command: str, **defaults: str) -> subprocess.CompletedProcess:
+        return subprocess.run(command, env={**self.environment, **defaults}, text=True, capture_output=True,
+                              timeout=TIMEOUT)
 
     def wait_until_up(self, kosc: str) -> None:
         while self.process.poll() is None:
@@ -122,7 +124,7 @@ def talk(server: Server, kosc: str) -> None:
 
 
 def main() -> None:
-    kosc, pulseaudio = sys.argv[1:]
+    kosc, pulseaudio, duplex = sys.argv[1:]
     with tempfile.TemporaryDirectory(prefix="kosc") as folder:
         server = Server(pulseaudio, Path(folder))
         try:
@@ -133,6 +135,10 @@ def main() -> None:
             report = json.loads(check.communicate(timeout=TIMEOUT)[0])
             expect("check's verdict", (report["verdict"], report["cause"], report["frames_heard"]), ("good", "none", 6))
 
+            both_ways = server.run(duplex, "both ways", "8", PULSE_SINK="probe", PULSE_SOURCE="probe.monitor")
+            expect("duplex's end", both_ways.returncode, 0)
+            expect("what duplex hears", {*both_ways.stdout.splitlines()},
+                   {"channel 0: both ways", "channel 1: both ways"})
             silent = server.run(kosc, "listen", "--device", "probe-in", "--for", "0.5")
             expect("listening to nothing", (silent.returncode, silent.stdout, silent.stderr), (1, "", ""))
             for device, reason in (("nowhere", "there is no input device 'nowhere'"), ("-in", "several devices")):
