@@ -7,15 +7,24 @@ namespace {
 
 using namespace kosc;
 
+// Keeps the block in memory for a moment: an allocation that nobody looks at may be left out, and count as served.
+bool is_served(double* block)
+{
+    static double* volatile kept;
+    kept = block;
+    const block_ptr<double> owner{kept};
+    return owner != nullptr;
+}
+
 TEST(Allocation, RefusesMoreThanCanBeAddressed)
 {
     // Volatile: compilers refuse to translate such a request when they see it.
     const volatile uint64_t limit = uint64_t{SIZE_MAX} / sizeof(double);
-    EXPECT_FALSE(block_ptr<double>{alloc_array<double>(limit + 1)});
-    EXPECT_FALSE(block_ptr<double>{alloc_zeroed<double>(limit + 1)});
+    EXPECT_FALSE(is_served(alloc_array<double>(limit + 1)));
+    EXPECT_FALSE(is_served(alloc_zeroed<double>(limit + 1)));
     if (sizeof(size_t) < sizeof(uint64_t)) {
-        EXPECT_FALSE(block_ptr<double>{alloc_array<double>(uint64_t{1} << 32)}) << "0 when cut";
-        EXPECT_FALSE(block_ptr<double>{alloc_zeroed<double>(uint64_t{1} << 32)}) << "0 when cut";
+        EXPECT_FALSE(is_served(alloc_array<double>(uint64_t{1} << 32))) << "0 when cut";
+        EXPECT_FALSE(is_served(alloc_zeroed<double>(uint64_t{1} << 32))) << "0 when cut";
     }
 }
 
