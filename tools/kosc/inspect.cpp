@@ -51,13 +51,10 @@ std::string verdict_on(const candidate& c, bool second_look)
     if (c.decoded && !c.second_look_needed) {
         return "decodes at once: " + shown(c.message);
     }
-    std::string parts;
-    for (uint32_t i = 0; i < MESSAGE_PARTS; ++i) {
-        if ((c.failed_crcs >> i & 1U) != 0) {
-            parts += (parts.empty() ? "" : " and ") + std::to_string(i + 1);
-        }
-    }
-    const std::string failure = parts.empty() ? "cannot be read" : "the CRC of part " + parts + " fails";
+    static_assert(MESSAGE_PARTS == 2);
+    constexpr const char* FAILURES[] = {"cannot be read", "the CRC of the first half fails",
+                                        "the CRC of the second half fails", "the CRCs of both halves fail"};
+    const std::string failure = FAILURES[c.failed_crcs & 3U];
     return failure + (c.decoded     ? "; the second look decodes: " + shown(c.message)
                       : second_look ? "; the second look fails too"
                                     : "");
