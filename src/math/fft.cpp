@@ -4,7 +4,7 @@
 
 #include "math/complex_ops.h"
 #include "math/constants.h"
-#include "math/fft_passes.h"
+#include "math/fft_start.h"
 
 using namespace kosc;
 

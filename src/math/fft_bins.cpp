@@ -1,7 +1,7 @@
 #include "math/fft_bins.h"
 
 #include "math/complex_ops.h"
-#include "math/fft_passes.h"
+#include "math/fft_start.h"
 
 using namespace kosc;
 

@@ -1,68 +1,27 @@
-// The passes of the transforms that the table of twiddle factors serves.
+// The passes of the transforms that the table of twiddle factors serves. They are compiled for registers of 16 bytes
+// and, where processors may have them, for those of 32; the two give the same numbers.
 #ifndef KOSC_MATH_FFT_PASSES_H
 #define KOSC_MATH_FFT_PASSES_H
 
 #include "math/fft_table.h"
-#include "math/pair.h"
 
 namespace kosc {
 
 constexpr uint32_t FFT_SHORTEST = 4; // transform with two passes
 
-// Where the transforms find every fourth element that they work on; the three behind it lie n/2, n/4 and both further.
-constexpr uint32_t FFT_GROUPS = FFT_TABLE_LEN / FFT_SHORTEST;
-
-struct reversal_table {
-    uint8_t of[FFT_GROUPS] = {};
-};
-
-constexpr reversal_table make_reversal_table()
-{
-    reversal_table table;
-    for (uint32_t group = 0; group < FFT_GROUPS; ++group) {
-        uint32_t reversed = 0;
-        for (uint32_t bit = 1; bit < FFT_GROUPS; bit *= 2) {
-            reversed = reversed * 2 + ((group & bit) != 0 ? 1 : 0);
-        }
-        table.of[group] = static_cast<uint8_t>(reversed);
-    }
-    return table;
-}
-
-inline constexpr reversal_table FFT_REVERSED = make_reversal_table();
-
 // A transform under way: real and imaginary parts apart, so that the passes run over contiguous numbers.
-struct fft_work {
+struct alignas(32) fft_work {
     double re[FFT_TABLE_LEN];
     double im[FFT_TABLE_LEN];
 };
 
-// All passes but the first two that join transforms of less than `end` points, over n elements.
+// All passes but the first two that join transforms of less than `end` points, over n elements: in registers that hold
+// two numbers, and in those that hold four.
+void run_passes_by_two(fft_work* w, uint32_t n, uint32_t end);
+void run_passes_by_four(fft_work* w, uint32_t n, uint32_t end);
+
+// The same in the widest registers that this processor has.
 void run_passes(fft_work* w, uint32_t n, uint32_t end);
-
-// The first two passes over four elements in bit-reversed order, each with its two parts in one pair, into places `to`
-// and behind.
-inline void join_first_four(fft_work* w, uint32_t to, pair x0, pair z0, pair x1, pair z1)
-{
-    // Element 3 of the table.
-    constexpr double FACTOR_RE = 1.0 - 2.0 * PASS_ANGLES[1].half_sine * PASS_ANGLES[1].half_sine;
-    constexpr double FACTOR_IM = -PASS_ANGLES[1].sine;
-    const pair even_sum = x0 + z0;
-    const pair even_difference = x0 - z0;
-    const pair sum = x1 + z1;
-    const pair difference = both(FACTOR_RE) * (x1 - z1) + pair{-FACTOR_IM, FACTOR_IM} * swapped(x1 - z1);
-    const pair r0 = even_sum + sum;
-    const pair r1 = even_difference + difference;
-    const pair r2 = even_sum - sum;
-    const pair r3 = even_difference - difference;
-    store_complex(w->re + to, w->im + to, {firsts(r0, r1), seconds(r0, r1)});
-    store_complex(w->re + to + 2, w->im + to + 2, {firsts(r2, r3), seconds(r2, r3)});
-}
-
-// Whether a transform of n points can go by the table.
-inline bool table_serves(uint32_t n) { return FFT_TABLE_READY && n >= FFT_SHORTEST && n <= FFT_TABLE_LEN; }
-
-inline bool is_power_of_two(uint32_t n) { return n != 0 && (n & (n - 1)) == 0; }
 
 } // namespace kosc
 

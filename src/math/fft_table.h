@@ -9,7 +9,7 @@ namespace kosc {
 constexpr uint32_t FFT_TABLE_LEN = 1024; // longest transform that the table serves
 
 // Those of the forward pass that joins transforms of `dual` points are elements dual .. 2*dual - 1.
-struct fft_table {
+struct alignas(32) fft_table {
     double re[FFT_TABLE_LEN] = {};
     double im[FFT_TABLE_LEN] = {};
 };

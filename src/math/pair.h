@@ -56,6 +56,8 @@ inline pair seconds(pair a, pair b) { return __builtin_shufflevector(a, b, 1, 3)
 #else
 inline pair both(double x) { return pair{x, x, x, x}; }
 
+inline pair with_first_of(pair from, pair p) { return __builtin_shufflevector(from, p, 0, 5, 6, 7); }
+
 // The doubles of the first halves in turn, and of the second ones.
 inline pair firsts(pair a, pair b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
 

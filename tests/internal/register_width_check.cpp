@@ -1,12 +1,15 @@
-// The narrow-band inverse transform against the whole one, in every width of register that this processor has.
+// What is compiled for registers of several widths: the same bits in every width that this processor has, and the
+// narrow-band inverse transform against the whole one.
 #include "dsp/band_inverse_engine.h"
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "kosc/ofdm.h"
+#include "math/fft_passes.h"
 #include "math/vector_family.h"
 
 namespace {
@@ -41,6 +44,23 @@ TEST(BandInverse, GivesTheSamplesOfTheWholeTransformInAnyWidth)
     }
     for (const auto& [symbol_len, start, count] : {band{1024, 0, 64}, {1024, 384, 65}, {1024, 448, 64}, {128, 9, 9}}) {
         EXPECT_EQ(band_inverse_init(symbol_len, start, count), nullptr) << "left to the whole transform";
+    }
+}
+
+TEST(FftPasses, GiveTheSameBitsInAnyWidth)
+{
+    for (uint32_t n = FFT_SHORTEST; n <= FFT_TABLE_LEN; n *= 2) {
+        for (uint32_t end = FFT_SHORTEST; end <= n; end *= 2) {
+            fft_work best = {};
+            for (uint32_t i = 0; i < n; ++i) {
+                best.re[i] = std::sin(1.0 + 7.0 * i * i);
+                best.im[i] = i % 4 == 0 ? -0.0 : std::cos(2.0 + 5.0 * i * i);
+            }
+            fft_work narrow = best;
+            run_passes(&best, n, end);
+            run_passes_by_two(&narrow, n, end);
+            ASSERT_EQ(std::memcmp(&best, &narrow, sizeof(best)), 0) << end << " of " << n << " points";
+        }
     }
 }
 

@@ -1,0 +1,58 @@
+// How the transforms that the table of twiddle factors serves begin: reordered, and with their first two passes.
+#ifndef KOSC_MATH_FFT_START_H
+#define KOSC_MATH_FFT_START_H
+
+#include "math/fft_passes.h"
+#include "math/pair.h"
+
+namespace kosc {
+
+// Where the transforms find every fourth element that they work on; the three behind it lie n/2, n/4 and both further.
+constexpr uint32_t FFT_GROUPS = FFT_TABLE_LEN / FFT_SHORTEST;
+
+struct reversal_table {
+    uint8_t of[FFT_GROUPS] = {};
+};
+
+constexpr reversal_table make_reversal_table()
+{
+    reversal_table table;
+    for (uint32_t group = 0; group < FFT_GROUPS; ++group) {
+        uint32_t reversed = 0;
+        for (uint32_t bit = 1; bit < FFT_GROUPS; bit *= 2) {
+            reversed = reversed * 2 + ((group & bit) != 0 ? 1 : 0);
+        }
+        table.of[group] = static_cast<uint8_t>(reversed);
+    }
+    return table;
+}
+
+inline constexpr reversal_table FFT_REVERSED = make_reversal_table();
+
+// The first two passes over four elements in bit-reversed order, each with its two parts in one pair, into places `to`
+// and behind.
+inline void join_first_four(fft_work* w, uint32_t to, pair x0, pair z0, pair x1, pair z1)
+{
+    // Element 3 of the table.
+    constexpr double FACTOR_RE = 1.0 - 2.0 * PASS_ANGLES[1].half_sine * PASS_ANGLES[1].half_sine;
+    constexpr double FACTOR_IM = -PASS_ANGLES[1].sine;
+    const pair even_sum = x0 + z0;
+    const pair even_difference = x0 - z0;
+    const pair sum = x1 + z1;
+    const pair difference = both(FACTOR_RE) * (x1 - z1) + pair{-FACTOR_IM, FACTOR_IM} * swapped(x1 - z1);
+    const pair r0 = even_sum + sum;
+    const pair r1 = even_difference + difference;
+    const pair r2 = even_sum - sum;
+    const pair r3 = even_difference - difference;
+    store_complex(w->re + to, w->im + to, {firsts(r0, r1), seconds(r0, r1)});
+    store_complex(w->re + to + 2, w->im + to + 2, {firsts(r2, r3), seconds(r2, r3)});
+}
+
+// Whether a transform of n points can go by the table.
+inline bool table_serves(uint32_t n) { return FFT_TABLE_READY && n >= FFT_SHORTEST && n <= FFT_TABLE_LEN; }
+
+inline bool is_power_of_two(uint32_t n) { return n != 0 && (n & (n - 1)) == 0; }
+
+} // namespace kosc
+
+#endif
