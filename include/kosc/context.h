@@ -78,9 +78,10 @@ typedef struct soundcomm_context_t {
  * reduction context.", "Fail to init convolutional code." (after that of conv_code_init()), "Fail to init punch code.",
  * "Unsupported linear code paras n,k=%u,%u" or "Init pilot failed" (after "pilot map subcarries faild.", "pilot mod
  * ofdm symbol faild.", "init pilot with cp faild." and "init sync pilot failed." or "init estimating pilot failed.");
- * silently for an unknown PAPR type. "Init frame struct failed" comes alone for a frame longer than 2^22 samples. PAPR
- * type 3 serves up to 512 subcarriers. It does not fail for want of memory for `fade_window`, `inverse` or the code's
- * `viterbi64`, without which it works slower, nor for do_fade_in_out().
+ * silently for an unknown PAPR type, or where there is no memory for the angles of type 3. "Init frame struct failed"
+ * comes alone for a frame longer than 2^22 samples. PAPR type 3 serves up to 512 subcarriers. It does not fail for want
+ * of memory for `fade_window`, `inverse` or the code's `viterbi64`, without which it works slower, nor for
+ * do_fade_in_out().
  */
 KOSC_API soundcomm_context_t* soundcomm_init(const soundcomm_cfg_t* tx_cfg, const soundcomm_cfg_t* rx_cfg);
 

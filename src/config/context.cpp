@@ -51,15 +51,20 @@ bool check_cfg(const soundcomm_cfg_t& cfg)
     return true;
 }
 
-// A pattern of the first `sc_num` angles of the long table; null when there are not so many, or memory is short.
-phase_pattern* make_long_pattern(uint32_t sc_num)
+// A pattern of the first `sc_num` angles of the long table, or null; false when there is no memory for the angles.
+bool make_long_pattern(uint32_t sc_num, phase_pattern** pattern)
 {
-    const block_ptr<double> angles{sc_num <= LONG_PATTERN_LEN ? alloc_zeroed<double>(sc_num) : nullptr};
-    if (angles) {
-        std::copy_n(LONG_PATTERN, sc_num, angles.get());
-        angle_to_radian(angles.get(), angles.get(), sc_num);
+    if (sc_num > LONG_PATTERN_LEN) {
+        return true;
     }
-    return calc_phase_pattern(angles.get(), sc_num);
+    const block_ptr<double> angles{alloc_zeroed<double>(sc_num)};
+    if (!angles) {
+        return false;
+    }
+    std::copy_n(LONG_PATTERN, sc_num, angles.get());
+    angle_to_radian(angles.get(), angles.get(), sc_num);
+    *pattern = calc_phase_pattern(angles.get(), sc_num);
+    return true;
 }
 
 bool init_papr(soundcomm_paras_t* paras)
@@ -72,7 +77,9 @@ bool init_papr(soundcomm_paras_t* paras)
         paras->phase_pattern = calc_phase_pattern(SHORT_PATTERN, SHORT_PATTERN_LEN);
         break;
     case KOSC_PAPR_LONG_PATTERN:
-        paras->phase_pattern = make_long_pattern(paras->cfg.ofdm_cfg.sc_num);
+        if (!make_long_pattern(paras->cfg.ofdm_cfg.sc_num, &paras->phase_pattern)) {
+            return false;
+        }
         break;
     default:
         return false;

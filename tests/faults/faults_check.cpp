@@ -139,6 +139,9 @@ int config_second_look(context*)
 {
     host h;
     const int result = short_of_memory([&] { return ko_soundcommu_config_second_look(h.get(), 1); });
+    for (const soundcomm_context_t* const ctx : h.get()->ctx) {
+        EXPECT_EQ(ctx->rx_paras->second_look != nullptr, result == 0) << "both channels or none";
+    }
     EXPECT_TRUE(hears(&h, false));
     EXPECT_EQ(ko_soundcommu_config_second_look(h.get(), 1), 0);
     EXPECT_TRUE(hears(&h, true));
@@ -298,5 +301,25 @@ TEST_P(ShortOfMemory, FailsAsDocumentedLosesNothingAndRecovers)
 
 INSTANTIATE_TEST_SUITE_P(Calls, ShortOfMemory, testing::Range<size_t>(0, std::size(ROWS)),
                          [](const auto& at) { return ROWS[at.param].call + ("_" + std::to_string(at.index)); });
+
+// The array of angles in radians is scratch: only the pattern and its two arrays have a message.
+TEST(PhasePattern, FailsWithAMessageOnceForEachOfItsThreeAllocations)
+{
+    for (const int papr : {KOSC_PAPR_SHORT_PATTERN, KOSC_PAPR_LONG_PATTERN}) {
+        const log_capture log{KOSC_LEVEL_ERROR};
+        soundcomm_cfg_t cfg = *soundcomm_default_cfg();
+        cfg.ofdm_cfg.papr = papr;
+        blocks.all_later = false;
+        blocks.failing = 0;
+        do {
+            ++blocks.failing;
+            blocks.failed = 0;
+            short_of_memory([&] { return context_ptr{soundcomm_init(&cfg, &cfg)}; });
+        } while (blocks.failed != 0);
+        const text_list lines = logged();
+        const auto is_text = [](const auto& line) { return line.find("PAPR reduction context") != line.npos; };
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_text), 2 * 3) << papr << ": two directions";
+    }
+}
 
 } // namespace
