@@ -117,7 +117,8 @@ KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* da
  * What it recovers is delivered in its place among the other messages. Costs some milliseconds a failed frame, nothing
  * on others.
  *
- * @return 0, or -1 with ERROR "kosc is NULL" or, when memory is short, WARN "no second look for this configuration"
+ * @return 0, or -1 with ERROR "kosc is NULL" or, when memory is short, which leaves both channels without it, WARN "no
+ *         second look for this configuration"
  */
 KOSC_API int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enable);
 

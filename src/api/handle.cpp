@@ -87,10 +87,11 @@ int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* msg, uint32
 int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enable)
 {
     KOSC_RETURN_IF(handle == nullptr, -1, "kosc is NULL");
-    bool switched = true;
     for (soundcomm_context_t* const ctx : handle->ctx) {
-        switched =
-            soundcomm_config_second_look(ctx, enable != 0 ? KOSC_SECOND_LOOK_ON : KOSC_SECOND_LOOK_OFF) && switched;
+        if (!soundcomm_config_second_look(ctx, enable != 0 ? KOSC_SECOND_LOOK_ON : KOSC_SECOND_LOOK_OFF)) {
+            soundcomm_config_second_look(handle->ctx[0], KOSC_SECOND_LOOK_OFF); // on both channels or on none
+            return -1;
+        }
     }
-    return switched ? 0 : -1;
+    return 0;
 }
