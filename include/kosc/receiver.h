@@ -77,7 +77,7 @@ KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras syn
  * Has every frame reported that soundcomm_receive() finds, decoded or not, for hosts that want to know where, how well,
  * or why not. Search windows overlap: a frame that does not decode may be reported twice, with the same `sample`.
  *
- * @param ctx       context; must not be null
+ * @param ctx       context; null is ignored
  * @param callback  null: none, as after soundcomm_init()
  * @param user      handed to it
  */

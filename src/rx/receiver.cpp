@@ -158,8 +158,10 @@ bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, 
 
 void soundcomm_set_frame_callback(soundcomm_context_t* ctx, frame_callback_t callback, void* user)
 {
-    ctx->rx_paras->frame_callback = callback;
-    ctx->rx_paras->frame_callback_user = user;
+    if (ctx != nullptr) {
+        ctx->rx_paras->frame_callback = callback;
+        ctx->rx_paras->frame_callback_user = user;
+    }
 }
 
 uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len)

@@ -183,6 +183,7 @@ TEST(Receiver, ReportsEveryFrameThatItFinds)
     const uint64_t second_call = 2 * FRAME_LEN + 100;
     EXPECT_EQ(reports, (std::vector<found>{{100, 0, 1, 0, "left"}, {second_call, 1, 0, 2, "half"}}));
     soundcomm_set_frame_callback(r.ctx.get(), nullptr, nullptr);
+    soundcomm_set_frame_callback(nullptr, collect, &reports);
     EXPECT_EQ(r.hear(interleave(r.frame("more"), {})), 0);
     EXPECT_EQ(reports.size(), 2U);
 }
