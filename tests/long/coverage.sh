@@ -12,7 +12,7 @@ need_packages cmake make g++ gcovr python3 pkg-config \
 
 cmake --preset coverage > /dev/null
 find build/coverage -name '*.gcda' -delete # of objects that are built anew now
-cmake --build --preset coverage --parallel > /dev/null
+cmake --build --preset coverage --parallel "$(nproc)" > /dev/null
 find build/coverage -name '*.gcda' -delete # of programs that ran to list their tests
 ctest --preset coverage --parallel "$(nproc)" | tail -4
 report=build/coverage/coverage

@@ -10,7 +10,7 @@ slices=$(((${1:-100} + 9) / 10))
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cmake --preset release > /dev/null
-cmake --build --preset release --parallel --target kosc_false_messages > /dev/null
+cmake --build --preset release --parallel "$(nproc)" --target kosc_false_messages > /dev/null
 for voice in en en-us+f3 de+m2 fr+f1 es ru pl+f4 cmn; do
     espeak-ng -v "$voice" -w "$work/$voice.wav" -f README.md
 done

@@ -5,5 +5,5 @@ cd "$(dirname "$0")/../.."
 . cmake/packages.sh
 need_packages cmake make g++ libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
 cmake --preset release > /dev/null
-cmake --build --preset release --parallel --target kosc_soak > /dev/null
+cmake --build --preset release --parallel "$(nproc)" --target kosc_soak > /dev/null
 time build/release/tests/long/kosc_soak "${1:-25}" 1
