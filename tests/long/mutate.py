@@ -144,7 +144,7 @@ class Build:
         for command in commands:
             words = shlex.split(command["command"])
             output = words[words.index("-o") + 1]
-            if "kosc_objects.dir" in output:
+            if "kosc_objects.dir" in output or "kosc_wide_objects.dir" in output:
                 self.objects[output] = {**command, "words": words}
 
     def sources_of(self, path):
@@ -169,8 +169,10 @@ class Build:
 
     def plain_object(self, output):
         """The same object in the plain form of the library, which has its own of some files."""
-        name = output.relative_to(self.out / "src/CMakeFiles/kosc_objects.dir")
-        other = self.out / "bench/CMakeFiles/kosc_plain.dir/__/src" / name
+        library = self.out / "src/CMakeFiles/kosc_objects.dir"
+        if not output.is_relative_to(library):
+            return None  # for wider registers, which the plain form does without
+        other = self.out / "bench/CMakeFiles/kosc_plain.dir/__/src" / output.relative_to(library)
         return other if other.exists() else None
 
     def tests(self):
