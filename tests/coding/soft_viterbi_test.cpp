@@ -12,21 +12,21 @@ namespace {
 using kosc_link::random_source;
 using decoder_ptr = owned<soft_viterbi_t, soft_viterbi_free>;
 
-constexpr uint32_t SHORT[] = {7, 5}, BUILT_IN[] = {95, 107, 81}, LONG[] = {367, 435, 457};
+constexpr uint32_t SHORTEST[] = {3, 1}, SHORT[] = {7, 5}, BUILT_IN[] = {95, 107, 81}, LONG[] = {367, 435, 457};
 
 const code_ptr CODES[] = {code_ptr{conv_code_init(3, SHORT, 2)}, code_ptr{conv_code_init(7, BUILT_IN, 3)},
-                          code_ptr{conv_code_init(9, LONG, 3)}};
+                          code_ptr{conv_code_init(9, LONG, 3)}, code_ptr{conv_code_init(2, SHORTEST, 2)}};
 
 TEST(SoftViterbi, FindsTheWordThatAgreesBestOfAllThatEndInTheZeroState)
 {
     constexpr uint32_t INFO_BITS = 8;
     random_source random{1};
     for (int trial = 0; trial < 60; ++trial) {
-        const conv_code_t* const code = CODES[trial % 3].get();
+        const conv_code_t* const code = CODES[trial % 4].get();
         double_list soft(conv_code_encode_length(code, INFO_BITS));
         for (double& value : soft) {
             // A fifth of holes, and at first nothing else: of equals, the first word is due.
-            value = trial < 3 || random.uniform() < 0.2 ? 0.0 : random.gaussian();
+            value = trial < 4 || random.uniform() < 0.2 ? 0.0 : random.gaussian();
         }
         byte_list best;
         double best_agreement = -1e9;

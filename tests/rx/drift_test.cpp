@@ -17,9 +17,11 @@ constexpr band SUBCARRIERS = {18000, 20953.125};
 
 class Drift : public testing::Test {
 protected:
-    // The best explanation of a frame that starts where the synchronisation search would put it: it finds the chirp of
-    // the pilot about 6.6 samples early for every 1000 ppm.
-    drift_t best(double first, double last, double snr_db)
+    drift_t best(double first, double last, double snr_db) { return explanations(first, last, snr_db, 1).at(0); }
+
+    // Explanations, the best first, of a frame that starts where the synchronisation search would put it: it finds the
+    // chirp of the pilot about 6.6 samples early for every 1000 ppm.
+    std::vector<drift_t> explanations(double first, double last, double snr_db, uint32_t max_found)
     {
         const double early = 0.0066 * (first + 0.15 * (last - first)); // by the drift at the chirp
         const double_list moving = drift(encode(ctx_.get(), message("on the move")), first, last, 0, FRAME_LEN);
@@ -28,8 +30,8 @@ protected:
         sound.erase(sound.begin(), sound.begin() + std::lround(100 - early));
         sound.resize(FRAME_LEN);
         add_noise(&sound, noise_variance(mean_power(sound, 0, FRAME_LEN), snr_db, SUBCARRIERS, 48000), &random_);
-        drift_t found{};
-        EXPECT_EQ(drift_search_find(search_.get(), sound.data(), &found, 1), 1U);
+        std::vector<drift_t> found(max_found);
+        found.resize(drift_search_find(search_.get(), sound.data(), found.data(), max_found));
         return found;
     }
 
@@ -52,6 +54,20 @@ TEST_F(Drift, IsFoundWhereverItLiesAndFollowedWhileItChanges)
         EXPECT_GT(found.coherence, 0.5);
     }
     EXPECT_LT(best(0, 0, -30).coherence, 0.25) << "noise alone";
+}
+
+TEST_F(Drift, HasOtherExplanationsWhereOneIsWrong)
+{
+    const std::vector<drift_t> found = explanations(2003, 2003, 3.0, 4);
+    ASSERT_EQ(found.size(), 4U);
+    for (size_t i = 1; i < found.size(); ++i) {
+        EXPECT_GE(found[i - 1].coherence, found[i].coherence);
+        for (size_t j = 0; j < i; ++j) {
+            const double apart = found[i].rate - found[j].rate + 3790 * (found[i].bend - found[j].bend);
+            EXPECT_TRUE(std::fabs(apart) > 150e-6 || std::fabs(found[i].bend - found[j].bend) > 750e-6 / FRAME_LEN)
+                << i << " is " << j << " again";
+        }
+    }
 }
 
 } // namespace

@@ -241,6 +241,7 @@ TEST(Receiver, SearchesWithTheBuiltInSettings)
     const log_capture quiet{0};
     const handle_ptr handle{ko_soundcommu_init([](auto, auto) {}, [](auto, auto) {})};
     const data_container* const container = soundcomm_get_datacontainer(handle->ctx[1]->rx_paras, 0);
+    EXPECT_EQ(container->filter->order, 5U);
     EXPECT_EQ(container->peak_threshold, 0.4);
     EXPECT_EQ(container->corr_step, 1U);
     EXPECT_EQ(container->search_step, 9020U); // a frame less the synchronisation length and a margin of 20
