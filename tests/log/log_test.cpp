@@ -50,8 +50,8 @@ TEST(Log, DropsEmptyMessagesAndLinesThatDoNotFit)
 {
     const std::string none, too_long = "log_message: msg too long.\n", failed = "log_message: fail to log.\n";
     // Prefix and suffix have 13 characters: 4081 make a line of 4094, the longest there is.
-    const std::pair<size_t, std::string> cases[] = {{0, failed},      {4081, none},   {4082, too_long}, {4083, failed},
-                                                    {4087, too_long}, {4088, failed}, {9000, failed}};
+    const std::pair<size_t, std::string> cases[] = {{0, failed},    {1, none},        {4081, none},   {4082, too_long},
+                                                    {4083, failed}, {4087, too_long}, {4088, failed}, {9000, failed}};
     for (const auto& [length, complaint] : cases) {
         for (const uint32_t heap : {0u, 1u}) {
             const log_capture log;

@@ -134,7 +134,8 @@ TEST(SecondLook, WorksWithEveryConvolutionalConfiguration)
         ASSERT_TRUE(soundcomm_config_second_look(ctx.get(), KOSC_SECOND_LOOK_ON));
         const byte_list msg = message("any shape", ctx->rx_paras->cfg.msg_byte_len);
         byte_list found(msg.size());
-        EXPECT_EQ(look(ctx, encode(ctx.get(), msg), &found), 1U);
+        const double_list sound = apply_taps(encode(ctx.get(), msg), {{0, 1.0}, {40, 0.9}}); // fading: 0.1 to 1.9
+        EXPECT_EQ(look(ctx, sound, &found), 1U);
         EXPECT_EQ(found, msg);
     }
 }
