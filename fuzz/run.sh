@@ -22,7 +22,7 @@ run() {
     build/fuzz/fuzz/"$target" "${limits[@]}" -max_total_time="$seconds" -print_final_stats=1 \
         -artifact_prefix="$found/$target-" "$found/$target" "$unpacked/$target" fuzz/corpus/"$target" \
         > /dev/null 2> "$found/$target.log" || { tail -n 40 "$found/$target.log" >&2; return 1; }
-    printf '%s: %s\n' "$target" "$(grep -a DONE "$found/$target.log" | tr -s '\t ' ' ')"
+    printf '%s: %s\n' "$target" "$(grep -ao '#[0-9]*[[:space:]]DONE.*' "$found/$target.log" | tr -s '\t ' ' ')"
 }
 
 minimise() {
