@@ -105,7 +105,9 @@ conv_data_t decode_slots(const conv_code_t* code, const uint8_t* coded, uint32_t
 conv_data_t decode_64_states(const conv_code_t* code, const uint8_t* coded, uint32_t step_num)
 {
     constexpr uint64_t STATES = 64;
-    const block_ptr<int8_t> decisions{alloc_array<int8_t>(step_num * STATES)};
+    const uint64_t survivor_count = step_num * STATES;
+    const bool can_hold = survivor_count <= MAX_SURVIVOR_BYTES;
+    const block_ptr<int8_t> decisions{can_hold ? alloc_array<int8_t>(survivor_count) : nullptr};
     KOSC_RETURN_IF(!decisions, FAILED, "failt to alloc memory %d %d.", step_num, code->state_num);
     block_ptr<uint8_t> decoded{alloc_array<uint8_t>(step_num)};
     KOSC_RETURN_IF(!decoded, FAILED, "failt to alloc decoded data.");

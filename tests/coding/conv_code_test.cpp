@@ -97,7 +97,7 @@ TEST(ConvCode, ReportsWhatItRefuses)
 {
     const uint32_t ones[] = {1, 1}, outside[] = {95, 128, 200};
     const code_ptr code = make_code(7, {95, 107, 81}), shortest = make_code(1, {1}), longest = make_code(20, {1});
-    const byte_list block(785);
+    const byte_list block(785), endless(3 * ((1U << 24) + 1));
     const log_capture log;
     EXPECT_EQ(conv_code_encode(code.get(), nullptr, 3).data, nullptr);
     EXPECT_EQ(logged(), text_list{"WARN Invalid input to encode."});
@@ -113,6 +113,7 @@ TEST(ConvCode, ReportsWhatItRefuses)
         {[&] { return !decoded(code, block, true).empty(); }, {"Data length(785) isn't dividable by 3."}},
         {[&] { return !decoded(shortest, block, true).empty(); }, {"constraint 1 is too short to decode"}},
         {[&] { return !decoded(longest, block, true).empty(); }, {"failt to alloc memory 785 1048576."}}, // 3 GB
+        {[&] { return !decoded(code, endless, true).empty(); }, {"failt to alloc memory 16777217 128."}}, // above 1 GB
     });
 }
 
