@@ -38,7 +38,7 @@ template <bool inverse> void transform_by_table(double* data, uint32_t stride, u
         const uint32_t i = FFT_REVERSED.of[to / FFT_SHORTEST * spread];
         join_first_four(&w, to, element(i), element(i + n / 2), element(i + n / 4), element(i + n / 2 + n / 4));
     }
-    run_passes(&w, n, n);
+    run_passes(&w, n, 0, n);
     for (uint32_t i = 0; i < n; i += PAIR) {
         const complex_pair z = load_complex(w.re + i, w.im + i);
         const pair first = firsts(z.re, z.im);

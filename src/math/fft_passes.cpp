@@ -70,32 +70,76 @@ void run_two_passes(fft_work* w, size_t n, size_t dual)
     }
 }
 
-void run_all_passes(fft_work* w, uint32_t n, uint32_t end)
+// The sums or the differences of a pass alone.
+template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size_t a, bool differences)
 {
+    const complex_pair x = load_at(*w, i);
+    const complex_pair z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    if (differences) {
+        store_at(w, i + dual, x - z);
+    } else {
+        store_at(w, i, x + z);
+    }
+}
+
+// A pass of which only the sums, or only the differences, of butterflies first .. last - 1 are wanted. Whole registers
+// are computed; what else is in them is not used.
+void run_half_pass(fft_work* w, size_t n, size_t dual, size_t first, size_t last, bool differences)
+{
+    for (size_t block = 0; block < n; block += 2 * dual) {
+        size_t a = first / PAIR * PAIR;
+        if (a == 0) {
+            join_half<true>(w, block, dual, 0, differences);
+            a = PAIR;
+        }
+        for (; a < last; a += PAIR) {
+            join_half<false>(w, block + a, dual, a, differences);
+        }
+    }
+}
+
+void run_needed_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
+{
+    // The last pass makes bins k of sums and bins k + n/2 of differences of the numbers k of two transforms, and so on
+    // down: as soon as only some numbers are wanted, only those of their butterflies are needed.
+    uint32_t whole = FFT_SHORTEST;
+    while (whole < n && (count > whole || first % whole + count > whole)) {
+        whole *= 2;
+    }
     uint32_t dual = FFT_SHORTEST;
-    for (; 4 * dual <= end; dual *= 4) {
+    for (; 4 * dual <= whole; dual *= 4) {
         run_two_passes(w, n, dual);
     }
-    if (2 * dual <= end) {
+    if (2 * dual <= whole) {
         run_pass(w, n, dual);
+    }
+    for (dual = whole; dual < n; dual *= 2) {
+        const uint32_t butterfly = first % dual;
+        run_half_pass(w, n, dual, butterfly, butterfly + count, first % (2 * dual) >= dual);
     }
 }
 
 } // namespace
 
 #if KOSC_PAIR_BYTES == 16
-void kosc::run_passes_by_two(fft_work* w, uint32_t n, uint32_t end) { run_all_passes(w, n, end); }
+void kosc::run_passes_by_two(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
+{
+    run_needed_passes(w, n, first, count);
+}
 
-void kosc::run_passes(fft_work* w, uint32_t n, uint32_t end)
+void kosc::run_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
 {
 #ifdef KOSC_HAS_AVX2
     if (__builtin_cpu_supports("avx2")) {
-        run_passes_by_four(w, n, end);
+        run_passes_by_four(w, n, first, count);
         return;
     }
 #endif
-    run_passes_by_two(w, n, end);
+    run_passes_by_two(w, n, first, count);
 }
 #else
-void kosc::run_passes_by_four(fft_work* w, uint32_t n, uint32_t end) { run_all_passes(w, n, end); }
+void kosc::run_passes_by_four(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
+{
+    run_needed_passes(w, n, first, count);
+}
 #endif

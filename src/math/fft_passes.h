@@ -15,13 +15,13 @@ struct alignas(32) fft_work {
     double im[FFT_TABLE_LEN];
 };
 
-// All passes but the first two that join transforms of less than `end` points, over n elements: in registers that hold
-// two numbers, and in those that hold four.
-void run_passes_by_two(fft_work* w, uint32_t n, uint32_t end);
-void run_passes_by_four(fft_work* w, uint32_t n, uint32_t end);
+// All passes but the first two over n elements, as far as elements first .. first + count - 1 of the result need them:
+// in registers that hold two numbers, and in those that hold four.
+void run_passes_by_two(fft_work* w, uint32_t n, uint32_t first, uint32_t count);
+void run_passes_by_four(fft_work* w, uint32_t n, uint32_t first, uint32_t count);
 
 // The same in the widest registers that this processor has.
-void run_passes(fft_work* w, uint32_t n, uint32_t end);
+void run_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count);
 
 } // namespace kosc
 
