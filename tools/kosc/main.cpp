@@ -10,9 +10,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "commands.h"
+#include "commands/commands.h"
 #include "kosc/kosc.h"
-#include "terminal.h"
+#include "picture/terminal.h"
 
 namespace {
 

@@ -1,0 +1,230 @@
+#include "audio/audio_stream.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <thread>
+
+#include "audio/audio_file.h"
+#include "commands/stop_request.h"
+
+namespace {
+
+using std::chrono::duration;
+using std::chrono::steady_clock;
+
+constexpr auto POLL_INTERVAL = std::chrono::milliseconds(10);
+constexpr auto LONGEST_SILENCE = std::chrono::seconds(3); // of a callback
+constexpr uint32_t INPUT_RING_SECONDS = 8; // decoding a burst of frames may take that long on a slow computer
+constexpr size_t READ_FRAMES = 4096;
+
+std::string reason_of(PaError error)
+{
+    return error == paUnanticipatedHostError ? Pa_GetLastHostErrorInfo()->errorText : Pa_GetErrorText(error);
+}
+
+void sleep_shortly() { std::this_thread::sleep_for(POLL_INTERVAL); }
+
+uint32_t input_rate(const audio_system& system, const audio_device& device, uint32_t wanted)
+{
+    if (wanted != 0) {
+        return wanted;
+    }
+    const std::vector<uint32_t> rates = system.rates(device, direction::INPUT);
+    const bool own = rates.empty() || std::count(rates.begin(), rates.end(), MODEM_SAMPLE_RATE) != 0;
+    return own ? MODEM_SAMPLE_RATE : rates.front();
+}
+
+} // namespace
+
+audio_stream::audio_stream(audio_device device, direction way) : device_(std::move(device)), way_(way) {}
+
+void audio_stream::open(uint32_t channels, uint32_t rate, PaSampleFormat format, PaStreamCallback* callback, void* self)
+{
+    rate_ = rate;
+    const bool input = way_ == direction::INPUT;
+    const PaStreamParameters wanted{device_.index, static_cast<int>(channels), format, device_.latency(way_), nullptr};
+    const PaError error = Pa_OpenStream(&stream_, input ? &wanted : nullptr, input ? nullptr : &wanted, rate,
+                                        paFramesPerBufferUnspecified, paClipOff | paDitherOff, callback, self);
+    if (error != paNoError) {
+        stream_ = nullptr;
+        fail(error);
+    }
+}
+
+void audio_stream::start()
+{
+    const PaError error = Pa_StartStream(stream_);
+    if (error != paNoError) {
+        fail(error);
+    }
+    last_sign_of_life_ = steady_clock::now();
+}
+
+void audio_stream::fail(PaError error) const
+{
+    throw std::runtime_error("cannot open device '" + device_.name + "' at " + std::to_string(rate_) +
+                             " Hz: " + reason_of(error));
+}
+
+void audio_stream::close()
+{
+    if (stream_ != nullptr) {
+        Pa_CloseStream(stream_);
+        stream_ = nullptr;
+    }
+}
+
+void audio_stream::check_alive()
+{
+    const steady_clock::time_point now = steady_clock::now();
+    if (const uint64_t callbacks = callbacks_; callbacks != callbacks_seen_) {
+        callbacks_seen_ = callbacks;
+        last_sign_of_life_ = now;
+    }
+    if (Pa_IsStreamActive(stream_) != 1 || now - last_sign_of_life_ > LONGEST_SILENCE) {
+        throw std::runtime_error("device '" + device_.name + "' has stopped; was it unplugged?");
+    }
+}
+
+void audio_stream::note_callback()
+{
+    if (callbacks_ == 0) {
+        started_ = steady_clock::now(); // read only after callbacks_
+    }
+    ++callbacks_;
+}
+
+std::chrono::steady_clock::time_point audio_stream::started() const
+{
+    return callbacks_ != 0 ? started_ : steady_clock::now();
+}
+
+double audio_stream::latency() const
+{
+    const PaStreamInfo* const info = Pa_GetStreamInfo(stream_);
+    return info == nullptr ? 0.0 : way_ == direction::INPUT ? info->inputLatency : info->outputLatency;
+}
+
+input_stream::input_stream(const audio_system& system, const audio_device& device, uint32_t channels, uint32_t rate)
+    : audio_stream(device, direction::INPUT), channels_(channels)
+{
+    const uint32_t device_rate = input_rate(system, device, rate);
+    ring_ = std::make_unique<sample_ring<float>>(size_t{INPUT_RING_SECONDS} * device_rate * channels);
+    raw_.resize(READ_FRAMES * channels);
+    if (device_rate != MODEM_SAMPLE_RATE) {
+        int error = 0;
+        // The lesser qualities lose 20 dB and more at the top of the band when they convert from 44.1 kHz.
+        converter_.reset(src_new(SRC_SINC_BEST_QUALITY, static_cast<int>(channels), &error));
+        if (!converter_) {
+            throw std::runtime_error(src_strerror(error)); // out of memory
+        }
+        const double ratio = static_cast<double>(MODEM_SAMPLE_RATE) / device_rate;
+        converted_.resize((static_cast<size_t>(std::ceil(READ_FRAMES * ratio)) + 1) * channels);
+    }
+    open(channels, device_rate, paFloat32, callback, this);
+}
+
+input_stream::~input_stream() { close(); }
+
+int input_stream::callback(const void* input, void*, unsigned long frames, const PaStreamCallbackTimeInfo*,
+                           PaStreamCallbackFlags flags, void* self)
+{
+    auto* const stream = static_cast<input_stream*>(self);
+    stream->note_callback();
+    if ((flags & paInputOverflow) != 0) {
+        ++stream->device_overruns_;
+    }
+    if (input == nullptr || !stream->ring_->write(static_cast<const float*>(input), frames * stream->channels_)) {
+        stream->lost_samples_ += frames;
+    }
+    return paContinue;
+}
+
+void input_stream::read(std::vector<std::vector<int16_t>>& pcm)
+{
+    if (ring_->size() == 0) {
+        check_alive();
+        sleep_shortly();
+    }
+    const size_t frames = ring_->read(raw_.data(), raw_.size()) / channels_;
+    const size_t usable = converter_ ? convert(frames) : frames;
+    const std::vector<float>& interleaved = converter_ ? converted_ : raw_;
+    pcm.resize(channels_);
+    for (uint32_t channel = 0; channel < channels_; ++channel) {
+        pcm[channel].resize(usable);
+        for (size_t i = 0; i < usable; ++i) {
+            pcm[channel][i] = to_pcm(interleaved[i * channels_ + channel]);
+        }
+    }
+}
+
+// Fills converted_ from `frames` in raw_ and returns the frames in it.
+size_t input_stream::convert(size_t frames)
+{
+    SRC_DATA data{};
+    data.data_in = raw_.data();
+    data.data_out = converted_.data();
+    data.input_frames = static_cast<long>(frames);
+    data.output_frames = static_cast<long>(converted_.size() / channels_);
+    data.src_ratio = static_cast<double>(MODEM_SAMPLE_RATE) / rate();
+    const int error = src_process(converter_.get(), &data);
+    if (error != 0 || data.input_frames_used != data.input_frames) {
+        throw std::runtime_error("cannot convert from " + std::to_string(rate()) + " Hz: " + src_strerror(error));
+    }
+    return static_cast<size_t>(data.output_frames_gen);
+}
+
+std::chrono::system_clock::time_point input_stream::time_of_last_sample() const
+{
+    const duration<double> ago(latency() + static_cast<double>(ring_->size() / channels_) / rate());
+    return std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::system_clock::duration>(ago);
+}
+
+output_stream::output_stream(const audio_device& device, size_t capacity)
+    : audio_stream(device, direction::OUTPUT), channels_(std::min(device.outputs, 2U)), ring_(capacity)
+{
+    open(channels_, MODEM_SAMPLE_RATE, paInt16, callback, this);
+}
+
+output_stream::~output_stream() { close(); }
+
+// Plays the one channel that there is on all of the device's.
+int output_stream::callback(const void*, void* output, unsigned long frames, const PaStreamCallbackTimeInfo*,
+                            PaStreamCallbackFlags, void* self)
+{
+    auto* const stream = static_cast<output_stream*>(self);
+    stream->note_callback();
+    auto* const pcm = static_cast<int16_t*>(output);
+    const size_t got = stream->ring_.read(pcm, frames);
+    std::fill(pcm + got, pcm + frames, int16_t{0});
+    for (size_t i = frames; i-- > 0;) { // from the end: spread in place
+        std::fill_n(pcm + i * stream->channels_, stream->channels_, pcm[i]);
+    }
+    return paContinue;
+}
+
+bool output_stream::write(const std::vector<int16_t>& pcm)
+{
+    while (!stop_requested()) {
+        if (ring_.write(pcm.data(), pcm.size())) {
+            return true;
+        }
+        check_alive();
+        sleep_shortly();
+    }
+    return false;
+}
+
+void output_stream::drain()
+{
+    while (ring_.size() != 0 && !stop_requested()) {
+        check_alive();
+        sleep_shortly();
+    }
+    // What has left the ring is in the device's buffer.
+    const auto played = steady_clock::now() + duration<double>(latency());
+    while (steady_clock::now() < played && !stop_requested()) {
+        sleep_shortly();
+    }
+}

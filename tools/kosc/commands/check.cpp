@@ -1,0 +1,181 @@
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "audio/audio_file.h"
+#include "audio/audio_stream.h"
+#include "audio/sound_writer.h"
+#include "commands/commands.h"
+#include "commands/heard_text.h"
+#include "commands/probe.h"
+#include "commands/stop_request.h"
+#include "picture/spectrum.h"
+#include "picture/terminal.h"
+
+namespace {
+
+using pcm_samples = std::vector<int16_t>;
+
+constexpr const char* FITNESS[] = {"good", "usable", "unfit"};
+
+struct trial {
+    pcm_samples recording;
+    double lead_seconds = NAN; // from the first sample's way out to the first one's way in; a file does not tell
+};
+
+trial record_live(const check_options& options, bool verbose)
+{
+    constexpr double LONGEST_LATENCY = 2.0;
+    const audio_system system(verbose);
+    pcm_samples sound = probe_sound();
+    std::transform(sound.begin(), sound.end(), sound.begin(),
+                   [&](int16_t sample) { return static_cast<int16_t>(std::lround(sample * options.volume)); });
+    input_stream input(system, system.find(options.input_device, direction::INPUT), 1, 0);
+    output_stream output(system.find(options.output_device, direction::OUTPUT), sound.size());
+    output.write(sound);
+    input.start();
+    output.start();
+    trial done;
+    std::vector<pcm_samples> pcm;
+    const size_t wanted = sound.size() + static_cast<size_t>(LONGEST_LATENCY * MODEM_SAMPLE_RATE);
+    while (done.recording.size() < wanted) {
+        input.read(pcm);
+        done.recording.insert(done.recording.end(), pcm.front().begin(), pcm.front().end());
+        if (stop_requested()) {
+            throw std::runtime_error("the check was broken off");
+        }
+    }
+    done.lead_seconds = std::chrono::duration<double>(input.started() - output.started()).count();
+    return done;
+}
+
+pcm_samples read_recording(const std::string& path)
+{
+    constexpr size_t LONGEST = size_t{60} * MODEM_SAMPLE_RATE;
+    audio_file file(path);
+    pcm_samples recording;
+    for (std::vector<pcm_samples> pcm; file.read(pcm);) {
+        recording.insert(recording.end(), pcm.front().begin(), pcm.front().end());
+        if (recording.size() > LONGEST) {
+            throw std::runtime_error("cannot use '" + path + "': a recording of the check lasts a minute at most");
+        }
+    }
+    file.check_complete();
+    return recording;
+}
+
+// A level or gain, null where there was nothing but noise.
+nlohmann::ordered_json level(double db)
+{
+    return db > SILENCE_DB ? nlohmann::ordered_json(rounded(db, 10.0)) : nlohmann::ordered_json(nullptr);
+}
+
+std::string as_json(const probe_report& report, const probe_verdict& verdict, double latency)
+{
+    using json = nlohmann::ordered_json;
+    json object;
+    object["verdict"] = FITNESS[static_cast<int>(verdict.fit)];
+    object["cause"] = verdict.cause;
+    object["sentence"] = verdict.sentence;
+    object["advice"] = verdict.advice;
+    object["frames_sent"] = PROBE_FRAMES;
+    object["frames_heard"] = report.frames_heard;
+    object["frames_second_look"] = report.frames_second_look;
+    object["latency_ms"] = std::round(latency * 1000.0); // null when not a number
+    object["noise_db"] = level(report.noise_db);
+    object["clipped_samples"] = report.clipped_samples;
+    if (report.heard) {
+        object["signal_db"] = level(report.signal_db);
+        object["audible_gain_db"] = level(report.audible_gain_db);
+        object["second_sweep_gain_db"] = level(report.second_sweep_gain_db);
+        object["frames_change_db"] = rounded(report.frames_change_db, 10.0);
+        object["hush_db"] = rounded(report.hush_db, 10.0);
+        object["stretch_ppm"] = rounded(report.stretch_ppm, 10.0);
+        for (size_t i = 0; i < report.gain_db.size(); ++i) {
+            object["response"].push_back({{"hz", RESPONSE_LOW + (static_cast<double>(i) + 0.5) * RESPONSE_STEP},
+                                          {"gain_db", level(report.gain_db[i])}});
+        }
+    }
+    return object.dump() + "\n";
+}
+
+template <typename... Arguments> std::string line(const char* format, Arguments... arguments)
+{
+    char text[200];
+    std::snprintf(text, sizeof text, format, arguments...);
+    return text;
+}
+
+std::string response_lines(const probe_report& report)
+{
+    constexpr double BAR_DB = 2.0, BARS = 30.0;
+    const double highest = *std::max_element(report.gain_db.begin(), report.gain_db.end());
+    std::string text;
+    for (size_t i = 0; i < report.gain_db.size(); ++i) {
+        const double khz = (RESPONSE_LOW + (static_cast<double>(i) + 0.5) * RESPONSE_STEP) / 1000.0;
+        const double bars = std::clamp(BARS - (highest - report.gain_db[i]) / BAR_DB, 0.0, BARS);
+        text += i == 0 ? "response     " : "             ";
+        if (report.gain_db[i] > SILENCE_DB) {
+            text += line("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i], 10.0)) +
+                    std::string(static_cast<size_t>(std::lround(bars)), '#');
+        } else {
+            text += line("%6.3f kHz  nothing but noise", khz);
+        }
+        text += "\n";
+    }
+    return text;
+}
+
+std::string as_text(const probe_report& report, const probe_verdict& verdict, double latency)
+{
+    std::string text;
+    if (report.heard) {
+        text += response_lines(report);
+        text += report.audible_gain_db > SILENCE_DB
+                    ? line("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
+                    : "audible      nothing but noise from 3 to 14 kHz\n";
+        text += line("level        frames %.1f dB, %.1f dB over the noise, from 18 to 21 kHz\n", report.signal_db,
+                     report.signal_db - report.noise_db);
+    }
+    text += line("noise floor  %.1f dB from 18 to 21 kHz\n", report.noise_db);
+    text += line("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
+    if (report.heard) {
+        text += report.second_sweep_gain_db
+                    ? line("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
+                    : "steadiness   second sweep missing";
+        text += line(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db, 10.0),
+                     rounded(-report.hush_db, 10.0));
+        text += line("clocks       %+.0f ppm apart\n", report.stretch_ppm);
+    }
+    if (!std::isnan(latency)) {
+        text += line("latency      %.0f ms there and back\n", latency * 1000.0);
+    }
+    text += line("frames       %u of %u heard, %u of them only in the second look\n", report.frames_heard, PROBE_FRAMES,
+                 report.frames_second_look);
+    text += std::string("verdict      ") + FITNESS[static_cast<int>(verdict.fit)] + ": " + verdict.sentence + "\n";
+    return text + "advice       " + verdict.advice + "\n";
+}
+
+} // namespace
+
+int run_check(const check_options& options, bool verbose)
+{
+    if (!options.signal_file.empty()) {
+        write_sound(options.signal_file, probe_sound());
+        return EXIT_DONE;
+    }
+    catch_stop_signals(false);
+    const trial done =
+        options.recording.empty() ? record_live(options, verbose) : trial{read_recording(options.recording)};
+    const probe_report report = analyse_probe(done.recording);
+    const probe_verdict verdict = judge(report);
+    const double latency = report.heard ? done.lead_seconds + report.start_seconds : NAN;
+    write_output(options.json ? as_json(report, verdict, latency) : as_text(report, verdict, latency));
+    return verdict.fit == fitness::UNFIT ? EXIT_NONE_HEARD : EXIT_DONE;
+}

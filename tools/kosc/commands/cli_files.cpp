@@ -1,0 +1,63 @@
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "commands/commands.h"
+
+namespace {
+
+constexpr const char* INSPECT_FOOTER =
+    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has -3) between 18
+and 21 kHz, their floor and loudest moment, and below; an empty top of the spectrum, noise suppression and clipping.
+For each frame that was recognised, decoded or not: where it starts, by the recording's own samples, how well its pilot
+was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which
+of the message's two parts failed its CRC, and whether the second look decodes it. A frame whose beginning is missing
+starts before 0. Then one sentence.
+With --json the whole is one object on a line; levels of silence are -200, what is unknown is null.
+Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recording.)";
+
+} // namespace
+
+subcommand add_inspect(CLI::App& app)
+{
+    const auto options = std::make_shared<inspect_options>();
+    CLI::App* const inspect = app.add_subcommand("inspect", "Tell why a recording decodes, or why not");
+    inspect->add_option("recording", options->input, "any recording that decode reads; - reads standard input")
+        ->required();
+    inspect->add_flag("--json", options->json, "print one JSON object");
+    inspect->add_option("--plot", options->plot, "draw what was found into an .svg or .png file");
+    inspect->add_flag("--plain", options->plain, "no second look, and nothing that it measures");
+    inspect->footer(INSPECT_FOOTER);
+    return {inspect, [options](bool verbose) { return run_inspect(*options, verbose); }};
+}
+
+subcommand add_simulate(CLI::App& app)
+{
+    const auto options = std::make_shared<simulate_options>();
+    CLI::App* const simulate = app.add_subcommand("simulate", "Make a bad recording out of a good one");
+    simulate->add_option("recording", options->input, "any recording that decode reads")->required();
+    simulate->add_option("output", options->output, "sound file to write at 48 kHz, .wav or .flac; - for WAV to a pipe")
+        ->required();
+    simulate->add_option("--drift", options->drift_ppm, "the sender's clock is fast by so many millionths")
+        ->check(CLI::Range(-100000.0, 100000.0));
+    simulate->add_option("--echo", options->echoes, "MS:GAIN, an echo so late and so loud; may be repeated")
+        ->allow_extra_args(false);
+    simulate->add_option("--room", options->room_rt60, "seconds in which the room's echoes fall by 60 dB")
+        ->check(CLI::Range(0.0, 5.0));
+    simulate->add_option("--snr", options->snr_db, "add noise so many dB below the sound")
+        ->check(CLI::Range(-60.0, 120.0));
+    simulate
+        ->add_option("--noise", options->noise,
+                     "white, pink or speech; white counts between 18 and 21 kHz, others whole")
+        ->check(CLI::IsMember({"white", "pink", "speech"}))
+        ->capture_default_str();
+    simulate->add_option("--lowpass", options->low_pass, "remove what lies above so many Hz")
+        ->check(CLI::Range(100.0, 24000.0));
+    simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(CLI::Range(-120.0, 120.0));
+    simulate->add_option("--clip", options->clip, "cut samples to this share of full scale")
+        ->check(CLI::Range(0.0, 1.0));
+    simulate->add_option("--seed", options->seed, "another number gives other noise and another room")
+        ->capture_default_str();
+    simulate->footer("The steps are applied in this order: drift, echo, room, noise, lowpass, gain, clip.");
+    return {simulate, [options](bool) { return run_simulate(*options); }};
+}

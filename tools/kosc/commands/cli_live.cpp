@@ -1,0 +1,109 @@
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "commands/commands.h"
+
+namespace {
+
+constexpr const char* SEND_FOOTER =
+    R"(Each message is played as one frame, and then shown as "sent Hello". A text of - stands for standard input, of which
+each line is a message, sent as it comes; empty lines are skipped. A device is named by its index or a part of its name,
+as kosc devices shows them. Ctrl-C ends at once.
+Exit code: 0 everything was sent, or Ctrl-C; 2 wrong use, no such device, or the device was lost.)";
+
+constexpr const char* LISTEN_FOOTER =
+    R"(Each message is a line as soon as it is heard: the local time at which its frame began, its channel, counted from 1,
+and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits,
+and "[second look]" if it was only decoded there:
+    14:03:22.120  ch 1  Hello
+With --json the line is an object. "time" is UTC; the other members are those of kosc decode --json:
+    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00...",...}
+On a terminal a line below the messages shows the spectrum from 15 to 24 kHz, and of the modem's band the level of the
+last tenth of a second, the noise floor and the last peak, in dB below full scale. Lost samples are reported on standard
+error. Ctrl-C ends, and what was heard until then is printed.
+Exit code: 0 at least one message, 1 none, 2 wrong use, no such device, or the device was lost.)";
+
+constexpr const char* DEVICES_FOOTER =
+    R"(For each device: its index and name, the sound system that it belongs to, its channels, and which of the rates 44100,
+48000, 96000 and 192000 Hz it takes. With --json each device is an object on a line.
+Exit code: 0 at least one device, 1 none, 2 the sound system does not start.)";
+
+constexpr const char* CHECK_FOOTER =
+    R"(Plays a sweep from 2 to 22.5 kHz, six frames and the sweep again, eight seconds in all, records them at the same time
+and tells: the response from 17 to 21.5 kHz, noise floor, clipping, whether the path turns the sound down while it lasts,
+whether samples get lost, the latency there and back (with the buffers of this command), how many frames were heard,
+and a verdict with one piece of advice. Levels are in dB below a full-scale sine wave, gains over what was played.
+Without devices: --write-signal leaves the sound in a file, --recording reads what another device recorded of it; of a
+recording with several channels, the first is used. With --json the result is one object on a line.
+Exit code: 0 the path is good or usable, 1 unfit, 2 wrong use, no such device, or the device was lost.)";
+
+} // namespace
+
+subcommand add_send(CLI::App& app)
+{
+    const auto options = std::make_shared<send_options>();
+    CLI::App* const send = app.add_subcommand("send", "Play messages on a sound device");
+    auto* const texts = send->add_option("text", options->texts, "UTF-8 texts of up to 28 bytes each");
+    send->add_option("--hex", options->hex, "a message's bytes as hex digits, up to 28 bytes")->excludes(texts);
+    constexpr uint32_t MOST = 1000000, LONGEST_GAP_MS = 60000;
+    send->add_option("--repeat", options->repeat, "times that each message is sent")
+        ->check(CLI::Range(1U, MOST))
+        ->capture_default_str();
+    send->add_option("--gap", options->gap_ms, "milliseconds of silence behind each frame")
+        ->check(CLI::Range(0U, LONGEST_GAP_MS))
+        ->capture_default_str();
+    send->add_option("--device", options->device, "output device, by index or part of its name");
+    send->add_option("--volume", options->volume, "0 to 1, of the loudness that kosc encode has")
+        ->check(CLI::Range(0.0, 1.0))
+        ->capture_default_str();
+    send->footer(SEND_FOOTER);
+    return {send, [options](bool verbose) { return run_send(*options, verbose); }};
+}
+
+subcommand add_listen(CLI::App& app)
+{
+    const auto options = std::make_shared<listen_options>();
+    CLI::App* const listen = app.add_subcommand("listen", "Print the messages that a sound device hears");
+    listen->add_option("--device", options->device, "input device, by index or part of its name");
+    constexpr uint32_t MOST_CHANNELS = 8;
+    listen->add_option("--channels", options->channels, "channels to listen to; else up to 2, as the device has")
+        ->check(CLI::Range(1U, MOST_CHANNELS));
+    constexpr uint32_t LEAST_RATE = 44100, HIGHEST_RATE = 384000;
+    listen->add_option("--rate", options->rate, "the device's rate in Hz; else 48000, or what the device has")
+        ->check(CLI::Range(LEAST_RATE, HIGHEST_RATE));
+    constexpr double LEAST_SECONDS = 0.001, MOST_SECONDS = 1e9;
+    listen->add_option("--for", options->seconds, "seconds to listen; else until Ctrl-C")
+        ->check(CLI::Range(LEAST_SECONDS, MOST_SECONDS));
+    auto* const hex = listen->add_flag("--hex", options->hex, "print messages as hex digits");
+    listen->add_flag("--json", options->json, "print one JSON object a line")->excludes(hex);
+    listen->add_flag("--plain", options->plain, "no second look at frames that do not decode at once");
+    listen->footer(LISTEN_FOOTER);
+    return {listen, [options](bool verbose) { return run_listen(*options, verbose); }};
+}
+
+subcommand add_devices(CLI::App& app)
+{
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* const devices = app.add_subcommand("devices", "List the sound devices");
+    devices->add_flag("--json", *json, "print one JSON object a line");
+    devices->footer(DEVICES_FOOTER);
+    return {devices, [json](bool verbose) { return run_devices(*json, verbose); }};
+}
+
+subcommand add_check(CLI::App& app)
+{
+    const auto options = std::make_shared<check_options>();
+    CLI::App* const check = app.add_subcommand("check", "Try how well a loudspeaker and a microphone fit the modem");
+    check->add_option("--input", options->input_device, "input device, by index or part of its name");
+    check->add_option("--output", options->output_device, "output device, likewise");
+    check->add_option("--volume", options->volume, "0 to 1")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+    auto* const recording = check->add_option("--recording", options->recording, "judge a recording; - standard input");
+    check
+        ->add_option("--write-signal", options->signal_file,
+                     "write the sound to a .wav or .flac file instead of playing it; - standard output")
+        ->excludes(recording);
+    check->add_flag("--json", options->json, "print one JSON object");
+    check->footer(CHECK_FOOTER);
+    return {check, [options](bool verbose) { return run_check(*options, verbose); }};
+}

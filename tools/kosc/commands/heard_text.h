@@ -1,0 +1,20 @@
+// A heard message as people and programs read it; where and when it was heard is the caller's to tell.
+#ifndef KOSC_TOOL_HEARD_TEXT_H
+#define KOSC_TOOL_HEARD_TEXT_H
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "commands/listener.h"
+
+// Adds "channel", "text", "hex", "correlation", "snr_db", "drift_ppm" and "second_look" to an object.
+void add_message(nlohmann::ordered_json& object, const heard_message& message);
+
+// The channel and the message up to the line's end, as hex digits if wanted or if it is no text.
+std::string rest_of_line(const heard_message& message, bool hex);
+
+// `value` to one of `steps` between whole numbers, without a minus before zero.
+double rounded(double value, double steps);
+
+#endif

@@ -1,0 +1,228 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "audio/audio_file.h"
+#include "commands/commands.h"
+#include "commands/message_text.h"
+#include "inspector.h"
+#include "picture/plot.h"
+#include "picture/terminal.h"
+#include "plot_recorder.h"
+
+using namespace kosc_inspect;
+
+namespace {
+
+constexpr uint32_t MESSAGE_PARTS = 2; // each with a CRC of its own
+
+std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+std::string text(const char* format, ...)
+{
+    char line[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    return line;
+}
+
+double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
+
+int64_t file_sample(const candidate& c, const inspection& result)
+{
+    return std::llround(static_cast<double>(c.sample) * result.sample_rate / MODEM_RATE);
+}
+
+std::string shown(const std::vector<uint8_t>& message)
+{
+    return text_of_message(message).value_or(hex_of_message(message));
+}
+
+std::string verdict_on(const candidate& c, bool second_look)
+{
+    if (c.decoded && !c.second_look_needed) {
+        return "decodes at once: " + shown(c.message);
+    }
+    static_assert(MESSAGE_PARTS == 2);
+    constexpr const char* FAILURES[] = {"cannot be read", "the CRC of the first half fails",
+                                        "the CRC of the second half fails", "the CRCs of both halves fail"};
+    const std::string failure = FAILURES[c.failed_crcs & 3U];
+    return failure + (c.decoded     ? "; the second look decodes: " + shown(c.message)
+                      : second_look ? "; the second look fails too"
+                                    : "");
+}
+
+std::string as_text(const candidate& c, const inspection& result, bool second_look)
+{
+    const double seconds = static_cast<double>(c.sample) / MODEM_RATE;
+    std::string line = text("frame      %.6f s  sample %lld  ch %u  correlation %.2f", seconds,
+                            static_cast<long long>(file_sample(c, result)), c.channel, c.correlation);
+    if (c.measured) {
+        line += text("  SNR %.1f dB  EVM %.0f %%  drift %+.0f ppm", c.quality.snr_db, 100.0 * c.quality.evm,
+                     rounded(c.quality.drift_ppm, 1.0));
+    }
+    line += text("  level %.0f dB\n           ", c.traits.level_db) + verdict_on(c, second_look) + "\n";
+    if (c.clipped != 0) {
+        line += text("           %llu samples are clipped\n", static_cast<unsigned long long>(c.clipped));
+    }
+    if (c.why != cause::none) {
+        line += text("           named cause: %s", name_of(c.why));
+        line += c.why == cause::echo && c.traits.echo_delay > 0.0
+                    ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / MODEM_RATE)
+                    : "\n";
+    }
+    return line;
+}
+
+std::string as_text(const channel_figures& channel, size_t number)
+{
+    std::string lines =
+        text("channel %zu  18-21 kHz %.0f dB (floor %.0f, loudest %.0f), below %.0f dB, peak %.3f\n", number,
+             channel.band_db, channel.floor_db, channel.loudest_db, channel.below_db, channel.peak);
+    if (channel.empty_above) {
+        lines += text("           the band above %.1f kHz is empty: low-passed or wrong rate\n",
+                      *channel.empty_above / 1000.0);
+    }
+    if (channel.gated) {
+        lines += "           noise suppression seems to be at work\n";
+    }
+    if (channel.clipped != 0) {
+        lines += text("           %llu samples are clipped\n", static_cast<unsigned long long>(channel.clipped));
+    }
+    return lines;
+}
+
+std::string as_text(const inspection& result, bool second_look)
+{
+    std::string report = text("recording  %u Hz, %zu channel%s, %.3f s\n", result.sample_rate, result.channels.size(),
+                              result.channels.size() == 1 ? "" : "s", result.seconds);
+    for (size_t i = 0; i < result.channels.size(); ++i) {
+        report += as_text(result.channels[i], i + 1);
+    }
+    for (const candidate& c : result.candidates) {
+        report += as_text(c, result, second_look);
+    }
+    return report + "verdict    " + result.verdict + "\n";
+}
+
+nlohmann::ordered_json as_json(const candidate& c, const inspection& result, bool second_look)
+{
+    const auto measured = [&](double value, double steps) {
+        return c.measured ? nlohmann::ordered_json(rounded(value, steps)) : nlohmann::ordered_json(nullptr);
+    };
+    nlohmann::ordered_json object;
+    object["time"] = rounded(static_cast<double>(c.sample) / MODEM_RATE, 1e6);
+    object["sample"] = file_sample(c, result);
+    object["channel"] = c.channel;
+    object["correlation"] = rounded(c.correlation, 1000.0);
+    object["level_db"] = rounded(c.traits.level_db, 10.0);
+    object["snr_db"] = measured(c.quality.snr_db, 10.0);
+    object["evm"] = measured(c.quality.evm, 1000.0);
+    object["drift_ppm"] = measured(c.quality.drift_ppm, 1.0);
+    object["decoded"] = c.decoded;
+    object["failed_parts"] = nlohmann::ordered_json::array();
+    for (uint32_t i = 0; i < MESSAGE_PARTS; ++i) {
+        if ((c.failed_crcs >> i & 1U) != 0) {
+            object["failed_parts"].push_back(i + 1);
+        }
+    }
+    object["second_look"] = !second_look                         ? "off"
+                            : c.decoded && !c.second_look_needed ? "not needed"
+                            : c.decoded                          ? "decodes"
+                                                                 : "fails";
+    object["clipped_samples"] = c.clipped;
+    object["echo"] = rounded(c.traits.echo, 1000.0);
+    object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / MODEM_RATE, 100.0);
+    object["cause"] = name_of(c.why);
+    const auto message = c.decoded ? text_of_message(c.message) : std::nullopt;
+    object["text"] = message ? nlohmann::ordered_json(*message) : nlohmann::ordered_json(nullptr);
+    object["hex"] = c.decoded ? nlohmann::ordered_json(hex_of_message(c.message)) : nlohmann::ordered_json(nullptr);
+    return object;
+}
+
+nlohmann::ordered_json as_json(const channel_figures& channel)
+{
+    nlohmann::ordered_json object;
+    object["band_db"] = rounded(channel.band_db, 10.0);
+    object["floor_db"] = rounded(channel.floor_db, 10.0);
+    object["loudest_db"] = rounded(channel.loudest_db, 10.0);
+    object["below_db"] = rounded(channel.below_db, 10.0);
+    object["peak"] = rounded(channel.peak, 1e5);
+    object["empty_above_hz"] = channel.empty_above ? nlohmann::ordered_json(rounded(*channel.empty_above, 1.0))
+                                                   : nlohmann::ordered_json(nullptr);
+    object["noise_suppression"] = channel.gated;
+    object["clipped_samples"] = channel.clipped;
+    return object;
+}
+
+std::string as_json(const inspection& result, bool second_look)
+{
+    nlohmann::ordered_json object;
+    object["sample_rate"] = result.sample_rate;
+    object["seconds"] = rounded(result.seconds, 1000.0);
+    object["channels"] = nlohmann::ordered_json::array();
+    for (const channel_figures& channel : result.channels) {
+        object["channels"].push_back(as_json(channel));
+    }
+    object["frames"] = nlohmann::ordered_json::array();
+    for (const candidate& c : result.candidates) {
+        object["frames"].push_back(as_json(c, result, second_look));
+    }
+    object["decodes_at_rate"] =
+        result.other_rate ? nlohmann::ordered_json(*result.other_rate) : nlohmann::ordered_json(nullptr);
+    object["cause"] = name_of(result.why);
+    object["verdict"] = result.verdict;
+    return object.dump() + "\n";
+}
+
+} // namespace
+
+int run_inspect(const inspect_options& options, bool verbose)
+{
+    if (!options.plot.empty()) {
+        check_picture_name(options.plot);
+    }
+    audio_file file(options.input);
+    inspector eyes(file.sample_rate(), file.channels(), {!options.plain, !options.plot.empty()});
+    std::unique_ptr<plot_recorder> recorder;
+    if (!options.plot.empty()) {
+        recorder = std::make_unique<plot_recorder>(file.sample_rate(), file.channels());
+    }
+    file.observe([&](const float* samples, size_t frames) {
+        eyes.hear_raw(samples, frames);
+        if (recorder) {
+            recorder->hear_raw(samples, frames);
+        }
+    });
+    progress_line progress(!verbose, file.seconds());
+    uint64_t samples = 0;
+    std::vector<std::vector<int16_t>> pcm;
+    while (file.read(pcm)) {
+        for (uint32_t c = 0; c < file.channels(); ++c) {
+            eyes.hear(c, pcm[c].data(), pcm[c].size());
+            if (recorder) {
+                recorder->hear(c, pcm[c].data(), pcm[c].size());
+            }
+        }
+        samples += pcm.front().size();
+        progress.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE);
+    }
+    progress.clear();
+    const inspection result = eyes.finish();
+    write_output(options.json ? as_json(result, !options.plain) : as_text(result, !options.plain));
+    if (recorder) {
+        draw(options.plot, options.input, result, *recorder);
+    }
+    file.check_complete();
+    return std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.decoded; })
+               ? EXIT_DONE
+               : EXIT_NONE_HEARD;
+}

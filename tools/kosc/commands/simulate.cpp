@@ -1,0 +1,106 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "audio/audio_file.h"
+#include "audio/sound_writer.h"
+#include "commands/commands.h"
+#include "path.h"
+
+namespace {
+
+constexpr double FULL_SCALE = 32768.0;
+constexpr size_t MOST_SAMPLES = size_t{30} * 60 * MODEM_SAMPLE_RATE; // half an hour, over all channels
+
+// "2.7:0.5": an echo 2.7 milliseconds late, half as loud as the direct sound.
+kosc_link::tap parse_echo(const std::string& text)
+{
+    double milliseconds = -1.0;
+    double gain = 0.0;
+    char rest = 0;
+    constexpr double LATEST = 2000.0;
+    if (std::sscanf(text.c_str(), "%lf:%lf%c", &milliseconds, &gain, &rest) != 2 ||
+        !(milliseconds > 0.0 && milliseconds <= LATEST && std::fabs(gain) <= 1.0)) {
+        throw std::runtime_error("--echo takes MS:GAIN, a delay of up to 2000 ms and a gain from -1 to 1, not '" +
+                                 text + "'");
+    }
+    return {static_cast<size_t>(std::lround(milliseconds * MODEM_SAMPLE_RATE / 1000)), gain};
+}
+
+kosc_link::sound_path path_of(const simulate_options& options)
+{
+    const std::map<std::string, kosc_link::noise_kind> kinds = {{"white", kosc_link::noise_kind::white},
+                                                                {"pink", kosc_link::noise_kind::pink},
+                                                                {"speech", kosc_link::noise_kind::speech}};
+    kosc_link::sound_path path;
+    path.drift_ppm = options.drift_ppm;
+    std::transform(options.echoes.begin(), options.echoes.end(), std::back_inserter(path.echoes), parse_echo);
+    path.room_rt60 = options.room_rt60;
+    path.snr_db = options.snr_db;
+    path.noise = kinds.at(options.noise);
+    path.low_pass = options.low_pass;
+    path.gain_db = options.gain_db;
+    if (options.clip) {
+        path.clip = *options.clip * FULL_SCALE;
+    }
+    return path;
+}
+
+std::vector<kosc_link::signal> read_all(const std::string& path)
+{
+    audio_file file(path);
+    std::vector<kosc_link::signal> channels(file.channels());
+    std::vector<std::vector<int16_t>> pcm;
+    while (file.read(pcm)) {
+        for (size_t i = 0; i < channels.size(); ++i) {
+            channels[i].insert(channels[i].end(), pcm[i].begin(), pcm[i].end());
+        }
+        if (channels.front().size() * channels.size() > MOST_SAMPLES) {
+            throw std::runtime_error("'" + path + "' is too long: half an hour over all channels is the limit");
+        }
+    }
+    file.check_complete();
+    return channels;
+}
+
+void warn_of_overload(const std::vector<kosc_link::signal>& channels)
+{
+    size_t beyond = 0;
+    for (const kosc_link::signal& channel : channels) {
+        beyond += static_cast<size_t>(
+            std::count_if(channel.begin(), channel.end(), [](double x) { return std::fabs(x) > FULL_SCALE; }));
+    }
+    if (beyond != 0) {
+        std::fprintf(stderr, "kosc: %zu samples were beyond full scale and are clipped; a lower --gain avoids it\n",
+                     beyond);
+    }
+}
+
+} // namespace
+
+int run_simulate(const simulate_options& options)
+{
+    check_sound_name(options.output);
+    const kosc_link::sound_path path = path_of(options);
+    std::vector<kosc_link::signal> channels = read_all(options.input);
+    kosc_link::random_source random(options.seed);
+    size_t length = 0;
+    for (kosc_link::signal& channel : channels) {
+        channel = kosc_link::pass(channel, path, &random);
+        length = std::max(length, channel.size());
+    }
+    warn_of_overload(channels);
+    std::vector<int16_t> interleaved(length * channels.size());
+    for (size_t c = 0; c < channels.size(); ++c) {
+        const std::vector<int16_t> pcm = kosc_link::to_pcm(channels[c]);
+        for (size_t i = 0; i < pcm.size(); ++i) {
+            interleaved[i * channels.size() + c] = pcm[i];
+        }
+    }
+    write_sound(options.output, interleaved, static_cast<uint32_t>(channels.size()));
+    return EXIT_DONE;
+}
