@@ -1,4 +1,4 @@
-#include "rx/band_filter.h"
+#include "sync/band_filter.h"
 
 // No filter suits, so that every sample is taken by itself; and no state is flushed.
 

@@ -1,4 +1,4 @@
-#include "rx/dot.h"
+#include "sync/dot.h"
 
 double kosc::dot(const double* a, const double* b, uint32_t count)
 {

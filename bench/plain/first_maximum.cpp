@@ -1,4 +1,4 @@
-#include "rx/first_maximum.h"
+#include "sync/first_maximum.h"
 
 uint32_t kosc::first_maximum(const double* values, uint32_t count)
 {

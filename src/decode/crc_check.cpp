@@ -1,4 +1,4 @@
-#include "rx/crc_check.h"
+#include "decode/crc_check.h"
 
 #include <algorithm>
 #include <climits>

@@ -1,6 +1,6 @@
 // Comparison of the CRCs in a decoded block with those of its message.
-#ifndef KOSC_RX_CRC_CHECK_H
-#define KOSC_RX_CRC_CHECK_H
+#ifndef KOSC_DECODE_CRC_CHECK_H
+#define KOSC_DECODE_CRC_CHECK_H
 
 #include <cstdint>
 

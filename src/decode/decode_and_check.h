@@ -1,6 +1,6 @@
 // soundcomm_decode() for those who also want to know which CRCs did not match.
-#ifndef KOSC_RX_DECODE_AND_CHECK_H
-#define KOSC_RX_DECODE_AND_CHECK_H
+#ifndef KOSC_DECODE_DECODE_AND_CHECK_H
+#define KOSC_DECODE_DECODE_AND_CHECK_H
 
 #include <cstdint>
 

@@ -4,15 +4,15 @@
 #include <climits>
 #include <cstring>
 
+#include "decode/crc_check.h"
+#include "decode/decode_and_check.h"
+#include "decode/demodulator.h"
 #include "kosc/block_code.h"
 #include "kosc/crc.h"
 #include "kosc/interleaver.h"
 #include "kosc/qpsk.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
-#include "rx/crc_check.h"
-#include "rx/decode_and_check.h"
-#include "rx/demodulator.h"
 
 using namespace kosc;
 

@@ -1,4 +1,4 @@
-#include "rx/demodulator.h"
+#include "decode/demodulator.h"
 
 #include "kosc/ofdm.h"
 #include "log/log_macros.h"

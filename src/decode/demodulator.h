@@ -1,6 +1,6 @@
 // From the samples of a frame to equalised subcarrier values: the steps of the decoder that see the channel.
-#ifndef KOSC_RX_DEMODULATOR_H
-#define KOSC_RX_DEMODULATOR_H
+#ifndef KOSC_DECODE_DEMODULATOR_H
+#define KOSC_DECODE_DEMODULATOR_H
 
 #include "kosc/decoder.h"
 

@@ -1,9 +1,9 @@
 #include "kosc/fade.h"
 
+#include "dsp/fade_window.h"
 #include "kosc/filter.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
-#include "tx/fade_window.h"
 
 using namespace kosc;
 

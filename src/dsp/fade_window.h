@@ -1,6 +1,6 @@
 // The window behind the fade, for callers that fade many blocks alike.
-#ifndef KOSC_TX_FADE_WINDOW_H
-#define KOSC_TX_FADE_WINDOW_H
+#ifndef KOSC_DSP_FADE_WINDOW_H
+#define KOSC_DSP_FADE_WINDOW_H
 
 #include "kosc/config.h"
 

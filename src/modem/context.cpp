@@ -3,13 +3,14 @@
 #include <algorithm>
 
 #include "config/config_dump.h"
-#include "config/pilot.h"
-#include "config/receive_tracks.h"
 #include "dsp/band_inverse.h"
+#include "dsp/fade_window.h"
 #include "dsp/phase_angles.h"
 #include "log/log_macros.h"
+#include "modem/pilot.h"
 #include "platform/owned.h"
-#include "tx/fade_window.h"
+#include "receive/receive_tracks.h"
+#include "second_look/second_look_area.h"
 
 using namespace kosc;
 
@@ -133,17 +134,6 @@ soundcomm_paras_t* make_paras(const soundcomm_cfg_t* cfg)
 
 } // namespace
 
-void kosc::release_receive_tracks(soundcomm_paras_t* paras)
-{
-    for (receive_track_t& track : paras->track) {
-        free_butterworth_bandpass(track.filter);
-        data_container_free(track.container);
-        std::free(track.decode_cache);
-        track = {};
-    }
-    paras->track_num = 0;
-}
-
 soundcomm_context_t* soundcomm_init(const soundcomm_cfg_t* tx_cfg, const soundcomm_cfg_t* rx_cfg)
 {
     context_ptr ctx{alloc_record<soundcomm_context_t>()};
@@ -177,8 +167,6 @@ soundcomm_paras_t* soundcomm_get_paras(const soundcomm_context_t* ctx, int which
 }
 
 uint32_t soundcomm_get_frame_length(const soundcomm_paras_t* paras) { return paras->frame.frame_length; }
-
-uint32_t get_sound_track_num(uint32_t n) { return n; }
 
 data_container* soundcomm_get_datacontainer(const soundcomm_paras_t* paras, int track)
 {

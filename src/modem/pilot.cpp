@@ -1,4 +1,4 @@
-#include "config/pilot.h"
+#include "modem/pilot.h"
 
 #include "kosc/fade.h"
 #include "kosc/ofdm.h"

@@ -1,6 +1,6 @@
 // The two pilot symbols of a parameter set.
-#ifndef KOSC_CONFIG_PILOT_H
-#define KOSC_CONFIG_PILOT_H
+#ifndef KOSC_MODEM_PILOT_H
+#define KOSC_MODEM_PILOT_H
 
 #include "kosc/context.h"
 

@@ -1,10 +1,10 @@
-#include "rx/found_frame.h"
+#include "receive/found_frame.h"
 
+#include "decode/decode_and_check.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/bounded.h"
-#include "rx/decode_and_check.h"
-#include "rx/second_look_area.h"
+#include "second_look/second_look_area.h"
 
 using namespace kosc;
 

@@ -1,6 +1,6 @@
 // What happens to a frame that the search found.
-#ifndef KOSC_RX_FOUND_FRAME_H
-#define KOSC_RX_FOUND_FRAME_H
+#ifndef KOSC_RECEIVE_FOUND_FRAME_H
+#define KOSC_RECEIVE_FOUND_FRAME_H
 
 #include "kosc/receiver.h"
 

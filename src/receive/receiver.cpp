@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "config/receive_tracks.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
-#include "rx/found_frame.h"
-#include "rx/second_look_area.h"
+#include "receive/found_frame.h"
+#include "receive/receive_tracks.h"
+#include "second_look/second_look_area.h"
 
 using namespace kosc;
 
@@ -129,23 +129,13 @@ bool decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_resu
     }
 }
 
-bool init_track(soundcomm_paras_t* paras, receive_track_t* track, uint32_t corr_capacity)
-{
-    const frame_struct_t& frame = paras->frame;
-    track->container =
-        data_container_init(corr_capacity, frame.frame_length, frame.len_before_sync, paras->rx_sync_paras,
-                            paras->sync_pilot.reference, paras->cfg.ofdm_cfg.symbol_len, track->filter);
-    KOSC_RETURN_IF(track->container == nullptr, false, "Fail to init dc.");
-    track->decode_cache = alloc_array<uint8_t>(paras->cfg.msg_byte_len);
-    KOSC_RETURN_IF(track->decode_cache == nullptr, false, "Fail to malloc decode_cache.");
-    return true;
-}
-
 } // namespace
 
 rx_sync_paras soundcomm_default_rx_sync_paras(void) { return {0.4, 20, 1}; }
 
 audio_format_t soundcomm_default_audio_format(void) { return {2, 1, 48000}; }
+
+uint32_t get_sound_track_num(uint32_t n) { return n; }
 
 bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, audio_format_t format)
 {
@@ -231,7 +221,7 @@ bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32
         KOSC_RETURN_IF(paras->track[t].filter == nullptr, false, "Create bwbp failed.");
     }
     for (uint32_t t = 0; t < track_count; ++t) {
-        if (!init_track(paras, &paras->track[t], corr_capacity)) {
+        if (!init_receive_track(paras, &paras->track[t], corr_capacity)) {
             return false;
         }
     }

@@ -7,7 +7,7 @@
 #include "math/complex_ops.h"
 #include "math/constants.h"
 #include "platform/owned.h"
-#include "rx/frame_clock.h"
+#include "second_look/frame_clock.h"
 
 using namespace kosc;
 

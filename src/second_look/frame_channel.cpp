@@ -1,4 +1,4 @@
-#include "rx/frame_channel.h"
+#include "second_look/frame_channel.h"
 
 #include <algorithm>
 #include <cmath>

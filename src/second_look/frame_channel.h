@@ -1,10 +1,10 @@
 // The symbols of a frame and the channel that they went through, as a second look sees them.
-#ifndef KOSC_RX_FRAME_CHANNEL_H
-#define KOSC_RX_FRAME_CHANNEL_H
+#ifndef KOSC_SECOND_LOOK_FRAME_CHANNEL_H
+#define KOSC_SECOND_LOOK_FRAME_CHANNEL_H
 
 #include "math/complex_ops.h"
-#include "rx/frame_clock.h"
-#include "rx/second_look_area.h"
+#include "second_look/frame_clock.h"
+#include "second_look/second_look_area.h"
 
 namespace kosc {
 

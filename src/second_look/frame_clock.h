@@ -1,6 +1,6 @@
 // Where a frame's samples lie when the sender's clock, or the sender, moves against the receiver.
-#ifndef KOSC_RX_FRAME_CLOCK_H
-#define KOSC_RX_FRAME_CLOCK_H
+#ifndef KOSC_SECOND_LOOK_FRAME_CLOCK_H
+#define KOSC_SECOND_LOOK_FRAME_CLOCK_H
 
 #include <cmath>
 

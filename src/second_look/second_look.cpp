@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstring>
 
+#include "decode/crc_check.h"
 #include "kosc/crc.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
-#include "rx/crc_check.h"
-#include "rx/frame_channel.h"
+#include "second_look/frame_channel.h"
 
 using namespace kosc;
 

@@ -1,11 +1,11 @@
-#include "rx/second_look_area.h"
+#include "second_look/second_look_area.h"
 
 #include <cmath>
 
+#include "decode/crc_check.h"
 #include "kosc/interleaver.h"
 #include "math/constants.h"
 #include "math/vector_family.h"
-#include "rx/crc_check.h"
 
 using namespace kosc;
 

@@ -1,8 +1,7 @@
 // The memory of a second look, and what of its configuration is worked out once.
-#ifndef KOSC_RX_SECOND_LOOK_AREA_H
-#define KOSC_RX_SECOND_LOOK_AREA_H
+#ifndef KOSC_SECOND_LOOK_SECOND_LOOK_AREA_H
+#define KOSC_SECOND_LOOK_SECOND_LOOK_AREA_H
 
-#include "config/receive_tracks.h"
 #include "kosc/channel_smoother.h"
 #include "kosc/drift.h"
 #include "kosc/second_look.h"
@@ -47,6 +46,9 @@ inline bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx 
 
 // A work area, null when memory is short or the configuration is not one for a second look.
 second_look_t* make_second_look(const soundcomm_paras_t& paras);
+
+// Null is ignored.
+void free_second_look(second_look_t* look);
 
 } // namespace kosc
 

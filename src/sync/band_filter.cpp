@@ -1,4 +1,4 @@
-#include "rx/band_filter.h"
+#include "sync/band_filter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // The receiver's filter over a run of samples, with the energy that the correlation is normalised by.
-#ifndef KOSC_RX_BAND_FILTER_H
-#define KOSC_RX_BAND_FILTER_H
+#ifndef KOSC_SYNC_BAND_FILTER_H
+#define KOSC_SYNC_BAND_FILTER_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,10 +1,10 @@
-#include "rx/correlator.h"
+#include "sync/correlator.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "log/log_macros.h"
-#include "rx/dot.h"
+#include "sync/dot.h"
 
 using namespace kosc;
 

@@ -1,9 +1,9 @@
 // The normalised correlation with the filtered pilot: at one position, or at a run of them.
-#ifndef KOSC_RX_CORRELATOR_H
-#define KOSC_RX_CORRELATOR_H
+#ifndef KOSC_SYNC_CORRELATOR_H
+#define KOSC_SYNC_CORRELATOR_H
 
 #include "kosc/sample_buffer.h"
-#include "rx/overlap_save.h"
+#include "sync/overlap_save.h"
 
 namespace kosc {
 

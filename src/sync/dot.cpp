@@ -1,4 +1,4 @@
-#include "rx/dot.h"
+#include "sync/dot.h"
 
 #include "math/pair.h"
 

@@ -1,6 +1,6 @@
 // The correlation's inner loop for single positions.
-#ifndef KOSC_RX_DOT_H
-#define KOSC_RX_DOT_H
+#ifndef KOSC_SYNC_DOT_H
+#define KOSC_SYNC_DOT_H
 
 #include <cstdint>
 

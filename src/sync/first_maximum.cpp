@@ -1,4 +1,4 @@
-#include "rx/first_maximum.h"
+#include "sync/first_maximum.h"
 
 #include <algorithm>
 

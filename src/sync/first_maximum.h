@@ -1,6 +1,6 @@
 // The peak pick's inner loop.
-#ifndef KOSC_RX_FIRST_MAXIMUM_H
-#define KOSC_RX_FIRST_MAXIMUM_H
+#ifndef KOSC_SYNC_FIRST_MAXIMUM_H
+#define KOSC_SYNC_FIRST_MAXIMUM_H
 
 #include <cstdint>
 

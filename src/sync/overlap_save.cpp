@@ -1,4 +1,4 @@
-#include "rx/overlap_save.h"
+#include "sync/overlap_save.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,8 +6,8 @@
 // spectra, only contiguous loops. The smallest rings, of four numbers, are multiplied out.
 // Sources: overlap-save, Stockham 1966, "High-speed convolution and correlation"; splitting of rings, Bernstein 2001,
 // "Multidigit multiplication for mathematicians".
-#ifndef KOSC_RX_OVERLAP_SAVE_H
-#define KOSC_RX_OVERLAP_SAVE_H
+#ifndef KOSC_SYNC_OVERLAP_SAVE_H
+#define KOSC_SYNC_OVERLAP_SAVE_H
 
 #include <cstdint>
 

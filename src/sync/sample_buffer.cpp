@@ -6,8 +6,8 @@
 #include "log/log_macros.h"
 #include "math/vector_bulk.h"
 #include "platform/owned.h"
-#include "rx/band_filter.h"
-#include "rx/correlator.h"
+#include "sync/band_filter.h"
+#include "sync/correlator.h"
 
 using namespace kosc;
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "log/log_macros.h"
-#include "rx/correlator.h"
-#include "rx/first_maximum.h"
+#include "sync/correlator.h"
+#include "sync/first_maximum.h"
 
 using namespace kosc;
 

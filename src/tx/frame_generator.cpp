@@ -1,10 +1,10 @@
 #include "kosc/encoder.h"
 
 #include "dsp/band_inverse.h"
+#include "dsp/fade_window.h"
 #include "kosc/fade.h"
 #include "kosc/ofdm.h"
 #include "math/vector_family.h"
-#include "tx/fade_window.h"
 #include "tx/frame_generator.h"
 
 using namespace kosc;

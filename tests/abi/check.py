@@ -11,15 +11,14 @@ MOST_BYTES = 150_000
 SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1", "ld-linux-armhf.so.3",
                     "ld64.so.1"}
 
-# Layers from the bottom up: a file includes from its own layer and from layers of lower rank, so siblings of one rank
-# (coding and dsp, tx and rx) never include each other.
-RANKS = {"export": 0, "platform": 1, "log": 2, "math": 3, "records": 4, "coding": 5, "dsp": 5, "fade": 6,
-         "sample_buffer": 6, "context": 7, "tx": 8, "rx": 8, "api": 9, "everything": 10}
-# Files that are not of the layer that their folder is named for; most names of the tree are not here.
-FILES = {"export": "export", "everything": "core", "api": "kosc handle", "context": "context pilot receive_tracks",
-         "fade": "fade fade_window kept_fade_window",
-         "sample_buffer": "sample_buffer sync_iter correlator overlap_save first_maximum band_filter dot"}
-LAYERS = {stem: layer for layer, stems in FILES.items() for stem in stems.split()}
+# The folders of src from the bottom up: a file uses its own layer and layers of lower rank, so siblings of one rank
+# (coding and dsp, tx and decode) never use each other.
+RANKS = {layer: rank for rank, layers in enumerate((
+    "platform", "log", "math", "config", "coding dsp", "sync", "tx decode", "second_look", "receive", "modem", "api"))
+    for layer in layers.split()}
+# Headers without a layer: the mark of what is exported, the record of a modem's parts, which all stages read, and the
+# list of all headers.
+SHARED = {"export", "context", "core"}
 
 
 def run(*command):
@@ -96,25 +95,44 @@ def size(strip, library):
     return [f"{count} bytes stripped, {MOST_BYTES} allowed"] if count >= MOST_BYTES else []
 
 
+def upward(own, other):
+    return own not in RANKS or other not in RANKS or (other != own and RANKS[other] >= RANKS[own])
+
+
 def includes(root):
     """source tree: includes in src and include point downwards only."""
     homes = {path.stem: path.parent.name for path in Path(root, "src").rglob("*.cpp")}
+    homes["handle"] = homes["kosc"] = "api"
 
-    def layer(stem, folder):
-        folder = homes.get(stem, "") if folder == "kosc" else folder
-        return LAYERS.get(stem, "records" if folder == "config" else folder)
+    def layer(path):
+        return homes.get(path.stem, "") if path.parent.name == "kosc" else path.parent.name
 
     complaints, seen = [], 0
     for path in [*Path(root, "src").rglob("*.*"), *Path(root, "include").rglob("*.h")]:
-        own = layer(path.stem, path.parent.name)
+        public = path.parent.name == "kosc"
         for target in re.findall(r'^\s*#\s*include\s+"([^"]+)"', path.read_text(), re.M):
-            stem, folder = Path(target).stem, Path(target).parent.name or path.parent.name
-            other = layer(stem, folder)
+            target = path.parent / target if "/" not in target else Path(target)
             seen += 1
-            downwards = other in RANKS and own in RANKS and (other == own or RANKS[other] < RANKS[own])
-            if not downwards:
-                complaints.append(f"{path}: {own or 'no layer'} includes {target} of {other or 'no layer'}")
+            if (target.parent.name == "kosc" and target.stem in SHARED) or (public and path.stem in SHARED):
+                continue
+            if upward(layer(path), layer(target)):
+                complaints.append(f"{path}: {layer(path) or 'no layer'} includes {target} of {layer(target) or 'no layer'}")
     return complaints if seen else ["no include found"]
+
+
+def symbols(nm, *objects):
+    """nm, object files: functions and variables are used downwards only, whichever header declares them."""
+    homes, uses = {}, []
+    for path in map(Path, objects):
+        layer = path.parent.name
+        for row in run(nm, "--format=posix", path).splitlines():
+            name, kind = row.split()[:2]
+            if kind == "U":
+                uses.append((layer, name, path))
+            elif kind in "TDBRV":
+                homes[name] = layer
+    return [f"{path}: {layer} uses {name} of {homes[name]}" for layer, name, path in uses
+            if name in homes and upward(layer, homes[name])] if homes and uses else ["no symbol read"]
 
 
 def readme(readme_file, example):
@@ -143,5 +161,5 @@ def frames(*libraries):
 
 if __name__ == "__main__":
     CHECKS = {check.__name__: check for check in (exported, declared, needed, interface, take_snapshot, size, includes,
-                                              readme, frames)}
+                                              symbols, readme, frames)}
     sys.exit("\n".join(CHECKS[sys.argv[1]](*sys.argv[2:])) or 0)
