@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -17,17 +20,94 @@
 
 namespace {
 
+// Standard input, a message a line.
+class line_source {
+public:
+    explicit line_source(size_t size) : size_(size) {}
+
+    // Reads a file to its end and goes back to where it began; throws when a line is no message. Of a pipe nothing is
+    // read: its lines may be yet to come.
+    void check_file()
+    {
+        struct stat input {};
+        const off_t start = ftello(stdin);
+        if (fstat(STDIN_FILENO, &input) != 0 || !S_ISREG(input.st_mode) || start < 0) {
+            return;
+        }
+        for (message_bytes message; next(message);) {
+        }
+        if (fseeko(stdin, start, SEEK_SET) != 0) {
+            throw std::runtime_error("cannot read standard input twice");
+        }
+        number_ = 0;
+    }
+
+    // The next line that is not empty; false at the end.
+    bool next(message_bytes& message)
+    {
+        std::string line;
+        for (uint64_t length = 0; read_line(line, length);) {
+            if (length == 0) {
+                continue;
+            }
+            try {
+                if (length > size_) {
+                    throw std::runtime_error(too_long(length, size_));
+                }
+                message = message_from_text(line, size_);
+            } catch (const std::runtime_error& error) {
+                throw std::runtime_error("line " + std::to_string(number_) + " of standard input: " + error.what());
+            }
+            return true;
+        }
+        return false;
+    }
+
+private:
+    // A line without its end, of which no more is kept than can be sent, and its length.
+    bool read_line(std::string& line, uint64_t& length)
+    {
+        line.clear();
+        length = 0;
+        bool carriage_return = false; // at the end it is no part of the line
+        int letter = EOF;
+        while (!stop_requested() && (letter = std::getchar()) != EOF && letter != '\n') {
+            ++length;
+            carriage_return = letter == '\r';
+            if (line.size() <= size_) {
+                line.push_back(static_cast<char>(letter));
+            }
+        }
+        if (stop_requested() || (letter == EOF && length == 0)) {
+            return false;
+        }
+        ++number_;
+        if (carriage_return) {
+            --length;
+            line.resize(std::min<size_t>(line.size(), length));
+        }
+        return true;
+    }
+
+    size_t size_;
+    uint64_t number_ = 0; // of the line that was read last
+};
+
 // What is to be sent, one after the other; lines of standard input are taken as they come.
 class message_source {
 public:
     explicit message_source(const send_options& options)
-        : hex_(options.hex), texts_(options.texts), size_(soundcomm_default_cfg()->msg_byte_len)
+        : hex_(options.hex), texts_(options.texts), size_(soundcomm_default_cfg()->msg_byte_len), lines_(size_)
     {
         if (!hex_ && texts_.empty()) {
             throw std::runtime_error("nothing to send: give a text or --hex");
         }
         for (const std::string& text : texts_) { // so that nothing is sent when one of them cannot be
-            text == STANDARD_STREAM ? message_bytes{} : message_from_text(text, size_);
+            if (text == STANDARD_STREAM) {
+                lines_.check_file();
+            } else {
+                message_from_text(text, size_);
+            }
         }
     }
 
@@ -44,7 +124,7 @@ public:
                 message = message_from_text(texts_[position_++], size_);
                 return true;
             }
-            if (next_line(message)) {
+            if (lines_.next(message)) {
                 return true;
             }
         }
@@ -52,41 +132,16 @@ public:
     }
 
 private:
-    bool next_line(message_bytes& message)
-    {
-        constexpr size_t LONGEST_SHOWN = 1U << 12;
-        std::string line;
-        while (!stop_requested()) {
-            const int letter = std::getchar();
-            if (letter != EOF && letter != '\n') {
-                line.size() < LONGEST_SHOWN ? line.push_back(static_cast<char>(letter)) : void();
-                continue;
-            }
-            if (!line.empty() && line.back() == '\r') {
-                line.pop_back();
-            }
-            if (!line.empty()) {
-                message = message_from_text(line, size_);
-                return true;
-            }
-            if (letter == EOF) {
-                return false;
-            }
-        }
-        return false;
-    }
-
     std::optional<std::string> hex_;
     std::vector<std::string> texts_;
     size_t size_;
+    line_source lines_;
     size_t position_ = 0;
 };
 
 std::string shown(const message_bytes& message) { return text_of_message(message).value_or(hex_of_message(message)); }
 
-} // namespace
-
-int run_send(const send_options& options, bool verbose)
+int send(const send_options& options, bool verbose)
 {
     message_source source(options);
     catch_stop_signals(true);
@@ -116,4 +171,11 @@ int run_send(const send_options& options, bool verbose)
     }
     output.drain();
     return EXIT_DONE;
+}
+
+} // namespace
+
+int run_send(const send_options& options, bool verbose)
+{
+    return run_stoppable([&] { return send(options, verbose); });
 }
