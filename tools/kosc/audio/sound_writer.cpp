@@ -75,6 +75,8 @@ std::runtime_error file_error(const char* verb, const std::string& path)
 
 void check_sound_name(const std::string& path) { container_for(path); }
 
+int sound_container(const std::string& path) { return container_for(path); }
+
 void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels)
 {
     const std::string bytes = sound_file(pcm, channels, container_for(path));

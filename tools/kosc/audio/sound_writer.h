@@ -20,6 +20,9 @@ std::runtime_error file_error(const char* verb, const std::string& path);
 // Throws when the name does not end in .wav or .flac and is not STANDARD_STREAM's.
 void check_sound_name(const std::string& path);
 
+// What its name asks for, SF_FORMAT_WAV or SF_FORMAT_FLAC; throws likewise.
+int sound_container(const std::string& path);
+
 // Writes interleaved samples at the modem's rate, to standard output as WAV. Throws when that fails.
 void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels = 1);
 

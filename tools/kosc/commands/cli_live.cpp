@@ -1,3 +1,4 @@
+#include <cmath>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -8,21 +9,26 @@ namespace {
 
 constexpr const char* SEND_FOOTER =
     R"(Each message is played as one frame, and then shown as "sent Hello". A text of - stands for standard input, of which
-each line is a message, sent as it comes; empty lines are skipped. A device is named by its index or a part of its name,
-as kosc devices shows them. Ctrl-C ends at once.
-Exit code: 0 everything was sent, or Ctrl-C; 2 wrong use, no such device, or the device was lost.)";
+each line is a message, sent as it comes; empty lines are skipped. A line that is no message is named by its number: of a
+file before anything is sent, of a pipe when it comes. A device is named by its index or a part of its name, as kosc
+devices shows them. Ctrl-C ends at once.
+Exit code: 0 everything was sent; 2 wrong use, no such device, or the device was lost; 130 Ctrl-C.)";
 
 constexpr const char* LISTEN_FOOTER =
     R"(Each message is a line as soon as it is heard: the local time at which its frame began, its channel, counted from 1,
 and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits,
 and "[second look]" if it was only decoded there:
     14:03:22.120  ch 1  Hello
-With --json the line is an object. "time" is UTC; the other members are those of kosc decode --json:
-    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00...",...}
+What several channels hear within 20 ms is one message; its line is that of the channel with the highest signal-to-noise
+ratio, or with --plain the highest correlation. --all-channels prints a line for each, and --json an object:
+    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00...","correlation":0.98,
+    "snr_db":18.3,"drift_ppm":12.0,"second_look":false}
+"time" is UTC; the other members are those of kosc decode --json.
 On a terminal a line below the messages shows the spectrum from 15 to 24 kHz, and of the modem's band the level of the
-last tenth of a second, the noise floor and the last peak, in dB below full scale. Lost samples are reported on standard
-error. Ctrl-C ends, and what was heard until then is printed.
-Exit code: 0 at least one message, 1 none, 2 wrong use, no such device, or the device was lost.)";
+last tenth of a second, the noise floor and the last peak, in dB below full scale, as far as they fit; elsewhere a line
+on standard error tells what is listened to. Lost samples are reported there too. Ctrl-C ends, and what was heard until
+then is printed.
+Exit code: 0 at least one message; 1 none; 2 wrong use, no such device, or the device was lost; 130 Ctrl-C.)";
 
 constexpr const char* DEVICES_FOOTER =
     R"(For each device: its index and name, the sound system that it belongs to, its channels, and which of the rates 44100,
@@ -37,6 +43,17 @@ and a verdict with one piece of advice. Levels are in dB below a full-scale sine
 Without devices: --write-signal leaves the sound in a file, --recording reads what another device recorded of it; of a
 recording with several channels, the first is used. With --json the result is one object on a line.
 Exit code: 0 the path is good or usable, 1 unfit, 2 wrong use, no such device, or the device was lost.)";
+
+// CLI::Range lets "nan" pass, which compares false with either bound.
+CLI::Validator number_between(double least, double most)
+{
+    const CLI::Range range(least, most);
+    const auto check = [range](std::string& text) {
+        double value = 0.0;
+        return CLI::detail::lexical_cast(text, value) && std::isnan(value) ? "nan is no number" : range(text);
+    };
+    return CLI::Validator(check, range.get_description());
+}
 
 } // namespace
 
@@ -55,7 +72,7 @@ subcommand add_send(CLI::App& app)
         ->capture_default_str();
     send->add_option("--device", options->device, "output device, by index or part of its name");
     send->add_option("--volume", options->volume, "0 to 1, of the loudness that kosc encode has")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(number_between(0.0, 1.0))
         ->capture_default_str();
     send->footer(SEND_FOOTER);
     return {send, [options](bool verbose) { return run_send(*options, verbose); }};
@@ -74,9 +91,13 @@ subcommand add_listen(CLI::App& app)
         ->check(CLI::Range(LEAST_RATE, HIGHEST_RATE));
     constexpr double LEAST_SECONDS = 0.001, MOST_SECONDS = 1e9;
     listen->add_option("--for", options->seconds, "seconds to listen; else until Ctrl-C")
-        ->check(CLI::Range(LEAST_SECONDS, MOST_SECONDS));
+        ->check(number_between(LEAST_SECONDS, MOST_SECONDS));
+    listen->add_option("--count", options->count, "messages after which to end; else until Ctrl-C")
+        ->check(CLI::PositiveNumber);
+    listen->add_option("--record", options->record, "a .wav or .flac file for the sound that is heard");
+    listen->add_flag("--all-channels", options->all_channels, "print a line for every channel that hears a message");
     auto* const hex = listen->add_flag("--hex", options->hex, "print messages as hex digits");
-    listen->add_flag("--json", options->json, "print one JSON object a line")->excludes(hex);
+    listen->add_flag("--json", options->json, "print one JSON object a line for every channel")->excludes(hex);
     listen->add_flag("--plain", options->plain, "no second look at frames that do not decode at once");
     listen->footer(LISTEN_FOOTER);
     return {listen, [options](bool verbose) { return run_listen(*options, verbose); }};
@@ -97,7 +118,7 @@ subcommand add_check(CLI::App& app)
     CLI::App* const check = app.add_subcommand("check", "Try how well a loudspeaker and a microphone fit the modem");
     check->add_option("--input", options->input_device, "input device, by index or part of its name");
     check->add_option("--output", options->output_device, "output device, likewise");
-    check->add_option("--volume", options->volume, "0 to 1")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+    check->add_option("--volume", options->volume, "0 to 1")->check(number_between(0.0, 1.0))->capture_default_str();
     auto* const recording = check->add_option("--recording", options->recording, "judge a recording; - standard input");
     check
         ->add_option("--write-signal", options->signal_file,

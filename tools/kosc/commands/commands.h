@@ -54,6 +54,9 @@ struct listen_options {
     uint32_t channels = 0; // 0: what the device has, up to 2
     uint32_t rate = 0;     // 0: the modem's own, or else the device's
     double seconds = 0.0;  // 0: without end
+    uint64_t count = 0;    // messages; 0: without end
+    std::string record;    // file for what is heard; empty: none
+    bool all_channels = false;
     bool hex = false;
     bool json = false;
     bool plain = false;

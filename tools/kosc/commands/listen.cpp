@@ -1,22 +1,22 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "audio/audio_file.h"
 #include "audio/audio_stream.h"
+#include "audio/sound_recorder.h"
 #include "commands/commands.h"
 #include "commands/heard_text.h"
 #include "commands/listener.h"
+#include "commands/message_joiner.h"
 #include "commands/stop_request.h"
 #include "picture/band_meter.h"
 #include "picture/terminal.h"
@@ -51,51 +51,28 @@ std::string as_line(const heard_message& message, wall_time time, bool hex)
     return as_text(time, localtime_r, "%H:%M:%S") + rest_of_line(message, hex);
 }
 
-// The meter on the user's terminal, if standard error is one.
-class meter_line {
-public:
-    meter_line(int descriptor, bool wanted) : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1) {}
-    ~meter_line() { clear(); }
-    meter_line(const meter_line&) = delete;
-    meter_line& operator=(const meter_line&) = delete;
-
-    void hear(const std::vector<int16_t>& pcm)
-    {
-        if (descriptor_ >= 0 && meter_.hear(pcm)) {
-            dprintf(descriptor_, "\r%s\033[K", meter_.line().c_str());
-            shown_ = true;
-        }
-    }
-    void clear()
-    {
-        if (shown_) {
-            dprintf(descriptor_, "\r\033[K");
-            shown_ = false;
-        }
-    }
-
-private:
-    int descriptor_; // -1: none
-    bool shown_ = false;
-    band_meter meter_;
-};
-
 class live_session {
 public:
-    live_session(const listen_options& options, const audio_system& system, input_stream& input, bool verbose)
-        : options_(options), system_(system), input_(input), meter_(system.standard_error(), !verbose)
+    live_session(const listen_options& options, const audio_system& system, const audio_device& device,
+                 input_stream& input, bool verbose)
+        : options_(options), system_(system), device_name_(device.name), input_(input),
+          meter_(system.standard_error(), !verbose)
     {
         for (uint32_t i = 1; i <= input.channels(); ++i) { // people count channels from 1
             ears_.emplace_back(i, !options.plain);
         }
+        joiner_.emplace(ears_.size(), ears_.front().frame_length());
+        if (!options.record.empty()) {
+            recorder_.emplace(options.record, input.channels());
+        }
     }
 
-    // Listens until a stop is requested or the time is over.
+    // Listens until a stop is requested, the time is over or enough messages have come.
     void run()
     {
-        const auto end = steady_clock::now() + std::chrono::duration<double>(options_.seconds);
         std::vector<std::vector<int16_t>> pcm;
-        while (!stop_requested() && (options_.seconds == 0.0 || steady_clock::now() < end)) {
+        while (!stop_requested() && !enough() && !time_is_over()) {
+            check_output_reader();
             input_.read(pcm);
             hear(pcm);
             report_losses();
@@ -109,20 +86,44 @@ public:
         for (listener& ear : ears_) {
             ear.finish(heard);
         }
-        print(heard);
+        take(heard, UINT64_MAX);
         meter_.clear();
         if (losses_said_ != 0) {
             system_.say("in all " + losses());
+        }
+        if (recorder_) {
+            recorder_->close();
         }
     }
 
     uint64_t messages() const { return messages_; }
 
 private:
+    bool time_is_over() const
+    {
+        return options_.seconds != 0.0 && samples_ != 0 &&
+               steady_clock::now() - begun_ >= std::chrono::duration<double>(options_.seconds);
+    }
+
+    void say_what_is_heard() const
+    {
+        if (!meter_.enabled()) {
+            const std::string channels = std::to_string(input_.channels());
+            system_.say("listening on " + device_name_ + ", " + std::to_string(input_.rate()) + " Hz, " + channels +
+                        (channels == "1" ? " channel" : " channels"));
+        }
+    }
+
+    bool enough() const { return options_.count != 0 && messages_ >= options_.count; }
+
     void hear(const std::vector<std::vector<int16_t>>& pcm)
     {
         if (pcm.front().empty()) {
             return;
+        }
+        if (samples_ == 0) { // devices may take long to begin
+            begun_ = steady_clock::now();
+            say_what_is_heard();
         }
         std::vector<heard_message> heard;
         for (size_t i = 0; i < ears_.size(); ++i) {
@@ -130,19 +131,39 @@ private:
         }
         samples_ += pcm.front().size();
         last_sample_ = input_.time_of_last_sample();
-        print(heard);
+        take(heard, samples_);
         meter_.hear(pcm.front());
+        if (recorder_) {
+            recorder_->write(pcm);
+        }
     }
 
-    void print(const std::vector<heard_message>& heard)
+    // Prints what was heard up to `end`: each channel's message at once, or one line when its channels are known.
+    void take(std::vector<heard_message>& heard, uint64_t end)
     {
+        const bool at_once = options_.json || options_.all_channels;
+        std::sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
+            return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
+        });
         for (const heard_message& message : heard) {
-            const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / MODEM_SAMPLE_RATE);
-            const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
-            meter_.clear();
-            write_output(options_.json ? as_json(message, time) : as_line(message, time, options_.hex));
+            const uint64_t before = messages_ + joiner_->add(message);
+            if (at_once && (options_.count == 0 || before < options_.count)) {
+                print(message);
+            }
         }
-        messages_ += heard.size();
+        for (heard_message message; !enough() && joiner_->next(end, message); ++messages_) {
+            if (!at_once) {
+                print(message);
+            }
+        }
+    }
+
+    void print(const heard_message& message)
+    {
+        const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / MODEM_SAMPLE_RATE);
+        const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
+        meter_.clear();
+        write_output(options_.json ? as_json(message, time) : as_line(message, time, options_.hex));
     }
 
     std::string losses() const
@@ -165,19 +186,21 @@ private:
 
     const listen_options& options_;
     const audio_system& system_;
+    std::string device_name_;
     input_stream& input_;
     meter_line meter_;
     std::vector<listener> ears_;
-    uint64_t samples_ = 0; // a channel, heard so far
+    std::optional<message_joiner> joiner_;
+    std::optional<sound_recorder> recorder_;
+    uint64_t samples_ = 0;           // a channel, heard so far
+    steady_clock::time_point begun_; // when the first samples came
     wall_time last_sample_;
-    uint64_t messages_ = 0;
+    uint64_t messages_ = 0; // whatever the number of channels that heard them
     uint64_t losses_said_ = 0;
     steady_clock::time_point quiet_until_;
 };
 
-} // namespace
-
-int run_listen(const listen_options& options, bool verbose)
+int listen(const listen_options& options, bool verbose)
 {
     catch_stop_signals(false);
     const audio_system system(verbose);
@@ -185,8 +208,8 @@ int run_listen(const listen_options& options, bool verbose)
     constexpr uint32_t USUAL_CHANNELS = 2;
     const uint32_t channels = options.channels != 0 ? options.channels : std::min(device.inputs, USUAL_CHANNELS);
     input_stream input(system, device, channels, options.rate);
+    live_session session(options, system, device, input, verbose);
     input.start();
-    live_session session(options, system, input, verbose);
     try {
         session.run();
     } catch (const std::runtime_error&) {
@@ -195,4 +218,14 @@ int run_listen(const listen_options& options, bool verbose)
     }
     session.finish();
     return session.messages() != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+}
+
+} // namespace
+
+int run_listen(const listen_options& options, bool verbose)
+{
+    if (options.record == STANDARD_STREAM) {
+        throw std::runtime_error("--record takes a file: standard output has the messages");
+    }
+    return run_stoppable([&] { return listen(options, verbose); });
 }

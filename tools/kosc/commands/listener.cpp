@@ -32,7 +32,7 @@ void listener::hear(const int16_t* pcm, uint32_t count, std::vector<heard_messag
 void listener::finish(std::vector<heard_message>& heard)
 {
     // A frame is looked for in windows as long as itself, and must lie in the buffer whole.
-    const std::vector<int16_t> silence(2 * size_t{soundcomm_get_frame_length(context_->rx_paras)});
+    const std::vector<int16_t> silence(2 * size_t{frame_length()});
     hear(silence.data(), static_cast<uint32_t>(silence.size()), heard);
 }
 

@@ -30,6 +30,7 @@ public:
     // Hears the silence behind the recording, so that a frame that ends with it is found too.
     void finish(std::vector<heard_message>& heard);
 
+    uint32_t frame_length() const { return soundcomm_get_frame_length(context_->rx_paras); }
     // Places that sounded like a frame and could not be read: damaged frames, and now and then just noise.
     uint64_t unreadable_frames() const { return unreadable_frames_; }
 

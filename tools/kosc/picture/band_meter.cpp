@@ -1,8 +1,12 @@
 #include "picture/band_meter.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+
+#include "picture/terminal.h"
 
 namespace {
 
@@ -22,6 +26,22 @@ const char* bar(double level)
 {
     constexpr double LAST = std::size(BARS) - 1;
     return BARS[static_cast<size_t>(std::clamp((level - LOWEST_BAR_DB) / BAR_DB, 0.0, LAST))];
+}
+
+std::string printed(const char* format, double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+// The columns of UTF-8 text: its characters.
+size_t width_of(const std::string& text)
+{
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char letter) {
+        constexpr uint8_t CONTINUATION_MASK = 0xC0, CONTINUATION = 0x80;
+        return (static_cast<uint8_t>(letter) & CONTINUATION_MASK) != CONTINUATION;
+    }));
 }
 
 } // namespace
@@ -54,18 +74,47 @@ void band_meter::measure()
     }
 }
 
-std::string band_meter::line() const
+std::string band_meter::line(size_t columns) const
 {
-    std::string text = "15k|";
+    std::string bars = "15k|";
     for (double low = SHOWN_LOW; low < SHOWN_HIGH; low += BAR_WIDTH) {
-        text += bar(level_db(bins_, low, low + BAR_WIDTH));
+        bars += bar(level_db(bins_, low, low + BAR_WIDTH));
     }
-    char numbers[128];
-    std::snprintf(numbers, sizeof numbers, "|24k  18-21 kHz: %4.0f dB  floor %4.0f dB", level_, floor_);
-    text += numbers;
-    if (peak_ != 0.0) {
-        std::snprintf(numbers, sizeof numbers, "  peak %4.0f dB %.0f s ago", peak_, seconds_since_peak_);
-        text += numbers;
+    bars += "|24k";
+    const std::string level = printed("%4.0f dB", level_), floor = printed("  floor %4.0f dB", floor_);
+    const std::string peak =
+        peak_ == 0.0 ? "" : printed("  peak %4.0f dB", peak_) + printed(" %.0f s ago", seconds_since_peak_);
+    const std::string band = "18-21 kHz: ";
+    // From the longest to the shortest.
+    for (const std::string& line : {bars + "  " + band + level + floor + peak, bars + "  " + level + floor + peak,
+                                    bars + "  " + level + floor, bars + level, band + level, level}) {
+        if (width_of(line) <= columns) {
+            return line;
+        }
     }
-    return text;
+    return "";
+}
+
+meter_line::meter_line(int descriptor, bool wanted) : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1)
+{
+}
+
+// The cursor waits at the line's start: when the window becomes narrower, a terminal that breaks its lines anew puts
+// all of the broken line behind the cursor, where it is erased. The terminal's own wrapping is off meanwhile, for those
+// that draw bars two columns wide.
+void meter_line::hear(const std::vector<int16_t>& pcm)
+{
+    if (descriptor_ >= 0 && meter_.hear(pcm)) {
+        const size_t columns = terminal_columns(descriptor_);
+        dprintf(descriptor_, "\r\033[J\033[?7l%s\033[?7h\r", meter_.line(columns - 1).c_str());
+        shown_ = true;
+    }
+}
+
+void meter_line::clear()
+{
+    if (shown_) {
+        dprintf(descriptor_, "\r\033[J");
+        shown_ = false;
+    }
 }

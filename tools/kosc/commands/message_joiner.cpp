@@ -1,0 +1,49 @@
+#include "commands/message_joiner.h"
+
+#include <algorithm>
+
+namespace {
+
+bool is_worse(const heard_message& a, const heard_message& b)
+{
+    return a.measured && b.measured ? a.snr_db < b.snr_db : a.correlation < b.correlation;
+}
+
+bool belongs_to(const std::vector<heard_message>& copies, const heard_message& message)
+{
+    const heard_message& first = copies.front();
+    const uint64_t apart = std::max(first.sample, message.sample) - std::min(first.sample, message.sample);
+    return first.bytes == message.bytes && apart <= message_joiner::LONGEST_APART &&
+           std::none_of(copies.begin(), copies.end(),
+                        [&](const heard_message& copy) { return copy.channel == message.channel; });
+}
+
+} // namespace
+
+size_t message_joiner::add(const heard_message& message)
+{
+    const auto place =
+        std::find_if(waiting_.begin(), waiting_.end(), [&](const copies& each) { return belongs_to(each, message); });
+    const auto before = static_cast<size_t>(place - waiting_.begin());
+    if (place == waiting_.end()) {
+        waiting_.push_back({message});
+    } else {
+        place->push_back(message);
+    }
+    return before;
+}
+
+bool message_joiner::next(uint64_t samples, heard_message& message)
+{
+    if (waiting_.empty()) {
+        return false;
+    }
+    const copies& heard = waiting_.front();
+    // A frame is found as soon as its last sample is there.
+    if (heard.size() < channels_ && samples < heard.front().sample + frame_length_ + LONGEST_APART) {
+        return false;
+    }
+    message = *std::max_element(heard.begin(), heard.end(), is_worse);
+    waiting_.pop_front();
+    return true;
+}

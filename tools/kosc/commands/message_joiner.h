@@ -1,0 +1,36 @@
+// One message of several channels: each microphone of a device hears the same frame at its own distance.
+#ifndef KOSC_TOOL_MESSAGE_JOINER_H
+#define KOSC_TOOL_MESSAGE_JOINER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+#include "commands/listener.h"
+
+// Equal messages are one when they come from different channels and their frames start within LONGEST_APART of each
+// other. A sender that repeats itself cannot be so fast: frames do not overlap, and are twelve times as long.
+class message_joiner {
+public:
+    static constexpr uint64_t LONGEST_APART = 960; // samples; 20 ms, in which sound travels 7 m
+
+    message_joiner(size_t channels, uint64_t frame_length) : channels_(channels), frame_length_(frame_length) {}
+
+    // Takes what one channel heard; returns how many other messages wait before the one that it belongs to.
+    size_t add(const heard_message& message);
+
+    // Once every channel has been heard up to `samples`: takes out the next message that no channel can add to any
+    // more, as its best channel heard it, which is the one with the highest signal-to-noise ratio, or correlation where
+    // that is not measured. False when there is none.
+    bool next(uint64_t samples, heard_message& message);
+
+private:
+    using copies = std::vector<heard_message>;
+
+    size_t channels_;
+    uint64_t frame_length_;
+    std::deque<copies> waiting_;
+};
+
+#endif
