@@ -6,6 +6,7 @@
 #define KOSC_CORE_H
 
 #include "kosc/audio_render.h"
+#include "kosc/bands.h"
 #include "kosc/block_code.h"
 #include "kosc/channel_smoother.h"
 #include "kosc/config.h"

@@ -23,7 +23,9 @@ struct soundcommu_handle_t {
     soundcomm_context_t* ctx[KOSC_CHANNELS];      /**< owned */
     result_set_t result[KOSC_CHANNELS];           /**< messages of the last decode call; `correct.buffer` is owned */
     uint32_t result_len[KOSC_CHANNELS];           /**< samples a block that `result` was last sized for */
-    recv_callback_t recv_callback[KOSC_CHANNELS]; /**< the host's */
+    recv_callback_t recv_callback[KOSC_CHANNELS]; /**< of ko_soundcommu_init(), else null */
+    ko_soundcommu_receive_t on_messages;          /**< of ko_soundcommu_init_with(), may be null */
+    void* user;                                   /**< handed to it */
 };
 
 #ifdef __cplusplus

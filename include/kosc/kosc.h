@@ -1,6 +1,6 @@
 /**
  * @file
- * libkosc for hosts: six calls that turn 28-byte messages into sound and sound into messages.
+ * libkosc for hosts: calls that turn 28-byte messages into sound and sound into messages.
  *
  * Playing is 48000 Hz, 16 bit, mono; recording is 48000 Hz, 16 bit, two channels, which the host separates. The
  * library has no thread, file or device: everything happens inside these calls, on the caller's thread.
@@ -19,6 +19,7 @@
 
 #include <stdint.h>
 
+#include "kosc/bands.h"
 #include "kosc/export.h"
 #include "kosc/log.h"
 
@@ -47,6 +48,28 @@ typedef struct decode_result_t {
 
 /** Receives the messages of one decode call: `count` records, valid only during the call. */
 typedef void (*recv_callback_t)(const decode_result_t* results, uint32_t count);
+
+/**
+ * Receives the messages of one decode call, as recv_callback_t does, and what tells handles and channels apart.
+ *
+ * @param results  `count` records, valid only during the call
+ * @param count    at least 1
+ * @param channel  the channel that was decoded, 0 or 1
+ * @param user     what the options of ko_soundcommu_init_with() hold
+ */
+typedef void (*ko_soundcommu_receive_t)(const decode_result_t* results, uint32_t count, uint32_t channel, void* user);
+
+/**
+ * How ko_soundcommu_init_with() makes a handle. Filled by ko_soundcommu_default_options(), then changed by the host;
+ * later versions add fields at the end.
+ */
+typedef struct ko_soundcommu_options_t {
+    uint32_t size;                       /**< bytes of the record as the host was compiled with it */
+    uint32_t first_subcarrier;           /**< of both directions, 6 to 438 (kosc/bands.h); default 384, 18 kHz */
+    ko_soundcommu_receive_t on_messages; /**< of both channels; default null: messages are counted, not delivered */
+    void* user;                          /**< handed to it; default null */
+    uint32_t second_look;                /**< as of ko_soundcommu_config_second_look(); default 0 */
+} ko_soundcommu_options_t;
 
 /** A modem with one receiver for each of two recorded channels; its record is in kosc/handle.h. */
 typedef struct soundcommu_handle_t soundcommu_handle_t;
@@ -78,13 +101,40 @@ KOSC_API void ko_soundcommu_register_log(log_callback_t callback);
  */
 KOSC_API soundcommu_handle_t* ko_soundcommu_init(recv_callback_t callback0, recv_callback_t callback1);
 
+/**
+ * Fills options with what ko_soundcommu_init() uses. So that library and host may be of different versions, the host
+ * tells how large it knows the record to be:
+ *
+ *     ko_soundcommu_options_t options;
+ *     ko_soundcommu_default_options(&options, sizeof options);
+ *     options.on_messages = hear;
+ *
+ * @param options  filled up to `size`; null is ignored
+ * @param size     bytes that `options` has room for, written into its `size`; ignored below 4. What the library does
+ *                 not know is zeroed, and ko_soundcommu_init_with() then refuses it
+ */
+KOSC_API void ko_soundcommu_default_options(ko_soundcommu_options_t* options, uint32_t size);
+
+/**
+ * Builds a handle as ko_soundcommu_init() does, with a choice of band, one callback for both channels that knows its
+ * user, and the second look on from the start. Fields behind `size`, of a host older than the library, have their
+ * defaults.
+ *
+ * @param options  read during the call only
+ * @return the handle, for ko_soundcommu_release(); null with ERROR "options is NULL", "options have size %u; fill them
+ *         with ko_soundcommu_default_options()" (below 4), "options have size %u, but this library knows only %u bytes
+ *         of them", the message of soundcomm_cfg_for_band(), or as ko_soundcommu_init() where memory is short, also
+ *         for the second look (WARN "no second look for this configuration")
+ */
+KOSC_API soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* options);
+
 /** Frees a handle with everything that it owns; null is ignored. Must not be called from a receive callback. */
 KOSC_API void ko_soundcommu_release(soundcommu_handle_t* handle);
 
 /**
  * Turns one message into one frame of 16-bit mono PCM at 48000 Hz, peaking at 0.8 of full scale.
  *
- * @param handle         from ko_soundcommu_init(); not changed
+ * @param handle         from ko_soundcommu_init() or ko_soundcommu_init_with(); not changed
  * @param msg            `msg_len` bytes
  * @param msg_len        28
  * @param encoded_frame  receives 11520 samples
@@ -100,7 +150,7 @@ KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* ms
  * Listens to one block of one channel's samples; calls the channel's callback once, before returning, if messages
  * were decoded. A frame may straddle any number of blocks.
  *
- * @param handle    from ko_soundcommu_init()
+ * @param handle    from ko_soundcommu_init() or ko_soundcommu_init_with()
  * @param data      samples of one channel (not interleaved), 48000 Hz
  * @param data_len  size of `data` in bytes: even, at least 2. Blocks of one size avoid re-sizing the result buffer
  * @param channel   0 or 1; the two are independent receivers

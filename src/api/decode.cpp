@@ -51,6 +51,9 @@ bool deliver(const soundcommu_handle_t* handle, int channel)
     if (handle->recv_callback[channel] != nullptr) {
         handle->recv_callback[channel](records.get(), stored);
     }
+    if (handle->on_messages != nullptr) {
+        handle->on_messages(records.get(), stored, static_cast<uint32_t>(channel), handle->user);
+    }
     KOSC_LOG_DEBUG("callback end.");
     return true;
 }

@@ -1,8 +1,11 @@
 #include "kosc/handle.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "kosc/audio_render.h"
+#include "kosc/bands.h"
 #include "kosc/encoder.h"
 #include "kosc/second_look.h"
 #include "log/log_macros.h"
@@ -17,29 +20,102 @@ constexpr audio_gain_t DEFAULT_GAIN = {1, 0.8};
 using context_ptr = owned<soundcomm_context_t, soundcomm_release>;
 using handle_ptr = owned<soundcommu_handle_t, ko_soundcommu_release>;
 
-soundcomm_context_t* make_context()
+ko_soundcommu_options_t default_options()
 {
-    const soundcomm_cfg_t* const cfg = soundcomm_default_cfg();
+    ko_soundcommu_options_t options{};
+    options.size = sizeof(options);
+    options.first_subcarrier = soundcomm_default_cfg()->ofdm_cfg.sc_start_idx;
+    return options;
+}
+
+// Takes a field over where the host's record has it whole.
+template <typename T>
+void take(const ko_soundcommu_options_t& from, T ko_soundcommu_options_t::*field, ko_soundcommu_options_t* options)
+{
+    const auto* const begin = reinterpret_cast<const uint8_t*>(&from);
+    const auto* const end = reinterpret_cast<const uint8_t*>(&(from.*field)) + sizeof(T);
+    if (end - begin <= static_cast<ptrdiff_t>(from.size)) {
+        options->*field = from.*field;
+    }
+}
+
+bool read_options(const ko_soundcommu_options_t* from, ko_soundcommu_options_t* options)
+{
+    KOSC_RETURN_IF(from == nullptr, false, "options is NULL");
+    KOSC_RETURN_IF(from->size < sizeof(from->size), false,
+                   "options have size %u; fill them with ko_soundcommu_default_options()", from->size);
+    const auto known = static_cast<uint32_t>(sizeof(*from));
+    KOSC_RETURN_IF(from->size > known, false, "options have size %u, but this library knows only %u bytes of them",
+                   from->size, known);
+    *options = default_options();
+    take(*from, &ko_soundcommu_options_t::first_subcarrier, options);
+    take(*from, &ko_soundcommu_options_t::on_messages, options);
+    take(*from, &ko_soundcommu_options_t::user, options);
+    take(*from, &ko_soundcommu_options_t::second_look, options);
+    return true;
+}
+
+soundcomm_context_t* make_context(const soundcomm_cfg_t* cfg)
+{
     context_ptr ctx{soundcomm_init(cfg, cfg)};
     const bool ready =
         ctx && soundcomm_init_receive(ctx.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
     return ready ? ctx.release() : nullptr;
 }
 
+// A handle without callbacks.
+handle_ptr make_handle(const soundcomm_cfg_t* cfg)
+{
+    handle_ptr handle{alloc_record<soundcommu_handle_t>()};
+    KOSC_RETURN_IF(!handle, nullptr, "No enough memory to alloc kosc");
+    for (soundcomm_context_t*& ctx : handle->ctx) {
+        ctx = make_context(cfg);
+        KOSC_RETURN_IF(ctx == nullptr, nullptr, "Fail to init context.");
+    }
+    return handle;
+}
+
 } // namespace
+
+void ko_soundcommu_default_options(ko_soundcommu_options_t* options, uint32_t size)
+{
+    if (options == nullptr || size < sizeof(options->size)) {
+        return;
+    }
+    ko_soundcommu_options_t known = default_options();
+    known.size = size;
+    std::memset(options, 0, size);
+    std::memcpy(options, &known, std::min(size_t{size}, sizeof(known)));
+}
 
 soundcommu_handle_t* ko_soundcommu_init(recv_callback_t callback0, recv_callback_t callback1)
 {
     KOSC_LOG_INFO("kosc init start");
     KOSC_RETURN_IF(callback0 == nullptr || callback1 == nullptr, nullptr, "Recv callback is NULL.");
-    handle_ptr handle{alloc_record<soundcommu_handle_t>()};
-    KOSC_RETURN_IF(!handle, nullptr, "No enough memory to alloc kosc");
-    for (soundcomm_context_t*& ctx : handle->ctx) {
-        ctx = make_context();
-        KOSC_RETURN_IF(ctx == nullptr, nullptr, "Fail to init context.");
+    handle_ptr handle = make_handle(soundcomm_default_cfg());
+    if (!handle) {
+        return nullptr;
     }
     handle->recv_callback[0] = callback0;
     handle->recv_callback[1] = callback1;
+    KOSC_LOG_INFO("kosc init finished");
+    return handle.release();
+}
+
+soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* options)
+{
+    KOSC_LOG_INFO("kosc init start");
+    ko_soundcommu_options_t wanted;
+    soundcomm_cfg_t cfg;
+    if (!read_options(options, &wanted) || !soundcomm_cfg_for_band(wanted.first_subcarrier, &cfg)) {
+        return nullptr;
+    }
+    handle_ptr handle = make_handle(&cfg);
+    if (!handle || (wanted.second_look != 0 && ko_soundcommu_config_second_look(handle.get(), 1) != 0)) {
+        return nullptr;
+    }
+    handle->on_messages = wanted.on_messages;
+    handle->user = wanted.user;
     KOSC_LOG_INFO("kosc init finished");
     return handle.release();
 }

@@ -47,14 +47,15 @@ def exported(readelf, library, map_file):
 
 
 def declared(include, map_file):
-    """include folder, version script: the headers mark with KOSC_API exactly the names of the script; those of kosc.h
-    and log_level, which hosts use, are in its first node."""
+    """include folder, version script: the headers mark with KOSC_API exactly the names of the script; the host
+    calls, ko_soundcommu_..., and log_level are in its first node."""
     names = set()
     for header in Path(include).glob("kosc/*.h"):
         text = re.sub(r"/\*.*?\*/|^#.*?$", "", header.read_text(), flags=re.S | re.M)
         for declaration in re.findall(r"KOSC_API\b([^;]*);", text):
             name = re.findall(r"\w+", declaration.split("(")[0].split("[")[0])[-1]
-            names.add(name + ("@@KOSC_1" if header.stem == "kosc" or name == "log_level" else "@@KOSC_CORE_1"))
+            for_hosts = name.startswith("ko_soundcommu_") or name == "log_level"
+            names.add(name + ("@@KOSC_1" if for_hosts else "@@KOSC_CORE_1"))
     return differences(("declared", names), ("in the map", map_names(map_file)))
 
 

@@ -101,6 +101,15 @@ int init(context*)
     return h->get() != nullptr && hears(h.get(), false) ? 0 : -1;
 }
 
+int init_with(context*)
+{
+    ko_soundcommu_options_t options{};
+    ko_soundcommu_default_options(&options, sizeof options);
+    options.second_look = 1;
+    const handle_ptr handle = short_of_memory([&] { return handle_ptr{ko_soundcommu_init_with(&options)}; });
+    return handle ? 0 : -1;
+}
+
 int release(context*)
 {
     auto h = std::make_unique<host>();
@@ -226,6 +235,7 @@ const row ROWS[] = {
     {"ko_soundcommu_get_audio_para", get_audio_para, NONE},
     {"ko_soundcommu_register_log", register_log},
     {"ko_soundcommu_init", init, SOME},
+    {"ko_soundcommu_init_with", init_with, SOME},
     {"ko_soundcommu_release", release, NONE},
     {"ko_soundcommu_encode", encode_message},
     {"ko_soundcommu_decode", decode_block<false>},
