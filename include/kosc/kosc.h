@@ -156,16 +156,19 @@ KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* ms
  * @param channel   0 or 1; the two are independent receivers
  * @return 0, also when nothing was heard; -1 with one of the ERROR messages "kosc is NULL", "Invalid channel %d",
  *         "data is null.", "Invalid data len %d", "init result collector failed %d", "Fail to recv data", "Fail to
- *         alloc frame result". Messages that do not fit the result buffer are reported once a call at WARN and lost;
- *         a frame whose decoding runs out of memory is lost alone, with the messages of soundcomm_decode()
+ *         alloc frame result". Messages that do not fit the result buffer are lost, with WARN "%d stored only %u of
+ *         %u messages." and, for each part of the block that begins with a full buffer, WARN "No enough buffer(%u) to
+ *         put result of track (%u)"; a frame whose decoding runs out of memory is lost alone, with the messages of
+ *         soundcomm_decode()
  */
 KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* data, int data_len, int channel);
 
 /**
  * Switches the second look on (non-zero) or off (0, as after init) for both channels: frames that were found but do
  * not decode are decoded again with a better receiver, which hears about four decibels deeper, and senders who walk.
- * What it recovers is delivered in its place among the other messages. Costs some milliseconds a failed frame, nothing
- * on others.
+ * What it recovers is delivered in its place among the other messages. Costs some milliseconds for each frame that
+ * fails its CRCs, false alarms among them, within the decode call that found it; frames that decode at once get no
+ * second look.
  *
  * @return 0, or -1 with ERROR "kosc is NULL" or, when memory is short, which leaves both channels without it, WARN "no
  *         second look for this configuration"
