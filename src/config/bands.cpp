@@ -25,14 +25,14 @@ constexpr ko_soundcommu_band_t make_band(const char* name, uint32_t first, const
 
 constexpr ko_soundcommu_band_t BANDS[] = {
     // The pass band of a telephone line, 300 to 3400 Hz.
-    make_band("telephone", 8, "telephone lines, GSM, radio and every speech codec; loud to people"),
+    make_band("telephone", 8, "telephone lines (G.711), video calls, voice messages, coded music; loud to people"),
     // Above most of the power of speech, below the 6 to 8 kHz where wideband speech codecs stop.
-    make_band("voice", 43, "video calls and voice messages of 16 kbit/s and more; loud to people"),
+    make_band("voice", 43, "video calls and voice messages (Opus from 16 kbit/s on), coded music; loud to people"),
     // Above speech and much of music, below the 10 to 16 kHz where music codecs of low rates and small loudspeakers
     // stop.
-    make_band("audible", 128, "loudspeakers that end at 10 kHz, MP3, AAC and Vorbis; heard by people"),
+    make_band("audible", 128, "coded music (MP3, AAC or Vorbis from 64 kbit/s on); heard by people"),
     // Above what most adults hear, below the 21 to 22 kHz where converters of 44.1 kHz stop.
-    make_band("near-ultrasonic", 384, "sound that is neither coded nor filtered; hardly heard by adults"),
+    make_band("near-ultrasonic", 384, "from loudspeaker to microphone with no codec between; hardly heard by adults"),
 };
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }

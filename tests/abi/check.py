@@ -136,10 +136,11 @@ def symbols(nm, *objects):
             if name in homes and upward(layer, homes[name])] if homes and uses else ["no symbol read"]
 
 
-def readme(readme_file, example):
-    """README, example: the README shows the example as it is."""
-    blocks = re.findall(r"^```c\n(.*?)^```$", Path(readme_file).read_text(), re.S | re.M)
-    return [] if Path(example).read_text() in blocks else [f"no C block of {readme_file} equals {example}"]
+def readme(readme_file, *examples):
+    """README, examples: the README shows the examples as they are."""
+    blocks = re.findall(r"^```c(?:pp)?\n(.*?)^```$", Path(readme_file).read_text(), re.S | re.M)
+    return [f"no block of {readme_file} equals {example}" for example in examples
+            if Path(example).read_text() not in blocks]
 
 
 def frames(*libraries):

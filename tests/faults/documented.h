@@ -16,7 +16,9 @@ inline std::string read_headers(const char* directory)
 {
     std::stringstream text;
     for (const auto& file : std::filesystem::directory_iterator{directory}) {
-        text << std::ifstream{file.path()}.rdbuf();
+        if (file.path().extension() == ".h") {
+            text << std::ifstream{file.path()}.rdbuf();
+        }
     }
     return std::regex_replace(text.str(), std::regex{"\\s*\n \\*(?!/) *"}, " ");
 }
