@@ -6,19 +6,15 @@
 
 enum { BLOCK = 480, CHANNELS = 2, RATE = 48000, FRAME_SAMPLES = 11520 };
 
-static unsigned heard;
-
-/* A message is any 28 bytes; this host prints them as text. The callback has no user pointer, hence one a channel. */
-static void print(unsigned channel, const decode_result_t* results, uint32_t count)
+/* A message is any 28 bytes; this host prints them as text. */
+static void print(const decode_result_t* results, uint32_t count, uint32_t channel, void* heard)
 {
     for (uint32_t i = 0; i < count; i++) {
-        printf("channel %u: %.*s\n", channel, (int)results[i].len, (const char*)results[i].msg);
+        printf("channel %u: %.*s\n", (unsigned)channel, (int)results[i].len, (const char*)results[i].msg);
     }
-    heard += count;
+    *(uint32_t*)heard += count;
 }
 
-static void on_left(const decode_result_t* results, uint32_t count) { print(0, results, count); }
-static void on_right(const decode_result_t* results, uint32_t count) { print(1, results, count); }
 static void on_log_line(const char* line) { fprintf(stderr, "%s", line); }
 
 static uint32_t get_le(const uint8_t* from, int bytes)
@@ -74,8 +70,14 @@ int main(int argc, char** argv)
     }
     ko_soundcommu_register_log(on_log_line);
     log_level = KOSC_LEVEL_WARN; /* else each block has lines of its own */
-    soundcommu_handle_t* modem = ko_soundcommu_init(on_left, on_right);
-    int failed = modem == NULL || ko_soundcommu_config_second_look(modem, 1) != 0;
+    uint32_t heard = 0;
+    ko_soundcommu_options_t options;
+    ko_soundcommu_default_options(&options, sizeof options);
+    options.on_messages = print;
+    options.user = &heard;
+    options.second_look = 1;
+    soundcommu_handle_t* modem = ko_soundcommu_init_with(&options);
+    int failed = modem == NULL;
     int16_t block[CHANNELS][BLOCK];
     /* A frame is found once the search window behind it is full: two frames of silence follow the recording. */
     for (int behind = 0; !failed && behind < 2 * FRAME_SAMPLES;) {

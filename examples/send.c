@@ -6,12 +6,6 @@
 
 enum { MESSAGE_BYTES = 28, HEADER_BYTES = 44 };
 
-static void ignore(const decode_result_t* results, uint32_t count)
-{
-    (void)results;
-    (void)count;
-}
-
 static void on_log_line(const char* line) { fprintf(stderr, "%s", line); }
 
 static void put_le(uint8_t* to, uint32_t value, int bytes)
@@ -58,7 +52,9 @@ int main(int argc, char** argv)
     if (ko_soundcommu_get_audio_para(&play, &record) != 0) {
         return EXIT_FAILURE;
     }
-    soundcommu_handle_t* modem = ko_soundcommu_init(ignore, ignore);
+    ko_soundcommu_options_t options;
+    ko_soundcommu_default_options(&options, sizeof options); /* no callback: this host only sends */
+    soundcommu_handle_t* modem = ko_soundcommu_init_with(&options);
     int16_t* frame = malloc(play.frame_bytes);
     const int encoded = modem != NULL && frame != NULL &&
                         ko_soundcommu_encode(modem, message, MESSAGE_BYTES, frame, play.frame_bytes) == 0;
