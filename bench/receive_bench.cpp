@@ -1,6 +1,7 @@
 // The whole receiver, in both forms, on noise and on frames: nanoseconds a sample.
 #include <benchmark/benchmark.h>
 
+#include "kosc/kosc.hpp"
 #include "modem_library.h"
 #include "sounds.h"
 
@@ -52,8 +53,8 @@ void receive_layout(benchmark::State& state)
     cfg.ofdm_cfg.symbol_len = static_cast<uint32_t>(state.range(1));
     cfg.ofdm_cfg.sc_start_idx = cfg.ofdm_cfg.symbol_len * 3 / 8;
     const auto tracks = static_cast<uint32_t>(state.range(2));
-    soundcomm_context_t* const context = soundcomm_init(&cfg, &cfg);
-    if (context == nullptr || !soundcomm_init_receive(context, soundcomm_default_rx_sync_paras(), {2, tracks, 48000})) {
+    const kosc::context_ptr context{soundcomm_init(&cfg, &cfg)};
+    if (!context || !soundcomm_init_receive(context.get(), soundcomm_default_rx_sync_paras(), {2, tracks, 48000})) {
         state.SkipWithError("no such layout");
         return;
     }
@@ -64,11 +65,10 @@ void receive_layout(benchmark::State& state)
     size_t samples = 0;
     for (auto iteration : state) {
         for (size_t start = 0; start + BLOCK * tracks <= noise.size(); start += BLOCK * tracks) {
-            soundcomm_receive(context, noise.data() + start, BLOCK, &results);
+            soundcomm_receive(context.get(), noise.data() + start, BLOCK, &results);
             samples += BLOCK;
         }
     }
-    soundcomm_release(context);
     state.counters["per_sample"] =
         benchmark::Counter(static_cast<double>(samples), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }

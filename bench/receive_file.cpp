@@ -8,7 +8,7 @@
 #include <iterator>
 #include <vector>
 
-#include <kosc/core.h>
+#include <kosc/kosc.hpp>
 
 int main(int argc, char** argv)
 {
@@ -22,19 +22,16 @@ int main(int argc, char** argv)
     const auto block = static_cast<size_t>(std::atoi(argv[2]));
 
     soundcomm_set_log_level(0);
-    const soundcomm_cfg_t* const cfg = soundcomm_default_cfg();
-    soundcomm_context_t* const ctx = soundcomm_init(cfg, cfg);
-    if (!soundcomm_init_receive(ctx, soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
-        !soundcomm_config_second_look(ctx, static_cast<uint32_t>(std::atoi(argv[3])))) {
+    const kosc::context_ptr ctx = kosc::make_receiving_context(static_cast<uint32_t>(std::atoi(argv[3])));
+    if (!ctx) {
         return 1;
     }
     result_set_t counts{};
     const auto start = std::chrono::steady_clock::now();
     for (size_t at = 0; at < sound.size(); at += block) {
-        soundcomm_receive(ctx, &sound[at], static_cast<uint32_t>(std::min(block, sound.size() - at)), &counts);
+        soundcomm_receive(ctx.get(), &sound[at], static_cast<uint32_t>(std::min(block, sound.size() - at)), &counts);
     }
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     std::printf("%.6f %u\n", taken.count(), counts.correct.count);
-    soundcomm_release(ctx);
     return 0;
 }

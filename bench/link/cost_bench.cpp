@@ -7,7 +7,7 @@
 #include <benchmark/benchmark.h>
 
 #include "channels.h"
-#include "kosc/core.h"
+#include "kosc/kosc.hpp"
 
 namespace {
 
@@ -17,9 +17,7 @@ constexpr uint32_t FRAME_LEN = 11520;
 constexpr uint32_t MSG_LEN = 28;
 
 struct modem {
-    soundcomm_context_t* ctx = soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg());
-    modem() { soundcomm_config_second_look(ctx, KOSC_SECOND_LOOK_ON); }
-    ~modem() { soundcomm_release(ctx); }
+    kosc::context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
 
     // A frame in noise whose power in the subcarriers' band is `snr_db` below its own.
     signal frame(double snr_db) const
@@ -40,7 +38,7 @@ void decode_default(benchmark::State& state)
     const modem m;
     const signal sound = m.frame(static_cast<double>(state.range(0)));
     for (auto iteration : state) {
-        benchmark::DoNotOptimize(soundcomm_decode(m.ctx, sound.data(), FRAME_LEN, nullptr, nullptr, 0));
+        benchmark::DoNotOptimize(soundcomm_decode(m.ctx.get(), sound.data(), FRAME_LEN, nullptr, nullptr, 0));
     }
 }
 
@@ -51,7 +49,7 @@ void decode_second_look(benchmark::State& state)
     const signal sound = m.frame(static_cast<double>(state.range(0)));
     frame_quality_t quality{};
     for (auto iteration : state) {
-        soundcomm_decode_second_look(m.ctx, sound.data(), FRAME_LEN, nullptr, 0, &quality);
+        soundcomm_decode_second_look(m.ctx.get(), sound.data(), FRAME_LEN, nullptr, 0, &quality);
     }
     state.counters["attempts"] = quality.attempts;
     state.counters["decoded"] = quality.decoded ? 1 : 0;
@@ -60,7 +58,8 @@ void decode_second_look(benchmark::State& state)
 void switch_on(benchmark::State& state)
 {
     log_level = 0;
-    soundcomm_context_t* const ctx = soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg());
+    const kosc::context_ptr owner = kosc::make_receiving_context();
+    soundcomm_context_t* const ctx = owner.get();
     const size_t before = mallinfo2().uordblks;
     soundcomm_config_second_look(ctx, KOSC_SECOND_LOOK_ON);
     state.counters["bytes"] = static_cast<double>(mallinfo2().uordblks - before);
@@ -68,7 +67,6 @@ void switch_on(benchmark::State& state)
         soundcomm_config_second_look(ctx, KOSC_SECOND_LOOK_OFF);
         soundcomm_config_second_look(ctx, KOSC_SECOND_LOOK_ON);
     }
-    soundcomm_release(ctx);
 }
 
 } // namespace

@@ -68,10 +68,8 @@ const link_channel* find_channel(const std::string& name)
     return found == all.end() ? nullptr : &*found;
 }
 
-link_modem::link_modem() : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
+link_modem::link_modem() : ctx_{kosc::make_receiving_context(KOSC_SECOND_LOOK_ON)}
 {
-    soundcomm_init_receive(ctx_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
-    soundcomm_config_second_look(ctx_.get(), KOSC_SECOND_LOOK_ON);
     message_.resize(ctx_->tx_paras->cfg.msg_byte_len);
 }
 

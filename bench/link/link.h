@@ -2,11 +2,10 @@
 #ifndef KOSC_LINK_LINK_H
 #define KOSC_LINK_LINK_H
 
-#include <memory>
 #include <string>
 
 #include "channels.h"
-#include "kosc/core.h"
+#include "kosc/kosc.hpp"
 
 namespace kosc_link {
 
@@ -42,7 +41,7 @@ public:
     outcome receive(const signal& clean, double snr_db);
 
 private:
-    std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> ctx_;
+    kosc::context_ptr ctx_;
     random_source random_{0};
     std::vector<uint8_t> message_;
     size_t lead_in_ = 0;

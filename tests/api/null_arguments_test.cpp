@@ -33,8 +33,8 @@ TEST(Core, AnswersNullPointersAsItsHeadersSay)
     const crc_cfg crc = soundcomm_default_cfg()->crc_cfg;
     const uint32_t ones[] = {1, 3};
     const code_ptr code{conv_code_init(3, ones, 2)};
-    const owned<soft_viterbi_t, soft_viterbi_free> soft{soft_viterbi_init(code.get(), 4)};
-    const owned<channel_smoother_t, channel_smoother_free> smoother{channel_smoother_init(32, 1024, 256)};
+    const soft_viterbi_ptr soft{soft_viterbi_init(code.get(), 4)};
+    const smoother_ptr smoother{channel_smoother_init(32, 1024, 256)};
     const punch_ptr punch{get_punch_template(8, 6)};
     const pattern_ptr pattern{calc_phase_pattern(d, 1)};
     const context_ptr ctx = make_context();

@@ -219,9 +219,6 @@ template <typename Make> int give(Make make) { return short_of_memory(make) != n
 struct coded_ptr : owned<void, std::free> {
     explicit coded_ptr(conv_data_t result) : unique_ptr{result.data} {}
 };
-using smoother_ptr = owned<channel_smoother_t, channel_smoother_free>;
-using search_ptr = owned<drift_search_t, drift_search_free>;
-using decoder_ptr = owned<soft_viterbi_t, soft_viterbi_free>;
 
 const byte_list ZEROS(768), STRANGE(768, 2);
 const double_list ONES(2048, 1.0);
@@ -261,8 +258,8 @@ const row ROWS[] = {
     GIVES(ALL, doubles_ptr, kom_vector_complex_real, &VALUES),
     GIVES(ALL, complex_ptr, kom_vector_complex_real_to_complex, &REALS),
     GIVES(ALL, smoother_ptr, channel_smoother_init, 64, 1024, 256),
-    GIVES(ALL, search_ptr, drift_search_init, c->rx_paras, SMOOTHER.get()),
-    GIVES(ALL, decoder_ptr, soft_viterbi_init, c->rx_paras->conv_code, 262),
+    GIVES(ALL, drift_search_ptr, drift_search_init, c->rx_paras, SMOOTHER.get()),
+    GIVES(ALL, soft_viterbi_ptr, soft_viterbi_init, c->rx_paras->conv_code, 262),
     GIVES(SOME, code_ptr, conv_code_init, 7, c->tx_paras->conv_code->polynomials, 3),
     GIVES(ALL, coded_ptr, conv_code_encode, c->tx_paras->conv_code, ZEROS.data(), 256),
     GIVES(ALL, coded_ptr, conv_code_decode_hard, c->rx_paras->conv_code, STRANGE.data(), 768, true), // slot by slot

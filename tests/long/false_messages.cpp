@@ -3,10 +3,10 @@
 // one does, so it delivers whatever that would.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <utility>
 
+#include "kosc/kosc.hpp"
 #include "non_signals.h"
 
 namespace {
@@ -21,11 +21,8 @@ struct counts {
 
 class listener {
 public:
-    explicit listener(uint32_t second_look)
-        : ctx_{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release}
+    explicit listener(uint32_t second_look) : ctx_{kosc::make_receiving_context(second_look)}
     {
-        soundcomm_init_receive(ctx_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
-        soundcomm_config_second_look(ctx_.get(), second_look);
         soundcomm_set_frame_callback(ctx_.get(), note, &seen_);
     }
     const soundcomm_paras_t* modem() const { return ctx_->tx_paras; }
@@ -59,7 +56,7 @@ private:
         }
     }
 
-    std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> ctx_;
+    kosc::context_ptr ctx_;
     counts seen_{};
 };
 

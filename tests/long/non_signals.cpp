@@ -4,7 +4,8 @@
 #include <cmath>
 #include <fstream>
 #include <iterator>
-#include <memory>
+
+#include "kosc/kosc.hpp"
 
 using namespace kosc_link;
 using kosc_link::signal; // not the C library's
@@ -204,20 +205,16 @@ void speech_in_the_band(signal* out, sound_source* s)
     std::transform(out->begin(), out->end(), carrier.begin(), out->begin(), std::multiplies<>());
 }
 
-using values_ptr = std::unique_ptr<kom_vector, decltype(&kom_vector_free)>;
-
 // A frame with these QPSK values, which come from a message's code or from nowhere.
-signal make_frame(const soundcomm_paras_t* modem, kom_vector_complex* values)
+signal make_frame(const soundcomm_paras_t* modem, const kosc::complex_ptr& values)
 {
-    const std::unique_ptr<kom_vector_complex, decltype(&kom_vector_complex_free)> owner{values,
-                                                                                        kom_vector_complex_free};
-    const values_ptr frame{FrameGenerate(modem, values), kom_vector_free};
+    const kosc::doubles_ptr frame{FrameGenerate(modem, values.get())};
     return {frame->data, frame->data + frame->size};
 }
 
 signal random_values_frame(sound_source* s)
 {
-    kom_vector_complex* const values = kom_vector_complex_alloc(s->modem->frame.re_num);
+    const kosc::complex_ptr values{kom_vector_complex_alloc(s->modem->frame.re_num)};
     std::generate_n(values->data, 2 * values->size, [&] { return coin(s->random) ? QPSK_AXIS : -QPSK_AXIS; });
     return make_frame(s->modem, values);
 }
@@ -237,12 +234,11 @@ signal coded_frame(sound_source* s)
     uint8_t block[32];
     std::generate(std::begin(block), std::end(block), [&] { return static_cast<uint8_t>(s->random.bits()); });
     const kom_vector_uint8 bytes = kom_vector_uint8_const_view_array(block, 32, 0, 1, 32);
-    using bits_ptr = std::unique_ptr<kom_vector_uint8, decltype(&kom_vector_uint8_free)>;
-    const bits_ptr plain{vector_byte_to_binary(&bytes), kom_vector_uint8_free};
-    const bits_ptr coded{add_channel_code(s->modem, plain.get()), kom_vector_uint8_free};
-    const bits_ptr spread{interleaver_encode(coded.get(), s->modem->cfg.interleaver_cfg.stride), kom_vector_uint8_free};
-    kom_vector_complex* const values = qpsk_mod(spread.get());
-    do_papr_reduction(s->modem, values);
+    const kosc::bytes_ptr plain{vector_byte_to_binary(&bytes)};
+    const kosc::bytes_ptr coded{add_channel_code(s->modem, plain.get())};
+    const kosc::bytes_ptr spread{interleaver_encode(coded.get(), s->modem->cfg.interleaver_cfg.stride)};
+    const kosc::complex_ptr values{qpsk_mod(spread.get())};
+    do_papr_reduction(s->modem, values.get());
     return make_frame(s->modem, values);
 }
 

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <fstream>
 #include <malloc.h>
-#include <memory>
 
+#include "kosc/kosc.hpp"
 #include "non_signals.h"
 
 static int64_t blocks_held = 0;
@@ -44,16 +44,13 @@ constexpr size_t QUIET_KINDS = 8;           // the table's first, which are not 
 constexpr uint64_t MAX_BLOCK = 8192;
 
 struct receiver {
-    std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> ctx{
-        soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg()), soundcomm_release};
+    kosc::context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
     std::vector<uint64_t> found;   // starts of the frames decoded since last asked
     std::vector<uint64_t> numbers; // what they carried
     uint64_t wrong_offsets = 0;
 
     receiver()
     {
-        soundcomm_init_receive(ctx.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format());
-        soundcomm_config_second_look(ctx.get(), KOSC_SECOND_LOOK_ON);
         soundcomm_set_frame_callback(ctx.get(), note, this);
         found.reserve(16);
         numbers.reserve(16);
