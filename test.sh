@@ -22,7 +22,7 @@ quietly() {
     output=$("$@" 2>&1) || { echo "$output" | grep -v '^\[ *[0-9]*%\]'; echo "failed: $*"; return 1; } >&2
 }
 
-quietly npm ci --prefix web --no-audit --no-fund # what drives Chromium
+quietly npm ci --prefix web --no-audit --no-fund # what drives Chromium, and bundles and type-checks the package
 test_preset() {
     echo "== $1: build"
     quietly cmake --preset "$1"

@@ -57,5 +57,3 @@ onmessage = ({ data }) => {
         postMessage({ id: data.id, error: error.message });
     }
 };
-
-postMessage({ ready: true });

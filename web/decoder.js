@@ -5,8 +5,6 @@ const waiting = new Map();
 let lastId = 0;
 let tellFrame = () => {};
 let broken = null;
-let setReady;
-const ready = new Promise((resolve) => (setReady = resolve)); // what is posted to a loading module is lost
 
 /** Has `listener` told of every frame that the microphone brings. */
 export function onFrame(listener) {
@@ -21,15 +19,11 @@ export function ask(request, data = {}, transfer = [], onProgress = () => {}) {
         }
         const id = ++lastId;
         waiting.set(id, { resolve, reject, onProgress });
-        ready.then(() => worker.postMessage({ ...data, request, id }, transfer));
+        worker.postMessage({ ...data, request, id }, transfer);
     });
 }
 
 worker.onmessage = ({ data }) => {
-    if (data.ready) {
-        setReady();
-        return;
-    }
     if (data.frame) {
         tellFrame(data.frame);
         return;

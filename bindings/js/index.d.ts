@@ -1,9 +1,9 @@
-import type { Modem } from "./instantiate.js";
+import type { CompiledModule, Modem } from "./instantiate.js";
 
 export * from "./instantiate.js";
 
-/** The compiled module; hand it to an AudioWorklet, which cannot load one, for its own instantiate(). */
-export const module: WebAssembly.Module;
+/** The compiled module; hand it to an AudioWorklet, which has no atob(), for its own instantiate(). */
+export const module: CompiledModule;
 
 export const version: Modem["version"];
 export const sampleRate: Modem["sampleRate"];

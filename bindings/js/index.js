@@ -1,22 +1,10 @@
-// The package for node, browsers and workers: loads the module that lies beside this file.
+// The package for browsers, workers and node. The module comes as text in a script, so nothing is loaded or waited for,
+// bundlers need no settings, and require() works where it takes ES modules.
 import { instantiate } from "./instantiate.js";
+import base64 from "./module.js";
 
-const address = new URL("kosc.wasm", import.meta.url);
-
-async function read() {
-    if (address.protocol === "file:") {
-        const { readFile } = await import("node:fs/promises");
-        return readFile(address);
-    }
-    const response = await fetch(address);
-    if (!response.ok) {
-        throw new Error(`${address} cannot be loaded: ${response.status} ${response.statusText}.`);
-    }
-    return response.arrayBuffer();
-}
-
-/** The compiled module; hand it to an AudioWorklet, which cannot load one, for its own instantiate(). */
-export const module = await WebAssembly.compile(await read());
+/** The compiled module; hand it to an AudioWorklet, which has no atob(), for its own instantiate(). */
+export const module = new WebAssembly.Module(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
 
 export const { version, sampleRate, messageBytes, frameSamples, channels, encode, Receiver, inspect } =
     instantiate(module);

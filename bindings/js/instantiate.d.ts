@@ -1,3 +1,8 @@
+/** What `new WebAssembly.Module()` makes; plain objects where the types of WebAssembly are not loaded, as in node's. */
+export type CompiledModule = typeof globalThis extends { WebAssembly: { Module: { prototype: infer Module } } }
+    ? Module
+    : object;
+
 /** 16-bit samples, or samples from -1 to 1; mono, 48000 Hz. What is not a number counts as silence. */
 export type Samples = Int16Array | Float32Array;
 
@@ -94,4 +99,4 @@ export class KoscError extends Error {}
  * The modem over the bytes of kosc.wasm or the module compiled from them, at once: for AudioWorklets and others who
  * cannot load or wait.
  */
-export function instantiate(source: BufferSource | WebAssembly.Module): Modem;
+export function instantiate(source: ArrayBuffer | ArrayBufferView | CompiledModule): Modem;

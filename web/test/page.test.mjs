@@ -59,8 +59,8 @@ test("a recording dropped while the page still loads shows its messages, and a f
     const frames = ["one", "two"].map((text, i) => ({ text, at: 0.4 + i, gain: 0.06 - 0.03 * i }));
     const right = resample(noisyRecording(2, frames), 48000, 44100);
     const file = writeWav("stereo.wav", Float32Array.from({ length: 2 * right.length }, (_, i) => (i % 2 ? right[i >> 1] : 0)), 44100, 2);
-    const late = () => setTimeout(1500, readFileSync(new URL("kosc/kosc.wasm", site)));
-    await withPage({ files: { "/kosc/kosc.wasm": late } }, async (page) => {
+    const late = () => setTimeout(1500, readFileSync(new URL("kosc/module.js", site)));
+    await withPage({ files: { "/kosc/module.js": late } }, async (page) => {
         await drop(page, file, "stereo.wav");
         await status(page, "#file-status", "stereo.wav, 2.0 s: 2 messages.");
         assert.deepEqual(await page.locator("#found .text").allTextContents(), nativeMessages(file));
