@@ -88,6 +88,15 @@ KOSC_API void soundcomm_set_frame_callback(soundcomm_context_t* ctx, frame_callb
 KOSC_API uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len);
 
 /**
+ * Samples of silence that a host feeds before and again behind a recording, to each track: with them a frame is found
+ * whose first samples the recording lacks, and one at its very end. Frame reports then count from the first silence.
+ *
+ * @param ctx  context
+ * @return two frames; 0 for a null context
+ */
+KOSC_API uint32_t soundcomm_get_silence_around(const soundcomm_context_t* ctx);
+
+/**
  * Listens to a block.
  *
  * @param ctx       prepared by soundcomm_init_receive()

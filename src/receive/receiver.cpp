@@ -163,6 +163,12 @@ uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_l
     return (data_len / paras.frame.frame_length + SPARE_MESSAGES) * paras.cfg.msg_byte_len;
 }
 
+uint32_t soundcomm_get_silence_around(const soundcomm_context_t* ctx)
+{
+    // A search window spans two frames, whatever fills it.
+    return ctx == nullptr ? 0 : FRAMES_BUFFERED * ctx->rx_paras->frame.frame_length;
+}
+
 int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len, result_set_t* results)
 {
     KOSC_RETURN_IF(input == nullptr, -1, "input_data shouldn't be null");
