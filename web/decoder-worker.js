@@ -35,7 +35,7 @@ function decodeChannel(receiver, channel, samples, rate, tell) {
 
 function decodeRecording({ id, tracks, rate }) {
     const frames = [];
-    const receiver = new Receiver({ onFrame: (frame) => frames.push(frame) });
+    const receiver = new Receiver({ recording: true, onFrame: (frame) => frames.push(frame) });
     tracks.slice(0, channels).forEach((samples, channel) =>
         decodeChannel(receiver, channel, samples, rate,
             (part) => postMessage({ id, progress: (channel + part) / tracks.length })));

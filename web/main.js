@@ -168,7 +168,8 @@ async function decodeRecording(file) {
         (part) => say("file-status", `Decoding ${file.name}: ${Math.round(100 * part)} %`));
     for (const frame of result.frames.filter(({ decoded }) => decoded)) {
         const channel = result.tracks > 1 ? `, channel ${frame.channel + 1}` : "";
-        addMessage($("found"), frame, `${frame.time.toFixed(3)} s${channel}`);
+        const start = Math.round(1000 * frame.time) / 1000 + 0; // no minus before zero
+        addMessage($("found"), frame, `${start.toFixed(3)} s${channel}`);
     }
     const good = result.frames.some(({ decoded }) => decoded);
     say("file-status", `${file.name}, ${result.seconds.toFixed(1)} s: ${countFrames(result.frames)}.`, good ? "good" : "");

@@ -9,7 +9,7 @@ export type Samples = Int16Array | Float32Array;
 /** A frame that a receiver found. */
 export interface Frame {
     channel: number;
-    /** Its first sample, counted from the first one pushed on its channel. */
+    /** Its first sample, counted from the first one pushed on its channel; below 0 when a recording lacks it. */
     sample: number;
     /** The same in seconds. */
     time: number;
@@ -43,6 +43,11 @@ export interface Message extends Frame {
 export interface ReceiverOptions {
     /** Looks again, deeper, at frames that do not decode, and measures those that do. On unless switched off. */
     secondLook?: boolean;
+    /**
+     * What is pushed is a recording from its start on, and finish() ends it: a frame is found, too, whose first samples the
+     * recording lacks. Off unless switched on.
+     */
+    recording?: boolean;
     /** Hears of every message. Called before push() returns, like the others; may call the receiver. */
     onMessage?: (message: Message) => void;
     /** Hears of every frame found, decoded or not. */
@@ -63,7 +68,7 @@ export interface Receiver {
      * @throws TypeError or RangeError for samples or a channel of the wrong kind, KoscError when closed or out of memory
      */
     push(samples: Samples, channel?: number): Message[];
-    /** Ends a recording: pushes two frames of silence, so that a frame at its very end is found. */
+    /** Ends a recording: listens to two frames of silence, so that a frame at its very end is found. */
     finish(channel?: number): Message[];
     /** Gives the memory back; later calls of push() throw. */
     close(): void;

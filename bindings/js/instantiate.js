@@ -34,7 +34,7 @@ class Modem {
     frames = [];
     lines = [];
 
-    constructor(module, secondLook, logLevel) {
+    constructor(module, { secondLook = true, recording = false, logLevel }) {
         const refuse = () => WASI_ENOSYS; // it has no file, clock or environment
         this.exports = new WebAssembly.Instance(module, {
             kosc: {
@@ -48,7 +48,7 @@ class Modem {
             env: { emscripten_notify_memory_growth() {} },
         }).exports;
         this.exports._initialize();
-        this.exports.configure(logLevel, secondLook);
+        this.exports.configure(logLevel, secondLook, recording);
         this.measured = secondLook;
     }
 
@@ -139,7 +139,7 @@ function messageData(message, size) {
  */
 export function instantiate(source) {
     const module = source instanceof WebAssembly.Module ? source : new WebAssembly.Module(source);
-    const encoder = new Modem(module, false, 0);
+    const encoder = new Modem(module, { secondLook: false, logLevel: 0 });
     const messageBytes = encoder.exports.messageBytes();
     const frameSamples = encoder.exports.frameSamples();
     const channels = encoder.exports.channels();
@@ -169,36 +169,42 @@ export function instantiate(source) {
                 frame: checkCallback("onFrame", options.onFrame),
                 log: checkCallback("onLog", options.onLog),
             };
-            this.#modem = new Modem(module, options.secondLook ?? true, checkLogLevel(options));
+            this.#modem = new Modem(module, { ...options, logLevel: checkLogLevel(options) });
         }
 
         push(samples, channel = 0) {
             checkSamples(samples);
+            return this.#hear(channel, (modem) => {
+                if (samples.length === 0) {
+                    return true;
+                }
+                const address = modem.room(2 * samples.length);
+                copySamples(samples, new Int16Array(modem.exports.memory.buffer, address, samples.length));
+                return modem.exports.receive(channel, address, samples.length);
+            });
+        }
+
+        finish(channel = 0) {
+            return this.#hear(channel, (modem) => modem.exports.finish(channel));
+        }
+
+        close() {
+            this.#modem = null;
+        }
+
+        #hear(channel, receive) {
             if (!Number.isInteger(channel) || channel < 0 || channel >= channels) {
                 throw new RangeError(`channel is a number from 0 to ${channels - 1}.`);
             }
             if (this.#modem === null) {
                 throw new KoscError("The receiver is closed.");
             }
-            if (samples.length === 0) {
-                return [];
-            }
-            const address = this.#modem.room(2 * samples.length);
-            copySamples(samples, new Int16Array(this.#modem.exports.memory.buffer, address, samples.length));
-            const heard = this.#modem.exports.receive(channel, address, samples.length);
+            const heard = receive(this.#modem);
             const messages = this.#deliver();
             if (!heard) {
                 throw new KoscError("There is no memory for receiving.");
             }
             return messages;
-        }
-
-        finish(channel = 0) {
-            return this.push(new Int16Array(2 * frameSamples), channel);
-        }
-
-        close() {
-            this.#modem = null;
         }
 
         #deliver() {
@@ -222,7 +228,7 @@ export function instantiate(source) {
 
     function inspect(samples) {
         const frames = [];
-        const receiver = new Receiver({ onFrame: (frame) => frames.push(frame) });
+        const receiver = new Receiver({ recording: true, onFrame: (frame) => frames.push(frame) });
         checkSamples(samples);
         for (let start = 0; start < samples.length; start += frameSamples) {
             receiver.push(samples.subarray(start, start + frameSamples));

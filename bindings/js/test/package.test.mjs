@@ -64,6 +64,12 @@ test("the second look hears what is lost without, and its figures tell the noise
     assert.deepEqual(plain.push(sound).map(({ text, snrDb }) => [text, snrDb]), [["gain 0.03", null]]);
 });
 
+test("a frame is found whose first samples a recording lacks", () => {
+    const receiver = new Receiver({ recording: true });
+    const heard = [...receiver.push(encode("cut").subarray(1), 3), ...receiver.finish(3), ...inspect(encode("cut").subarray(100))];
+    assert.deepEqual(heard.map(({ text, sample }) => [text, sample]), [["cut", -1], ["cut", -100]]);
+});
+
 test("receivers and channels are independent, and callbacks may call the receiver", () => {
     const [left, right] = ["left", "right"].map((text) => encode(text, { format: "float32" }));
     const heard = [];
