@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
 import { gzipSync } from "node:zlib";
-import { kosc, nativeFrame, noisyRecording } from "../../../web/test/sounds.mjs";
+import { kosc, nativeFrame, nativeMessages, noisyRecording, writeWav } from "../../../web/test/sounds.mjs";
 
 const { encode, inspect, KoscError, Receiver } = kosc;
 const vectors = new URL("../../../tests/vectors/", import.meta.url);
@@ -28,6 +28,14 @@ test("frames are those of the known answers and of the native encoder, to one st
         assertWithinOneStep(encode(text), nativeFrame(message.toString("hex")));
         assertWithinOneStep(encode(text, { format: "float32" }).map((s) => s * 32768), encode(Uint8Array.from(message)));
     }
+});
+
+test("a message is text here just when it is text to the command", () => {
+    const frames = readJson("texts.json").map(([hex]) => encode(fromHex(hex)));
+    const sound = Int16Array.from(frames.flatMap((frame) => [...frame, ...new Int16Array(2000)]));
+    const expected = readJson("texts.json").map(([, text]) => text);
+    assert.deepEqual(inspect(sound).map(({ text }) => text), expected);
+    assert.deepEqual(nativeMessages(writeWav("texts.wav", sound, 48000)), expected);
 });
 
 test("recordings give the messages of the known answers, in the same calls, however they are cut", () => {
