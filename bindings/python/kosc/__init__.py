@@ -2,13 +2,15 @@
 
     import kosc
 
-    frame = kosc.encode(b"hello over sound")        # int16 samples, 48000 Hz, mono: play them
+    frame = kosc.encode("hello over sound")         # int16 samples, 48000 Hz, mono: play them
     with kosc.Receiver(channels=1) as receiver:
         for message in receiver.push(frame) + receiver.finish():
             print(message.time, message.text)
 
     for message in kosc.listen("recording.wav"):    # a file, a stream, or any iterable of blocks
         print(message)
+
+At a shell, `python -m kosc` writes messages into files and prints those in files and of the microphone.
 
 Everything is computed by the shared library libkosc.so.1; `kosc.core` opens its stages one by one. The library's log
 lines, from WARN on, go to the logger "kosc" of the logging module. All calls may be made from any thread: the
@@ -18,7 +20,8 @@ interpreter's lock is held in them.
 from ._library import KoscError, LibraryNotFoundError
 from ._version import __version__
 from .modem import FRAME_LENGTH, MESSAGE_LENGTH, SAMPLE_RATE, encode
-from .receiver import Message, Receiver, listen
+from .receiver import Message, Receiver
+from .recordings import listen
 from . import core
 
 __all__ = ["FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "KoscError", "LibraryNotFoundError", "Message", "Receiver",

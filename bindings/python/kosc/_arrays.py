@@ -14,6 +14,8 @@ from ._library import lib
 
 MOST = 2**31 - 1  # the library counts in 32 bits
 HOLE = 0xFF
+FULL_SCALE = 2**15
+MOST_OVERDRIVE = 100  # times full scale; beyond, samples were not scaled
 
 Bits = NDArray[np.uint8]
 Reals = NDArray[np.float64]
@@ -50,17 +52,30 @@ def complexes(values: ArrayLike, name: str) -> Complexes:
     return np.ascontiguousarray(array, dtype=np.complex128)
 
 
-def pcm(values: ArrayLike, name: str = "samples") -> NDArray[np.int16]:
-    """One channel's 16-bit samples, in the machine's byte order."""
+def sound(values: Any) -> NDArray[np.int16]:
+    """Samples of any shape as 16-bit ones: int16 as they are, floating-point ones from -1 to 1 scaled."""
     array = np.asarray(values)
+    if array.dtype.kind == "f":
+        return _scaled(array)
     if array.dtype.kind != "i" or array.dtype.itemsize != 2:
-        raise TypeError(f"{name} must be int16, not {array.dtype}: scale them to +-32767 and use astype('int16')")
-    return np.ascontiguousarray(_array(array, "i", np.int16, name, "int16"), dtype=np.int16)
+        raise TypeError(f"samples must be int16, or floating-point numbers from -1 to 1, not {array.dtype}")
+    return array
+
+
+def _scaled(array: NDArray[Any]) -> NDArray[np.int16]:
+    levels = np.nan_to_num(array.astype(np.float64), nan=0.0, posinf=1.0, neginf=-1.0)
+    most = np.abs(levels).max(initial=0.0)
+    if most > MOST_OVERDRIVE:
+        raise ValueError(f"samples reach {most:.6g}: floating-point ones lie between -1 and 1")
+    return np.clip(np.rint(levels * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1).astype(np.int16)
+
+
+def pcm(values: ArrayLike) -> NDArray[np.int16]:
+    """One channel's 16-bit samples, in the machine's byte order."""
+    return np.ascontiguousarray(_array(sound(values), "i", np.int16, "samples", "int16"), dtype=np.int16)
 
 
 def octets(data: Any, name: str) -> bytes:
-    if isinstance(data, str):
-        raise TypeError(f"{name} must be bytes, not str: use .encode()")
     try:
         return memoryview(data).cast("B").tobytes()
     except TypeError:

@@ -154,6 +154,7 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "soundcomm_default_audio_format": (AudioFormat, []),
     "soundcomm_init_receive": (c_bool, [c_void_p, SyncParas, AudioFormat]),
     "soundcomm_set_frame_callback": (None, [c_void_p, FRAME_CALLBACK, c_void_p]),
+    "soundcomm_get_silence_around": (u32, [c_void_p]),
     "soundcomm_receive": (c_int, [c_void_p, BYTES, u32, POINTER(ResultSet)]),
     "soundcomm_config_second_look": (c_bool, [c_void_p, u32]),
     "soundcomm_decode_second_look": (u32, [c_void_p, BYTES, u32, BYTES, u32, POINTER(Quality)]),

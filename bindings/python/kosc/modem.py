@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import functools
+from typing import Any, Union
 
 import numpy as np
-from numpy.typing import NDArray
+from numpy.typing import DTypeLike, NDArray
 
 from . import _arrays as arrays
 from . import _records as records
@@ -32,23 +33,27 @@ def _handle() -> int:
     return int(handle)
 
 
-def padded(message: bytes) -> bytes:
-    """A message of full length: what is missing is zero bytes."""
-    data = arrays.octets(message, "message")
+def padded(message: Union[str, bytes]) -> bytes:
+    """A message of full length: text as UTF-8, what is missing as zero bytes."""
+    data = message.encode() if isinstance(message, str) else arrays.octets(message, "message")
     if len(data) > MESSAGE_LENGTH:
         raise ValueError(f"message has {len(data)} bytes; {MESSAGE_LENGTH} are the most that fit")
     return data.ljust(MESSAGE_LENGTH, b"\0")
 
 
-def encode(message: bytes) -> NDArray[np.int16]:
-    """One frame of sound that carries `message`: FRAME_LENGTH int16 samples, mono, SAMPLE_RATE Hz, 0.8 of full scale.
+def encode(message: Union[str, bytes], dtype: DTypeLike = np.int16) -> NDArray[Any]:
+    """One frame of sound that carries `message`: FRAME_LENGTH samples, mono, SAMPLE_RATE Hz, 0.8 of full scale.
 
-    `message` is up to MESSAGE_LENGTH bytes; what is missing is sent as zero bytes.
+    `message` is text or bytes, up to MESSAGE_LENGTH bytes; what is missing is sent as zero bytes. The samples are int16
+    or, with `dtype` float32 or float64, numbers from -1 to 1.
     """
     data = padded(message)
+    kind = np.dtype(dtype)
+    if kind not in (np.int16, np.float32, np.float64):
+        raise TypeError(f"dtype must be int16, float32 or float64, not {kind}")
     frame = np.empty(FRAME_LENGTH, np.int16)
     handle = _handle()
     lib.forget_errors()
     if lib.ko_soundcommu_encode(handle, data, len(data), frame.ctypes.data, frame.nbytes) != 0:
         raise lib.error("cannot encode the message")
-    return frame
+    return frame if kind == np.int16 else (frame / arrays.FULL_SCALE).astype(kind)

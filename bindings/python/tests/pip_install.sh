@@ -6,9 +6,10 @@ python=$1 work=$2
 
 rm -rf "$work"
 mkdir -p "$work"
-cp -r "$package" "$work/package" # pip builds in the folder, and the source tree stays clean
+cp -r "$package" "$work/package" # a folder of its own, so that what pip leaves in it shows
 "$python" -m venv --system-site-packages "$work/venv"
 "$work/venv/bin/pip" --quiet install --no-index --no-build-isolation "$work/package"
+diff -r "$package" "$work/package"
 cd "$work"
 "$work/venv/bin/python" -c '
 import importlib.metadata, pathlib, sys, kosc
@@ -16,6 +17,6 @@ assert pathlib.Path(kosc.__file__).is_relative_to(sys.prefix), kosc.__file__
 assert pathlib.Path(kosc.__file__).with_name("py.typed").exists()
 assert importlib.metadata.version("kosc") == kosc.__version__
 with kosc.Receiver(channels=1) as receiver:
-    heard = receiver.push(kosc.encode(b"from pip")) + receiver.finish()
+    heard = receiver.push(kosc.encode("from pip")) + receiver.finish()
 assert [message.text for message in heard] == ["from pip"], heard
 '

@@ -4,6 +4,8 @@ import io
 import itertools
 import json
 import math
+import subprocess
+import sys
 import wave
 from pathlib import Path
 
@@ -13,6 +15,7 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 import kosc
+from kosc.resample import resampled
 
 VECTORS = Path(__file__).parents[3] / "tests" / "vectors"
 RECORDINGS = json.loads((VECTORS / "recordings.json").read_text())
@@ -69,7 +72,10 @@ def test_the_second_look_hears_deeper_and_measures():
     plain, deep = hear([sound], second_look=False), hear([sound])
     assert plain and set(places(plain)) < set(places(deep))
     assert places(deep) == sorted(places(deep))
-    assert all(math.isnan(m.snr_db) and math.isnan(m.drift_ppm) for m in plain)
+    assert {m.text for m in deep if m.second_look_needed} == {m.text for m in deep} - {m.text for m in plain}
+    assert all((m.failed_crcs != 0) == m.second_look_needed for m in deep)
+    assert all(0.4 < m.correlation < 0.99 and 0 < m.coherence <= 1 and m.evm > 0.1 for m in deep)
+    assert all(math.isnan(figure) for m in plain for figure in (m.snr_db, m.drift_ppm, m.coherence, m.evm))
     # The band is 3 of 24 kHz wide and gets an eighth of the noise.
     expected = 10 * math.log10(np.mean((0.1 * kosc.encode(b"0").astype(float)) ** 2) / (1250**2 / 8))
     assert all(abs(m.snr_db - expected) < 3 for m in deep)
@@ -99,7 +105,7 @@ def test_listens_to_files_streams_and_blocks(tmp_path):
     raw = sound.astype("<i2").tobytes()
     with wave.open(str(path)) as opened:
         for source in (path, str(path), opened, io.BytesIO(raw), Dribble(raw), np.array_split(sound, 7), sound,
-                       raw, (sound.astype(">i2") for _ in "1")):
+                       raw, (sound.astype(">i2") for _ in "1"), sound / 32768, (sound / np.float32(32768),)):
             assert places(kosc.listen(source)) == expected, source
     cut = tmp_path / "cut.wav"
     for missing, heard in ((2001, expected), (40001, expected[:1])):  # a piece of the last frame, most of it
@@ -107,6 +113,64 @@ def test_listens_to_files_streams_and_blocks(tmp_path):
         assert places(kosc.listen(cut)) == heard
 
 
-def test_text_is_none_when_the_bytes_are_no_text():
-    for data, text in ((b"\xc3\xa9\0\0", "é"), (b"\xc3\0", None), (bytes(28), "")):
-        assert kosc.Message(0.0, 0, data, 0.0, 0.0).text == text
+@pytest.mark.parametrize("rate, kind", [(44100, "PCM_16"), (44100, "FLOAT"), (48000, "PCM_24"), (48000, "PCM_U8"),
+                                        (96000, "PCM_32"), (192000, "PCM_16")])
+def test_listens_to_files_of_any_usual_rate_and_width(tmp_path, rate, kind):
+    soundfile, signal = pytest.importorskip("soundfile"), pytest.importorskip("scipy.signal")
+    starts = (1200, 48000, 160000 - kosc.FRAME_LENGTH)  # the last one ends with the recording
+    sound = recording(2, *((b"%d" % start, 1, start, 0.3) for start in starts), length=160000, noise=20) / 32768
+    path = tmp_path / "sound.wav"
+    soundfile.write(path, signal.resample(sound, len(sound) * rate // 48000), rate, subtype=kind)
+    heard = list(kosc.listen(path))
+    assert [(m.channel, m.text) for m in heard] == [(1, str(start)) for start in starts]
+    assert [m.time * 48000 for m in heard] == pytest.approx(starts, abs=1)
+    assert all(m.snr_db > 30 or kind == "PCM_U8" for m in heard)  # up to the last subcarrier
+
+
+@pytest.mark.parametrize("rate, tone, kept", [(44100, 20950, 1), (96000, 20950, 1), (96000, 28000, 0), (88200, 30000, 0)])
+def test_other_rates_keep_the_band_to_a_thousandth_and_aliases_out(rate, tone, kept):
+    signal = pytest.importorskip("scipy.signal")
+    given, wanted = (np.sin(2 * np.pi * tone * np.arange(second) / second)[:, np.newaxis] for second in (rate, 48000))
+    pieces = list(resampled(signal, np.array_split(given, [1, 40000, 40001]), rate, 48000))
+    result = np.concatenate(pieces)[:48000]
+    np.testing.assert_allclose(result[200:-200], kept * wanted[200:-200], atol=1e-3)
+
+
+def test_float_samples_are_the_same_sound_with_nan_as_silence():
+    frame = kosc.encode("float")
+    samples = kosc.encode("float", dtype="float32")
+    np.testing.assert_array_equal(samples * 32768, frame)
+    for at, value, taken in ((5000, np.nan, 0), (6000, np.inf, 32767), (7000, -2, -32768)):
+        samples[at], frame[at] = value, taken
+    assert hear([samples], channels=1) == hear([frame], channels=1) != []
+
+
+def test_finds_a_frame_whose_first_samples_a_recording_lacks():
+    frame = kosc.encode("cut")
+    assert places(kosc.listen(frame[100:], channels=1)) == [(-100, 0, "cut")]
+    assert places(hear([frame[1:]], channels=1, recording=True)) == [(-1, 0, "cut")]
+
+
+def test_a_message_is_text_just_when_the_known_answers_say_so():
+    for message, text in json.loads((VECTORS / "texts.json").read_text()):
+        assert kosc.Message(0.0, 0, bytes.fromhex(message).ljust(28, b"\0"), 0.0, 0.0).text == text, message
+
+
+def test_the_commands_write_and_read_files_and_streams(tmp_path):
+    def run(*words, stdin=b""):
+        done = subprocess.run([sys.executable, "-m", "kosc", *words], input=stdin, capture_output=True, cwd=tmp_path)
+        return done.returncode, (done.stdout + done.stderr).decode()
+
+    assert run("encode", "-", "-o", "one.wav", stdin="Grüße\n".encode()) == (0, "")
+    assert run("encode", "a\nb", "-o", "two.wav") == (0, "")
+    assert run("decode", "one.wav") == (0, "0.100 s  ch 1  Grüße\n")
+    code, text = run("decode", "one.wav", "none.wav", "two.wav")
+    assert (code, text.splitlines()) == (2, ["one.wav: 0.100 s  ch 1  Grüße", "two.wav: 0.100 s  ch 1  610a62" + 50 * "0",
+                                            "kosc: none.wav: No such file or directory"])
+    raw = np.repeat(kosc.encode("both"), 2).astype("<i2").tobytes()
+    assert run("listen", "-", stdin=raw[4:]) == (0, "0.000 s  ch 1  both\n0.000 s  ch 2  both\n")
+    assert run("listen", "-", "--channels", "1", stdin=bytes(4000)) == (1, "")
+    for words, reason in (("decode nowhere.wav", "nowhere.wav"), (f"encode {'x' * 29} -o x.wav", "29 bytes"),
+                          ("encode x -o /none/x.wav", "/none/x.wav"), ("listen - --channels 0", "1 to")):
+        code, text = run(*words.split())
+        assert code == 2 and text.startswith("kosc: ") and reason in text and text.count("\n") == 1

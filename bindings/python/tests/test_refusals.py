@@ -1,5 +1,6 @@
 """Wrong use ends in an exception with a sentence, never in a crash."""
 
+import io
 import os
 import shutil
 import subprocess
@@ -26,20 +27,22 @@ def receiver():
 
 
 REFUSALS = [
-    (lambda r: kosc.encode("text"), TypeError, r"must be bytes, not str: use \.encode"),
+    (lambda r: kosc.encode("ü" * 15), ValueError, "30 bytes; 28 are the most"),
+    (lambda r: kosc.encode("\ud800"), ValueError, "surrogates not allowed"),
+    (lambda r: kosc.encode("x", dtype="int32"), TypeError, "float32 or float64, not int32"),
     (lambda r: kosc.encode(28), TypeError, "must be bytes, not int"),
     (lambda r: kosc.encode(bytes(29)), ValueError, "29 bytes; 28 are the most"),
-    (lambda r: r.push(I16.astype(float)), TypeError, "must be int16, not float64"),
-    (lambda r: r.push(I16.astype(np.uint16)), TypeError, "must be int16, not uint16"),
-    (lambda r: r.push(None), TypeError, "must be int16, not object"),
-    (lambda r: r.push("sound"), TypeError, "must be int16"),
+    (lambda r: r.push(I16 + 9000.0), ValueError, "samples reach 9000: .* between -1 and 1"),
+    (lambda r: r.push(I16.astype(np.uint16)), TypeError, "must be int16, .*, not uint16"),
+    (lambda r: r.push(None), TypeError, "must be int16, .*, not object"),
     (lambda r: r.push(I16[:, 0]), ValueError, r"shape \(n, 2\), not \(10,\)"),
-    (lambda r: r.push(I16.T), ValueError, r"shape \(n, 2\), not \(2, 10\)"),
     (lambda r: r.push(bytes(6)), ValueError, "6 bytes, which is no multiple of 4"),
     (lambda r: kosc.Receiver(channels=0), ValueError, "channels must be 1 to 64, not 0"),
-    (lambda r: kosc.Receiver(channels=1.5), TypeError, "float"),
     (lambda r: list(kosc.listen("/nowhere.wav")), FileNotFoundError, "/nowhere.wav"),
-    (lambda r: list(kosc.listen(__file__)), ValueError, "test_refusals.py is no WAV file"),
+    (lambda r: list(kosc.listen("/")), IsADirectoryError, "'/'"),
+    (lambda r: list(kosc.listen(io.StringIO("x"))), TypeError, "the stream is open in text mode"),
+    (lambda r: list(kosc.listen(io.BytesIO(b"RIFF" + bytes(40)))), ValueError, "the stream is a WAV file: give its path"),
+    (lambda r: list(kosc.listen(open(__file__))), TypeError, r"test_refusals.py is open in text mode"),
     (lambda r: list(kosc.listen(5)), TypeError, "not iterable"),
     (lambda r: core.qpsk_mod([0, 2]), ValueError, "must be 0 or 1"),
     (lambda r: core.qpsk_mod([0.0, 1.0]), TypeError, "integers, not float64"),
@@ -68,14 +71,26 @@ def test_refuses(receiver, call, error, text):
         call(receiver)
 
 
-@pytest.mark.parametrize("parameters, text", [
-    ((1, 2, 44100), "44100 Hz; it must have 48000"), ((1, 1, 48000), "8 bits"), ((2, 2, 48000), "2 channels, not 1")])
-def test_refuses_sound_of_another_form(tmp_path, parameters, text):
-    with wave.open(str(tmp_path / "sound.wav"), "wb") as file:
-        file.setparams((*parameters, 0, "NONE", ""))
-        file.writeframes(bytes(400))
-    with pytest.raises(ValueError, match=text):
-        list(kosc.listen(tmp_path / "sound.wav", channels=1))
+@pytest.mark.parametrize("contents, channels, packages, text", [
+    (b"", None, True, " is empty"), ((1, 2, 48000, 0), None, True, " has no samples"),
+    ((2, 2, 48000, 99), 1, True, " has 2 channels, not 1"), ((1, 2, 22050, 99), None, True, "44100 Hz or more"),
+    ((1, 2, 44100, 99), None, False, "44100 Hz instead of 48000: this takes the package scipy, which is not installed"),
+    ((1, 1, 48000, 99), None, False, r"\(it has 8 bits\): this takes the package soundfile, which is not installed"),
+    (b"text", None, False, r"no WAV file of 16-bit samples \(.+\): this takes the package soundfile"),
+    (b"text", None, True, "that soundfile reads: Format not recognised")])
+def test_says_of_a_file_what_is_wrong_with_it(tmp_path, monkeypatch, contents, channels, packages, text):
+    path = tmp_path / "sound.wav"
+    if isinstance(contents, bytes):
+        path.write_bytes(contents)
+    else:
+        with wave.open(str(path), "wb") as file:
+            file.setparams((*contents, "NONE", ""))
+            file.writeframes(bytes(contents[0] * contents[1] * contents[3]))
+    if not packages:
+        for name in ("soundfile", "scipy.signal"):
+            monkeypatch.setitem(sys.modules, name, None)
+    with pytest.raises(ValueError, match="sound.wav.*" + text):
+        list(kosc.listen(path, channels))
 
 
 def test_a_closed_receiver_refuses_and_closes_again():
@@ -95,7 +110,7 @@ STEPS = [core.qpsk_mod, core.qpsk_demod, core.ofdm_map_subcarries, core.ofdm_mod
          core.fft, core.dft_spread_mod, core.crc16, core.byte2bin, core.bin2byte, core.encode82, core.decode82,
          core.fade, core.interleaver_encode, core.interleaver_decode, CODE.encode, CODE.decode, CODE.decode_soft,
          PUNCTURE.depunch, core.PhasePattern, MODEM.phase_pattern.shift, core.Bandpass(), core.make_audio,
-         core.SampleBuffer, MODEM.decode, kosc.encode]
+         core.SampleBuffer, MODEM.decode, kosc.encode, lambda samples: kosc.Receiver().push(samples)]
 
 
 @pytest.mark.parametrize("step", STEPS, ids=lambda step: getattr(step, "__name__", type(step).__name__))
@@ -104,15 +119,6 @@ def test_no_argument_crashes_a_step(step, argument):
     try:
         step(argument)
     except (TypeError, ValueError, kosc.KoscError) as error:
-        assert len(str(error)) > 10
-
-
-@given(ANYTHING, st.integers(-1, 3))
-def test_no_argument_crashes_a_receiver(samples, channels):
-    try:
-        with kosc.Receiver(channels) as receiver:
-            receiver.push(samples)
-    except (TypeError, ValueError) as error:
         assert len(str(error)) > 10
 
 
