@@ -1,4 +1,5 @@
-# Debian packages, by `cpack` in a build tree of the preset "packages": libkosc1, libkosc-dev, kosc-tools, python3-kosc.
+# Debian packages, by `cpack` in a build tree of the preset "packages": libkosc1, libkosc-dev, libkosc-doc, kosc-tools,
+# python3-kosc.
 set(DEBIAN ${PROJECT_SOURCE_DIR}/cmake/debian)
 set(KOSC_DEBIAN_RELEASE 1)
 
@@ -28,7 +29,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR libkosc)
 set(CPACK_PACKAGE_CONTACT "libkosc developers <developers@libkosc.invalid>")
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library development tools python)
+set(CPACK_COMPONENTS_ALL library development documents tools python)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${KOSC_DEBIAN_RELEASE})
@@ -51,6 +52,9 @@ kosc_package(library libkosc1 libs "shared library" "This is the library that pr
 kosc_package(development libkosc-dev libdevel "development files"
     "Headers, static library, CMake and pkg-config
 files, and known answers for other implementers.")
+kosc_package(documents libkosc-doc doc "documentation"
+    "How apps and other hosts
+use it, what is on the air, how far it reaches, what it costs, and examples.")
 kosc_package(tools kosc-tools sound "command"
     "The command kosc writes messages into
 sound files and finds them in recordings.")
@@ -62,7 +66,8 @@ configure_file(${DEBIAN}/shlibs ${PROJECT_BINARY_DIR}/debian/shlibs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/shlibs;${DEBIAN}/triggers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkosc1 ${SAME_VERSION}")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "python3")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libkosc-doc, python3")
+set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkosc1 (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)

@@ -23,7 +23,13 @@ install(FILES ${PROJECT_BINARY_DIR}/kosc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
 
 install(DIRECTORY tests/vectors/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kosc/vectors COMPONENT development
     USE_SOURCE_PERMISSIONS PATTERN __pycache__ EXCLUDE)
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+# The documents lie as they do here, with all that they link to.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
+    FILES_MATCHING REGEX "\\.(md|png|jpg|svg|c|cpp)$" PATTERN man EXCLUDE)
+install(DIRECTORY bindings DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
+    FILES_MATCHING PATTERN README.md PATTERN examples/*.py
+    PATTERN src EXCLUDE PATTERN test EXCLUDE PATTERN tests EXCLUDE PATTERN kosc EXCLUDE PATTERN __pycache__ EXCLUDE)
 
 if(TARGET kosc_tool)
     install(FILES tools/kosc/kosc.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kosc

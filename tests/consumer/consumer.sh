@@ -1,6 +1,7 @@
 #!/bin/bash
 # Installs the library and builds the example host against the installed tree in every way that a project may take:
 # CMake package, shared and static; pkg-config, shared and wholly static; loaded while it runs. Each must hear itself.
+# The installed documents must have all that they link to.
 #
 #     consumer.sh BUILD C-COMPILER LIBDIR EXPECTED-OUTPUT       LIBDIR is relative to the prefix
 set -euo pipefail
@@ -30,3 +31,8 @@ for program in "$work"/build/with_*; do
     fi
     echo "${program##*/}: $output"
 done
+
+guide=$(find "$prefix" -name hosts.md)
+while IFS=: read -r document link; do
+    [ -e "$(dirname "$document")/$link" ] || { echo "${document#"$prefix/"} links to $link, which is not installed" >&2; exit 1; }
+done < <(grep -roP --include=*.md '\]\(\K(?!\w+:)[^)#]+' "$(dirname "$guide")/..")
