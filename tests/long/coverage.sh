@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
 need_packages cmake make g++ gcovr python3 pkg-config \
-    libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
+    libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev
 
 cmake --preset coverage > /dev/null
 find build/coverage -name '*.gcda' -delete # of objects that are built anew now

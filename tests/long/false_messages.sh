@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
-need_packages cmake make g++ espeak-ng libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
+need_packages cmake make g++ espeak-ng libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev
 
 slices=$(((${1:-100} + 9) / 10))
 work=$(mktemp -d)

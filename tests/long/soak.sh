@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
-need_packages cmake make g++ libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsamplerate0-dev
+need_packages cmake make g++ libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev
 cmake --preset release > /dev/null
 cmake --build --preset release --parallel "$(nproc)" --target kosc_soak > /dev/null
 time build/release/tests/long/kosc_soak "${1:-25}" 1

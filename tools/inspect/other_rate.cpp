@@ -1,12 +1,11 @@
 #include "other_rate.h"
 
-#include <samplerate.h>
-
 #include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "inspector.h"
+#include "resampler.h"
 
 namespace kosc_inspect {
 namespace {
@@ -19,16 +18,17 @@ std::vector<int16_t> converted(const std::vector<float>& interleaved, uint32_t c
     for (size_t i = channel; i < interleaved.size(); i += channels) {
         in.push_back(interleaved[i]);
     }
-    const double ratio = static_cast<double>(MODEM_RATE) / rate;
-    std::vector<float> out(static_cast<size_t>(std::ceil(static_cast<double>(in.size()) * ratio)));
-    SRC_DATA data{in.data(), out.data(), static_cast<long>(in.size()), static_cast<long>(out.size()), 0, 0, 0, ratio};
-    if (rate == MODEM_RATE) {
-        out = in;
-    } else if (src_simple(&data, SRC_SINC_BEST_QUALITY, 1) != 0) {
-        return {};
+    if (rate != MODEM_RATE) {
+        constexpr uint32_t ONE_CHANNEL = 1;
+        resampler converter(rate, ONE_CHANNEL);
+        std::vector<float> most, rest;
+        converter.convert(in.data(), in.size(), most);
+        converter.finish(rest);
+        most.insert(most.end(), rest.begin(), rest.end());
+        in.swap(most);
     }
-    std::vector<int16_t> pcm(out.size());
-    std::transform(out.begin(), out.end(), pcm.begin(), [](float x) {
+    std::vector<int16_t> pcm(in.size());
+    std::transform(in.begin(), in.end(), pcm.begin(), [](float x) {
         return static_cast<int16_t>(std::lround(std::clamp(x * 32768.0F, -32768.0F, 32767.0F)));
     });
     return pcm;

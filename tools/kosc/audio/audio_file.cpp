@@ -76,7 +76,7 @@ audio_file::audio_file(const std::string& path) : path_(path)
     }
     raw_.resize(BLOCK_FRAMES * channels());
     if (sample_rate() != MODEM_SAMPLE_RATE) {
-        start_converter();
+        converter_.emplace(sample_rate(), channels());
     }
 }
 
@@ -96,17 +96,6 @@ void audio_file::open()
     truncated_ = regular && is_cut_short(file_.get());
 }
 
-void audio_file::start_converter()
-{
-    int error = 0;
-    // The lesser qualities lose 20 dB and more at the top of the band when they convert from 44.1 kHz.
-    converter_.reset(src_callback_new(feed_converter, SRC_SINC_BEST_QUALITY, info_.channels, &error, this));
-    if (!converter_) {
-        throw read_error(path_, src_strerror(error)); // out of memory
-    }
-    converted_.resize(raw_.size());
-}
-
 // Fills raw_ and returns the frames in it, 0 at the end.
 size_t audio_file::read_raw()
 {
@@ -119,27 +108,18 @@ size_t audio_file::read_raw()
     return static_cast<size_t>(frames);
 }
 
-long audio_file::feed_converter(void* self, float** samples)
-{
-    auto* const file = static_cast<audio_file*>(self);
-    *samples = file->raw_.data();
-    return static_cast<long>(file->read_raw());
-}
-
 // Fills converted_, or raw_ without a converter, and returns the frames in it, 0 at the end.
 size_t audio_file::read_frames()
 {
     if (!converter_) {
         return read_raw();
     }
-    const double ratio = static_cast<double>(MODEM_SAMPLE_RATE) / info_.samplerate;
-    const long frames = src_callback_read(converter_.get(), ratio, BLOCK_FRAMES, converted_.data());
-    const int error = src_error(converter_.get());
-    if (error != 0) {
-        throw read_error(path_,
-                         "cannot convert from " + std::to_string(info_.samplerate) + " Hz: " + src_strerror(error));
+    while (const size_t raw = read_raw()) {
+        if (const size_t frames = converter_->convert(raw_.data(), raw, converted_); frames != 0) {
+            return frames;
+        }
     }
-    return static_cast<size_t>(frames);
+    return converter_->finish(converted_);
 }
 
 bool audio_file::read(std::vector<std::vector<int16_t>>& pcm)

@@ -2,14 +2,16 @@
 #ifndef KOSC_TOOL_AUDIO_FILE_H
 #define KOSC_TOOL_AUDIO_FILE_H
 
-#include <samplerate.h>
 #include <sndfile.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "resampler.h"
 
 constexpr uint32_t MODEM_SAMPLE_RATE = 48000;
 
@@ -43,16 +45,11 @@ private:
     struct file_closer {
         void operator()(SNDFILE* file) const { sf_close(file); }
     };
-    struct converter_releaser {
-        void operator()(SRC_STATE* converter) const { src_delete(converter); }
-    };
 
     bool length_known() const { return info_.seekable != 0 && info_.frames < SF_COUNT_MAX; }
     void open();
-    void start_converter();
     size_t read_raw();
     size_t read_frames();
-    static long feed_converter(void* self, float** samples);
 
     std::string path_;
     SF_INFO info_{};
@@ -60,9 +57,9 @@ private:
     bool truncated_ = false; // shorter than its header says
     sf_count_t frames_read_ = 0;
     std::unique_ptr<SNDFILE, file_closer> file_;
-    std::unique_ptr<SRC_STATE, converter_releaser> converter_; // null at the modem's own rate
-    std::vector<float> raw_;                                   // interleaved, at the file's rate
-    std::vector<float> converted_;                             // interleaved, at the modem's
+    std::optional<kosc_inspect::resampler> converter_; // none at the modem's own rate
+    std::vector<float> raw_;                           // interleaved, at the file's rate
+    std::vector<float> converted_;                     // interleaved, at the modem's
 };
 
 #endif

@@ -1,7 +1,6 @@
 #include "audio/audio_stream.h"
 
 #include <algorithm>
-#include <cmath>
 #include <stdexcept>
 #include <thread>
 
@@ -113,14 +112,7 @@ input_stream::input_stream(const audio_system& system, const audio_device& devic
     ring_ = std::make_unique<sample_ring<float>>(size_t{INPUT_RING_SECONDS} * device_rate * channels);
     raw_.resize(READ_FRAMES * channels);
     if (device_rate != MODEM_SAMPLE_RATE) {
-        int error = 0;
-        // The lesser qualities lose 20 dB and more at the top of the band when they convert from 44.1 kHz.
-        converter_.reset(src_new(SRC_SINC_BEST_QUALITY, static_cast<int>(channels), &error));
-        if (!converter_) {
-            throw std::runtime_error(src_strerror(error)); // out of memory
-        }
-        const double ratio = static_cast<double>(MODEM_SAMPLE_RATE) / device_rate;
-        converted_.resize((static_cast<size_t>(std::ceil(READ_FRAMES * ratio)) + 1) * channels);
+        converter_.emplace(device_rate, channels);
     }
     open(channels, device_rate, paFloat32, callback, this);
 }
@@ -148,7 +140,7 @@ void input_stream::read(std::vector<std::vector<int16_t>>& pcm)
         sleep_shortly();
     }
     const size_t frames = ring_->read(raw_.data(), raw_.size()) / channels_;
-    const size_t usable = converter_ ? convert(frames) : frames;
+    const size_t usable = converter_ ? converter_->convert(raw_.data(), frames, converted_) : frames;
     const std::vector<float>& interleaved = converter_ ? converted_ : raw_;
     pcm.resize(channels_);
     for (uint32_t channel = 0; channel < channels_; ++channel) {
@@ -159,25 +151,10 @@ void input_stream::read(std::vector<std::vector<int16_t>>& pcm)
     }
 }
 
-// Fills converted_ from `frames` in raw_ and returns the frames in it.
-size_t input_stream::convert(size_t frames)
-{
-    SRC_DATA data{};
-    data.data_in = raw_.data();
-    data.data_out = converted_.data();
-    data.input_frames = static_cast<long>(frames);
-    data.output_frames = static_cast<long>(converted_.size() / channels_);
-    data.src_ratio = static_cast<double>(MODEM_SAMPLE_RATE) / rate();
-    const int error = src_process(converter_.get(), &data);
-    if (error != 0 || data.input_frames_used != data.input_frames) {
-        throw std::runtime_error("cannot convert from " + std::to_string(rate()) + " Hz: " + src_strerror(error));
-    }
-    return static_cast<size_t>(data.output_frames_gen);
-}
-
 std::chrono::system_clock::time_point input_stream::time_of_last_sample() const
 {
-    const duration<double> ago(latency() + static_cast<double>(ring_->size() / channels_) / rate());
+    const duration<double> ago(latency() + static_cast<double>(ring_->size() / channels_) / rate() +
+                               (converter_ ? converter_->delay() : 0.0));
     return std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::system_clock::duration>(ago);
 }
 

@@ -6,16 +6,17 @@
 #define KOSC_TOOL_AUDIO_STREAM_H
 
 #include <portaudio.h>
-#include <samplerate.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "audio/audio_device.h"
 #include "audio/sample_ring.h"
+#include "resampler.h"
 
 // What both kinds of streams have in common: a device at work.
 class audio_stream {
@@ -71,21 +72,16 @@ public:
     uint64_t device_overruns() const { return device_overruns_; }
 
 private:
-    struct converter_releaser {
-        void operator()(SRC_STATE* converter) const { src_delete(converter); }
-    };
-
     static int callback(const void* input, void*, unsigned long frames, const PaStreamCallbackTimeInfo*,
                         PaStreamCallbackFlags flags, void* self);
-    size_t convert(size_t frames);
 
     uint32_t channels_;
     std::unique_ptr<sample_ring<float>> ring_;
     std::atomic<uint64_t> lost_samples_{0};
     std::atomic<uint64_t> device_overruns_{0};
-    std::unique_ptr<SRC_STATE, converter_releaser> converter_; // null at the modem's own rate
-    std::vector<float> raw_;                                   // interleaved, at the device's rate
-    std::vector<float> converted_;                             // interleaved, at the modem's
+    std::optional<kosc_inspect::resampler> converter_; // none at the modem's own rate
+    std::vector<float> raw_;                           // interleaved, at the device's rate
+    std::vector<float> converted_;                     // interleaved, at the modem's
 };
 
 // Sound to a device that takes the modem's rate. Silence is played whenever there is nothing else.

@@ -1,0 +1,51 @@
+#include "resampler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "inspector.h"
+
+namespace kosc_inspect {
+namespace {
+
+// What passes unchanged; the top subcarrier lies at 20953 Hz, and a sender's clock may be fast.
+constexpr double PASS_BAND = 21000.0;
+
+} // namespace
+
+resampler::resampler(uint32_t rate, uint32_t channels)
+    : channels_(channels), ratio_(static_cast<double>(MODEM_RATE) / rate)
+{
+    const soxr_io_spec_t samples = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+    soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
+    quality.passband_end = PASS_BAND / (std::min(rate, MODEM_RATE) / 2.0);
+    soxr_error_t error = nullptr;
+    converter_.reset(soxr_create(rate, MODEM_RATE, channels, &error, &samples, &quality, nullptr));
+    if (error != nullptr) {
+        throw std::runtime_error("cannot convert from " + std::to_string(rate) + " Hz: " + error);
+    }
+}
+
+size_t resampler::convert(const float* interleaved, size_t frames, std::vector<float>& out)
+{
+    constexpr size_t SPARE = 4096;
+    const size_t room = static_cast<size_t>(std::ceil(static_cast<double>(frames) * ratio_)) + SPARE;
+    size_t taken = 0;
+    size_t made = 0;
+    for (size_t used = 0, got = room; taken < frames || got == room; taken += used, made += got) {
+        out.resize((made + room) * channels_);
+        const float* const from = interleaved == nullptr ? nullptr : interleaved + taken * channels_;
+        const soxr_error_t error =
+            soxr_process(converter_.get(), from, frames - taken, &used, &out[made * channels_], room, &got);
+        if (error != nullptr) {
+            throw std::runtime_error(std::string("cannot convert the sample rate: ") + error);
+        }
+    }
+    out.resize(made * channels_);
+    return made;
+}
+
+double resampler::delay() const { return soxr_delay(converter_.get()) / MODEM_RATE; }
+
+} // namespace kosc_inspect
