@@ -48,8 +48,7 @@ inspector::inspector(uint32_t sample_rate, uint32_t channels, inspect_settings s
         soundcomm_context_t* const context =
             make_receiver(settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF);
         channels_.push_back({{context, {}}, {static_cast<double>(sample_rate), HOP}, {}, 0.0F, {}});
-        // Silence in front, so that a frame is found whose beginning is missing.
-        const std::vector<int16_t> silence(soundcomm_get_frame_length(context->rx_paras));
+        const std::vector<int16_t> silence(soundcomm_get_silence_around(context));
         hear(i, silence.data(), silence.size());
     }
 }
@@ -89,9 +88,10 @@ void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
 
 void inspector::take(uint32_t channel, const frame_report_t& frame)
 {
-    const soundcomm_paras_t& paras = *channels_[channel].context->rx_paras;
+    const soundcomm_context_t* const context = channels_[channel].context.get();
+    const soundcomm_paras_t& paras = *context->rx_paras;
     std::vector<candidate>& found = channels_[channel].candidates;
-    const auto lead = static_cast<int64_t>(paras.frame.frame_length);
+    const auto lead = static_cast<int64_t>(soundcomm_get_silence_around(context));
     candidate c{};
     c.sample = static_cast<int64_t>(frame.sample) - lead;
     if (!found.empty() && found.back().sample == c.sample) {
@@ -140,7 +140,7 @@ inspection inspector::finish()
     for (uint32_t i = 0; i < channels_.size(); ++i) {
         channel_state& channel = channels_[i];
         const int64_t length = soundcomm_get_frame_length(channel.context->rx_paras);
-        const std::vector<int16_t> silence(2 * static_cast<size_t>(length));
+        const std::vector<int16_t> silence(soundcomm_get_silence_around(channel.context.get()));
         hear(i, silence.data(), silence.size());
         channel.spectrum.finish();
         channel.clipping.finish();

@@ -29,10 +29,16 @@ void listener::hear(const int16_t* pcm, uint32_t count, std::vector<heard_messag
     }
 }
 
+uint32_t listener::begin()
+{
+    std::vector<heard_message> none;
+    finish(none);
+    return soundcomm_get_silence_around(context_.get());
+}
+
 void listener::finish(std::vector<heard_message>& heard)
 {
-    // A frame is looked for in windows as long as itself, and must lie in the buffer whole.
-    const std::vector<int16_t> silence(2 * size_t{frame_length()});
+    const std::vector<int16_t> silence(soundcomm_get_silence_around(context_.get()));
     hear(silence.data(), static_cast<uint32_t>(silence.size()), heard);
 }
 

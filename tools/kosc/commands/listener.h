@@ -27,6 +27,9 @@ public:
 
     // Hears `count` samples and appends the messages that end in them to `heard`.
     void hear(const int16_t* pcm, uint32_t count, std::vector<heard_message>& heard);
+    // Hears the silence before a recording, so that a frame is found whose first samples are missing; returns its
+    // samples, which count in the places of messages.
+    uint32_t begin();
     // Hears the silence behind the recording, so that a frame that ends with it is found too.
     void finish(std::vector<heard_message>& heard);
 

@@ -286,6 +286,7 @@ void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
     listener ear(1, true);
     std::vector<heard_message> heard;
+    ear.begin();
     ear.hear(recording.data(), static_cast<uint32_t>(recording.size()), heard);
     ear.finish(heard);
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
