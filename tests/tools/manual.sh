@@ -19,6 +19,14 @@ for subcommand in "" $subcommands; do
     done < <(grep -E '^\*-' "$page" | grep -oE -- '--[a-z-]+')
 done
 
+# Every key of what the command prints as JSON.
+for subcommand in info decode; do
+    recording=$([ $subcommand = info ] || echo -)
+    for key in $("$kosc" encode Hi -o - | "$kosc" $subcommand --json $recording | grep -oE '"[a-z_]+":' | tr -d '":'); do
+        grep -qF -- "_${key}_" "$source/docs/man/kosc-$subcommand.1.scd" || complain "kosc-$subcommand.1: no key $key"
+    done
+done
+
 . "$source/tools/kosc/kosc.bash"
 # What completion offers for a line whose last word is being typed.
 offered() {
@@ -28,7 +36,8 @@ offered() {
 }
 expect() { [ "$1" = "$2" ] || complain "completion offers '$1' instead of '$2'"; }
 expect "$(offered enc)" "encode"
-expect "$(offered "" | tr ' ' '\n' | sort)" "$(sort <<< "$subcommands")"
+expect "$(offered "" | tr ' ' '\n' | sort)" "$(printf '%s\nhelp\nversion' "$subcommands" | sort)"
+expect "$(offered help dec)" "decode"
 expect "$(offered decode --js)" "--json"
 expect "$(offered --vers)" "--version"
 expect "$(offered encode -o x.wav --he)" "$(printf -- '--help\n--hex' | tr '\n' ' ')"

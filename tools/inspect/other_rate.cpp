@@ -19,13 +19,7 @@ std::vector<int16_t> converted(const std::vector<float>& interleaved, uint32_t c
         in.push_back(interleaved[i]);
     }
     if (rate != MODEM_RATE) {
-        constexpr uint32_t ONE_CHANNEL = 1;
-        resampler converter(rate, ONE_CHANNEL);
-        std::vector<float> most, rest;
-        converter.convert(in.data(), in.size(), most);
-        converter.finish(rest);
-        most.insert(most.end(), rest.begin(), rest.end());
-        in.swap(most);
+        in = resampled(in, rate, MODEM_RATE);
     }
     std::vector<int16_t> pcm(in.size());
     std::transform(in.begin(), in.end(), pcm.begin(), [](float x) {
@@ -34,14 +28,18 @@ std::vector<int16_t> converted(const std::vector<float>& interleaved, uint32_t c
     return pcm;
 }
 
-bool decodes(std::vector<int16_t> pcm)
+bool decodes(const std::vector<int16_t>& pcm)
 {
     const std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> context{make_receiver(KOSC_SECOND_LOOK_ON),
                                                                                      soundcomm_release};
-    pcm.resize(pcm.size() + 2 * size_t{soundcomm_get_frame_length(context->rx_paras)});
+    const std::vector<int16_t> silence(soundcomm_get_silence_around(context.get()));
     result_set_t counts{};
-    return soundcomm_receive(context.get(), pcm.data(), static_cast<uint32_t>(pcm.size()), &counts) == 0 &&
-           counts.correct.count != 0;
+    for (const auto* sound : {&silence, &pcm, &silence}) {
+        if (soundcomm_receive(context.get(), sound->data(), static_cast<uint32_t>(sound->size()), &counts) != 0) {
+            return false;
+        }
+    }
+    return counts.correct.count != 0;
 }
 
 } // namespace

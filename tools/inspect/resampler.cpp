@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
-
-#include "inspector.h"
+#include <string>
 
 namespace kosc_inspect {
 namespace {
@@ -14,16 +13,15 @@ constexpr double PASS_BAND = 21000.0;
 
 } // namespace
 
-resampler::resampler(uint32_t rate, uint32_t channels)
-    : channels_(channels), ratio_(static_cast<double>(MODEM_RATE) / rate)
+resampler::resampler(double from, double to, uint32_t channels) : channels_(channels), rate_(to), ratio_(to / from)
 {
     const soxr_io_spec_t samples = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
     soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-    quality.passband_end = PASS_BAND / (std::min(rate, MODEM_RATE) / 2.0);
+    quality.passband_end = PASS_BAND / (std::min(from, to) / 2.0);
     soxr_error_t error = nullptr;
-    converter_.reset(soxr_create(rate, MODEM_RATE, channels, &error, &samples, &quality, nullptr));
+    converter_.reset(soxr_create(from, to, channels, &error, &samples, &quality, nullptr));
     if (error != nullptr) {
-        throw std::runtime_error("cannot convert from " + std::to_string(rate) + " Hz: " + error);
+        throw std::runtime_error("cannot convert from " + std::to_string(std::lround(from)) + " Hz: " + error);
     }
 }
 
@@ -46,6 +44,17 @@ size_t resampler::convert(const float* interleaved, size_t frames, std::vector<f
     return made;
 }
 
-double resampler::delay() const { return soxr_delay(converter_.get()) / MODEM_RATE; }
+double resampler::delay() const { return soxr_delay(converter_.get()) / rate_; }
+
+std::vector<float> resampled(const std::vector<float>& sound, double from, double to)
+{
+    constexpr uint32_t ONE_CHANNEL = 1;
+    resampler converter(from, to, ONE_CHANNEL);
+    std::vector<float> most, rest;
+    converter.convert(sound.data(), sound.size(), most);
+    converter.finish(rest);
+    most.insert(most.end(), rest.begin(), rest.end());
+    return most;
+}
 
 } // namespace kosc_inspect

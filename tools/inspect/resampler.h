@@ -1,4 +1,4 @@
-// Sound at any rate as sound at the modem's.
+// Sound at one rate as sound at another.
 #ifndef KOSC_INSPECT_RESAMPLER_H
 #define KOSC_INSPECT_RESAMPLER_H
 
@@ -15,7 +15,7 @@ namespace kosc_inspect {
 class resampler {
 public:
     // Throws when memory is short.
-    resampler(uint32_t rate, uint32_t channels);
+    resampler(double from, double to, uint32_t channels);
 
     // Puts into `out` what `frames` more interleaved samples yield, which may be nothing, and returns its frames.
     size_t convert(const float* interleaved, size_t frames, std::vector<float>& out);
@@ -31,8 +31,12 @@ private:
 
     std::unique_ptr<soxr, releaser> converter_;
     uint32_t channels_;
+    double rate_;  // of what comes out
     double ratio_; // frames out over frames in
 };
+
+// All of one channel's sound at once.
+std::vector<float> resampled(const std::vector<float>& sound, double from, double to);
 
 } // namespace kosc_inspect
 

@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -20,12 +22,13 @@ constexpr const char* DECODE_FOOTER =
     R"(Each message is a line: where its frame starts in the recording, its channel, counted from 1, and the message, as
 text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits:
     0.312 s  ch 1  Hello
+A frame whose beginning is missing starts before 0. With several recordings, each line begins with the file's name.
 Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]".
 With --json the line is an object. "sample" counts at the recording's own rate, "text" is null when the message is no
 such text, "hex" has all 28 bytes, "correlation" is how well the start of the frame was recognised, up to 1; the
 signal-to-noise ratio and the sender's clock drift are measured by the second look, and missing with --plain:
-    {"time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00...","correlation":0.98,"snr_db":18.3,
-    "drift_ppm":12.0,"second_look":false}
+    {"file":"a.wav","time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00...",
+    "correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
 Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
 
 subcommand add_encode(CLI::App& app)
@@ -55,8 +58,11 @@ subcommand add_decode(CLI::App& app)
     const auto kept = std::make_shared<decode_options>();
     decode_options& options = *kept;
     CLI::App* const decode = app.add_subcommand("decode", "Print the messages that are heard in a recording");
-    decode->add_option("recording", options.input, "WAV, FLAC, OGG or AIFF of 1 to 8 channels; - reads standard input")
+    decode
+        ->add_option("recording", options.inputs,
+                     "WAV, FLAC, OGG, Opus, MP3, AIFF, AU, CAF or W64 of 1 to 8 channels; - reads standard input")
         ->required();
+    decode->add_option("--raw", options.raw, RAW_HELP);
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
     decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
@@ -76,44 +82,103 @@ void set_up_log(bool verbose)
     soundcomm_set_log_level(verbose ? KOSC_LEVEL_DEBUG : 0);
 }
 
+// How many letters must be put in, left out or replaced to make one word of another.
+// Source: Wagner and Fischer 1974, "The string-to-string correction problem".
+size_t distance(const std::string& a, const std::string& b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); ++i) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t k = 0; k < b.size(); ++k) {
+            const size_t replaced = diagonal + (a[i] == b[k] ? 0 : 1);
+            diagonal = std::exchange(row[k + 1], std::min({replaced, row[k] + 1, row[k + 1] + 1}));
+        }
+    }
+    return row.back();
+}
+
+const subcommand* find_command(const std::vector<subcommand>& subcommands, const std::string& name)
+{
+    const auto found = std::find_if(subcommands.begin(), subcommands.end(),
+                                    [&](const subcommand& each) { return each.parser->get_name() == name; });
+    return found == subcommands.end() ? nullptr : &*found;
+}
+
+std::runtime_error no_such_command(const std::vector<subcommand>& subcommands, const std::string& name)
+{
+    const auto nearest =
+        std::min_element(subcommands.begin(), subcommands.end(), [&](const subcommand& a, const subcommand& b) {
+            return distance(name, a.parser->get_name()) < distance(name, b.parser->get_name());
+        });
+    return std::runtime_error("there is no command '" + name + "', the nearest is " + nearest->parser->get_name() +
+                              "; see kosc --help");
+}
+
+// The arguments, where `help`, `help COMMAND` and `version` stand as the options that they mean.
+std::vector<std::string> arguments_of(int argc, char** argv)
+{
+    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+    if (!arguments.empty() && arguments[0] == "version") {
+        arguments[0] = "--version";
+    } else if (!arguments.empty() && arguments[0] == "help") {
+        arguments[0] = "--help";
+        if (arguments.size() > 1) {
+            std::swap(arguments[0], arguments[1]);
+        }
+    }
+    return arguments;
+}
+
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
-    std::vector<subcommand> subcommands{add_encode(app),  add_decode(app), add_send(app),    add_listen(app),
-                                        add_devices(app), add_check(app),  add_inspect(app), add_simulate(app)};
-    subcommands.push_back({app.add_subcommand("info", "Print version, frame layout, band and bit rate"),
-                           [](bool) { return run_info(); }});
+    const std::vector<subcommand> subcommands{add_encode(app),  add_decode(app),   add_send(app),
+                                              add_listen(app),  add_devices(app),  add_check(app),
+                                              add_inspect(app), add_simulate(app), add_info(app)};
     app.set_version_flag("--version", KOSC_VERSION);
     app.require_subcommand(1);
+    app.footer("kosc help and kosc help COMMAND print the same as --help, kosc version the same as --version.");
     bool verbose = false;
     for (const subcommand& each : subcommands) {
         each.parser->add_flag("-v,--verbose", verbose, "print the library's log on standard error");
     }
+    std::vector<std::string> arguments = arguments_of(argc, argv);
+    const std::string name = arguments.empty() ? "" : arguments[0];
+    const subcommand* const given = find_command(subcommands, name);
+    if (given == nullptr && !name.empty() && name[0] != '-') {
+        throw no_such_command(subcommands, name);
+    }
     try {
-        app.parse(argc, argv);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+        app.parse(arguments);
     } catch (const CLI::Success& help) {
         std::ostringstream text;
         app.exit(help, text, text);
         write_output(text.str());
         return 0;
     } catch (const CLI::ParseError& error) {
-        throw std::runtime_error(std::string(error.what()) + "; see kosc --help");
+        throw std::runtime_error(std::string(error.what()) + "; see kosc " + (given != nullptr ? name + " " : "") +
+                                 "--help");
     }
     set_up_log(verbose);
-    const auto given = std::find_if(subcommands.begin(), subcommands.end(),
-                                    [](const subcommand& each) { return each.parser->parsed(); });
-    return given->run(verbose);
+    const auto parsed = std::find_if(subcommands.begin(), subcommands.end(),
+                                     [](const subcommand& each) { return each.parser->parsed(); });
+    return parsed->run(verbose);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE, SIG_IGN); // a reader that leaves is an error to report, not a silent end
+    std::signal(SIGPIPE, SIG_IGN); // so that what must be cleaned up is, first
     try {
         return run(argc, argv);
+    } catch (const reader_gone&) {
+        std::signal(SIGPIPE, SIG_DFL);
+        std::raise(SIGPIPE);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "kosc: %s\n", error.what());
-        return EXIT_FAILED;
     }
+    return EXIT_FAILED;
 }

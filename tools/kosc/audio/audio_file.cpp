@@ -1,17 +1,15 @@
 #include "audio/audio_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 
-#include "commands/commands.h"
+#include "audio/input_descriptor.h"
+#include "audio/raw_format.h"
+#include "audio/sound_writer.h"
 
 namespace {
 
@@ -34,7 +32,20 @@ std::string plain(std::string text)
 
 std::runtime_error read_error(const std::string& path, const std::string& reason)
 {
-    return std::runtime_error("cannot read '" + path + "': " + reason);
+    return std::runtime_error("cannot read " + input_name(path) + ": " + reason);
+}
+
+// Why libsndfile did not open a file that begins with `head`.
+std::string why_unreadable(const std::string& head)
+{
+    constexpr const char* ADVICE = "; ffmpeg -i FILE recording.wav makes a WAV file of most recordings";
+    if (head.empty()) {
+        return "it is empty";
+    }
+    if (head.compare(std::min<size_t>(4, head.size()), 4, "ftyp") == 0) {
+        return std::string("it is MPEG-4 sound (m4a), which is not read") + ADVICE;
+    }
+    return plain(sf_strerror(nullptr)) + (sf_error(nullptr) == SF_ERR_UNRECOGNISED_FORMAT ? ADVICE : "");
 }
 
 // Whether a WAV file's sound should be longer than the file: libsndfile reads what there is, and only notes it in its
@@ -62,9 +73,9 @@ int16_t to_pcm(float sample)
         std::clamp(std::nearbyint(bounded(sample) * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1.0F));
 }
 
-audio_file::audio_file(const std::string& path) : path_(path)
+audio_file::audio_file(const std::string& path, const std::string& raw) : path_(path)
 {
-    open();
+    open(raw);
     if (info_.channels > MAX_CHANNELS) {
         throw read_error(path_, "it has " + std::to_string(info_.channels) + " channels, the limit is " +
                                     std::to_string(MAX_CHANNELS));
@@ -76,24 +87,26 @@ audio_file::audio_file(const std::string& path) : path_(path)
     }
     raw_.resize(BLOCK_FRAMES * channels());
     if (sample_rate() != MODEM_SAMPLE_RATE) {
-        converter_.emplace(sample_rate(), channels());
+        converter_.emplace(info_.samplerate, MODEM_SAMPLE_RATE, channels());
     }
 }
 
-void audio_file::open()
+void audio_file::open(const std::string& raw)
 {
-    const int descriptor = path_ == STANDARD_STREAM ? STDIN_FILENO : ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) {
-        throw read_error(path_, std::strerror(errno));
+    if (!raw.empty()) {
+        info_ = raw_format(raw);
     }
-    struct stat status {};
-    const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    constexpr int CLOSE_WITH_FILE = 1;
-    file_.reset(sf_open_fd(descriptor, SFM_READ, &info_, CLOSE_WITH_FILE));
-    if (!file_) {
-        throw read_error(path_, regular && status.st_size == 0 ? "it is empty" : plain(sf_strerror(nullptr)));
+    try {
+        const input_descriptor input = open_input(path_, !raw.empty());
+        constexpr int CLOSE_WITH_FILE = 1;
+        file_.reset(sf_open_fd(input.number, SFM_READ, &info_, CLOSE_WITH_FILE));
+        if (!file_) {
+            throw read_error(path_, why_unreadable(input.head));
+        }
+        truncated_ = input.whole && is_cut_short(file_.get());
+    } catch (const std::system_error& error) {
+        throw read_error(path_, error.code().message());
     }
-    truncated_ = regular && is_cut_short(file_.get());
 }
 
 // Fills raw_ and returns the frames in it, 0 at the end.
@@ -136,12 +149,12 @@ bool audio_file::read(std::vector<std::vector<int16_t>>& pcm)
     return frames != 0;
 }
 
-void audio_file::check_complete() const
+void audio_file::check_complete(bool quiet) const
 {
     if (sf_error(file_.get()) != SF_ERR_NO_ERROR) {
         throw read_error(path_, "it is damaged: " + plain(sf_strerror(file_.get())));
     }
-    if (truncated_ || (length_known() && frames_read_ < info_.frames)) {
-        throw read_error(path_, "it breaks off before its end");
+    if (!quiet && (truncated_ || (length_known() && frames_read_ < info_.frames))) {
+        std::fprintf(stderr, "kosc: %s breaks off before its end\n", input_name(path_).c_str());
     }
 }

@@ -21,7 +21,8 @@ int16_t to_pcm(float sample);
 class audio_file {
 public:
     // Throws when the file cannot be read, has too many channels, or a rate that cannot carry the modem's band.
-    explicit audio_file(const std::string& path);
+    // `raw` is the format of samples without a header, as raw_format() reads it; empty: the file tells.
+    explicit audio_file(const std::string& path, const std::string& raw = {});
     audio_file(const audio_file&) = delete;
     audio_file& operator=(const audio_file&) = delete;
 
@@ -38,8 +39,8 @@ public:
     using observer = std::function<void(const float* interleaved, size_t frames)>;
     void observe(observer heard) { heard_ = std::move(heard); }
 
-    // Throws when the end that read() met was not the end of the recording.
-    void check_complete() const;
+    // Throws when read() met damage instead of the end; warns, unless `quiet`, when there was less than announced.
+    void check_complete(bool quiet = false) const;
 
 private:
     struct file_closer {
@@ -47,7 +48,7 @@ private:
     };
 
     bool length_known() const { return info_.seekable != 0 && info_.frames < SF_COUNT_MAX; }
-    void open();
+    void open(const std::string& raw);
     size_t read_raw();
     size_t read_frames();
 

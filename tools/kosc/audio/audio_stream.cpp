@@ -112,7 +112,7 @@ input_stream::input_stream(const audio_system& system, const audio_device& devic
     ring_ = std::make_unique<sample_ring<float>>(size_t{INPUT_RING_SECONDS} * device_rate * channels);
     raw_.resize(READ_FRAMES * channels);
     if (device_rate != MODEM_SAMPLE_RATE) {
-        converter_.emplace(device_rate, channels);
+        converter_.emplace(device_rate, MODEM_SAMPLE_RATE, channels);
     }
     open(channels, device_rate, paFloat32, callback, this);
 }

@@ -6,6 +6,8 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "audio/audio_file.h"
 #include "commands/commands.h"
@@ -16,10 +18,7 @@ namespace {
 // The container that the ending of `path` asks for. Lossy ones are not offered: they thin out the modem's band.
 int container_for(const std::string& path)
 {
-    const size_t dot = path.rfind('.');
-    std::string ending = dot == std::string::npos ? "" : path.substr(dot);
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    const std::string ending = ending_of(path);
     if (ending == ".wav" || path == STANDARD_STREAM) {
         return SF_FORMAT_WAV;
     }
@@ -35,7 +34,7 @@ std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int c
 {
     const stream_ptr temporary{std::tmpfile()};
     if (!temporary) {
-        throw file_error("write", "temporary file");
+        throw file_error("write", "a temporary file");
     }
     SF_INFO info{};
     info.samplerate = MODEM_SAMPLE_RATE;
@@ -46,7 +45,7 @@ std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int c
     const auto count = static_cast<sf_count_t>(pcm.size() / channels);
     const bool written = sf_writef_short(file, pcm.data(), count) == count;
     if (sf_close(file) != SF_ERR_NO_ERROR || !written) {
-        throw file_error("write", "temporary file");
+        throw file_error("write", "a temporary file");
     }
     std::rewind(temporary.get());
     std::string bytes;
@@ -57,20 +56,46 @@ std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int c
     return bytes;
 }
 
+} // namespace
+
+std::string input_name(const std::string& path)
+{
+    return path == STANDARD_STREAM ? "standard input" : "'" + path + "'";
+}
+
+std::string output_name(const std::string& path)
+{
+    return path == STANDARD_STREAM ? "standard output" : "'" + path + "'";
+}
+
+std::runtime_error file_error(const char* verb, const std::string& name)
+{
+    return std::runtime_error(std::string("cannot ") + verb + " " + name + ": " + std::strerror(errno));
+}
+
 void write_file(const std::string& path, const std::string& bytes)
 {
     stream_ptr stream{std::fopen(path.c_str(), "wb")};
-    if (!stream || std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) != bytes.size() ||
-        std::fclose(stream.release()) != 0) {
-        throw file_error("write", path);
+    const bool opened = stream != nullptr;
+    if (opened && std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) == bytes.size() &&
+        std::fclose(stream.release()) == 0) {
+        return;
     }
+    const std::runtime_error error = file_error("write", output_name(path));
+    std::error_code ignored;
+    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored))) {
+        std::filesystem::remove(path, ignored);
+    }
+    throw error;
 }
 
-} // namespace
-
-std::runtime_error file_error(const char* verb, const std::string& path)
+std::string ending_of(const std::string& path)
 {
-    return std::runtime_error(std::string("cannot ") + verb + " '" + path + "': " + std::strerror(errno));
+    const size_t dot = path.rfind('.');
+    std::string ending = dot == std::string::npos ? "" : path.substr(dot);
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return ending;
 }
 
 void check_sound_name(const std::string& path) { container_for(path); }

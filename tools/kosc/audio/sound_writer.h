@@ -14,8 +14,18 @@ struct stream_closer {
 };
 using stream_ptr = std::unique_ptr<std::FILE, stream_closer>;
 
-// "cannot `verb` '`path`': " and the reason that errno gives.
-std::runtime_error file_error(const char* verb, const std::string& path);
+// What sentences call them: the path in quotes, or "standard input" and "standard output".
+std::string input_name(const std::string& path);
+std::string output_name(const std::string& path);
+
+// "cannot read" or "cannot write", the name from above, and the reason that errno gives.
+std::runtime_error file_error(const char* verb, const std::string& name);
+
+// Writes a file. Throws when that fails, and leaves no part of it.
+void write_file(const std::string& path, const std::string& bytes);
+
+// The name's last part from its dot on, in lower case; empty without a dot.
+std::string ending_of(const std::string& path);
 
 // Throws when the name does not end in .wav or .flac and is not STANDARD_STREAM's.
 void check_sound_name(const std::string& path);

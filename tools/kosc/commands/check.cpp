@@ -63,7 +63,8 @@ pcm_samples read_recording(const std::string& path)
     for (std::vector<pcm_samples> pcm; file.read(pcm);) {
         recording.insert(recording.end(), pcm.front().begin(), pcm.front().end());
         if (recording.size() > LONGEST) {
-            throw std::runtime_error("cannot use '" + path + "': a recording of the check lasts a minute at most");
+            throw std::runtime_error("cannot use " + input_name(path) +
+                                     ": a recording of the check lasts a minute at most");
         }
     }
     file.check_complete();

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/commands.h"
+#include "commands/number_in.h"
 
 namespace {
 
@@ -16,7 +17,21 @@ starts before 0. Then one sentence.
 With --json the whole is one object on a line; levels of silence are -200, what is unknown is null.
 Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recording.)";
 
+constexpr const char* INFO_FOOTER =
+    R"(With --json the whole is one object on a line: "version", "message_bytes", "crcs", "sample_rate", "bits",
+"frame_samples", "frame_seconds", "symbols", "symbol_samples", "prefix_samples", "layout", "band_low_hz",
+"band_high_hz", "subcarriers", "message_bit_rate" and "air_bit_rate".)";
+
 } // namespace
+
+subcommand add_info(CLI::App& app)
+{
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* const info = app.add_subcommand("info", "Print version, frame layout, band and bit rate");
+    info->add_flag("--json", *json, "print one JSON object");
+    info->footer(INFO_FOOTER);
+    return {info, [json](bool) { return run_info(*json); }};
+}
 
 subcommand add_inspect(CLI::App& app)
 {
@@ -36,26 +51,28 @@ subcommand add_simulate(CLI::App& app)
     const auto options = std::make_shared<simulate_options>();
     CLI::App* const simulate = app.add_subcommand("simulate", "Make a bad recording out of a good one");
     simulate->add_option("recording", options->input, "any recording that decode reads")->required();
+    simulate->add_option("--raw", options->raw, RAW_HELP);
     simulate->add_option("output", options->output, "sound file to write at 48 kHz, .wav or .flac; - for WAV to a pipe")
         ->required();
     simulate->add_option("--drift", options->drift_ppm, "the sender's clock is fast by so many millionths")
-        ->check(CLI::Range(-100000.0, 100000.0));
+        ->check(number_in(-100000.0, 100000.0));
     simulate->add_option("--echo", options->echoes, "MS:GAIN, an echo so late and so loud; may be repeated")
         ->allow_extra_args(false);
     simulate->add_option("--room", options->room_rt60, "seconds in which the room's echoes fall by 60 dB")
-        ->check(CLI::Range(0.0, 5.0));
-    simulate->add_option("--snr", options->snr_db, "add noise so many dB below the sound")
-        ->check(CLI::Range(-60.0, 120.0));
+        ->check(number_in(0.0, 5.0));
+    auto* const snr = simulate->add_option("--snr", options->snr_db, "add noise so many dB below the sound");
+    snr->check(number_in(-60.0, 120.0));
     simulate
         ->add_option("--noise", options->noise,
                      "white, pink or speech; white counts between 18 and 21 kHz, others whole")
         ->check(CLI::IsMember({"white", "pink", "speech"}))
+        ->needs(snr)
         ->capture_default_str();
     simulate->add_option("--lowpass", options->low_pass, "remove what lies above so many Hz")
-        ->check(CLI::Range(100.0, 24000.0));
-    simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(CLI::Range(-120.0, 120.0));
+        ->check(number_in(100.0, 24000.0));
+    simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(number_in(-120.0, 120.0));
     simulate->add_option("--clip", options->clip, "cut samples to this share of full scale")
-        ->check(CLI::Range(0.0, 1.0));
+        ->check(number_in(0.0, 1.0));
     simulate->add_option("--seed", options->seed, "another number gives other noise and another room")
         ->capture_default_str();
     simulate->footer("The steps are applied in this order: drift, echo, room, noise, lowpass, gain, clip.");

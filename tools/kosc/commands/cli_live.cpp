@@ -1,9 +1,9 @@
-#include <cmath>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
 #include "commands/commands.h"
+#include "commands/number_in.h"
 
 namespace {
 
@@ -44,17 +44,6 @@ Without devices: --write-signal leaves the sound in a file, --recording reads wh
 recording with several channels, the first is used. With --json the result is one object on a line.
 Exit code: 0 the path is good or usable, 1 unfit, 2 wrong use, no such device, or the device was lost.)";
 
-// CLI::Range lets "nan" pass, which compares false with either bound.
-CLI::Validator number_between(double least, double most)
-{
-    const CLI::Range range(least, most);
-    const auto check = [range](std::string& text) {
-        double value = 0.0;
-        return CLI::detail::lexical_cast(text, value) && std::isnan(value) ? "nan is no number" : range(text);
-    };
-    return CLI::Validator(check, range.get_description());
-}
-
 } // namespace
 
 subcommand add_send(CLI::App& app)
@@ -72,7 +61,7 @@ subcommand add_send(CLI::App& app)
         ->capture_default_str();
     send->add_option("--device", options->device, "output device, by index or part of its name");
     send->add_option("--volume", options->volume, "0 to 1, of the loudness that kosc encode has")
-        ->check(number_between(0.0, 1.0))
+        ->check(number_in(0.0, 1.0))
         ->capture_default_str();
     send->footer(SEND_FOOTER);
     return {send, [options](bool verbose) { return run_send(*options, verbose); }};
@@ -91,7 +80,7 @@ subcommand add_listen(CLI::App& app)
         ->check(CLI::Range(LEAST_RATE, HIGHEST_RATE));
     constexpr double LEAST_SECONDS = 0.001, MOST_SECONDS = 1e9;
     listen->add_option("--for", options->seconds, "seconds to listen; else until Ctrl-C")
-        ->check(number_between(LEAST_SECONDS, MOST_SECONDS));
+        ->check(number_in(LEAST_SECONDS, MOST_SECONDS));
     listen->add_option("--count", options->count, "messages after which to end; else until Ctrl-C")
         ->check(CLI::PositiveNumber);
     listen->add_option("--record", options->record, "a .wav or .flac file for the sound that is heard");
@@ -118,7 +107,7 @@ subcommand add_check(CLI::App& app)
     CLI::App* const check = app.add_subcommand("check", "Try how well a loudspeaker and a microphone fit the modem");
     check->add_option("--input", options->input_device, "input device, by index or part of its name");
     check->add_option("--output", options->output_device, "output device, likewise");
-    check->add_option("--volume", options->volume, "0 to 1")->check(number_between(0.0, 1.0))->capture_default_str();
+    check->add_option("--volume", options->volume, "0 to 1")->check(number_in(0.0, 1.0))->capture_default_str();
     auto* const recording = check->add_option("--recording", options->recording, "judge a recording; - standard input");
     check
         ->add_option("--write-signal", options->signal_file,

@@ -31,8 +31,12 @@ struct encode_options {
     uint32_t pad_ms = 100; // many players swallow the first and last hundredth of a second
 };
 
+// What --raw says in the help of every command that has it.
+constexpr const char* RAW_HELP = "RATE:FORMAT:CHANNELS of samples without a header, such as 48000:s16:1";
+
 struct decode_options {
-    std::string input;
+    std::vector<std::string> inputs;
+    std::string raw; // empty: files tell
     bool hex = false;
     bool json = false;
     bool quiet = false;
@@ -79,6 +83,7 @@ struct inspect_options {
 
 struct simulate_options {
     std::string input;
+    std::string raw;
     std::string output;
     std::optional<double> snr_db;
     std::vector<std::string> echoes; // MS:GAIN
@@ -94,6 +99,7 @@ struct simulate_options {
 // Registration of the commands that work on sound files alone.
 subcommand add_inspect(CLI::App& app);
 subcommand add_simulate(CLI::App& app);
+subcommand add_info(CLI::App& app);
 
 int run_inspect(const inspect_options& options, bool verbose);
 int run_simulate(const simulate_options& options);
@@ -110,6 +116,6 @@ int run_devices(bool json, bool verbose);
 int run_check(const check_options& options, bool verbose);
 int run_encode(const encode_options& options);
 int run_decode(const decode_options& options);
-int run_info();
+int run_info(bool json);
 
 #endif

@@ -2,12 +2,17 @@
 #include <stdexcept>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "audio/audio_file.h"
 #include "commands/commands.h"
+#include "commands/heard_text.h"
 #include "kosc/core.h"
 #include "picture/terminal.h"
 
 namespace {
+
+constexpr uint32_t SAMPLE_BITS = 16;
 
 // One letter a symbol, in the order of time.
 std::string symbol_order(const frame_struct_t& frame, uint32_t data_pilot_rate)
@@ -27,30 +32,70 @@ template <typename... Arguments> void print(const char* format, Arguments... arg
     write_output(line);
 }
 
-} // namespace
+// What both forms tell beyond the configuration.
+struct facts {
+    frame_struct_t frame;
+    std::string layout;
+    double seconds, band_low, band_high, message_rate, air_rate;
+};
 
-int run_info()
+facts facts_of(const soundcomm_cfg_t& cfg)
 {
-    const soundcomm_cfg_t& cfg = *soundcomm_default_cfg();
-    frame_struct_t frame{};
-    if (!init_frame_struct(&cfg, &frame)) {
+    constexpr uint32_t BITS_A_BYTE = 8, BITS_A_SYMBOL = 2; // of a message, of a subcarrier
+    facts f{};
+    if (!init_frame_struct(&cfg, &f.frame)) {
         throw std::runtime_error("the modem's configuration gives no frame");
     }
     const double spacing = static_cast<double>(MODEM_SAMPLE_RATE) / cfg.ofdm_cfg.symbol_len;
-    const uint32_t last_subcarrier = cfg.ofdm_cfg.sc_start_idx + cfg.ofdm_cfg.sc_num - 1;
-    const double seconds = static_cast<double>(frame.frame_length) / MODEM_SAMPLE_RATE;
+    f.layout = symbol_order(f.frame, cfg.pilot_cfg.data_pilot_rate);
+    f.seconds = static_cast<double>(f.frame.frame_length) / MODEM_SAMPLE_RATE;
+    f.band_low = cfg.ofdm_cfg.sc_start_idx * spacing;
+    f.band_high = f.band_low + (cfg.ofdm_cfg.sc_num - 1) * spacing;
+    f.message_rate = cfg.msg_byte_len * BITS_A_BYTE / f.seconds;
+    f.air_rate = f.frame.re_num * BITS_A_SYMBOL / f.seconds;
+    return f;
+}
 
+void print_json(const soundcomm_cfg_t& cfg, const facts& f)
+{
+    nlohmann::ordered_json object;
+    object["version"] = KOSC_VERSION;
+    object["message_bytes"] = cfg.msg_byte_len;
+    object["crcs"] = cfg.crc_cfg.group;
+    object["sample_rate"] = MODEM_SAMPLE_RATE;
+    object["bits"] = SAMPLE_BITS;
+    object["frame_samples"] = f.frame.frame_length;
+    object["frame_seconds"] = f.seconds;
+    object["symbols"] = f.frame.symbols;
+    object["symbol_samples"] = cfg.ofdm_cfg.symbol_len;
+    object["prefix_samples"] = cfg.ofdm_cfg.cp_len;
+    object["layout"] = f.layout;
+    object["band_low_hz"] = f.band_low;
+    object["band_high_hz"] = f.band_high;
+    object["subcarriers"] = cfg.ofdm_cfg.sc_num;
+    object["message_bit_rate"] = rounded(f.message_rate, 10.0);
+    object["air_bit_rate"] = rounded(f.air_rate, 10.0);
+    write_output(object.dump() + "\n");
+}
+
+void print_text(const soundcomm_cfg_t& cfg, const facts& f)
+{
     print("version    %s\n", KOSC_VERSION);
     print("message    %u bytes, %u CRC-16\n", cfg.msg_byte_len, cfg.crc_cfg.group);
-    print("audio      %u Hz, 16 bit\n", MODEM_SAMPLE_RATE);
-    print("frame      %u samples, %.3f s\n", frame.frame_length, seconds);
-    print("symbols    %u of %u samples and a prefix of %u\n", frame.symbols, cfg.ofdm_cfg.symbol_len,
+    print("audio      %u Hz, %u bit\n", MODEM_SAMPLE_RATE, SAMPLE_BITS);
+    print("frame      %u samples, %.3f s\n", f.frame.frame_length, f.seconds);
+    print("symbols    %u of %u samples and a prefix of %u\n", f.frame.symbols, cfg.ofdm_cfg.symbol_len,
           cfg.ofdm_cfg.cp_len);
-    print("layout     %s (S synchronisation pilot, P pilot, D data)\n",
-          symbol_order(frame, cfg.pilot_cfg.data_pilot_rate).c_str());
-    print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", cfg.ofdm_cfg.sc_start_idx * spacing,
-          last_subcarrier * spacing, cfg.ofdm_cfg.sc_num);
-    print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", cfg.msg_byte_len * 8 / seconds,
-          frame.re_num * 2 / seconds);
+    print("layout     %s (S synchronisation pilot, P pilot, D data)\n", f.layout.c_str());
+    print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", f.band_low, f.band_high, cfg.ofdm_cfg.sc_num);
+    print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
+}
+
+} // namespace
+
+int run_info(bool json)
+{
+    const soundcomm_cfg_t& cfg = *soundcomm_default_cfg();
+    json ? print_json(cfg, facts_of(cfg)) : print_text(cfg, facts_of(cfg));
     return EXIT_DONE;
 }

@@ -13,6 +13,7 @@
 #include "commands/message_text.h"
 #include "inspector.h"
 #include "picture/plot.h"
+#include "picture/progress_bar.h"
 #include "picture/terminal.h"
 #include "plot_recorder.h"
 
@@ -202,7 +203,7 @@ int run_inspect(const inspect_options& options, bool verbose)
             recorder->hear_raw(samples, frames);
         }
     });
-    progress_line progress(!verbose, file.seconds());
+    progress_bar progress(!verbose, file.seconds());
     uint64_t samples = 0;
     std::vector<std::vector<int16_t>> pcm;
     while (file.read(pcm)) {

@@ -50,9 +50,9 @@ kosc_link::sound_path path_of(const simulate_options& options)
     return path;
 }
 
-std::vector<kosc_link::signal> read_all(const std::string& path)
+std::vector<kosc_link::signal> read_all(const std::string& path, const std::string& raw)
 {
-    audio_file file(path);
+    audio_file file(path, raw);
     std::vector<kosc_link::signal> channels(file.channels());
     std::vector<std::vector<int16_t>> pcm;
     while (file.read(pcm)) {
@@ -60,7 +60,7 @@ std::vector<kosc_link::signal> read_all(const std::string& path)
             channels[i].insert(channels[i].end(), pcm[i].begin(), pcm[i].end());
         }
         if (channels.front().size() * channels.size() > MOST_SAMPLES) {
-            throw std::runtime_error("'" + path + "' is too long: half an hour over all channels is the limit");
+            throw std::runtime_error(input_name(path) + " is too long: half an hour over all channels is the limit");
         }
     }
     file.check_complete();
@@ -86,7 +86,7 @@ int run_simulate(const simulate_options& options)
 {
     check_sound_name(options.output);
     const kosc_link::sound_path path = path_of(options);
-    std::vector<kosc_link::signal> channels = read_all(options.input);
+    std::vector<kosc_link::signal> channels = read_all(options.input, options.raw);
     kosc_link::random_source random(options.seed);
     size_t length = 0;
     for (kosc_link::signal& channel : channels) {

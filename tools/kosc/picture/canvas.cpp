@@ -7,6 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "audio/sound_writer.h"
+
 namespace {
 
 constexpr double PI = 3.141592653589793;
@@ -28,13 +30,21 @@ std::string number(double value)
     return digits;
 }
 
+cairo_status_t append(void* bytes, const unsigned char* data, unsigned int length)
+{
+    static_cast<std::string*>(bytes)->append(reinterpret_cast<const char*>(data), length);
+    return CAIRO_STATUS_SUCCESS;
+}
+
 } // namespace
 
-bool is_svg(const std::string& path) { return path.size() > 4 && path.compare(path.size() - 4, 4, ".svg") == 0; }
+bool is_svg(const std::string& path) { return ending_of(path) == ".svg"; }
+
+bool is_png(const std::string& path) { return ending_of(path) == ".png"; }
 
 canvas::canvas(const std::string& path, double width, double height)
     : path_(path), vector_(is_svg(path)),
-      surface_(vector_ ? cairo_svg_surface_create(path.c_str(), width, height)
+      surface_(vector_ ? cairo_svg_surface_create_for_stream(append, &bytes_, width, height)
                        : cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width * SCALE),
                                                     static_cast<int>(height * SCALE))),
       context_(cairo_create(surface_.get()))
@@ -54,11 +64,12 @@ void canvas::save()
         cairo_surface_finish(surface_.get());
         status = status == CAIRO_STATUS_SUCCESS ? cairo_surface_status(surface_.get()) : status;
     } else if (status == CAIRO_STATUS_SUCCESS) {
-        status = cairo_surface_write_to_png(surface_.get(), path_.c_str());
+        status = cairo_surface_write_to_png_stream(surface_.get(), append, &bytes_);
     }
     if (status != CAIRO_STATUS_SUCCESS) {
         throw std::runtime_error("cannot write '" + path_ + "': " + cairo_status_to_string(status));
     }
+    write_file(path_, bytes_);
 }
 
 double canvas::width_of(const std::string& words, double size)

@@ -29,8 +29,11 @@ enum class align { left, middle, right };
 
 class canvas {
 public:
-    // Writes to `path` when save() is called; SVG when its name ends so, else PNG. Throws when it cannot.
+    // Writes to `path` when save() is called; SVG when its name ends so, else PNG.
     canvas(const std::string& path, double width, double height);
+    canvas(const canvas&) = delete;
+    canvas& operator=(const canvas&) = delete;
+    // Throws when it cannot, and leaves no part of the file.
     void save();
 
     void text(double x, double y, const std::string& words, double size, align how = align::left, colour ink = INK);
@@ -60,10 +63,13 @@ private:
 
     std::string path_;
     bool vector_;
+    std::string bytes_; // of the file
     std::unique_ptr<cairo_surface_t, surface_releaser> surface_;
     std::unique_ptr<cairo_t, context_releaser> context_;
 };
 
+// Whether the name ends so, in whatever case.
 bool is_svg(const std::string& path);
+bool is_png(const std::string& path);
 
 #endif

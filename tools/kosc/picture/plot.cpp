@@ -217,8 +217,7 @@ void draw_frame(const page& p, const candidate& c)
 
 void check_picture_name(const std::string& path)
 {
-    const bool png = path.size() > 4 && path.compare(path.size() - 4, 4, ".png") == 0;
-    if (!is_svg(path) && !png) {
+    if (!is_svg(path) && !is_png(path)) {
         throw std::runtime_error("cannot write '" + path + "': its name must end in .svg or .png");
     }
 }
