@@ -277,6 +277,10 @@ TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
     EXPECT_EQ(several.err, "kosc: no message found in 'damaged.wav'; possible frames that could not be read: 1\n"
                            "kosc: cannot read 'none.wav': No such file or directory\n");
     EXPECT_EQ(several.code, 2);
+    const outcome inspected = run("kosc inspect --raw 48000:s16:1 none.wav good.wav - <good.wav");
+    EXPECT_NE(inspected.out.find("decodes at once: quiet\n"), inspected.out.rfind("decodes at once: quiet\n"));
+    EXPECT_EQ(inspected.out.rfind("file       good.wav\nrecording", 0), 0U) << inspected.out;
+    EXPECT_EQ(inspected.code, 2);
     // A pipe without a reader.
     const outcome left = run("mkfifo p; exec 4<>p 5>p 4>&-; kosc decode good.wav good.wav >&5");
     EXPECT_EQ(left.err, "");

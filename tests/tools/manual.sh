@@ -20,7 +20,7 @@ for subcommand in "" $subcommands; do
 done
 
 # Every key of what the command prints as JSON.
-for subcommand in info decode; do
+for subcommand in info decode inspect; do
     recording=$([ $subcommand = info ] || echo -)
     for key in $("$kosc" encode Hi -o - | "$kosc" $subcommand --json $recording | grep -oE '"[a-z_]+":' | tr -d '":'); do
         grep -qF -- "_${key}_" "$source/docs/man/kosc-$subcommand.1.scd" || complain "kosc-$subcommand.1: no key $key"

@@ -34,7 +34,7 @@ std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int c
 {
     const stream_ptr temporary{std::tmpfile()};
     if (!temporary) {
-        throw file_error("write", "a temporary file");
+        throw file_error("write", "temporary file");
     }
     SF_INFO info{};
     info.samplerate = MODEM_SAMPLE_RATE;
@@ -45,7 +45,7 @@ std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int c
     const auto count = static_cast<sf_count_t>(pcm.size() / channels);
     const bool written = sf_writef_short(file, pcm.data(), count) == count;
     if (sf_close(file) != SF_ERR_NO_ERROR || !written) {
-        throw file_error("write", "a temporary file");
+        throw file_error("write", "temporary file");
     }
     std::rewind(temporary.get());
     std::string bytes;
@@ -63,14 +63,9 @@ std::string input_name(const std::string& path)
     return path == STANDARD_STREAM ? "standard input" : "'" + path + "'";
 }
 
-std::string output_name(const std::string& path)
+std::runtime_error file_error(const char* verb, const std::string& path)
 {
-    return path == STANDARD_STREAM ? "standard output" : "'" + path + "'";
-}
-
-std::runtime_error file_error(const char* verb, const std::string& name)
-{
-    return std::runtime_error(std::string("cannot ") + verb + " " + name + ": " + std::strerror(errno));
+    return std::runtime_error(std::string("cannot ") + verb + " " + input_name(path) + ": " + std::strerror(errno));
 }
 
 void write_file(const std::string& path, const std::string& bytes)
@@ -81,7 +76,7 @@ void write_file(const std::string& path, const std::string& bytes)
         std::fclose(stream.release()) == 0) {
         return;
     }
-    const std::runtime_error error = file_error("write", output_name(path));
+    const std::runtime_error error = file_error("write", path);
     std::error_code ignored;
     if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored))) {
         std::filesystem::remove(path, ignored);

@@ -14,12 +14,11 @@ struct stream_closer {
 };
 using stream_ptr = std::unique_ptr<std::FILE, stream_closer>;
 
-// What sentences call them: the path in quotes, or "standard input" and "standard output".
+// What sentences call it: the path in quotes, or "standard input".
 std::string input_name(const std::string& path);
-std::string output_name(const std::string& path);
 
-// "cannot read" or "cannot write", the name from above, and the reason that errno gives.
-std::runtime_error file_error(const char* verb, const std::string& name);
+// "cannot `verb` ", the name from above, and the reason that errno gives.
+std::runtime_error file_error(const char* verb, const std::string& path);
 
 // Writes a file. Throws when that fails, and leaves no part of it.
 void write_file(const std::string& path, const std::string& bytes);

@@ -14,7 +14,8 @@ For each frame that was recognised, decoded or not: where it starts, by the reco
 was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which
 of the message's two parts failed its CRC, and whether the second look decodes it. A frame whose beginning is missing
 starts before 0. Then one sentence.
-With --json the whole is one object on a line; levels of silence are -200, what is unknown is null.
+With several recordings, each has its report. With --json the whole is one object on a line, whose "file" is the
+recording as it was named, and whose other keys man kosc-inspect lists; levels of silence are -200, what is unknown is null.
 Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recording.)";
 
 constexpr const char* INFO_FOOTER =
@@ -37,8 +38,9 @@ subcommand add_inspect(CLI::App& app)
 {
     const auto options = std::make_shared<inspect_options>();
     CLI::App* const inspect = app.add_subcommand("inspect", "Tell why a recording decodes, or why not");
-    inspect->add_option("recording", options->input, "any recording that decode reads; - reads standard input")
+    inspect->add_option("recording", options->inputs, "any recordings that decode reads; - reads standard input")
         ->required();
+    inspect->add_option("--raw", options->raw, RAW_HELP);
     inspect->add_flag("--json", options->json, "print one JSON object");
     inspect->add_option("--plot", options->plot, "draw what was found into an .svg or .png file");
     inspect->add_flag("--plain", options->plain, "no second look, and nothing that it measures");

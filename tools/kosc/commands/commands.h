@@ -75,7 +75,8 @@ struct check_options {
 };
 
 struct inspect_options {
-    std::string input;
+    std::vector<std::string> inputs;
+    std::string raw;
     std::string plot; // picture to write
     bool json = false;
     bool plain = false;

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "audio/audio_file.h"
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
+#include "commands/each_recording.h"
 #include "commands/heard_text.h"
 #include "commands/listener.h"
 #include "picture/progress_bar.h"
@@ -127,17 +127,7 @@ uint64_t recording::decode()
 
 int run_decode(const decode_options& options)
 {
-    uint64_t messages = 0;
-    bool failed = false;
-    for (const std::string& path : options.inputs) {
-        try {
-            messages += recording(path, options).decode();
-        } catch (const reader_gone&) {
-            throw;
-        } catch (const std::runtime_error& error) { // the other files are still to be heard
-            std::fprintf(stderr, "kosc: %s\n", error.what());
-            failed = true;
-        }
-    }
-    return failed ? EXIT_FAILED : messages != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+    return for_each_recording(options.inputs, [&](const std::string& path) {
+        return recording(path, options).decode() != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+    });
 }

@@ -19,7 +19,7 @@ std::string read_text(const std::string& path, size_t limit)
     std::string text(MOST_READ, '\0');
     text.resize(stream ? std::fread(text.data(), 1, MOST_READ, stream.get()) : 0);
     if (!stream || std::ferror(stream.get()) != 0) {
-        throw file_error("read", input_name(path));
+        throw file_error("read", path);
     }
     if (text.size() == MOST_READ) {
         throw std::runtime_error(input_name(path) + " is longer than " + std::to_string(MOST_READ) +

@@ -10,6 +10,7 @@
 
 #include "audio/audio_file.h"
 #include "commands/commands.h"
+#include "commands/each_recording.h"
 #include "commands/message_text.h"
 #include "inspector.h"
 #include "picture/plot.h"
@@ -164,9 +165,10 @@ nlohmann::ordered_json as_json(const channel_figures& channel)
     return object;
 }
 
-std::string as_json(const inspection& result, bool second_look)
+std::string as_json(const std::string& path, const inspection& result, bool second_look)
 {
     nlohmann::ordered_json object;
+    object["file"] = path;
     object["sample_rate"] = result.sample_rate;
     object["seconds"] = rounded(result.seconds, 1000.0);
     object["channels"] = nlohmann::ordered_json::array();
@@ -181,17 +183,12 @@ std::string as_json(const inspection& result, bool second_look)
         result.other_rate ? nlohmann::ordered_json(*result.other_rate) : nlohmann::ordered_json(nullptr);
     object["cause"] = name_of(result.why);
     object["verdict"] = result.verdict;
-    return object.dump() + "\n";
+    return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"; // a path may be any bytes
 }
 
-} // namespace
-
-int run_inspect(const inspect_options& options, bool verbose)
+exit_code inspect_one(const std::string& path, const inspect_options& options, bool verbose)
 {
-    if (!options.plot.empty()) {
-        check_picture_name(options.plot);
-    }
-    audio_file file(options.input);
+    audio_file file(path, options.raw);
     inspector eyes(file.sample_rate(), file.channels(), {!options.plain, !options.plot.empty()});
     std::unique_ptr<plot_recorder> recorder;
     if (!options.plot.empty()) {
@@ -218,12 +215,27 @@ int run_inspect(const inspect_options& options, bool verbose)
     }
     progress.clear();
     const inspection result = eyes.finish();
-    write_output(options.json ? as_json(result, !options.plain) : as_text(result, !options.plain));
+    const std::string heading = options.inputs.size() > 1 ? "file       " + path + "\n" : "";
+    write_output(options.json ? as_json(path, result, !options.plain) : heading + as_text(result, !options.plain));
     if (recorder) {
-        draw(options.plot, options.input, result, *recorder);
+        draw(options.plot, path, result, *recorder);
     }
     file.check_complete();
     return std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.decoded; })
                ? EXIT_DONE
                : EXIT_NONE_HEARD;
+}
+
+} // namespace
+
+int run_inspect(const inspect_options& options, bool verbose)
+{
+    if (!options.plot.empty()) {
+        check_picture_name(options.plot);
+        if (options.inputs.size() > 1) {
+            throw std::runtime_error("--plot draws one recording");
+        }
+    }
+    return for_each_recording(options.inputs,
+                              [&](const std::string& path) { return inspect_one(path, options, verbose); });
 }
