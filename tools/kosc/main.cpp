@@ -130,6 +130,17 @@ std::vector<std::string> arguments_of(int argc, char** argv)
     return arguments;
 }
 
+// Ends as if the signal had not been ignored. Sound servers' libraries may have blocked it.
+void end_by_sigpipe()
+{
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGPIPE);
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+    sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
+}
+
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
@@ -175,8 +186,7 @@ int main(int argc, char** argv)
     try {
         return run(argc, argv);
     } catch (const reader_gone&) {
-        std::signal(SIGPIPE, SIG_DFL);
-        std::raise(SIGPIPE);
+        end_by_sigpipe();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "kosc: %s\n", error.what());
     }
