@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/commands.h"
+#include "commands/stop_request.h"
 #include "kosc/kosc.h"
 #include "picture/terminal.h"
 
@@ -130,17 +131,6 @@ std::vector<std::string> arguments_of(int argc, char** argv)
     return arguments;
 }
 
-// Ends as if the signal had not been ignored. Sound servers' libraries may have blocked it.
-void end_by_sigpipe()
-{
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGPIPE);
-    std::signal(SIGPIPE, SIG_DFL);
-    std::raise(SIGPIPE);
-    sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
-}
-
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
@@ -184,9 +174,7 @@ int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN); // so that what must be cleaned up is, first
     try {
-        return run(argc, argv);
-    } catch (const reader_gone&) {
-        end_by_sigpipe();
+        return run_stoppable([&] { return run(argc, argv); });
     } catch (const std::exception& error) {
         std::fprintf(stderr, "kosc: %s\n", error.what());
     }

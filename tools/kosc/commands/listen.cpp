@@ -227,5 +227,5 @@ int run_listen(const listen_options& options, bool verbose)
     if (options.record == STANDARD_STREAM) {
         throw std::runtime_error("--record takes a file: standard output has the messages");
     }
-    return run_stoppable([&] { return listen(options, verbose); });
+    return listen(options, verbose);
 }

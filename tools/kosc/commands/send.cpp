@@ -141,7 +141,9 @@ private:
 
 std::string shown(const message_bytes& message) { return text_of_message(message).value_or(hex_of_message(message)); }
 
-int send(const send_options& options, bool verbose)
+} // namespace
+
+int run_send(const send_options& options, bool verbose)
 {
     message_source source(options);
     catch_stop_signals(true);
@@ -171,11 +173,4 @@ int send(const send_options& options, bool verbose)
     }
     output.drain();
     return EXIT_DONE;
-}
-
-} // namespace
-
-int run_send(const send_options& options, bool verbose)
-{
-    return run_stoppable([&] { return send(options, verbose); });
 }
