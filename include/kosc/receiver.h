@@ -124,7 +124,9 @@ KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, u
  * @param sample_rate    Hz
  * @param corr_capacity  correlation positions to buffer; two frames in soundcomm_init_receive()
  * @return false with ERROR "Create bwbp failed.", "Fail to init dc." (after that of data_container_init()) or "Fail to
- *         malloc decode_cache.", or ERROR "Invalid track count %u" for other than 1 or 2 tracks
+ *         malloc decode_cache.", or ERROR "Invalid track count %u" for other than 1 or 2 tracks; true with WARN "filter
+ *         freq %f %f: this filter is unstable, reception will fail" for bands too close to 0 or half the sample
+ * rate
  */
 KOSC_API bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32_t sample_rate,
                                    uint32_t corr_capacity);

@@ -8,14 +8,12 @@
 #include "receive/found_frame.h"
 #include "receive/receive_tracks.h"
 #include "second_look/second_look_area.h"
+#include "sync/receive_filter.h"
 
 using namespace kosc;
 
 namespace {
 
-constexpr uint32_t FILTER_ORDER = 5;
-constexpr uint32_t GUARD_BINS_BELOW = 3;
-constexpr uint32_t GUARD_BINS_ABOVE = 2;
 constexpr uint32_t FRAMES_BUFFERED = 2;
 constexpr uint32_t SPARE_MESSAGES = 2; // frames that began in earlier blocks
 
@@ -217,14 +215,14 @@ bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32
     KOSC_RETURN_IF(track_count == 0 || track_count > KOSC_MAX_TRACKS, false, "Invalid track count %u", track_count);
     soundcomm_paras_t* const paras = ctx->rx_paras;
     release_receive_tracks(paras);
-    const ofdm_cfg& ofdm = paras->cfg.ofdm_cfg;
-    const double spacing = static_cast<double>(sample_rate) / ofdm.symbol_len;
-    const double low = spacing * (static_cast<double>(ofdm.sc_start_idx) - GUARD_BINS_BELOW);
-    const double high = spacing * (static_cast<double>(ofdm.sc_start_idx) + ofdm.sc_num + GUARD_BINS_ABOVE);
-    KOSC_LOG_DEBUG("filter freq %f %f", low, high);
+    const pass_band band = receive_band(paras->cfg.ofdm_cfg, sample_rate);
+    KOSC_LOG_DEBUG("filter freq %f %f", band.low, band.high);
     for (uint32_t t = 0; t < track_count; ++t) {
-        paras->track[t].filter = create_butterworth_bandpass2(FILTER_ORDER, 1, low, high, sample_rate);
+        paras->track[t].filter = create_receive_filter(band, sample_rate);
         KOSC_RETURN_IF(paras->track[t].filter == nullptr, false, "Create bwbp failed.");
+    }
+    if (!filter_is_stable(paras->track[0].filter)) {
+        KOSC_LOG_WARN("filter freq %f %f: this filter is unstable, reception will fail", band.low, band.high);
     }
     for (uint32_t t = 0; t < track_count; ++t) {
         if (!init_receive_track(paras, &paras->track[t], corr_capacity)) {
