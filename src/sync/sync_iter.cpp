@@ -57,16 +57,17 @@ search_step search_window(sync_iter* iter)
         peak = refine_peak(c, iter->search_start, peak);
         KOSC_LOG_INFO("Adjacent peak_offset %u", peak);
     }
-    const int64_t frame_start = int64_t{iter->search_start} + peak - (int64_t{c->sync_length} - 1);
+    // Offsets wrap at 32 bits: that of a peak which was refined to a position before its window is just below 2^32.
+    const auto frame_start = static_cast<int32_t>(iter->search_start + peak - (c->sync_length - 1));
     if (frame_start < 0) {
         KOSC_LOG_INFO("lost the data before sync %d, %d", iter->search_start, peak);
         return search_step::MOVE_ON;
     }
-    if (frame_start + c->frame_length <= vector_size(c->corrcoef)) {
+    if (int64_t{frame_start} + c->frame_length <= vector_size(c->corrcoef)) {
         iter->frame_start_in_corr = static_cast<uint32_t>(frame_start);
         iter->decode_state = KOSC_FRAME_NOT_DECODED;
     } else {
-        KOSC_LOG_INFO("no enough data to decode %d %u", static_cast<int32_t>(frame_start), vector_size(c->corrcoef));
+        KOSC_LOG_INFO("no enough data to decode %d %u", frame_start, vector_size(c->corrcoef));
     }
     return search_step::STOP;
 }
@@ -86,11 +87,12 @@ void search(sync_iter* iter)
 }
 
 // How far behind a decoded frame's start the search goes on: within the margin before the next frame, but always
-// behind this one's peak.
+// behind this one's peak, and so far that no refinement reaches back to it.
 uint32_t decoded_step(const data_container* c)
 {
     const uint32_t before_next = c->frame_length > c->search_margin ? c->frame_length - c->search_margin : 0;
-    return std::max(before_next, c->sync_length);
+    const uint32_t reach = std::min(c->corr_step - 1, c->frame_length);
+    return std::max(before_next, c->sync_length + reach);
 }
 
 } // namespace

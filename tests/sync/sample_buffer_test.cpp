@@ -111,6 +111,34 @@ TEST(SampleBuffer, CorrelatesEveryStepAndRefinesAPeakAsFarAsTheBufferReaches)
     }
 }
 
+// The first window's refinement finds the peak at 49; the second window begins behind it, and must find it as well.
+TEST(SampleBuffer, RefinesAPeakToAPositionBeforeItsWindowAndSearchesOn)
+{
+    layout stepped;
+    stepped.sync_paras.corr_step = 3;
+    const buffer b{stepped};
+    b.put(250, {{51, 0.9}, {149, 0.8}});
+    std::fill_n(b->data_norm->begin, 250, 1.0);
+    std::copy_n(b->pilot_filtered, b->corr_len, b->filtered_data->begin + 49);
+    const log_capture log{KOSC_LEVEL_INFO};
+    EXPECT_EQ(b.walk(KOSC_FRAME_NOT_DECODED), (count_list{10, 10, 110}));
+    EXPECT_EQ(logged()[1], "INFO Adjacent peak_offset 4294967295");
+}
+
+// The pilot at the very end of its frame: the next window lies out of the refinement's reach.
+TEST(SampleBuffer, RefinesNoPeakToTheFrameThatItDecoded)
+{
+    layout late;
+    late.sync_length = late.frame_length;
+    late.sync_paras = {0.1, 10, 3};
+    const buffer b{late};
+    b.put(300, {{99, 0.9}, {101, 0.8}});
+    std::fill_n(b->data_norm->begin, 300, 1.0);
+    std::copy_n(b->pilot_filtered, b->corr_len, b->filtered_data->begin + 100);
+    const log_capture quiet{0};
+    EXPECT_EQ(b.walk(KOSC_FRAME_DECODED), count_list{1});
+}
+
 TEST(SampleBuffer, HearsNothingInNearSilence)
 {
     const buffer faint;
