@@ -6,7 +6,8 @@
 
 namespace kosc {
 
-// Index of the first maximum of `values`, of which there is at least one and none is NaN.
+// Index of the first maximum of `values`, of which there is at least one: values[i] > values[first] decides, so that a
+// NaN is never above another value, nor is any above a NaN that comes first.
 uint32_t first_maximum(const double* values, uint32_t count);
 
 } // namespace kosc

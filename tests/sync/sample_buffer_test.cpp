@@ -1,5 +1,6 @@
 #include "kosc/sample_buffer.h"
 
+#include <cmath>
 #include <map>
 
 #include "support/modem.h"
@@ -60,6 +61,8 @@ TEST(SampleBuffer, FindsTheFirstOfTheHighestPeaksAboveTheThreshold)
         {"the higher one", {{50, 0.6}, {60, 0.9}}, {21}, {}},
         {"at the buffer's front", {{39, 0.9}}, {0}, {}},
         {"lost, then whole", {{38, 0.9}, {120, 0.8}}, {81}, {"INFO lost the data before sync 0, 38"}},
+        {"behind a NaN", {{50, NAN}, {120, 0.7}, {150, 0.6}}, {81}, {}},
+        {"behind a NaN at the window's end", {{96, NAN}, {98, 0.9}, {140, 0.95}}, {59}, {}},
         {"just whole", {{139, 0.9}}, {100}, {}},
         {"not yet whole", {{140, 0.9}}, {}, {"INFO no enough data to decode 101 200"}},
     };
