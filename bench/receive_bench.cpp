@@ -44,8 +44,8 @@ std::vector<int16_t> make_frame_and_silence()
 void receive_decay_plain(benchmark::State& state) { receive(state, plain_library(), make_frame_and_silence()); }
 void receive_decay(benchmark::State& state) { receive(state, fast_library(), make_frame_and_silence()); }
 
-// Noise through a receiver of another layout: subcarriers, symbol length, interleaved tracks.
-void receive_layout(benchmark::State& state)
+// Sound through a receiver of another layout: subcarriers, symbol length, interleaved tracks.
+void run_layout(benchmark::State& state, const std::vector<int16_t>& sound)
 {
     log_level = 0;
     soundcomm_cfg_t cfg = *soundcomm_default_cfg();
@@ -58,20 +58,22 @@ void receive_layout(benchmark::State& state)
         state.SkipWithError("no such layout");
         return;
     }
-    const std::vector<int16_t> noise = make_noise();
     constexpr uint32_t BLOCK = 4096;
     result_set_t results{};
     results.decode_type = tracks == 2 ? KOSC_DECODE_BOTH_TRACKS : KOSC_DECODE_FIRST_TRACK;
     size_t samples = 0;
     for (auto iteration : state) {
-        for (size_t start = 0; start + BLOCK * tracks <= noise.size(); start += BLOCK * tracks) {
-            soundcomm_receive(context.get(), noise.data() + start, BLOCK, &results);
+        for (size_t start = 0; start + BLOCK * tracks <= sound.size(); start += BLOCK * tracks) {
+            soundcomm_receive(context.get(), sound.data() + start, BLOCK, &results);
             samples += BLOCK;
         }
     }
     state.counters["per_sample"] =
         benchmark::Counter(static_cast<double>(samples), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
+
+void receive_layout(benchmark::State& state) { run_layout(state, make_noise()); }
+void receive_layout_decay(benchmark::State& state) { run_layout(state, make_frame_and_silence()); }
 
 } // namespace
 
@@ -91,4 +93,10 @@ BENCHMARK(receive_layout)
     ->Args({32, 512, 1})
     ->Args({64, 2048, 1})
     ->Args({64, 1024, 2})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_layout_decay)
+    ->ArgNames({"subcarriers", "symbol", "tracks"})
+    ->Args({4, 1024, 1})
+    ->Args({16, 1024, 1})
+    ->Args({32, 1024, 1})
     ->Unit(benchmark::kMillisecond);

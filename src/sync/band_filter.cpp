@@ -9,7 +9,7 @@ namespace {
 constexpr uint32_t ORDER = 5;
 constexpr uint32_t DELAYS = 2 * ORDER;
 constexpr uint32_t TAPS = DELAYS + 1;
-constexpr double NEGLIGIBLE = 1e-300;
+constexpr double NEGLIGIBLE = 1e-200;
 
 // The delay line of filter() in registers: w[DELAYS - k] is the value k samples back.
 struct delay_line {
@@ -74,8 +74,7 @@ void filter_run(butterworth_bandpass* filter, const pcm_run& run, double energy_
         const double old = out.leaving[i];
         energy = y * y + energy - old * old;
         out.energy[i] = energy;
-        zeros = sample == 0 ? zeros + 1 : 0;
-        if (zeros == SILENCE_LEN) {
+        if (count_zero(sample == 0, &zeros)) {
             std::copy_n(delays.w, DELAYS, filter->w);
             flush_silence(filter);
             std::copy_n(filter->w, DELAYS, delays.w);

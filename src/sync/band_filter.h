@@ -9,12 +9,21 @@
 
 namespace kosc {
 
-// Consecutive zero samples so far. After this many the filter's state is flushed: left alone it would stay at the
-// smallest numbers there are, on which many processors calculate a hundred times slower.
-constexpr uint32_t SILENCE_LEN = 20000;
+// What digital silence leaves in the filter's state falls without end, down to subnormal numbers, on which many
+// processors calculate a hundred times slower. So the state is looked at whenever this many more zeros have come in a
+// row, in which no filter loses a hundred digits: those of narrow bands have not settled for seconds.
+constexpr uint32_t SILENCE_STEP = 256;
 
-// Zeroes the delay line if what is left in it is below 1e-300.
+// Zeroes the delay line if what is left in it is below 1e-200: nothing that is computed from it and a sample, nor any
+// square of it, shows the difference.
 void flush_silence(butterworth_bandpass* filter);
+
+// Counts consecutive zero samples in `zero_run`; true when the filter's state should be looked at.
+inline bool count_zero(bool is_zero, uint32_t* zero_run)
+{
+    *zero_run = is_zero ? *zero_run + 1 : 0;
+    return is_zero && *zero_run % SILENCE_STEP == 0;
+}
 
 // Interleaved 16-bit samples of one track.
 struct pcm_run {

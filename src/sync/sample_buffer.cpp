@@ -62,15 +62,6 @@ double* filter_pilot(butterworth_bandpass* filter, const double* pilot, uint32_t
     return filtered.release();
 }
 
-// Keeps the count of consecutive zero samples, and flushes the filter when there have been enough.
-void count_zeros(data_container* c, double sample)
-{
-    c->zero_run = sample == 0.0 ? c->zero_run + 1 : 0;
-    if (c->zero_run == SILENCE_LEN) {
-        flush_silence(c->filter);
-    }
-}
-
 bool histories_are_aligned(const data_container* c)
 {
     const uint32_t positions = vector_size(c->corrcoef);
@@ -144,7 +135,9 @@ void data_container_free(data_container* container)
 bool data_container_recv(data_container* container, double sample)
 {
     const double y = butterworth_bandpass_filter(container->filter, sample);
-    count_zeros(container, sample);
+    if (count_zero(sample == 0.0, &container->zero_run)) {
+        flush_silence(container->filter);
+    }
     vector_push_back(container->data, sample);
     vector_push_back(container->filtered_data, y);
     // The window's first sample, not the one that just left it: the energy is that of corr_len - 1 samples.

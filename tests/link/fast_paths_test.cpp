@@ -69,7 +69,7 @@ void expect_same_reception(const pcm& sound)
         }
         ASSERT_TRUE(fast_library().data_container_recv_block(quick, &sound[start], 1, piece));
         expect_same_numbers(slow->data, quick->data, 0.0, "data");
-        expect_same_numbers(slow->filtered_data, quick->filtered_data, 0.0, "filtered_data");
+        expect_same_numbers(slow->filtered_data, quick->filtered_data, 1e-200, "filtered_data"); // flushed in silence
         expect_same_numbers(slow->data_norm, quick->data_norm, 0.0, "data_norm");
         // Promised to hosts that read the correlation.
         expect_same_numbers(slow->corrcoef, quick->corrcoef, 1e-9, "corrcoef");
