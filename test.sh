@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 . cmake/packages.sh
 
-need_packages abigail-tools cmake make doxygen g++ clang libclang-rt-14-dev clang-format-14 python3 pkg-config \
+need_packages abigail-tools cmake make doxygen g++ g++-11 clang libclang-rt-14-dev clang-format-14 python3 pkg-config \
     libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev \
     portaudio19-dev pulseaudio libasound2-plugins scdoc valgrind espeak-ng \
     python3-pytest python3-hypothesis python3-numpy python3-scipy python3-soundfile python3-matplotlib python3-venv \

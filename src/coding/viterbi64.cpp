@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "math/shuffle.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -68,12 +69,12 @@ void fill_row(const conv_code_t* code, const uint8_t* received, branch_row* row)
 
 metric_vector evens(metric_vector a, metric_vector b)
 {
-    return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    return shuffle<0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30>(a, b);
 }
 
 metric_vector odds(metric_vector a, metric_vector b)
 {
-    return __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+    return shuffle<1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31>(a, b);
 }
 
 // One step for all states: the newest input bit is a state's highest, and the predecessors of states k and k + HALF are

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "kosc/vector.h"
+#include "math/shuffle.h"
 
 #ifndef KOSC_PAIR_BYTES
 #define KOSC_PAIR_BYTES 16
@@ -45,23 +46,23 @@ inline pair magnitude(pair p)
 }
 
 // `p` with the first double of `from` in its place.
-inline pair with_first_of(pair from, pair p) { return __builtin_shufflevector(from, p, 0, 3); }
+inline pair with_first_of(pair from, pair p) { return shuffle<0, 3>(from, p); }
 
-inline pair swapped(pair p) { return __builtin_shufflevector(p, p, 1, 0); }
+inline pair swapped(pair p) { return shuffle<1, 0>(p, p); }
 
 // The first doubles of two pairs, and the second ones.
-inline pair firsts(pair a, pair b) { return __builtin_shufflevector(a, b, 0, 2); }
+inline pair firsts(pair a, pair b) { return shuffle<0, 2>(a, b); }
 
-inline pair seconds(pair a, pair b) { return __builtin_shufflevector(a, b, 1, 3); }
+inline pair seconds(pair a, pair b) { return shuffle<1, 3>(a, b); }
 #else
 inline pair both(double x) { return pair{x, x, x, x}; }
 
-inline pair with_first_of(pair from, pair p) { return __builtin_shufflevector(from, p, 0, 5, 6, 7); }
+inline pair with_first_of(pair from, pair p) { return shuffle<0, 5, 6, 7>(from, p); }
 
 // The doubles of the first halves in turn, and of the second ones.
-inline pair firsts(pair a, pair b) { return __builtin_shufflevector(a, b, 0, 4, 1, 5); }
+inline pair firsts(pair a, pair b) { return shuffle<0, 4, 1, 5>(a, b); }
 
-inline pair seconds(pair a, pair b) { return __builtin_shufflevector(a, b, 2, 6, 3, 7); }
+inline pair seconds(pair a, pair b) { return shuffle<2, 6, 3, 7>(a, b); }
 #endif
 
 // Two complex numbers.
