@@ -83,7 +83,19 @@ typedef struct fade_cfg {
     uint32_t len;    /**< fade length in samples; the receiver's FFT windows start this much early, faded or not */
 } fade_cfg;
 
-/** The whole configuration; passed by value or copied wherever it is kept. */
+/**
+ * The whole configuration; passed by value or copied wherever it is kept.
+ *
+ * soundcomm_init() refuses what it cannot lay out. Of what it takes, these encode and are never received:
+ * - data_pilot_rate other than 2: the receiver uses one channel estimate for every two data symbols. Above 2 its
+ *   decoding fails with ERROR "Fail to equalise.", at 1 estimates and symbols do not belong together.
+ * - an interleaver stride longer than the coded block, with ERROR "Fail to deinterleaver.";
+ * - subcarriers within some bins of 0 or half the sample rate, of which soundcomm_init_receive() warns;
+ * - one or two subcarriers, whose pilot is too narrow to tell where a frame begins.
+ *
+ * These cannot even be encoded: a code type of neither arm, put_crc other than KOSC_CRC_AT_LAST, and a data_pilot_rate
+ * with which the symbols end before the last pilot.
+ */
 typedef struct soundcomm_cfg_t {
     uint32_t msg_byte_len;                    /**< bytes a message; one frame carries one message */
     struct crc_cfg crc_cfg;                   /**< checks of the message */

@@ -162,7 +162,9 @@ KOSC_API void kom_vector_complex_reverse(kom_vector_complex* v);
 /**
  * A view of array[offset + i*stride], i < count. The all-zero record when `array` is null, `stride` is 0, or the last
  * element (for count 0: the offset) lies at or behind `array_len`; this one check is done in wrapping 32-bit
- * arithmetic.
+ * arithmetic. So a view can be had whose elements lie outside the array: those before the last one whenever
+ * offset + (count - 1)*stride exceeds 2^32. Operations on such a view, copies too, check positions against its `size`
+ * alone and read or write there; a caller that does not know its numbers to be small checks them first.
  */
 KOSC_API kom_vector_uint8 kom_vector_uint8_const_view_array(const uint8_t* array, uint32_t array_len, uint32_t offset,
                                                             uint32_t stride, uint32_t count);
