@@ -30,8 +30,8 @@ template <bool inverse> void transform_by_table(double* data, uint32_t stride, u
 {
     fft_work w;
     const auto element = [=](uint32_t i) {
-        const pair z = load_pair(data + size_t{2} * (stride * i));
-        return inverse ? swapped(z) : z;
+        const simd z = load_simd(data + size_t{2} * (stride * i));
+        return inverse ? swap_lanes(z) : z;
     };
     const uint32_t spread = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
@@ -39,12 +39,12 @@ template <bool inverse> void transform_by_table(double* data, uint32_t stride, u
         join_first_four(&w, to, element(i), element(i + n / 2), element(i + n / 4), element(i + n / 2 + n / 4));
     }
     run_passes(&w, n, 0, n);
-    for (uint32_t i = 0; i < n; i += PAIR) {
-        const complex_pair z = load_complex(w.re + i, w.im + i);
-        const pair first = firsts(z.re, z.im);
-        const pair second = seconds(z.re, z.im);
-        store_pair(data + size_t{2} * (stride * i), inverse ? swapped(first) : first);
-        store_pair(data + size_t{2} * (stride * (i + 1)), inverse ? swapped(second) : second);
+    for (uint32_t i = 0; i < n; i += SIMD_LANES) {
+        const simd_complex z = load_complex(w.re + i, w.im + i);
+        const simd first = interleave_low(z.re, z.im);
+        const simd second = interleave_high(z.re, z.im);
+        store_simd(data + size_t{2} * (stride * i), inverse ? swap_lanes(first) : first);
+        store_simd(data + size_t{2} * (stride * (i + 1)), inverse ? swap_lanes(second) : second);
     }
 }
 

@@ -14,7 +14,7 @@ bool kosc::fft_real_bins(const double* samples, uint32_t n, uint32_t first, uint
     const uint32_t spread = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
         const double* const x = samples + FFT_REVERSED.of[to / FFT_SHORTEST * spread];
-        join_first_four(&w, to, pair{x[0], 0.0}, pair{x[n / 2], 0.0}, pair{x[n / 4], 0.0}, pair{x[n / 2 + n / 4], 0.0});
+        join_first_four(&w, to, simd{x[0], 0.0}, simd{x[n / 2], 0.0}, simd{x[n / 4], 0.0}, simd{x[n / 2 + n / 4], 0.0});
     }
     run_passes(&w, n, first, count);
     for (uint32_t i = 0; i < count; ++i) {

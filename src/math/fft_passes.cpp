@@ -1,26 +1,26 @@
 #include "math/fft_passes.h"
 
-#include "math/pair.h"
+#include "math/simd.h"
 
 using namespace kosc;
 
 namespace {
 
-// A pair of numbers of a transform under way, or of the table of factors.
-template <typename Numbers> complex_pair load_at(const Numbers& numbers, size_t i)
+// A register of numbers of a transform under way, or of the table of factors.
+template <typename Numbers> simd_complex load_at(const Numbers& numbers, size_t i)
 {
     return load_complex(numbers.re + i, numbers.im + i);
 }
 
-void store_at(fft_work* w, size_t i, complex_pair z) { store_complex(w->re + i, w->im + i, z); }
+void store_at(fft_work* w, size_t i, simd_complex z) { store_complex(w->re + i, w->im + i, z); }
 
 // The numbers of `z` multiplied by their factors, from `factor` on. That of the first number of a transform is 1 and is
 // not multiplied by.
-template <bool at_start> complex_pair twiddle(complex_pair z, size_t factor)
+template <bool at_start> simd_complex twiddle(simd_complex z, size_t factor)
 {
-    complex_pair product = load_at(FFT_TABLE, factor) * z;
+    simd_complex product = load_at(FFT_TABLE, factor) * z;
     if (at_start) {
-        product = {with_first_of(z.re, product.re), with_first_of(z.im, product.im)};
+        product = {with_first_lane_of(z.re, product.re), with_first_lane_of(z.im, product.im)};
     }
     return product;
 }
@@ -29,8 +29,8 @@ template <bool at_start> complex_pair twiddle(complex_pair z, size_t factor)
 // multiplied by their factors, then they and those of the first become their difference and sum.
 template <bool at_start> void join_two(fft_work* w, size_t i, size_t dual, size_t a)
 {
-    const complex_pair x = load_at(*w, i);
-    const complex_pair z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    const simd_complex x = load_at(*w, i);
+    const simd_complex z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
     store_at(w, i, x + z);
     store_at(w, i + dual, x - z);
 }
@@ -38,12 +38,12 @@ template <bool at_start> void join_two(fft_work* w, size_t i, size_t dual, size_
 // Two passes in one, over four transforms.
 template <bool at_start> void join_four(fft_work* w, size_t i, size_t dual, size_t a)
 {
-    const complex_pair x0 = load_at(*w, i);
-    const complex_pair z0 = twiddle<at_start>(load_at(*w, i + dual), dual + a);
-    const complex_pair x1 = load_at(*w, i + 2 * dual);
-    const complex_pair z1 = twiddle<at_start>(load_at(*w, i + 3 * dual), dual + a);
-    const complex_pair sum = twiddle<at_start>(x1 + z1, 2 * dual + a);
-    const complex_pair difference = twiddle<false>(x1 - z1, 3 * dual + a);
+    const simd_complex x0 = load_at(*w, i);
+    const simd_complex z0 = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    const simd_complex x1 = load_at(*w, i + 2 * dual);
+    const simd_complex z1 = twiddle<at_start>(load_at(*w, i + 3 * dual), dual + a);
+    const simd_complex sum = twiddle<at_start>(x1 + z1, 2 * dual + a);
+    const simd_complex difference = twiddle<false>(x1 - z1, 3 * dual + a);
     store_at(w, i, (x0 + z0) + sum);
     store_at(w, i + dual, (x0 - z0) + difference);
     store_at(w, i + 2 * dual, (x0 + z0) - sum);
@@ -54,7 +54,7 @@ void run_pass(fft_work* w, size_t n, size_t dual)
 {
     for (size_t block = 0; block < n; block += 2 * dual) {
         join_two<true>(w, block, dual, 0);
-        for (size_t a = PAIR; a < dual; a += PAIR) {
+        for (size_t a = SIMD_LANES; a < dual; a += SIMD_LANES) {
             join_two<false>(w, block + a, dual, a);
         }
     }
@@ -64,7 +64,7 @@ void run_two_passes(fft_work* w, size_t n, size_t dual)
 {
     for (size_t block = 0; block < n; block += 4 * dual) {
         join_four<true>(w, block, dual, 0);
-        for (size_t a = PAIR; a < dual; a += PAIR) {
+        for (size_t a = SIMD_LANES; a < dual; a += SIMD_LANES) {
             join_four<false>(w, block + a, dual, a);
         }
     }
@@ -73,8 +73,8 @@ void run_two_passes(fft_work* w, size_t n, size_t dual)
 // The sums or the differences of a pass alone.
 template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size_t a, bool differences)
 {
-    const complex_pair x = load_at(*w, i);
-    const complex_pair z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    const simd_complex x = load_at(*w, i);
+    const simd_complex z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
     if (differences) {
         store_at(w, i + dual, x - z);
     } else {
@@ -87,12 +87,12 @@ template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size
 void run_half_pass(fft_work* w, size_t n, size_t dual, size_t first, size_t last, bool differences)
 {
     for (size_t block = 0; block < n; block += 2 * dual) {
-        size_t a = first / PAIR * PAIR;
+        size_t a = first / SIMD_LANES * SIMD_LANES;
         if (a == 0) {
             join_half<true>(w, block, dual, 0, differences);
-            a = PAIR;
+            a = SIMD_LANES;
         }
-        for (; a < last; a += PAIR) {
+        for (; a < last; a += SIMD_LANES) {
             join_half<false>(w, block + a, dual, a, differences);
         }
     }
@@ -121,7 +121,7 @@ void run_needed_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
 
 } // namespace
 
-#if KOSC_PAIR_BYTES == 16
+#if KOSC_SIMD_BYTES == 16
 void kosc::run_passes_by_two(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
 {
     run_needed_passes(w, n, first, count);

@@ -3,7 +3,7 @@
 #define KOSC_MATH_FFT_START_H
 
 #include "math/fft_passes.h"
-#include "math/pair.h"
+#include "math/simd.h"
 
 namespace kosc {
 
@@ -29,23 +29,23 @@ constexpr reversal_table make_reversal_table()
 
 inline constexpr reversal_table FFT_REVERSED = make_reversal_table();
 
-// The first two passes over four elements in bit-reversed order, each with its two parts in one pair, into places `to`
-// and behind.
-inline void join_first_four(fft_work* w, uint32_t to, pair x0, pair z0, pair x1, pair z1)
+// The first two passes over four elements in bit-reversed order, each with its two parts in one register, into places
+// `to` and behind.
+inline void join_first_four(fft_work* w, uint32_t to, simd x0, simd z0, simd x1, simd z1)
 {
     // Element 3 of the table.
     constexpr double FACTOR_RE = 1.0 - 2.0 * PASS_ANGLES[1].half_sine * PASS_ANGLES[1].half_sine;
     constexpr double FACTOR_IM = -PASS_ANGLES[1].sine;
-    const pair even_sum = x0 + z0;
-    const pair even_difference = x0 - z0;
-    const pair sum = x1 + z1;
-    const pair difference = both(FACTOR_RE) * (x1 - z1) + pair{-FACTOR_IM, FACTOR_IM} * swapped(x1 - z1);
-    const pair r0 = even_sum + sum;
-    const pair r1 = even_difference + difference;
-    const pair r2 = even_sum - sum;
-    const pair r3 = even_difference - difference;
-    store_complex(w->re + to, w->im + to, {firsts(r0, r1), seconds(r0, r1)});
-    store_complex(w->re + to + 2, w->im + to + 2, {firsts(r2, r3), seconds(r2, r3)});
+    const simd even_sum = x0 + z0;
+    const simd even_difference = x0 - z0;
+    const simd sum = x1 + z1;
+    const simd difference = broadcast(FACTOR_RE) * (x1 - z1) + simd{-FACTOR_IM, FACTOR_IM} * swap_lanes(x1 - z1);
+    const simd r0 = even_sum + sum;
+    const simd r1 = even_difference + difference;
+    const simd r2 = even_sum - sum;
+    const simd r3 = even_difference - difference;
+    store_complex(w->re + to, w->im + to, {interleave_low(r0, r1), interleave_high(r0, r1)});
+    store_complex(w->re + to + 2, w->im + to + 2, {interleave_low(r2, r3), interleave_high(r2, r3)});
 }
 
 // Whether a transform of n points can go by the table.

@@ -5,7 +5,7 @@
 
 #include "math/complex_ops.h"
 #include "math/constants.h"
-#include "math/pair.h"
+#include "math/simd.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -63,15 +63,15 @@ namespace {
 // Residues of a ring of 4m numbers in its four parts, in place.
 template <uint32_t m> inline void quarter_ring(double* re, double* im, const quarter_factor& f)
 {
-    for (uint32_t j = 0; j < m; j += PAIR) {
-        const complex_pair a = load_complex(re + j, im + j);
-        const complex_pair b1 = load_complex(re + m + j, im + m + j) * both(f.r1);
-        const complex_pair b2 = load_complex(re + 2 * m + j, im + 2 * m + j) * both(f.r2);
-        const complex_pair b3 = load_complex(re + 3 * m + j, im + 3 * m + j) * both(f.r3);
-        const complex_pair even_sum = a + b2;
-        const complex_pair even_difference = a - b2;
-        const complex_pair odd_sum = b1 + b3;
-        const complex_pair odd_difference = times_i(b1 - b3);
+    for (uint32_t j = 0; j < m; j += SIMD_LANES) {
+        const simd_complex a = load_complex(re + j, im + j);
+        const simd_complex b1 = load_complex(re + m + j, im + m + j) * broadcast(f.r1);
+        const simd_complex b2 = load_complex(re + 2 * m + j, im + 2 * m + j) * broadcast(f.r2);
+        const simd_complex b3 = load_complex(re + 3 * m + j, im + 3 * m + j) * broadcast(f.r3);
+        const simd_complex even_sum = a + b2;
+        const simd_complex even_difference = a - b2;
+        const simd_complex odd_sum = b1 + b3;
+        const simd_complex odd_difference = times_i(b1 - b3);
         store_complex(re + j, im + j, even_sum + odd_sum);
         store_complex(re + m + j, im + m + j, even_difference + odd_difference);
         store_complex(re + 2 * m + j, im + 2 * m + j, even_sum - odd_sum);
@@ -82,27 +82,28 @@ template <uint32_t m> inline void quarter_ring(double* re, double* im, const qua
 // Undoes quarter_ring(), up to a factor of 4.
 template <uint32_t m> inline void join_quarters(double* re, double* im, const quarter_factor& f)
 {
-    for (uint32_t j = 0; j < m; j += PAIR) {
-        const complex_pair o0 = load_complex(re + j, im + j);
-        const complex_pair o1 = load_complex(re + m + j, im + m + j);
-        const complex_pair o2 = load_complex(re + 2 * m + j, im + 2 * m + j);
-        const complex_pair o3 = load_complex(re + 3 * m + j, im + 3 * m + j);
-        const complex_pair even_sum = o0 + o2;
-        const complex_pair even_difference = o0 - o2;
-        const complex_pair odd_sum = o1 + o3;
-        const complex_pair odd_difference = times_i(o3 - o1);
+    for (uint32_t j = 0; j < m; j += SIMD_LANES) {
+        const simd_complex o0 = load_complex(re + j, im + j);
+        const simd_complex o1 = load_complex(re + m + j, im + m + j);
+        const simd_complex o2 = load_complex(re + 2 * m + j, im + 2 * m + j);
+        const simd_complex o3 = load_complex(re + 3 * m + j, im + 3 * m + j);
+        const simd_complex even_sum = o0 + o2;
+        const simd_complex even_difference = o0 - o2;
+        const simd_complex odd_sum = o1 + o3;
+        const simd_complex odd_difference = times_i(o3 - o1);
         store_complex(re + j, im + j, even_sum + odd_sum);
-        store_complex(re + m + j, im + m + j, times_conjugate(even_difference + odd_difference, both(f.r1)));
-        store_complex(re + 2 * m + j, im + 2 * m + j, times_conjugate(even_sum - odd_sum, both(f.r2)));
-        store_complex(re + 3 * m + j, im + 3 * m + j, times_conjugate(even_difference - odd_difference, both(f.r3)));
+        store_complex(re + m + j, im + m + j, times_conjugate(even_difference + odd_difference, broadcast(f.r1)));
+        store_complex(re + 2 * m + j, im + 2 * m + j, times_conjugate(even_sum - odd_sum, broadcast(f.r2)));
+        store_complex(re + 3 * m + j, im + 3 * m + j,
+                      times_conjugate(even_difference - odd_difference, broadcast(f.r3)));
     }
 }
 
 // Residues of a ring of two leaves, in place.
 inline void halve_ring(double* re, double* im, kom_complex f)
 {
-    const complex_pair a = load_complex(re, im);
-    const complex_pair b = load_complex(re + LEAF, im + LEAF) * both(f);
+    const simd_complex a = load_complex(re, im);
+    const simd_complex b = load_complex(re + LEAF, im + LEAF) * broadcast(f);
     store_complex(re, im, a + b);
     store_complex(re + LEAF, im + LEAF, a - b);
 }
@@ -110,10 +111,10 @@ inline void halve_ring(double* re, double* im, kom_complex f)
 // Undoes halve_ring(), up to a factor of 2.
 inline void join_halves(double* re, double* im, kom_complex f)
 {
-    const complex_pair a = load_complex(re, im);
-    const complex_pair b = load_complex(re + LEAF, im + LEAF);
+    const simd_complex a = load_complex(re, im);
+    const simd_complex b = load_complex(re + LEAF, im + LEAF);
     store_complex(re, im, a + b);
-    store_complex(re + LEAF, im + LEAF, times_conjugate(a - b, both(f)));
+    store_complex(re + LEAF, im + LEAF, times_conjugate(a - b, broadcast(f)));
 }
 
 // All rings of one level, of 4m numbers each.
@@ -166,10 +167,10 @@ template <uint32_t size> void join(overlap_save* e)
 }
 
 // The product of the numbers (re, im) of a leaf and the pattern's.
-inline complex_pair leaf_product(const double* re, const double* im, const leaf_pattern& g)
+inline simd_complex leaf_product(const double* re, const double* im, const leaf_pattern& g)
 {
-    return both(kom_complex{re[0], im[0]}) * load_complex(g.first_re, g.first_im) +
-           both(kom_complex{re[1], im[1]}) * load_complex(g.second_re, g.second_im);
+    return broadcast(kom_complex{re[0], im[0]}) * load_complex(g.first_re, g.first_im) +
+           broadcast(kom_complex{re[1], im[1]}) * load_complex(g.second_re, g.second_im);
 }
 
 void multiply_leaves(overlap_save* e, const leaf_pattern* pattern, uint32_t count)

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "log/log_macros.h"
-#include "math/pair.h"
+#include "math/simd.h"
 
 using namespace kosc;
 
@@ -23,7 +23,7 @@ inline int16_t to_pcm(double v)
     return static_cast<int16_t>(static_cast<int32_t>(clipped));
 }
 
-constexpr uint32_t LANES = 4; // pairs gathered side by side
+constexpr uint32_t REGISTERS = 4; // registers side by side, so that no step waits for the one before
 
 struct loudness {
     double peak;     // the largest magnitude
@@ -32,14 +32,14 @@ struct loudness {
 
 loudness measure(const double* samples, uint32_t count)
 {
-    pair peaks[LANES] = {};
-    pair sums[LANES] = {}; // in which stays what is not finite
+    simd peaks[REGISTERS] = {};
+    simd sums[REGISTERS] = {}; // in which stays what is not finite
     uint32_t done = 0;
-    for (; done + LANES * PAIR <= count; done += LANES * PAIR) {
-        for (uint32_t lane = 0; lane < LANES; ++lane) {
-            const pair level = magnitude(load_pair(samples + done + lane * PAIR));
-            peaks[lane] = level > peaks[lane] ? level : peaks[lane];
-            sums[lane] += level;
+    for (; done + REGISTERS * SIMD_LANES <= count; done += REGISTERS * SIMD_LANES) {
+        for (uint32_t k = 0; k < REGISTERS; ++k) {
+            const simd level = magnitude(load_simd(samples + done + k * SIMD_LANES));
+            peaks[k] = level > peaks[k] ? level : peaks[k];
+            sums[k] += level;
         }
     }
     loudness loud = {0.0, true};
@@ -47,9 +47,9 @@ loudness measure(const double* samples, uint32_t count)
         loud.peak = level > loud.peak ? level : loud.peak;
         loud.all_finite = loud.all_finite && std::isfinite(level);
     };
-    for (uint32_t i = 0; i < LANES * PAIR; ++i) {
-        add(peaks[i / PAIR][i % PAIR]);
-        loud.all_finite = loud.all_finite && std::isfinite(sums[i / PAIR][i % PAIR]);
+    for (uint32_t i = 0; i < REGISTERS * SIMD_LANES; ++i) {
+        add(peaks[i / SIMD_LANES][i % SIMD_LANES]);
+        loud.all_finite = loud.all_finite && std::isfinite(sums[i / SIMD_LANES][i % SIMD_LANES]);
     }
     for (; done < count; ++done) {
         add(std::fabs(samples[done]));
