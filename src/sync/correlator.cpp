@@ -1,26 +1,15 @@
 #include "sync/correlator.h"
 
-#include <algorithm>
-#include <cmath>
-
 #include "log/log_macros.h"
 #include "sync/dot.h"
+#include "sync/normalise.h"
 
 using namespace kosc;
 
 namespace {
 
-// Below this energy a window counts as silence, and its correlation as zero.
-constexpr double MIN_ENERGY = 1.0;
-
 // Below this many positions multiplying out costs less than a block of the overlap-save engine.
 constexpr uint32_t MIN_RUN = 48;
-
-double normalise(double product, double energy)
-{
-    const double value = std::fabs(product) / std::sqrt(std::max(energy, MIN_ENERGY));
-    return energy >= MIN_ENERGY ? value : 0.0;
-}
 
 } // namespace
 
@@ -36,7 +25,8 @@ bool correlate(const data_container* c, int32_t position, double* value)
     KOSC_RETURN_IF(window == nullptr, false, "get filter data failed %d %d", vector_size(c->filtered_data), position);
     const double* const energy = vector_view(c->data_norm, position, 1);
     KOSC_RETURN_IF(energy == nullptr, false, "get norm failed %d %d", vector_size(c->data_norm), position);
-    *value = normalise(dot(window, c->pilot_filtered, c->corr_len), *energy);
+    *value = dot(window, c->pilot_filtered, c->corr_len);
+    normalise(value, energy, 1);
     return true;
 }
 
@@ -50,9 +40,7 @@ void correlate_run(overlap_save* engine, const data_container* container, const 
             values[i] = dot(windows + i, container->pilot_filtered, container->corr_len);
         }
     }
-    for (uint32_t i = 0; i < count; ++i) {
-        values[i] = normalise(values[i], energies[i]);
-    }
+    normalise(values, energies, count);
 }
 
 } // namespace kosc

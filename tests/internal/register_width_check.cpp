@@ -11,6 +11,8 @@
 #include "kosc/ofdm.h"
 #include "math/fft_passes.h"
 #include "math/vector_family.h"
+#include "sync/normalise.h"
+#include "sync/overlap_save_blocks.h"
 
 namespace {
 
@@ -62,6 +64,25 @@ TEST(FftPasses, GiveTheSameBitsInAnyWidth)
             ASSERT_EQ(std::memcmp(best.re + first, narrow.re + first, count * sizeof(double)), 0) << n << ' ' << first;
             ASSERT_EQ(std::memcmp(best.im + first, narrow.im + first, count * sizeof(double)), 0) << n << ' ' << first;
         }
+    }
+}
+
+TEST(Correlation, GivesTheSameBitsInAnyWidth)
+{
+    constexpr uint32_t MOST = 4 * LARGE;
+    std::vector<double> signal(MOST + PATTERN_LEN), best(MOST), narrow(MOST);
+    for (uint32_t i = 0; i < signal.size(); ++i) {
+        signal[i] = 1000.0 * std::sin(1.0 + 7.0 * i * i);
+    }
+    const owned<overlap_save, overlap_save_free> engine{overlap_save_init(signal.data() + 500)};
+    ASSERT_TRUE(engine);
+    for (const uint32_t count : {1U, 513U, 514U, 1025U, 1026U, 3073U, MOST}) { // every size of block, alone and mixed
+        overlap_save_run(engine.get(), signal.data(), count, best.data());
+        run_blocks_by_two(engine.get(), signal.data(), count, narrow.data());
+        ASSERT_EQ(std::memcmp(best.data(), narrow.data(), count * sizeof(double)), 0) << count;
+        normalise(best.data(), signal.data(), count);
+        normalise_narrow(narrow.data(), signal.data(), count);
+        ASSERT_EQ(std::memcmp(best.data(), narrow.data(), count * sizeof(double)), 0) << count;
     }
 }
 
