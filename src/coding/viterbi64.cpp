@@ -15,18 +15,24 @@ constexpr uint32_t STATES = 64;
 constexpr uint32_t HALF = STATES / 2;
 constexpr uint32_t MAX_POLYNOMIALS = 3;
 
-// A received value's two low bits tell 0, 1 and the hole apart; those of a step, the first value lowest, index the
-// rows.
+// Add, compare and select for all 64 states at once: Viterbi 1967, "Error bounds for convolutional codes and an
+// asymptotically optimum decoding algorithm"; the metrics of 16 states lie in the bytes of one register.
+//
+// The branch metrics of a step depend on its received values alone, so that they are tabulated. The two low bits of a
+// received value are enough to tell 0, 1 and the punctured bit (0xFF) apart; those of all values of a step, the first
+// value lowest, are the index of a row of the table.
 constexpr uint32_t SYMBOL_BITS = 2;
 constexpr uint32_t SYMBOL_MASK = 3;
 constexpr uint32_t GROUPS = 1 << (SYMBOL_BITS * MAX_POLYNOMIALS);
 constexpr uint8_t RECEIVED[SYMBOL_MASK + 1] = {0, 1, 0, 0xFF}; // 2 never occurs
 
-// Above every metric that a state can have within the first steps, after which all states have been reached.
+// The initial metric of all states but 0, in which the encoder starts. It exceeds the 6 * 3 that a path from state 0
+// can cost in the 6 steps after which every state has such a path, so that no path from another state survives.
 constexpr uint8_t UNREACHED = 64;
 
-// Metrics of states that have been reached lie within 6 steps of at most 3 of each other. So bytes hold them as long as
-// their common growth is taken out now and then.
+// Every state is reached from every other in 6 steps, which cost at most 3 each: the metrics of all states lie within
+// 18 of each other. They grow by at most 3 a step, 96 in 32 steps, so that bytes hold them if what all have in common
+// is subtracted that often. Differences, which decide, stay.
 constexpr uint8_t SPREAD = 18;
 constexpr uint32_t STEPS_BETWEEN_RENORMALISATIONS = 32;
 
@@ -39,8 +45,9 @@ struct state_metrics {
     metric_vector v[VECTORS];
 };
 
-// Branch metrics of a group, by input bit and by the oldest bit of the predecessor; element k belongs to the
-// predecessors 2k and 2k + 1.
+// The branch metrics of a step with the same received values: how many of them differ from what the encoder puts out on
+// that branch, punctured ones not counted. By input bit; element k of `even` belongs to the predecessor 2k, of `odd` to
+// 2k + 1.
 struct branch_row {
     metric_vector even[2][VECTORS / 2];
     metric_vector odd[2][VECTORS / 2];
@@ -67,12 +74,12 @@ void fill_row(const conv_code_t* code, const uint8_t* received, branch_row* row)
     }
 }
 
-metric_vector evens(metric_vector a, metric_vector b)
+metric_vector even_lanes(metric_vector a, metric_vector b)
 {
     return shuffle<0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30>(a, b);
 }
 
-metric_vector odds(metric_vector a, metric_vector b)
+metric_vector odd_lanes(metric_vector a, metric_vector b)
 {
     return shuffle<1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31>(a, b);
 }
@@ -83,8 +90,8 @@ inline state_metrics run_step(const branch_row& row, const state_metrics& previo
 {
     state_metrics current;
     for (uint32_t h = 0; h < VECTORS / 2; ++h) {
-        const metric_vector even = evens(previous.v[2 * h], previous.v[2 * h + 1]);
-        const metric_vector odd = odds(previous.v[2 * h], previous.v[2 * h + 1]);
+        const metric_vector even = even_lanes(previous.v[2 * h], previous.v[2 * h + 1]);
+        const metric_vector odd = odd_lanes(previous.v[2 * h], previous.v[2 * h + 1]);
         for (uint32_t input = 0; input < 2; ++input) {
             const metric_vector from_even = even + row.even[input][h];
             const metric_vector from_odd = odd + row.odd[input][h];
@@ -106,7 +113,7 @@ uint32_t best_state(const state_metrics& metrics)
     return static_cast<uint32_t>(std::min_element(all, all + STATES) - all);
 }
 
-// Takes out what all metrics have at least, going by that of state 0.
+// Subtracts what every metric has at least: that of state 0 less the spread.
 inline void renormalise(state_metrics* metrics)
 {
     const uint8_t one = metrics->v[0][0];

@@ -14,8 +14,8 @@ template <typename Numbers> simd_complex load_at(const Numbers& numbers, size_t 
 
 void store_at(fft_work* w, size_t i, simd_complex z) { store_complex(w->re + i, w->im + i, z); }
 
-// The numbers of `z` multiplied by their factors, from `factor` on. That of the first number of a transform is 1 and is
-// not multiplied by.
+// The numbers of `z` times their twiddle factors, from element `factor` of the table on. The first number of a
+// transform has the factor 1 and stays as it is: multiplying could turn the sign of a zero.
 template <bool at_start> simd_complex twiddle(simd_complex z, size_t factor)
 {
     simd_complex product = load_at(FFT_TABLE, factor) * z;
@@ -25,8 +25,8 @@ template <bool at_start> simd_complex twiddle(simd_complex z, size_t factor)
     return product;
 }
 
-// Numbers a and on of the first of two transforms of `dual` points, at i, and of the second: those of the second are
-// multiplied by their factors, then they and those of the first become their difference and sum.
+// Butterflies a and on of two transforms of `dual` points, the first one's numbers at i: (x, y) becomes (x + w*y,
+// x - w*y).
 template <bool at_start> void join_two(fft_work* w, size_t i, size_t dual, size_t a)
 {
     const simd_complex x = load_at(*w, i);
@@ -35,7 +35,7 @@ template <bool at_start> void join_two(fft_work* w, size_t i, size_t dual, size_
     store_at(w, i + dual, x - z);
 }
 
-// Two passes in one, over four transforms.
+// The butterflies of two passes over four transforms, so that the numbers between them stay in registers.
 template <bool at_start> void join_four(fft_work* w, size_t i, size_t dual, size_t a)
 {
     const simd_complex x0 = load_at(*w, i);
@@ -70,7 +70,7 @@ void run_two_passes(fft_work* w, size_t n, size_t dual)
     }
 }
 
-// The sums or the differences of a pass alone.
+// As join_two(), but only the sums or only the differences.
 template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size_t a, bool differences)
 {
     const simd_complex x = load_at(*w, i);
@@ -100,8 +100,10 @@ void run_half_pass(fft_work* w, size_t n, size_t dual, size_t first, size_t last
 
 void run_needed_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
 {
-    // The last pass makes bins k of sums and bins k + n/2 of differences of the numbers k of two transforms, and so on
-    // down: as soon as only some numbers are wanted, only those of their butterflies are needed.
+    // The last pass takes bin k from the sum of butterfly k and bin k + n/2 from its difference. Seen from the end, a
+    // run of `count` bins that lies in one half needs `count` butterflies of that pass, one output of each, and so the
+    // same run of numbers of both shorter transforms. That goes on down to `whole` points, where the run no longer
+    // fits.
     uint32_t whole = FFT_SHORTEST;
     while (whole < n && (count > whole || first % whole + count > whole)) {
         whole *= 2;

@@ -15,8 +15,8 @@ struct alignas(32) fft_work {
     double im[FFT_TABLE_LEN];
 };
 
-// All passes but the first two over n elements, as far as elements first .. first + count - 1 of the result need them:
-// in registers that hold two numbers, and in those that hold four.
+// All passes but the first two over n elements, in registers of two lanes and in those of four. Butterflies that no
+// element first .. first + count - 1 of the result depends on are left out (pruning: Markel 1971, "FFT pruning").
 void run_passes_by_two(fft_work* w, uint32_t n, uint32_t first, uint32_t count);
 void run_passes_by_four(fft_work* w, uint32_t n, uint32_t first, uint32_t count);
 

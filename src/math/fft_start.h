@@ -1,4 +1,5 @@
-// How the transforms that the table of twiddle factors serves begin: reordered, and with their first two passes.
+// Decimation in time (Cooley and Tukey 1965, "An algorithm for the machine calculation of complex Fourier series"): the
+// elements in bit-reversed order, and the first two passes, whose factors are 1 and about -i.
 #ifndef KOSC_MATH_FFT_START_H
 #define KOSC_MATH_FFT_START_H
 
@@ -7,7 +8,8 @@
 
 namespace kosc {
 
-// Where the transforms find every fourth element that they work on; the three behind it lie n/2, n/4 and both further.
+// In bit-reversed order, elements 4g .. 4g + 3 come from i, i + n/2, i + n/4 and i + 3n/4, with i the bit-reversed g:
+// only every fourth position need be tabulated. A shorter transform takes every 1024/n-th entry.
 constexpr uint32_t FFT_GROUPS = FFT_TABLE_LEN / FFT_SHORTEST;
 
 struct reversal_table {
@@ -33,7 +35,7 @@ inline constexpr reversal_table FFT_REVERSED = make_reversal_table();
 // `to` and behind.
 inline void join_first_four(fft_work* w, uint32_t to, simd x0, simd z0, simd x1, simd z1)
 {
-    // Element 3 of the table.
+    // Element 3 of the table: -i but for its rounding, which is kept.
     constexpr double FACTOR_RE = 1.0 - 2.0 * PASS_ANGLES[1].half_sine * PASS_ANGLES[1].half_sine;
     constexpr double FACTOR_IM = -PASS_ANGLES[1].sine;
     const simd even_sum = x0 + z0;

@@ -8,13 +8,14 @@ namespace kosc {
 
 constexpr uint32_t FFT_TABLE_LEN = 1024; // longest transform that the table serves
 
-// Those of the forward pass that joins transforms of `dual` points are elements dual .. 2*dual - 1.
+// The pass that joins two transforms of `dual` points into one of 2*dual multiplies number a of the second by
+// exp(-i*pi*a/dual), a < dual: element dual + a of the table, so that the factors of all passes fill 1 .. 1023.
 struct alignas(32) fft_table {
     double re[FFT_TABLE_LEN] = {};
     double im[FFT_TABLE_LEN] = {};
 };
 
-// sin(theta) and sin(theta/2) for theta = pi/dual.
+// sin(theta) and sin(theta/2) for theta = pi/dual: constants, because a mathematics library may round them otherwise.
 struct pass_angle {
     double sine;
     double half_sine;
@@ -33,7 +34,9 @@ constexpr pass_angle PASS_ANGLES[] = {
     {0x1.921f0fe670071p-8, 0x1.921f8becca4bap-9},  // dual 512
 };
 
-// The trigonometric recurrence, whose rounding is part of every frame.
+// The factors by the recurrence w(a + 1) = w(a) + w(a)*(-2*sin^2(theta/2) - i*sin(theta)). They differ from exact ones
+// by some rounding errors, which are part of every frame that is on the air: senders and receivers agree on them.
+// Source: Singleton 1967, "On computing the fast Fourier transform".
 constexpr void fill_fft_table(fft_table* table)
 {
     uint32_t dual = 1;

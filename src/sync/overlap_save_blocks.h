@@ -8,8 +8,9 @@
 
 namespace kosc {
 
-// Complex numbers in a block, which splits into rings of LEAF numbers: by quartering four times, after which a large
-// block is quartered and a middle one halved once more.
+// Complex numbers in a block. A "ring" of M numbers is a polynomial of degree below M, taken modulo x^M - c; its
+// residues modulo the four factors x^(M/4) - i^k*c^(1/4) are four smaller rings. A block is split into rings of LEAF
+// numbers: quartered four times, after which a large one is quartered and a middle one halved once more.
 constexpr uint32_t SMALL = 512;
 constexpr uint32_t MIDDLE = 1024;
 constexpr uint32_t LARGE = 2048;
