@@ -1,12 +1,12 @@
 #include "kosc/puncture.h"
 
+#include "coding/code_constants.h"
 #include "platform/owned.h"
 
 using namespace kosc;
 
 namespace {
 
-constexpr uint8_t HOLE_MARKER = 0xFF;
 constexpr uint32_t MIN_STEP = 2;
 
 // Whether position i is one that the template removes; the step is not 0.

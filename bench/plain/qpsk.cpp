@@ -1,16 +1,13 @@
 #include "kosc/qpsk.h"
 
+#include "config/qpsk_constants.h"
 #include "math/vector_family.h"
 
 using namespace kosc;
 
 namespace {
 
-// 1/sqrt(2), one unit in the last place low: both ends of a link rely on exactly this value.
-constexpr double AMPLITUDE = 0.7071067811865475;
-constexpr uint32_t BITS_PER_SYMBOL = 2;
-
-double axis_level(uint8_t bit) { return bit != 0 ? AMPLITUDE : -AMPLITUDE; }
+double axis_level(uint8_t bit) { return bit != 0 ? QPSK_AMPLITUDE : -QPSK_AMPLITUDE; }
 
 // Written so that zero, minus zero and NaN count as ones.
 uint8_t axis_bit(double level) { return level < 0.0 ? 0 : 1; }
@@ -22,7 +19,7 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
     if (bits == nullptr) {
         return nullptr;
     }
-    kom_vector_complex* const symbols = kom_vector_complex_alloc(bits->size / BITS_PER_SYMBOL);
+    kom_vector_complex* const symbols = kom_vector_complex_alloc(bits->size / QPSK_BITS);
     for (uint32_t i = 0; i < kom_vector_complex_size(symbols); ++i) {
         kom_vector_complex_set(symbols, i, axis_level(kom_vector_uint8_get(bits, 2 * i)),
                                axis_level(kom_vector_uint8_get(bits, 2 * i + 1)));
@@ -32,10 +29,10 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
 
 kom_vector_uint8* qpsk_demod(const kom_vector_complex* symbols)
 {
-    if (symbols == nullptr || symbols->size > UINT32_MAX / BITS_PER_SYMBOL) {
+    if (symbols == nullptr || symbols->size > UINT32_MAX / QPSK_BITS) {
         return nullptr;
     }
-    kom_vector_uint8* const bits = kom_vector_uint8_alloc(BITS_PER_SYMBOL * symbols->size);
+    kom_vector_uint8* const bits = kom_vector_uint8_alloc(QPSK_BITS * symbols->size);
     for (uint32_t i = 0; bits != nullptr && i < symbols->size; ++i) {
         const kom_complex symbol = kom_vector_complex_get(symbols, i);
         bits->data[2 * i] = axis_bit(symbol.re);

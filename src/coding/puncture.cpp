@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "coding/code_constants.h"
 #include "platform/owned.h"
 
 using namespace kosc;
 
 namespace {
 
-constexpr uint8_t HOLE_MARKER = 0xFF;
 constexpr uint32_t MIN_STEP = 2;
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "coding/code_constants.h"
 #include "coding/viterbi64.h"
 #include "kosc/puncture.h"
 #include "log/log_macros.h"
@@ -12,8 +13,6 @@ using namespace kosc;
 namespace {
 
 constexpr uint32_t UNREACHABLE = UINT32_MAX;
-constexpr uint32_t HOLE_MARKER = 0xFF;
-constexpr uint64_t MAX_SURVIVOR_BYTES = uint64_t{1} << 30;
 constexpr conv_data_t FAILED = {nullptr, 0};
 
 struct trellis {

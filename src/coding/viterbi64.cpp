@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "coding/code_constants.h"
 #include "math/shuffle.h"
 #include "platform/owned.h"
 
@@ -24,7 +25,7 @@ constexpr uint32_t MAX_POLYNOMIALS = 3;
 constexpr uint32_t SYMBOL_BITS = 2;
 constexpr uint32_t SYMBOL_MASK = 3;
 constexpr uint32_t GROUPS = 1 << (SYMBOL_BITS * MAX_POLYNOMIALS);
-constexpr uint8_t RECEIVED[SYMBOL_MASK + 1] = {0, 1, 0, 0xFF}; // 2 never occurs
+constexpr uint8_t RECEIVED[SYMBOL_MASK + 1] = {0, 1, 0, HOLE_MARKER}; // 2 never occurs
 
 // The initial metric of all states but 0, in which the encoder starts. It exceeds the 6 * 3 that a path from state 0
 // can cost in the 6 steps after which every state has such a path, so that no path from another state survives.

@@ -2,12 +2,14 @@
 
 #include <cmath>
 
+#include "config/qpsk_constants.h"
 #include "log/log_macros.h"
+
+using namespace kosc;
 
 namespace {
 
 constexpr uint32_t BITS_PER_BYTE = 8;
-constexpr uint32_t BITS_PER_RE = 2; // QPSK is the only modulation
 
 // Code bits a message bit. The tail of the convolutional code is not counted: puncturing removes just that much.
 uint32_t rate_multiplier(const channel_code_cfg& code)
@@ -33,7 +35,7 @@ bool init_frame_struct(const soundcomm_cfg_t* cfg, frame_struct_t* fs)
     const ofdm_cfg& ofdm = cfg->ofdm_cfg;
     fs->bits = static_cast<uint32_t>(bits);
     fs->bytes = fs->bits / BITS_PER_BYTE;
-    fs->re_num = fs->bits * rate_multiplier(cfg->channel_code_cfg) / BITS_PER_RE;
+    fs->re_num = fs->bits * rate_multiplier(cfg->channel_code_cfg) / QPSK_BITS;
     KOSC_RETURN_IF(fs->re_num % ofdm.sc_num != 0, false, "RE num %u can't be divided by sc num %u", fs->re_num,
                    ofdm.sc_num);
 

@@ -1,16 +1,13 @@
 #include "kosc/qpsk.h"
 
+#include "config/qpsk_constants.h"
 #include "math/vector_family.h"
 
 using namespace kosc;
 
 namespace {
 
-// 1/sqrt(2), one unit in the last place low: both ends of a link rely on exactly this value.
-constexpr double AMPLITUDE = 0.7071067811865475;
-constexpr uint32_t BITS_PER_SYMBOL = 2;
-
-constexpr double AXIS_LEVEL[] = {-AMPLITUDE, AMPLITUDE}; // of a zero, of a one
+constexpr double AXIS_LEVEL[] = {-QPSK_AMPLITUDE, QPSK_AMPLITUDE}; // of a zero, of a one
 
 // Written so that zero, minus zero and NaN count as ones.
 uint8_t axis_bit(double level) { return level < 0.0 ? 0 : 1; }
@@ -22,8 +19,8 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
     if (bits == nullptr) {
         return nullptr;
     }
-    const uint32_t levels = uint8_family::has(bits, 0) ? BITS_PER_SYMBOL * (bits->size / BITS_PER_SYMBOL) : 0;
-    kom_vector_complex* const symbols = kom_vector_complex_alloc(levels / BITS_PER_SYMBOL);
+    const uint32_t levels = uint8_family::has(bits, 0) ? QPSK_BITS * (bits->size / QPSK_BITS) : 0;
+    kom_vector_complex* const symbols = kom_vector_complex_alloc(levels / QPSK_BITS);
     uint32_t from = 0; // wraps as all positions in vectors do
     for (uint32_t i = 0; symbols != nullptr && i < levels; ++i, from += bits->stride) {
         symbols->data[i] = AXIS_LEVEL[bits->data[from] != 0];
@@ -33,10 +30,10 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
 
 kom_vector_uint8* qpsk_demod(const kom_vector_complex* symbols)
 {
-    if (symbols == nullptr || symbols->size > UINT32_MAX / BITS_PER_SYMBOL) {
+    if (symbols == nullptr || symbols->size > UINT32_MAX / QPSK_BITS) {
         return nullptr;
     }
-    kom_vector_uint8* const bits = kom_vector_uint8_alloc(BITS_PER_SYMBOL * symbols->size);
+    kom_vector_uint8* const bits = kom_vector_uint8_alloc(QPSK_BITS * symbols->size);
     for (uint32_t i = 0; bits != nullptr && i < symbols->size; ++i) {
         const kom_complex symbol = kom_vector_complex_get(symbols, i);
         bits->data[2 * i] = axis_bit(symbol.re);
