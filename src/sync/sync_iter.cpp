@@ -41,7 +41,7 @@ uint32_t refine_peak(const data_container* c, uint32_t search_start, uint32_t pe
     return refined != NO_PEAK ? static_cast<uint32_t>(peak + first + refined) : peak;
 }
 
-// Whether more search windows fit, and what the next one yields.
+// After a window: the search goes on with the next one, or ends with a frame or for want of samples.
 enum class search_step { MOVE_ON, STOP };
 
 search_step search_window(sync_iter* iter)
