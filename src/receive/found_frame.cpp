@@ -1,5 +1,7 @@
 #include "receive/found_frame.h"
 
+#include <cstring>
+
 #include "decode/decode_and_check.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
@@ -10,93 +12,136 @@ using namespace kosc;
 
 namespace {
 
-void append(result_part_t* part, const uint8_t* msg, uint32_t msg_len)
+void append(result_part_t* part, const frame_report_t& frame)
 {
-    if (msg != nullptr && has_room(*part, msg_len)) {
-        memcpy_s(part->buffer, part->room, msg, msg_len);
-        part->buffer += msg_len;
-        part->room -= msg_len;
+    if (frame.msg != nullptr && has_room(*part, frame.msg_len)) {
+        memcpy_s(part->buffer, part->room, frame.msg, frame.msg_len);
+        part->buffer += frame.msg_len;
+        part->room -= frame.msg_len;
     }
 }
 
-// The verdict after the second look, with the message in `target` when it found one; keeps the record of the frame.
-uint32_t look_again(const soundcomm_context_t& ctx, const double* frame, uint32_t verdict, uint8_t* target)
+// Lets the second look at a frame that the first has judged, and keeps what it measured; `target` receives the message
+// of a frame that failed.
+void look_again(const soundcomm_context_t& ctx, uint8_t* target, frame_report_t* frame)
 {
     const soundcomm_paras_t& paras = *ctx.rx_paras;
-    frame_quality_t* const quality = &paras.second_look->quality;
-    *quality = {};
-    quality->needed = verdict == 0;
-    quality->decoded = verdict == 1;
-    if (verdict == 0 || (verdict == 1 && paras.second_look->mode == KOSC_SECOND_LOOK_MEASURE)) {
-        const uint32_t again = soundcomm_decode_second_look(
-            &ctx, frame, paras.frame.frame_length, verdict == 0 ? target : nullptr, paras.cfg.msg_byte_len, quality);
-        quality->needed = verdict == 0;
-        quality->decoded = verdict == 1 || again == 1;
+    const bool needed = frame->verdict == 0;
+    const bool decoded = frame->verdict == 1;
+    frame_quality_t quality{};
+    if (needed || (decoded && paras.second_look->mode == KOSC_SECOND_LOOK_MEASURE)) {
+        const uint32_t again =
+            soundcomm_decode_second_look(&ctx, frame->samples, paras.frame.frame_length, needed ? target : nullptr,
+                                         paras.cfg.msg_byte_len, &quality);
+        frame->verdict = again == 1 ? 1 : frame->verdict;
     }
-    return quality->decoded ? 1 : verdict;
+    quality.needed = needed;
+    quality.decoded = frame->verdict == 1;
+    frame->quality = paras.second_look->quality = quality;
 }
 
-// Decodes one found frame and files it in `slot`. With `report`, its message is read also when nobody else wants it.
-uint32_t decode_into(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const double* frame,
-                     frame_report_t* report)
+// Decodes the frame at `samples` into `target`, which may be null.
+void decode(const soundcomm_context_t& ctx, const double* samples, uint8_t* target, frame_report_t* frame)
 {
-    const soundcomm_paras_t& paras = *ctx->rx_paras;
+    const soundcomm_paras_t& paras = *ctx.rx_paras;
     const uint32_t msg_len = paras.cfg.msg_byte_len;
-    const bool wanted = report != nullptr || has_room(slot->correct, msg_len) || has_room(slot->error, msg_len);
-    uint8_t* const target = wanted ? entry->decode_cache : nullptr;
-    uint32_t failed_crcs = 0;
-    uint32_t verdict = decode_and_check(ctx, frame, paras.frame.frame_length, {target, target, msg_len}, &failed_crcs);
+    frame->samples = samples;
+    frame->verdict =
+        decode_and_check(&ctx, samples, paras.frame.frame_length, {target, target, msg_len}, &frame->failed_crcs);
     if (paras.second_look != nullptr) {
-        verdict = look_again(*ctx, frame, verdict, target);
+        look_again(ctx, target, frame);
     }
-    if (verdict == 1) {
+    if (target != nullptr && frame->verdict != KOSC_DECODE_FAILED) { // else the target has nothing of this frame
+        frame->msg = target;
+        frame->msg_len = msg_len;
+    }
+}
+
+void file(const frame_report_t& frame, result_slot_t* slot)
+{
+    if (frame.verdict == 1) {
         KOSC_LOG_INFO("%s success", "do_decode");
-        append(&slot->correct, target, msg_len);
+        append(&slot->correct, frame);
         ++slot->correct.count;
-    } else if (verdict == 0) {
+    } else if (frame.verdict == 0) {
         KOSC_LOG_INFO("%s CRC unmatch", "do_decode");
-        append(&slot->error, target, msg_len);
+        append(&slot->error, frame);
         ++slot->error.count;
     }
-    if (report != nullptr) {
-        report->verdict = verdict;
-        report->failed_crcs = failed_crcs;
-        if (verdict != KOSC_DECODE_FAILED) { // else the cache has nothing of this frame
-            report->msg = target;
-            report->msg_len = msg_len;
-        }
-        report->samples = frame;
-        report->quality = soundcomm_get_frame_quality(ctx);
-    }
-    return verdict;
+}
+
+bool wants_message(const result_slot_t& slot, uint32_t msg_len)
+{
+    return has_room(slot.correct, msg_len) || has_room(slot.error, msg_len);
+}
+
+// Where the iterator's frame was found. The buffer counts in 32 bits and anew after a reset, so its start is counted
+// back from the newest sample.
+frame_report_t locate(const soundcomm_paras_t& paras, const receive_track_t* entry, const sync_iter& iter)
+{
+    const data_container& container = *entry->container;
+    frame_report_t frame{};
+    frame.sample = paras.received - (vector_size(container.corrcoef) - iter.frame_start_in_corr);
+    frame.track = static_cast<uint32_t>(entry - paras.track);
+    frame.correlation =
+        *vector_view(container.corrcoef, static_cast<int32_t>(iter.frame_start_in_corr + container.sync_length - 1), 1);
+    return frame;
+}
+
+// The frame that the second look recovered last on a track; null when it is off.
+recovered_frame* last_recovered(const soundcomm_paras_t& paras, uint32_t track)
+{
+    return paras.second_look != nullptr ? &paras.second_look->recovered[track] : nullptr;
+}
+
+// Whether a decoded frame is the one that was recovered last, found again on another path of its sound.
+bool is_same_frame(const soundcomm_paras_t& paras, const recovered_frame& last, const frame_report_t& frame)
+{
+    return last.any && frame.sample - last.sample < paras.frame.frame_length / 2 &&
+           std::memcmp(last.msg, frame.msg, frame.msg_len) == 0;
 }
 
 } // namespace
 
 namespace kosc {
 
-uint32_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const sync_iter& iter,
-                      const double* frame)
+frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
+                            const sync_iter& iter, const double* samples)
 {
     const soundcomm_paras_t& paras = *ctx->rx_paras;
-    if (paras.frame_callback == nullptr) {
-        return decode_into(ctx, entry, slot, frame, nullptr);
+    const bool wanted =
+        paras.frame_callback != nullptr || paras.second_look != nullptr || wants_message(*slot, paras.cfg.msg_byte_len);
+    frame_report_t frame = locate(paras, entry, iter);
+    recovered_frame* const last = last_recovered(paras, frame.track);
+    if (last != nullptr && last->any && last->sample == frame.sample) {
+        frame.verdict = 1; // search windows overlap: it was found before
+        frame.quality = last->quality;
+        return frame;
     }
-    const data_container& container = *entry->container;
-    frame_report_t report{};
-    // The buffer counts in 32 bits and anew after a reset, so the start is counted back from the newest sample.
-    report.sample = paras.received - (vector_size(container.corrcoef) - iter.frame_start_in_corr);
-    report.track = static_cast<uint32_t>(entry - paras.track);
-    report.correlation =
-        *vector_view(container.corrcoef, static_cast<int32_t>(iter.frame_start_in_corr + container.sync_length - 1), 1);
-    const uint32_t verdict = decode_into(ctx, entry, slot, frame, &report);
-    paras.frame_callback(&report, paras.frame_callback_user);
-    return verdict;
+    decode(*ctx, samples, wanted ? entry->decode_cache : nullptr, &frame);
+    if (last != nullptr && frame.verdict == 1) {
+        if (is_same_frame(paras, *last, frame)) {
+            return frame;
+        }
+        if (frame.quality.needed) {
+            memcpy_s(last->msg, frame.msg_len, frame.msg, frame.msg_len);
+            *last = {true, frame.sample, frame.quality, last->msg};
+        }
+    }
+    file(frame, slot);
+    if (paras.frame_callback != nullptr) {
+        paras.frame_callback(&frame, paras.frame_callback_user);
+    }
+    return frame;
 }
 
 } // namespace kosc
 
 uint32_t do_decode(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const double* frame)
 {
-    return decode_into(ctx, entry, slot, frame, nullptr);
+    frame_report_t decoded{};
+    const bool wanted = wants_message(*slot, ctx->rx_paras->cfg.msg_byte_len);
+    decode(*ctx, frame, wanted ? entry->decode_cache : nullptr, &decoded);
+    file(decoded, slot);
+    return decoded.verdict;
 }

@@ -11,9 +11,10 @@ inline bool has_room(const result_part_t& part, uint32_t msg_len)
     return part.buffer != nullptr && part.room >= msg_len;
 }
 
-// Decodes the iterator's frame, files it in `slot`, and reports it to whoever asked for that; returns the verdict.
-uint32_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot, const sync_iter& iter,
-                      const double* frame);
+// Decodes the iterator's frame, files it in `slot`, and reports it to whoever asked for that. Returns the report; its
+// message lies in the track's cache. A frame that was recovered before is neither filed nor reported again.
+frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
+                            const sync_iter& iter, const double* samples);
 
 } // namespace kosc
 

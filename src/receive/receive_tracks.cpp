@@ -2,6 +2,7 @@
 
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "second_look/second_look_area.h"
 
 namespace kosc {
 
@@ -26,6 +27,9 @@ void release_receive_tracks(soundcomm_paras_t* paras)
         track = {};
     }
     paras->track_num = 0;
+    for (uint32_t t = 0; t < KOSC_MAX_TRACKS && paras->second_look != nullptr; ++t) {
+        paras->second_look->recovered[t].any = false; // samples are counted anew
+    }
 }
 
 } // namespace kosc

@@ -7,7 +7,6 @@
 #include "platform/owned.h"
 #include "receive/found_frame.h"
 #include "receive/receive_tracks.h"
-#include "second_look/second_look_area.h"
 #include "sync/receive_filter.h"
 
 using namespace kosc;
@@ -16,6 +15,7 @@ namespace {
 
 constexpr uint32_t FRAMES_BUFFERED = 2;
 constexpr uint32_t SPARE_MESSAGES = 2; // frames that began in earlier blocks
+constexpr double PPM = 1e-6;
 
 // The driver's own copy of the caller's slots; buffers and rooms move on as messages are appended.
 struct internal_results {
@@ -63,14 +63,31 @@ void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
     }
 }
 
-// The frame of a fast sender ends before its nominal end: the search must go on there, or it would pass the start of
-// one that follows at once.
-void end_early(const soundcomm_paras_t& paras, sync_iter* iter)
+// Chooses where the search goes on behind a frame: at its end when it decoded at once, else one search step on.
+//
+// Behind a recovered frame the search takes the same step as if it had failed, and so comes by all that it finds
+// without the second look; a frame that it then finds again is known. Only the next frame of a fast sender needs more:
+// its peak may lie in the same window as this frame's, and its start before the next window. So the step must neither
+// lead behind this frame's early end nor among the echoes of its peak, which would hide the next one.
+void choose_next(const soundcomm_paras_t& paras, const frame_report_t& frame, sync_iter* iter)
 {
-    if (paras.second_look != nullptr && paras.second_look->quality.needed) {
-        const double early = paras.frame.frame_length * paras.second_look->quality.drift_ppm * 1e-6;
-        iter->frame_start_in_corr -= std::min(iter->frame_start_in_corr, static_cast<uint32_t>(std::max(early, 0.0)));
+    const data_container& c = *iter->container;
+    if (frame.verdict == 1 && !frame.quality.needed) {
+        sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
     }
+    const double early = PPM * frame.quality.drift_ppm * paras.frame.frame_length;
+    if (frame.verdict != 1 || !frame.quality.needed || early < c.search_margin / 2.0) {
+        return;
+    }
+    const uint32_t behind_peak = iter->frame_start_in_corr + c.sync_length;
+    const uint32_t behind_echoes = behind_peak + paras.cfg.ofdm_cfg.cp_len;
+    const double length = std::max<double>(paras.frame.frame_length - early - c.search_margin, c.sync_length);
+    uint32_t next = iter->search_start + c.search_step;
+    if (next >= behind_peak && next < behind_echoes) {
+        next = behind_echoes;
+    }
+    next = std::min(next, iter->frame_start_in_corr + static_cast<uint32_t>(length));
+    iter->search_start = next - c.search_step; // which sync_iter_next() adds; wraps as positions do
 }
 
 // Decodes every frame found on a track into `slot`; with no slot the frames are only skipped. A frame that cannot be
@@ -85,9 +102,8 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
             KOSC_LOG_ERROR("This should not be NULL.");
             break;
         }
-        if (slot != nullptr && decode_found(ctx, entry, slot, *iter, frame) == 1) {
-            sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
-            end_early(*ctx->rx_paras, iter);
+        if (slot != nullptr) {
+            choose_next(*ctx->rx_paras, decode_found(ctx, entry, slot, *iter, frame), iter);
         }
         sync_iter_next(iter);
     }

@@ -60,6 +60,9 @@ uint64_t carve_octets(second_look_t* look, uint8_t* block)
     parts.take(&look->bytes, look->paras->frame.bytes);
     parts.take(&look->crc_scratch, crc_scratch_len(crc));
     parts.take(&look->crc_matches, crc.group);
+    for (recovered_frame& last : look->recovered) {
+        parts.take(&last.msg, look->paras->cfg.msg_byte_len);
+    }
     return parts.used();
 }
 

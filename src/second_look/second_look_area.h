@@ -7,9 +7,22 @@
 #include "kosc/second_look.h"
 #include "kosc/soft_viterbi.h"
 
+namespace kosc {
+
+// The frame that was recovered last on a track, so that it is not delivered again from an echo.
+struct recovered_frame {
+    bool any;
+    uint64_t sample; // its start, counted as in frame_report_t
+    frame_quality_t quality;
+    uint8_t* msg; // msg_byte_len bytes
+};
+
+} // namespace kosc
+
 struct second_look_t {
     uint32_t mode; // KOSC_SECOND_LOOK_...
     frame_quality_t quality;
+    kosc::recovered_frame recovered[KOSC_MAX_TRACKS];
     const soundcomm_paras_t* paras;
     channel_smoother_t* smoother; // owned
     drift_search_t* search;       // owned
