@@ -112,35 +112,68 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
 }
 
 // False, with a message, when the decode type cannot be served.
-bool decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_results* results)
+bool check_decode_type(uint32_t decode_type, uint32_t track_count)
 {
-    receive_track_t* const track = ctx->rx_paras->track;
-    result_slot_t* const slot = results->slot;
-    switch (results->decode_type) {
-    case KOSC_DECODE_FIRST_TRACK:
-        decode_track(ctx, &track[0], &slot[0]);
-        if (track_count > 1) {
-            decode_track(ctx, &track[1], nullptr);
+    KOSC_RETURN_IF(decode_type == KOSC_DECODE_MERGE, false, "MERGE not supportted yet.");
+    KOSC_RETURN_IF(decode_type > KOSC_DECODE_MERGE, false, "Unknow decode type, using the first track.");
+    KOSC_RETURN_IF(decode_type == KOSC_DECODE_SECOND_TRACK && track_count < 2, false,
+                   "Can't get the second track from a single track.");
+    return true;
+}
+
+// Every track is searched, also the one that nobody wants the messages of, whose old samples must go.
+void decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_results* results)
+{
+    const bool both = results->decode_type == KOSC_DECODE_BOTH_TRACKS;
+    const uint32_t wanted = results->decode_type == KOSC_DECODE_SECOND_TRACK ? 1 : 0;
+    for (uint32_t t = 0; t < track_count; ++t) {
+        if (both) {
+            KOSC_LOG_DEBUG("try to decode %u.", t + 1);
         }
-        return true;
-    case KOSC_DECODE_SECOND_TRACK:
-        KOSC_RETURN_IF(track_count < 2, false, "Can't get the second track from a single track.");
-        decode_track(ctx, &track[0], nullptr);
-        decode_track(ctx, &track[1], &slot[0]);
-        return true;
-    case KOSC_DECODE_BOTH_TRACKS:
-        KOSC_LOG_DEBUG("try to decode 1.");
-        decode_track(ctx, &track[0], &slot[0]);
-        KOSC_LOG_DEBUG("try to decode 2.");
-        decode_track(ctx, &track[1], &slot[1]);
-        return true;
-    case KOSC_DECODE_MERGE:
-        KOSC_LOG_ERROR("MERGE not supportted yet.");
-        return false;
-    default:
-        KOSC_LOG_ERROR("Unknow decode type, using the first track.");
+        result_slot_t* const slot = both ? &results->slot[t] : t == wanted ? &results->slot[0] : nullptr;
+        decode_track(ctx, &ctx->rx_paras->track[t], slot);
+    }
+}
+
+// The next piece: no more than fits every track's buffer.
+uint32_t next_piece(const soundcomm_paras_t& paras, uint32_t remaining)
+{
+    uint32_t piece = remaining;
+    for (uint32_t t = 0; t < paras.track_num; ++t) {
+        piece = std::min(piece, data_container_unused(paras.track[t].container));
+    }
+    KOSC_LOG_DEBUG("Next piece is %d", piece);
+    return piece;
+}
+
+// Starts the counts of a piece, and warns of slots that have no room for its messages.
+void start_counts(uint32_t msg_len, internal_results* results)
+{
+    for (uint32_t i = 0; i < results->slot_count; ++i) {
+        result_slot_t& slot = results->slot[i];
+        if (slot.correct.buffer != nullptr && !has_room(slot.correct, msg_len)) {
+            KOSC_LOG_WARN("No enough buffer(%u) to put result of track (%u)", slot.correct.room, i);
+        }
+        slot.correct.count = 0;
+        slot.error.count = 0;
+    }
+}
+
+// Buffers a piece, then searches and decodes; false with a message.
+bool receive_piece(soundcomm_context_t* ctx, const int16_t* input, uint32_t piece, internal_results* results)
+{
+    const uint32_t track_count = ctx->rx_paras->track_num;
+    if (piece == 0) {
+        // Nothing was searched out of a full buffer, and nothing ever will be.
+        reset_tracks(ctx->rx_paras, track_count);
+    } else if (!process_recvd_data(ctx, track_count, input, piece)) {
         return false;
     }
+    if (!check_decode_type(results->decode_type, track_count) || piece == 0) {
+        return false;
+    }
+    decode_tracks(ctx, track_count, results);
+    return true;
 }
 
 } // namespace
@@ -195,27 +228,15 @@ int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t d
         return -1;
     }
     KOSC_LOG_DEBUG("Receive data_len %u", data_len);
+    const uint64_t received_in_all = paras->received + data_len;
     for (uint32_t remaining = data_len; remaining > 0;) {
-        uint32_t piece = remaining;
-        for (uint32_t i = 0; i < internal.slot_count; ++i) {
-            result_slot_t& slot = internal.slot[i];
-            if (slot.correct.buffer != nullptr && !has_room(slot.correct, paras->cfg.msg_byte_len)) {
-                KOSC_LOG_WARN("No enough buffer(%u) to put result of track (%u)", slot.correct.room, i);
-            }
-            slot.correct.count = 0;
-            slot.error.count = 0;
+        start_counts(paras->cfg.msg_byte_len, &internal);
+        const uint32_t piece = next_piece(*paras, remaining);
+        if (!receive_piece(ctx, input, piece, &internal)) {
+            paras->received = received_in_all; // what follows lies behind all that the caller handed over
+            KOSC_LOG_ERROR("receive_data error");
+            return -1;
         }
-        for (uint32_t t = 0; t < track_count; ++t) {
-            piece = std::min(piece, data_container_unused(paras->track[t].container));
-        }
-        KOSC_LOG_DEBUG("Next piece is %d", piece);
-        if (piece == 0) {
-            // Nothing was searched out of a full buffer, and nothing ever will be.
-            reset_tracks(paras, track_count);
-        }
-        KOSC_RETURN_IF(piece == 0 || !process_recvd_data(ctx, track_count, input, piece) ||
-                           !decode_tracks(ctx, track_count, &internal),
-                       -1, "receive_data error");
         deliver_counts(internal.slot[0], &results->correct, &results->error);
         if (internal.slot_count == 2) {
             deliver_counts(internal.slot[1], &results->second.correct, &results->second.error);
