@@ -35,7 +35,8 @@ typedef struct channel_smoother_t {
  * @param sc_num      neighbouring subcarriers, 2 to 512
  * @param symbol_len  FFT size in samples
  * @param spread      longest delay in samples, above 0 and below symbol_len
- * @return a smoother, for channel_smoother_free(); null when an argument is out of range or memory is short
+ * @return a smoother, for channel_smoother_free(); null when an argument is out of range, memory is short, or no
+ *         orthonormal sequences were found (of some 5600 layouts up to 512 subcarriers that were tried, this was none)
  */
 KOSC_API channel_smoother_t* channel_smoother_init(uint32_t sc_num, uint32_t symbol_len, double spread);
 

@@ -35,8 +35,8 @@ typedef struct drift_search_t drift_search_t;
 /**
  * @param paras     receive parameters, which must outlive the search
  * @param smoother  for the frame's subcarriers and its cyclic prefix; must outlive the search
- * @return a search, for drift_search_free(); null when symbols are shorter than 64 samples, the subcarriers do not lie
- *         well inside the FFT's range, or memory is short
+ * @return a search, for drift_search_free(); null when a pointer is null, symbols are shorter than 64 samples, the
+ *         smoother is for another number of subcarriers, or memory is short
  */
 KOSC_API drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_smoother_t* smoother);
 
@@ -44,7 +44,8 @@ KOSC_API drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const
 KOSC_API void drift_search_free(drift_search_t* search);
 
 /**
- * Finds the best explanations of a frame, within +-4200 ppm and +-1500 ppm of change over 11520 samples.
+ * Finds the best explanations of a frame, within +-4200 ppm and +-1500 ppm of change over 11520 samples. The pilots of
+ * a frame are compared with each other: one alone tells no drift, which then counts as none.
  *
  * @param search     from drift_search_init()
  * @param frame      frame_length samples, as found by the synchronisation search

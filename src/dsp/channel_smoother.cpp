@@ -1,6 +1,7 @@
 #include "kosc/channel_smoother.h"
 
 #include <cmath>
+#include <limits>
 
 #include "math/complex_ops.h"
 #include "math/constants.h"
@@ -55,15 +56,21 @@ struct tridiagonal {
         return (low + high) / 2;
     }
 
-    // One step of inverse iteration in place; `upper` and `pivots` are scratch rows of n. Elimination without
-    // exchanges: the shift is an eigenvalue only to rounding, so no pivot stays zero.
+    // A pivot of elimination, kept away from zero by what rounding leaves of the matrix's largest elements: an
+    // eigenvalue is known to that at best, and the shift may meet it to the last bit.
+    double bounded(double pivot) const
+    {
+        const double least = std::numeric_limits<double>::epsilon() * n * n;
+        return std::fabs(pivot) < least ? std::copysign(least, pivot) : pivot;
+    }
+
+    // One step of inverse iteration in place, by elimination without exchanges; `pivots` is a scratch row of n.
     void solve(double shift, double* v, double* pivots) const
     {
-        pivots[0] = diagonal(0) - shift;
+        pivots[0] = bounded(diagonal(0) - shift);
         for (uint32_t i = 1; i < n; ++i) {
             const double factor = beside(i) / pivots[i - 1];
-            pivots[i] = diagonal(i) - shift - factor * beside(i);
-            pivots[i] = pivots[i] == 0.0 ? 1e-300 : pivots[i];
+            pivots[i] = bounded(diagonal(i) - shift - factor * beside(i));
             v[i] -= factor * v[i - 1];
         }
         v[n - 1] /= pivots[n - 1];
@@ -96,6 +103,26 @@ void find_sequence(const tridiagonal& matrix, uint32_t rank, double* v, double* 
         matrix.solve(shift, v, pivots);
         normalise(v, matrix.n);
     }
+}
+
+// Whether the sequences found are orthonormal. They are real up to a factor that they share.
+bool are_orthonormal(const channel_smoother_t& s)
+{
+    constexpr double TOLERANCE = 1e-9;
+    for (uint32_t r = 0; r < s.rank; ++r) {
+        for (uint32_t q = 0; q <= r; ++q) {
+            const double* const a = s.basis + size_t{2} * s.sc_num * r;
+            const double* const b = s.basis + size_t{2} * s.sc_num * q;
+            double product = r == q ? -1.0 : 0.0;
+            for (uint32_t k = 0; k < 2 * s.sc_num; ++k) {
+                product += a[k] * b[k];
+            }
+            if (!(std::fabs(product) < TOLERANCE)) { // nor with NaN
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 double sinc(double x) { return x == 0.0 ? 1.0 : std::sin(PI * x) / (PI * x); }
@@ -147,7 +174,7 @@ channel_smoother_t* channel_smoother_init(uint32_t sc_num, uint32_t symbol_len, 
             store(row, k, {v[k] * std::cos(phase), v[k] * std::sin(phase)});
         }
     }
-    return s.release();
+    return s->rank != 0 && are_orthonormal(*s) ? s.release() : nullptr;
 }
 
 void channel_smoother_free(channel_smoother_t* smoother)

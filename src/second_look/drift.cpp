@@ -275,6 +275,10 @@ uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t*
             measure_pilot(*search, frame, pilots++, i);
         }
     }
+    if (pilots < 2 && max_found != 0) { // nothing to compare
+        found[0] = {0.0, 0.0, coherence(*search, 0.0, 0.0)};
+        return 1;
+    }
     uint32_t count = 0;
     for (int b = -BEND_REACH; b <= BEND_REACH && max_found != 0; ++b) {
         for (int f = -FINE_REACH; f <= FINE_REACH; ++f) {

@@ -51,7 +51,9 @@ channel_estimate join_symbols(const second_look_t& look, bool pilots_only)
     }
     const double explained = sum_power(look.joint, rank) / count;
     const double cells = static_cast<double>(count) * sc_num;
-    const double noise = std::max(energy - explained, 0.0) / (cells - rank);
+    // With as many coefficients as cells everything can be explained, and the noise is not known.
+    const double noise =
+        cells > rank ? std::max(energy - explained, 0.0) / (cells - rank) : LEAST_POWER_SHARE * energy / cells;
     const double signal = std::max(explained - rank * noise, LEAST_POWER_SHARE * energy) / cells;
     return {count, signal, noise};
 }

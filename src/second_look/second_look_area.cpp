@@ -104,6 +104,16 @@ bool find_positions(second_look_t* look)
     return true;
 }
 
+// Whether the frame has as many places for pilots as pilots. Where not, nothing can be encoded either.
+bool holds_its_pilots(const soundcomm_paras_t& paras)
+{
+    uint32_t places = 0;
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        places += is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i) ? 1 : 0;
+    }
+    return places == paras.frame.pilot_symbols;
+}
+
 // The pilots take their places among the sent values.
 void place_pilots(const second_look_t& look)
 {
@@ -135,7 +145,7 @@ namespace kosc {
 second_look_t* make_second_look(const soundcomm_paras_t& paras)
 {
     look_ptr look{alloc_record<second_look_t>()};
-    if (!look || paras.conv_code == nullptr) {
+    if (!look || paras.conv_code == nullptr || !holds_its_pilots(paras)) {
         return nullptr;
     }
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;

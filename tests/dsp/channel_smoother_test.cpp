@@ -1,7 +1,10 @@
 #include "kosc/channel_smoother.h"
 
+#include <array>
 #include <cmath>
 #include <complex>
+#include <functional>
+#include <numeric>
 #include <valarray>
 
 #include <gtest/gtest.h>
@@ -52,6 +55,29 @@ TEST(ChannelSmoother, LetsEchoesWithinTheSpreadThroughAndOthersNot)
     for (const double delay : {-200.0, 450.0, 640.0}) {
         EXPECT_LT(power(smooth(make(64).get(), echo(64, delay), 0.0)), 0.05) << delay;
     }
+}
+
+// Among them those whose shift of the inverse iteration met an eigenvalue to the last bit.
+TEST(ChannelSmoother, IsOrthonormalForEveryLayoutItTakes)
+{
+    std::vector<std::array<uint32_t, 3>> layouts = {{5, 64, 6}, {7, 512, 451}, {5, 2048, 1597}, {3, 64, 63}};
+    for (uint32_t prefix = 1; prefix < 1024; prefix += prefix % 4 == 0 ? 1 : 3) {
+        layouts.push_back({64, 1024, prefix});
+    }
+    for (const auto& [subcarriers, symbol, prefix] : layouts) {
+        const smoother_ptr s{channel_smoother_init(subcarriers, symbol, prefix)};
+        ASSERT_NE(s, nullptr) << subcarriers << " of " << symbol << ", prefix " << prefix;
+        const auto* const rows = reinterpret_cast<const std::complex<double>*>(s->basis);
+        for (uint32_t r = 0; r < s->rank; ++r) {
+            for (uint32_t q = 0; q <= r; ++q) {
+                const std::complex<double> product = std::inner_product(
+                    rows + r * subcarriers, rows + (r + 1) * subcarriers, rows + q * subcarriers,
+                    std::complex<double>(), std::plus<>(), [](auto a, auto b) { return a * std::conj(b); });
+                ASSERT_LT(std::abs(product - (r == q ? 1.0 : 0.0)), 1e-9) << subcarriers << ", prefix " << prefix;
+            }
+        }
+    }
+    EXPECT_FALSE(channel_smoother_init(1, 1024, 256) || channel_smoother_init(64, 1024, 1024));
 }
 
 TEST(ChannelSmoother, ProjectsAndTakesMoreFromStrongerNoise)

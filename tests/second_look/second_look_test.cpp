@@ -127,6 +127,8 @@ TEST(SecondLook, WorksWithEveryConvolutionalConfiguration)
         [](auto& c) { c.ofdm_cfg.sc_start_idx = 40; }, // low, where loud sounds are not taken out
         [](auto& c) { c.ofdm_cfg.sc_num = 192, c.ofdm_cfg.sc_start_idx = 300; }, // one pilot
         [](auto& c) { c.pilot_cfg.data_pilot_rate = 1, c.fade_cfg = decltype(c.fade_cfg)(); },
+        [](auto& c) { c.ofdm_cfg.sc_num = 192, c.ofdm_cfg.sc_start_idx = 300, c.ofdm_cfg.cp_len = 1020; },
+        [](auto& c) { c.ofdm_cfg.cp_len = 168; },
     };
     for (const edit& change : cases) {
         SCOPED_TRACE(&change - cases);
@@ -135,20 +137,44 @@ TEST(SecondLook, WorksWithEveryConvolutionalConfiguration)
         const byte_list msg = message("any shape", ctx->rx_paras->cfg.msg_byte_len);
         byte_list found(msg.size());
         const double_list sound = apply_taps(encode(ctx.get(), msg), {{0, 1.0}, {40, 0.9}}); // fading: 0.1 to 1.9
-        EXPECT_EQ(look(ctx, sound, &found), 1U);
+        frame_quality_t quality{};
+        EXPECT_EQ(look(ctx, sound, &found, &quality), 1U);
         EXPECT_EQ(found, msg);
+        EXPECT_NEAR(quality.drift_ppm, 0.0, 30.0);
+        EXPECT_TRUE(std::isfinite(quality.snr_db) && std::isfinite(quality.evm) && quality.coherence <= 1.0);
     }
 }
 
-TEST(SecondLook, DeclinesTheBlockCode)
+TEST(SecondLook, DeclinesWhatItCannotDo)
 {
-    const log_capture log{KOSC_LEVEL_WARN};
-    const context_ptr ctx = make_context([](auto& c) {
-        c.channel_code_cfg.type = KOSC_CODE_LINEAR;
-        c.channel_code_cfg.paras.linear = {8, 2};
-    });
-    EXPECT_FALSE(soundcomm_config_second_look(ctx.get(), KOSC_SECOND_LOOK_ON));
-    EXPECT_EQ(logged(), text_list{"WARN no second look for this configuration"});
+    static constexpr uint32_t long_code[] = {1, 3}, nine[] = {1, 3, 1, 3, 1, 3, 1, 3, 1};
+    const edit cases[] = {
+        [](auto& c) {
+            c.channel_code_cfg.type = KOSC_CODE_LINEAR, c.channel_code_cfg.paras.linear = {8, 2};
+        },
+        [](auto& c) { c.ofdm_cfg.sc_num = 1, c.ofdm_cfg.papr = KOSC_PAPR_NONE; },
+        [](auto& c) { c.ofdm_cfg.cp_len = 1024; },
+        [](auto& c) {
+            c.channel_code_cfg.paras.conv = {17, long_code, 2};
+        },
+        [](auto& c) {
+            c.channel_code_cfg.paras.conv = {7, nine, 9};
+        },
+        // Five data symbols at rate 4 ask for two pilots, but have a place for one.
+        [](auto& c) {
+            c.pilot_cfg.data_pilot_rate = 4, c.crc_cfg.group = 1, c.msg_byte_len = 18, c.crc_cfg.bits = 16,
+            c.ofdm_cfg.sc_num = 48;
+            c.ofdm_cfg.papr = KOSC_PAPR_NONE;
+        },
+    };
+    for (const edit& change : cases) {
+        SCOPED_TRACE(&change - cases);
+        const log_capture log{KOSC_LEVEL_WARN};
+        const context_ptr ctx = make_context(change);
+        ASSERT_NE(ctx, nullptr);
+        EXPECT_FALSE(soundcomm_config_second_look(ctx.get(), KOSC_SECOND_LOOK_ON));
+        EXPECT_EQ(logged(), text_list{"WARN no second look for this configuration"});
+    }
 }
 
 TEST(SecondLook, ChecksItsArguments)
