@@ -43,7 +43,8 @@ typedef struct result_set_t {
 
 /** A frame that a receiver found. */
 typedef struct frame_report_t {
-    uint64_t sample;         /**< its first sample, counted since soundcomm_init_receive(); does not wrap */
+    uint64_t sample;         /**< its first sample, of all that soundcomm_receive() was handed since
+                                  soundcomm_init_receive(), heard or not; does not wrap */
     uint32_t track;          /**< 0 or 1 */
     uint32_t verdict;        /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
     uint32_t failed_crcs;    /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
@@ -69,13 +70,14 @@ KOSC_API audio_format_t soundcomm_default_audio_format(void);
  * @param ctx         context
  * @param sync_paras  search settings
  * @param format      track_num (1 or 2) interleaved tracks at sample_rate Hz
- * @return false, with the message of init_receive_related()
+ * @return false, with ERROR "ctx is null" or the message of init_receive_related()
  */
 KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras sync_paras, audio_format_t format);
 
 /**
  * Has every frame reported that soundcomm_receive() finds, decoded or not, for hosts that want to know where, how well,
  * or why not. Search windows overlap: a frame that does not decode may be reported twice, with the same `sample`.
+ * Tracks that the decode type leaves out are searched but not decoded, and report nothing.
  *
  * @param ctx       context; null is ignored
  * @param callback  null: none, as after soundcomm_init()
@@ -83,8 +85,12 @@ KOSC_API bool soundcomm_init_receive(soundcomm_context_t* ctx, rx_sync_paras syn
  */
 KOSC_API void soundcomm_set_frame_callback(soundcomm_context_t* ctx, frame_callback_t callback, void* user);
 
-/** Bytes of room for every message that `data_len` samples a track can end: (data_len / frame_length + 2) messages; 0
- * for a null context. */
+/**
+ * Bytes of room for the messages that `data_len` samples a track usually end: (data_len / frame_length + 2) messages; 0
+ * for a null context. Frames that follow each other without a gap end no more often; those of a sender whose clock is
+ * fast, or of two senders at once, can be one more in a long block, and are then counted but not stored. Where none may
+ * be lost, leave room for (data_len / (frame_length / 2) + 2).
+ */
 KOSC_API uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_len);
 
 /**
@@ -104,8 +110,13 @@ KOSC_API uint32_t soundcomm_get_silence_around(const soundcomm_context_t* ctx);
  * @param data_len  samples a track; 0 does nothing
  * @param results   messages are written from each `buffer` on while they fit `room` (WARN "No enough buffer(%u) to put
  *                  result of track (%u)" when none fits), and counts are added; buffers and rooms are not advanced
- * @return 0, or -1 with ERROR "input_data shouldn't be null", "Can't get dual results from a single track.", or the
- *         message of the failing step and "receive_data error". What was delivered before stays
+ * @return 0, or -1 with ERROR "input_data shouldn't be null", "receiver is not initialised" (a null context or result
+ *         set, or no soundcomm_init_receive()) or "Can't get dual results from a single track."; or with "receive_data
+ *         error" behind WARN "reset recv buffs." (a full buffer in which no search window ends), the message of
+ *         process_recvd_data(), or ERROR "Can't get the second track from a single track.", "MERGE not supportted yet."
+ *         or "Unknow decode type, using the first track.". What was delivered before stays. Samples of such a call that
+ *         were not heard count in frame_report_t.sample all the same; what lies before them and is found only later is
+ *         reported that much too late
  */
 KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len,
                                result_set_t* results);

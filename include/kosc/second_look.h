@@ -3,8 +3,15 @@
  * A second look at frames that were found but failed their CRCs: slower and deeper than soundcomm_decode().
  *
  * The second look follows the sender's drift, estimates the channel from all pilots together, smoothed, and decodes
- * soft values; then it measures the channel anew by the decoded bits and decodes again. It works on every configuration
- * with a convolutional code; its steps are in drift.h, channel_smoother.h and soft_viterbi.h.
+ * soft values; then it measures the channel anew by the decoded bits and decodes again. Its steps are in drift.h,
+ * channel_smoother.h and soft_viterbi.h.
+ *
+ * It takes configurations with a convolutional code of constraint length 2 to 16 and at most 8 polynomials, on 2 to 512
+ * subcarriers of symbols of at least 64 samples, with a prefix shorter than the symbol and a place for every pilot. A
+ * frame with a single pilot tells no drift; its sender must keep still.
+ *
+ * A context has one work area for it: one call at a time may take a second look with a context, or receive with it
+ * while the second look is on, though neither changes what the other calls read.
  *
  * Every attempt at a frame is one more chance of 2^-(CRC bits) that wrong bits pass: 2^-32 for the built-in
  * configuration. There are at most KOSC_MAX_ATTEMPTS attempts a frame.
@@ -55,8 +62,8 @@ typedef struct second_look_t second_look_t;
  * @param ctx     context
  * @param enable  KOSC_SECOND_LOOK_...; other values count as KOSC_SECOND_LOOK_ON
  * @return false when it cannot be switched on: `ctx` is null (ERROR "ctx is null"), memory is short or the
- *         configuration has no convolutional code, too many subcarriers (512) or too short symbols (64) (WARN "no
- *         second look for this configuration"); decoding then goes on without
+ *         configuration is not one of those above (WARN "no second look for this configuration"); decoding then goes on
+ *         without
  */
 KOSC_API bool soundcomm_config_second_look(soundcomm_context_t* ctx, uint32_t enable);
 
