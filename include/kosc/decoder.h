@@ -40,6 +40,21 @@ KOSC_API uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double*
                                    uint8_t* correct_output, uint8_t* error_output, uint32_t output_len);
 
 /**
+ * The data symbols of a frame as soundcomm_decode() judges them: divided by the channel of their pilot, with the PAPR
+ * reduction undone.
+ *
+ * @param ctx        context; its receive parameter set is used, not changed
+ * @param input      samples from the frame's start on, at any scale
+ * @param input_len  their number, at least frame_length
+ * @param symbols    receives frame.re_num complex values in the order sent, around (+-1 +-j)/sqrt(2)
+ * @param room       complex values that fit
+ * @return their number, or 0 with the messages of soundcomm_decode() up to "Fail to restore papr reduction.", or ERROR
+ *         "no room for %u symbols"
+ */
+KOSC_API uint32_t soundcomm_equalise(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
+                                     double* symbols, uint32_t room);
+
+/**
  * @name Steps
  * @{
  */

@@ -85,6 +85,19 @@ KOSC_API uint32_t soundcomm_decode_second_look(const soundcomm_context_t* ctx, c
 /** The last frame that a receiver decoded or rejected; all zero before the first, or when the second look is off. */
 KOSC_API frame_quality_t soundcomm_get_frame_quality(const soundcomm_context_t* ctx);
 
+/**
+ * The data symbols of the frame that a context's second look was at last, as it saw them: drift, channel and phase
+ * pattern removed, so that they lie around (+-1 +-j)/sqrt(2). Of a frame that was decoded the channel is that of all
+ * its symbols, else that of the last attempt. May be called within a frame callback, where `quality.attempts` is not 0.
+ * soundcomm_equalise() in decoder.h has what the first look sees.
+ *
+ * @param ctx      context; null counts as one without second look
+ * @param symbols  receives frame.re_num complex values in the order sent; null only counts
+ * @param room     complex values that fit; when that is fewer, nothing is written
+ * @return their number; 0 before the first second look, or when it is off. Allocates and logs nothing
+ */
+KOSC_API uint32_t soundcomm_get_equalised_symbols(const soundcomm_context_t* ctx, double* symbols, uint32_t room);
+
 #ifdef __cplusplus
 }
 #endif

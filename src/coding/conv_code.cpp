@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "coding/conv_steps.h"
 #include "coding/viterbi64.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
@@ -102,16 +103,8 @@ conv_data_t conv_code_encode(const conv_code_t* code, const uint8_t* bits, uint3
     block_ptr<uint8_t> coded{length <= UINT32_MAX ? alloc_array<uint8_t>(length) : nullptr};
     KOSC_RETURN_IF(!coded, (conv_data_t{nullptr, 0}), "No enough memory.");
 
-    uint32_t state = 0;
-    for (uint32_t i = 0; i < bit_num + tail; ++i) {
-        const uint32_t bit = i < bit_num ? bits[i] & 1 : 0;
-        const uint32_t shift_register = state | bit << tail;
-        const uint8_t* const row = code->output_table + size_t{shift_register} * n;
-        for (uint32_t k = 0; k < n; ++k) {
-            coded[size_t{i} * n + k] = row[k];
-        }
-        state = shift_register >> 1;
-    }
+    uint8_t* const out = coded.get();
+    conv_encode(*code, bits, bit_num, [out](size_t position, uint8_t bit) { out[position] = bit; });
     return {coded.release(), static_cast<uint32_t>(length)};
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "coding/code_constants.h"
+#include "coding/permute.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -73,13 +74,7 @@ bool depunch_code(const punch_template_t* t, const uint8_t* in, uint32_t in_len,
         t->step == 0) {
         return false;
     }
-    uint32_t read = 0;
-    uint64_t removed = t->offset;
-    for (uint32_t i = 0; i < out_len; ++i) {
-        const bool is_removed = i == removed;
-        removed += is_removed ? t->step : 0;
-        out[i] = is_removed || read == in_len ? HOLE_MARKER : in[read++];
-    }
+    depuncture(*t, in, HOLE_MARKER, out);
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "coding/code_constants.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -21,7 +22,6 @@ namespace {
 constexpr uint32_t MIN_CONSTRAINT = 2;
 constexpr uint32_t MAX_CONSTRAINT = 16;
 constexpr uint32_t MAX_CODE_BITS = 8; // of one step: their combinations index a table
-constexpr uint64_t MAX_SURVIVOR_BYTES = uint64_t{1} << 30;
 constexpr double UNREACHABLE = -1e300;
 
 using decoder_ptr = owned<soft_viterbi_t, soft_viterbi_free>;

@@ -9,6 +9,8 @@ namespace kosc {
 // Of each axis: 1/sqrt(2), one unit in the last place low. Both ends of a link rely on exactly this value.
 constexpr double QPSK_AMPLITUDE = 0.7071067811865475;
 
+constexpr double QPSK_LEVEL[] = {-QPSK_AMPLITUDE, QPSK_AMPLITUDE}; // of a zero, of a one
+
 constexpr uint32_t QPSK_BITS = 2; // bits a value
 
 } // namespace kosc

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 
+#include "config/qpsk_constants.h"
 #include "decode/crc_check.h"
 #include "decode/decode_and_check.h"
 #include "decode/demodulator.h"
@@ -17,8 +18,6 @@
 using namespace kosc;
 
 namespace {
-
-constexpr uint32_t BITS_PER_RE = 2;
 
 // Owns the work record of one decoding.
 class content_guard {
@@ -45,7 +44,7 @@ bool check_decode_args(const soundcomm_context_t* ctx, const double* input, uint
 // Hard bits of all data symbols, in order; null when memory is short.
 kom_vector_uint8* demap_symbols(const soundcomm_paras_t& paras, const decode_content_t& content)
 {
-    const uint32_t symbol_bits = paras.cfg.ofdm_cfg.sc_num * BITS_PER_RE;
+    const uint32_t symbol_bits = paras.cfg.ofdm_cfg.sc_num * QPSK_BITS;
     bytes_ptr bits{kom_vector_uint8_alloc(paras.frame.data_symbols * symbol_bits)};
     for (uint32_t i = 0; i < paras.frame.data_symbols; ++i) {
         const bytes_ptr symbol{qpsk_demod(content.sc_data[i])};
@@ -82,12 +81,21 @@ bool check_crcs(const crc_cfg& cfg, decode_content_t* content)
     return compare_crcs(cfg, content->bytes->data, content->bytes->size, computed.get(), content->crc_result);
 }
 
-// All steps from the samples to the comparison of the CRCs.
-bool decode_frame(const soundcomm_paras_t& paras, const double* input, decode_content_t* content)
+// The steps from the samples to equalised symbols, without PAPR reduction.
+bool equalise_frame(const soundcomm_paras_t& paras, const double* input, decode_content_t* content)
 {
     KOSC_RETURN_IF(!demodulate(paras, input, content), false, "ofdm_demode failed");
     KOSC_RETURN_IF(!estimate_channel(paras, content) || !equalise(paras, content), false, "Fail to equalise.");
     KOSC_RETURN_IF(!restore_papr(paras, content), false, "Fail to restore papr reduction.");
+    return true;
+}
+
+// All steps from the samples to the comparison of the CRCs.
+bool decode_frame(const soundcomm_paras_t& paras, const double* input, decode_content_t* content)
+{
+    if (!equalise_frame(paras, input, content)) {
+        return false;
+    }
     content->qpsk_bits = demap_symbols(paras, *content);
     KOSC_RETURN_IF(content->qpsk_bits == nullptr, false, "Fail to qpsk demod.");
     content->deinterleaved_bits = interleaver_decode(content->qpsk_bits, paras.cfg.interleaver_cfg.stride);
@@ -151,6 +159,24 @@ uint32_t soundcomm_decode(const soundcomm_context_t* ctx, const double* input, u
 {
     uint32_t failed_crcs = 0;
     return decode_and_check(ctx, input, input_len, {correct_output, error_output, output_len}, &failed_crcs);
+}
+
+uint32_t soundcomm_equalise(const soundcomm_context_t* ctx, const double* input, uint32_t input_len, double* symbols,
+                            uint32_t room)
+{
+    KOSC_RETURN_IF(!check_decode_args(ctx, input, input_len), 0, "decode paras check failed.");
+    const soundcomm_paras_t& paras = *ctx->rx_paras;
+    KOSC_RETURN_IF(symbols == nullptr || room < paras.frame.re_num, 0, "no room for %u symbols", paras.frame.re_num);
+    content_guard content{&paras};
+    KOSC_RETURN_IF(!init_decode_content(&paras, content.get()), 0, "init_decode_content failed.");
+    if (!equalise_frame(paras, input, content.get())) {
+        return 0;
+    }
+    const uint32_t row = 2 * paras.cfg.ofdm_cfg.sc_num;
+    for (uint32_t i = 0; i < paras.frame.data_symbols; ++i) {
+        std::copy_n(kom_vector_complex_raw_ptr(content.get()->sc_data[i]), row, symbols + size_t{row} * i);
+    }
+    return paras.frame.re_num;
 }
 
 bool init_decode_content(const soundcomm_paras_t* paras, decode_content_t* content)

@@ -7,8 +7,6 @@ using namespace kosc;
 
 namespace {
 
-constexpr double AXIS_LEVEL[] = {-QPSK_AMPLITUDE, QPSK_AMPLITUDE}; // of a zero, of a one
-
 // Written so that zero, minus zero and NaN count as ones.
 uint8_t axis_bit(double level) { return level < 0.0 ? 0 : 1; }
 
@@ -23,7 +21,7 @@ kom_vector_complex* qpsk_mod(const kom_vector_uint8* bits)
     kom_vector_complex* const symbols = kom_vector_complex_alloc(levels / QPSK_BITS);
     uint32_t from = 0; // wraps as all positions in vectors do
     for (uint32_t i = 0; symbols != nullptr && i < levels; ++i, from += bits->stride) {
-        symbols->data[i] = AXIS_LEVEL[bits->data[from] != 0];
+        symbols->data[i] = QPSK_LEVEL[bits->data[from] != 0];
     }
     return symbols;
 }

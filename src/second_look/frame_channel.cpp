@@ -20,36 +20,49 @@ double sum_power(const double* data, uint32_t count)
     return sum;
 }
 
-// The channel that symbol `i` went through, along the smoother's sequences.
-void measure_symbol(const second_look_t& look, uint32_t i)
+// The channel that symbol `i` went through, along the smoother's sequences. What was sent has unit power on every
+// subcarrier, so that multiplying by its conjugate divides by it: the least-squares estimate.
+void measure_symbol(const double* sent, uint32_t i, frame_channel* channel)
 {
-    for (uint32_t k = 0; k < look.paras->cfg.ofdm_cfg.sc_num; ++k) {
-        store(look.response, k, load(received(look, i), k) * conj(load(sent(look, i), k)));
+    const soundcomm_paras_t& paras = *channel->paras;
+    const double* const values = symbol_row(paras, channel->received, i);
+    const double* const known = symbol_row(paras, sent, i);
+    for (uint32_t k = 0; k < paras.cfg.ofdm_cfg.sc_num; ++k) {
+        store(channel->response, k, load(values, k) * conj(load(known, k)));
     }
-    channel_smoother_analyse(look.smoother, look.response, coefficients(look, i));
+    channel_smoother_analyse(channel->smoother, channel->response, coefficient_row(*channel, i));
 }
 
 // Sums the coefficients of the measured symbols, each turned back by its phase, and tells the noise from what does
 // not add up.
-channel_estimate join_symbols(const second_look_t& look, bool pilots_only)
+//
+// Of n symbols with sc_num cells each, the sum s of their coefficients c(i) explains |s|^2 / n of the energy E. The
+// rest is noise on n*sc_num - rank degrees of freedom, and the explained part holds as much noise as it has
+// coefficients:
+//     noise  = (E - |s|^2 / n) / (n*sc_num - rank)
+//     signal = (|s|^2 / n - rank*noise) / (n*sc_num)
+// Source: Kay 1993, "Fundamentals of statistical signal processing: estimation theory", chapter 8 (least squares).
+channel_estimate join_symbols(bool pilots_only, frame_channel* channel)
 {
-    const uint32_t rank = look.smoother->rank;
-    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
-    std::fill_n(look.joint, size_t{2} * rank, 0.0);
+    const soundcomm_paras_t& paras = *channel->paras;
+    const uint32_t rank = channel->smoother->rank;
+    const uint32_t sc_num = paras.cfg.ofdm_cfg.sc_num;
+    double* const joint = channel->joint;
+    std::fill_n(joint, size_t{2} * rank, 0.0);
     double energy = 0.0;
     uint32_t count = 0;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        if (pilots_only && !is_pilot(look, i)) {
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        if (pilots_only && !is_pilot(paras, i)) {
             continue;
         }
-        const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
+        const kom_complex back = {std::cos(channel->phases[i]), -std::sin(channel->phases[i])};
         for (uint32_t r = 0; r < rank; ++r) {
-            store(look.joint, r, load(look.joint, r) + load(coefficients(look, i), r) * back);
+            store(joint, r, load(joint, r) + load(coefficient_row(*channel, i), r) * back);
         }
-        energy += sum_power(received(look, i), sc_num);
+        energy += sum_power(symbol_row(paras, channel->received, i), sc_num);
         ++count;
     }
-    const double explained = sum_power(look.joint, rank) / count;
+    const double explained = sum_power(joint, rank) / count;
     const double cells = static_cast<double>(count) * sc_num;
     // With as many coefficients as cells everything can be explained, and the noise is not known.
     const double noise =
@@ -58,10 +71,13 @@ channel_estimate join_symbols(const second_look_t& look, bool pilots_only)
     return {count, signal, noise};
 }
 
-// Phases of all symbols against the joint channel, smoothed to a parabola: what is left of the drift.
-void fit_phases(const second_look_t& look)
+// Phases of all symbols against the joint channel, smoothed to a parabola: what is left of the drift. Its rate leaves a
+// slope, its change a curve; the parabola is fitted by least squares, to polynomials that are orthogonal over the
+// symbols: 1, t and t^2 - mean(t^2), with t counted from the frame's middle. The phases are assumed to stay within half
+// a turn, which the search for the drift sees to.
+void fit_phases(frame_channel* channel)
 {
-    const uint32_t n = look.paras->frame.symbols;
+    const uint32_t n = channel->paras->frame.symbols;
     const double middle = (n - 1) / 2.0;
     const double spread = n * (static_cast<double>(n) * n - 1) / 12; // sum of (i - middle)^2
     const double mean_square = spread / n;
@@ -71,8 +87,8 @@ void fit_phases(const second_look_t& look)
     double curve_norm = 0.0;
     for (uint32_t i = 0; i < n; ++i) {
         kom_complex product = {0.0, 0.0};
-        for (uint32_t r = 0; r < look.smoother->rank; ++r) {
-            product = product + load(coefficients(look, i), r) * conj(load(look.joint, r));
+        for (uint32_t r = 0; r < channel->smoother->rank; ++r) {
+            product = product + load(coefficient_row(*channel, i), r) * conj(load(channel->joint, r));
         }
         const double phase = std::atan2(product.im, product.re);
         const double t = i - middle;
@@ -84,83 +100,101 @@ void fit_phases(const second_look_t& look)
     }
     for (uint32_t i = 0; i < n; ++i) {
         const double t = i - middle;
-        look.phases[i] = constant + slope * t + (curve_norm > 0.0 ? curve / curve_norm * (t * t - mean_square) : 0.0);
+        channel->phases[i] =
+            constant + slope * t + (curve_norm > 0.0 ? curve / curve_norm * (t * t - mean_square) : 0.0);
     }
 }
+
+// Whether speech lies far enough below the subcarriers to be taken out without tilting them much.
+bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx >= ofdm.symbol_len / 4; }
 
 } // namespace
 
-// The fourth difference lets pass what lies above and is short against the prefix.
-void remove_low_sounds(const second_look_t& look, const double* input)
+// The fourth difference has the gain (2 - 2 cos w)^2.
+void init_tilt_gain(frame_channel* channel)
 {
-    constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
-    const int64_t length = look.paras->frame.frame_length;
-    if (!removes_low_sounds(look.paras->cfg.ofdm_cfg)) {
-        std::copy_n(input, length, look.frame);
-        return;
-    }
-    const auto at = [&](int64_t n) { return n >= 0 && n < length ? input[n] : 0.0; };
-    for (int64_t n = 0; n < length; ++n) {
-        look.frame[n] = KERNEL[0] * at(n) + KERNEL[1] * (at(n - 1) + at(n + 1)) + KERNEL[2] * (at(n - 2) + at(n + 2));
+    const ofdm_cfg& ofdm = channel->paras->cfg.ofdm_cfg;
+    for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+        const double root_gain = 2 - 2 * std::cos(2 * PI * (ofdm.sc_start_idx + k) / ofdm.symbol_len);
+        channel->tilt_gain[k] = removes_low_sounds(ofdm) ? 1 / (root_gain * root_gain) : 1.0;
     }
 }
 
-void demodulate(const second_look_t& look, const frame_clock& clock)
+// The fourth difference lets pass what lies above and is short against the prefix.
+void take_frame(const double* frame, frame_channel* channel)
 {
-    const ofdm_cfg& ofdm = look.paras->cfg.ofdm_cfg;
+    constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
+    const int64_t length = channel->paras->frame.frame_length;
+    double* const out = channel->samples;
+    if (!removes_low_sounds(channel->paras->cfg.ofdm_cfg)) {
+        std::copy_n(frame, length, out);
+        return;
+    }
+    const auto at = [&](int64_t n) { return n >= 0 && n < length ? frame[n] : 0.0; };
+    for (int64_t n = 0; n < length; ++n) {
+        out[n] = KERNEL[0] * at(n) + KERNEL[1] * (at(n - 1) + at(n + 1)) + KERNEL[2] * (at(n - 2) + at(n + 2));
+    }
+}
+
+void transform_symbols(const frame_clock& clock, frame_channel* channel)
+{
+    const soundcomm_paras_t& paras = *channel->paras;
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const double half = (ofdm.symbol_len - 1) / 2.0;
     const double unit = 2 * PI / ofdm.symbol_len;
-    const double last_start = static_cast<double>(look.paras->frame.frame_length) - ofdm.symbol_len;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        const double start = window_start(look.paras->cfg, i);
+    const double last_start = static_cast<double>(paras.frame.frame_length) - ofdm.symbol_len;
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        const double start = window_start(paras.cfg, i);
         const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last_start);
         const double scale = unit * (1 + clock.rate_at(first + half));
-        double* const values = received(look, i);
-        band_dft(look.frame + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
-                 ofdm.sc_num, look.work, values);
+        double* const values = symbol_row(paras, channel->received, i);
+        band_dft(channel->samples + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
+                 ofdm.sc_num, channel->work, values);
         const double lag = unit * (start - clock.sent_time(first + half));
         rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);
         for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
-            store(values, k, load(values, k) * kom_complex{look.evening[k], 0.0});
+            store(values, k, load(values, k) * kom_complex{channel->tilt_gain[k], 0.0});
         }
     }
 }
 
-channel_estimate estimate_by_pilots(const second_look_t& look)
+channel_estimate estimate_by_pilots(const double* sent, frame_channel* channel)
 {
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        look.phases[i] = 0.0;
-        if (is_pilot(look, i)) {
-            measure_symbol(look, i);
+    for (uint32_t i = 0; i < channel->paras->frame.symbols; ++i) {
+        channel->phases[i] = 0.0;
+        if (is_pilot(*channel->paras, i)) {
+            measure_symbol(sent, i, channel);
         }
     }
-    return join_symbols(look, true);
+    return join_symbols(true, channel);
 }
 
-channel_estimate estimate_by_all(const second_look_t& look)
+channel_estimate estimate_by_all(const double* sent, frame_channel* channel)
 {
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        measure_symbol(look, i);
+    for (uint32_t i = 0; i < channel->paras->frame.symbols; ++i) {
+        measure_symbol(sent, i, channel);
     }
-    fit_phases(look);
-    return join_symbols(look, false);
+    fit_phases(channel);
+    return join_symbols(false, channel);
 }
 
-double error_vector_magnitude(const second_look_t& look, const channel_estimate& estimate)
+double error_vector_magnitude(const double* sent, const channel_estimate& estimate, frame_channel* channel)
 {
-    const uint32_t sc_num = look.paras->cfg.ofdm_cfg.sc_num;
-    for (uint32_t r = 0; r < look.smoother->rank; ++r) {
-        store(look.own, r, load(look.joint, r) * kom_complex{1.0 / estimate.symbols, 0.0});
+    const soundcomm_paras_t& paras = *channel->paras;
+    double* const mean = channel->work; // no more than sc_num complex values
+    for (uint32_t r = 0; r < channel->smoother->rank; ++r) {
+        store(mean, r, load(channel->joint, r) * kom_complex{1.0 / estimate.symbols, 0.0});
     }
-    channel_smoother_synthesise(look.smoother, look.own, estimate.noise_ratio(), look.response);
+    channel_smoother_synthesise(channel->smoother, mean, estimate.noise / (estimate.signal * estimate.symbols),
+                                channel->response);
     double explained = 0.0;
     double unexplained = 0.0;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        const kom_complex turn = {std::cos(look.phases[i]), std::sin(look.phases[i])};
-        for (uint32_t k = 0; k < sc_num && !is_pilot(look, i); ++k) {
-            const kom_complex expected = load(look.response, k) * turn * load(sent(look, i), k);
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        const kom_complex turn = {std::cos(channel->phases[i]), std::sin(channel->phases[i])};
+        for (uint32_t k = 0; k < paras.cfg.ofdm_cfg.sc_num && !is_pilot(paras, i); ++k) {
+            const kom_complex expected = load(channel->response, k) * turn * load(symbol_row(paras, sent, i), k);
             explained += power(expected);
-            unexplained += power(load(received(look, i), k) - expected);
+            unexplained += power(load(symbol_row(paras, channel->received, i), k) - expected);
         }
     }
     return explained > 0.0 ? std::sqrt(unexplained / explained) : 0.0;

@@ -1,60 +1,69 @@
-// The symbols of a frame and the channel that they went through, as a second look sees them.
+// The symbols of a frame and the channel that they went through, followed along the frame.
 #ifndef KOSC_SECOND_LOOK_FRAME_CHANNEL_H
 #define KOSC_SECOND_LOOK_FRAME_CHANNEL_H
 
+#include "kosc/channel_smoother.h"
 #include "math/complex_ops.h"
-#include "second_look/frame_clock.h"
-#include "second_look/second_look_area.h"
+#include "second_look/soft_bits.h"
 
 namespace kosc {
 
-// The joint channel's figures; its response lies in the work area.
-struct channel_estimate {
-    uint32_t symbols; // that were joined
-    double signal;    // power on a subcarrier
-    double noise;
-    double noise_ratio() const { return noise / (signal * symbols); }
+// A frame's spectra, and each symbol's channel along the smoother's sequences. The model is
+//     received(i, k) = exp(j*phase(i)) * h(k) * sent(i, k) + noise(i, k)
+// with one response h for the whole frame, whose echoes lie within the cyclic prefix, a slowly changing phase, and
+// white noise.
+struct frame_channel {
+    const soundcomm_paras_t* paras;
+    const channel_smoother_t* smoother;
+    double* samples;      // frame_length samples without what lies far below the subcarriers
+    double* tilt_gain;    // sc_num factors that undo the tilt of that
+    double* received;     // symbols rows of sc_num complex values
+    double* coefficients; // symbols rows of rank complex values: each symbol's channel, with its noise
+    double* joint;        // rank complex values: the sum over the joined symbols, each turned back by its phase
+    double* phases;       // symbols values, in radians
+    double* response;     // scratch: sc_num complex values
+    double* work;         // scratch: 3 * sc_num doubles
 };
 
 inline double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
 
 inline kom_complex conj(kom_complex z) { return {z.re, -z.im}; }
 
-inline bool is_pilot(const second_look_t& look, uint32_t i)
+inline bool is_pilot(const soundcomm_paras_t& paras, uint32_t i)
 {
-    return is_pilot_index(look.paras->cfg.pilot_cfg.data_pilot_rate, i);
+    return is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i);
 }
 
-inline double* received(const second_look_t& look, uint32_t i)
+// Row `i` of `symbols` rows of sc_num complex values.
+template <typename T> T* symbol_row(const soundcomm_paras_t& paras, T* rows, uint32_t i)
 {
-    return look.received + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
+    return rows + size_t{2} * paras.cfg.ofdm_cfg.sc_num * i;
 }
 
-inline double* sent(const second_look_t& look, uint32_t i)
+inline double* coefficient_row(const frame_channel& channel, uint32_t i)
 {
-    return look.sent + size_t{2} * look.paras->cfg.ofdm_cfg.sc_num * i;
+    return channel.coefficients + size_t{2} * channel.smoother->rank * i;
 }
 
-inline double* coefficients(const second_look_t& look, uint32_t i)
-{
-    return look.coefficients + size_t{2} * look.smoother->rank * i;
-}
+// Fills tilt_gain; paras and the array must be there.
+void init_tilt_gain(frame_channel* channel);
 
-// Copies the frame without speech and hum, which lie far below the subcarriers but may be a hundred times as loud: off
-// the FFT's grid, too much of them would leak into the band. Where the subcarriers lie low it copies all.
-void remove_low_sounds(const second_look_t& look, const double* input);
+// Fills `samples` from a frame, without speech and hum, which lie far below the subcarriers but may be a hundred times
+// as loud: off the FFT's grid, too much of them would leak into the band. Where the subcarriers lie low it copies all.
+void take_frame(const double* frame, frame_channel* channel);
 
-// Subcarrier values of every symbol, each with its window and frequencies where the clock has them.
-void demodulate(const second_look_t& look, const frame_clock& clock);
+// Fills `received`: subcarrier values of every symbol, each with its window and frequencies where the clock has them.
+void transform_symbols(const frame_clock& clock, frame_channel* channel);
 
-// Estimates the joint channel from the pilots alone.
-channel_estimate estimate_by_pilots(const second_look_t& look);
+// Fills coefficients, joint and phases (with zeros) from the pilots alone. `sent` has symbols rows of sc_num complex
+// values, of which the pilots' are read.
+channel_estimate estimate_by_pilots(const double* sent, frame_channel* channel);
 
-// Estimates it from all symbols, whose `sent` values must be known, and how each symbol is turned against it.
-channel_estimate estimate_by_all(const second_look_t& look);
+// The same from all symbols, with the phases that they show.
+channel_estimate estimate_by_all(const double* sent, frame_channel* channel);
 
 // Root of unexplained over explained power of the data symbols, under the joint channel.
-double error_vector_magnitude(const second_look_t& look, const channel_estimate& estimate);
+double error_vector_magnitude(const double* sent, const channel_estimate& estimate, frame_channel* channel);
 
 } // namespace kosc
 

@@ -4,12 +4,11 @@
 #include <cmath>
 #include <cstring>
 
-#include "decode/crc_check.h"
-#include "kosc/crc.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
-#include "second_look/frame_channel.h"
+#include "second_look/second_look_area.h"
+#include "second_look/soft_demodulator.h"
 
 using namespace kosc;
 
@@ -17,97 +16,13 @@ namespace {
 
 // Explanations that are this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
 constexpr double MIN_COHERENCE = 0.25;
-constexpr double AMPLITUDE = 0.7071067811865475; // of a QPSK axis
 
-// Writes what the decoded bits would have been sent as into the data symbols of `sent`.
-void encode_again(const second_look_t& look)
+// Soft bits of the frame under an estimate of its channel.
+soft_bits demodulate(const frame_clock& clock, const channel_estimate& estimate, bool leave_out, second_look_t* look)
 {
-    const soundcomm_paras_t& paras = *look.paras;
-    const conv_code_t& code = *paras.conv_code;
-    const uint32_t n = code.polynomial_num;
-    const uint32_t frame_bits = 2 * paras.frame.re_num;
-    std::fill_n(look.levels, frame_bits, -AMPLITUDE);
-    uint32_t state = 0;
-    for (uint32_t t = 0; t < look.coded_len / n; ++t) {
-        const uint32_t shift_register = state | uint32_t{look.bits[t]} << (code.constraint - 1);
-        for (uint32_t i = 0; i < n; ++i) {
-            const uint32_t position = look.position[t * n + i];
-            if (position != NO_POSITION) {
-                look.levels[position] = code.output_table[shift_register * n + i] != 0 ? AMPLITUDE : -AMPLITUDE;
-            }
-        }
-        state = shift_register >> 1;
-    }
-    if (paras.phase_pattern != nullptr) {
-        phase_shift(look.levels, paras.frame.re_num, paras.phase_pattern);
-    }
-    const double* next = look.levels;
-    const uint32_t row = 2 * paras.cfg.ofdm_cfg.sc_num;
-    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        if (!is_pilot(look, i)) {
-            std::copy_n(next, row, sent(look, i));
-            next += row;
-        }
-    }
-}
-
-// Soft values of one data symbol into its place in `levels`: matched to the channel, or with the channel divided out
-// against the noise where the values are spread over all subcarriers.
-void demap_symbol(const second_look_t& look, uint32_t i, double noise, double* levels)
-{
-    const soundcomm_paras_t& paras = *look.paras;
-    const uint32_t sc_num = paras.cfg.ofdm_cfg.sc_num;
-    const bool spread = paras.cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD;
-    const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
-    for (uint32_t k = 0; k < sc_num; ++k) {
-        const kom_complex h = load(look.response, k);
-        const double weight = spread ? 1.0 / (power(h) + noise) : 1.0;
-        store(levels, k, load(received(look, i), k) * conj(h) * back * kom_complex{weight, 0.0});
-    }
-    if (spread) {
-        dft_spread_demod(levels, sc_num);
-    } else if (paras.phase_pattern != nullptr) {
-        phase_restore(levels, sc_num, paras.phase_pattern);
-    }
-}
-
-// Soft values of the whole frame. With `leave_out`, a symbol that took part in the estimate is judged by the others
-// alone: its own noise would only confirm what was decided before.
-void demap(const second_look_t& look, const channel_estimate& estimate, bool leave_out)
-{
-    const uint32_t rank = look.smoother->rank;
-    const uint32_t row = 2 * look.paras->cfg.ofdm_cfg.sc_num;
-    const double others = estimate.symbols - (leave_out ? 1.0 : 0.0);
-    const double noise_ratio = estimate.noise / (estimate.signal * others);
-    double* levels = look.levels;
-    for (uint32_t i = 0; i < look.paras->frame.symbols; ++i) {
-        if (is_pilot(look, i)) {
-            continue;
-        }
-        const kom_complex back = {std::cos(look.phases[i]), -std::sin(look.phases[i])};
-        for (uint32_t r = 0; r < rank; ++r) {
-            const kom_complex own = load(coefficients(look, i), r) * back;
-            const kom_complex rest = leave_out ? load(look.joint, r) - own : load(look.joint, r);
-            store(look.own, r, rest * kom_complex{1.0 / others, 0.0});
-        }
-        channel_smoother_synthesise(look.smoother, look.own, noise_ratio, look.response);
-        demap_symbol(look, i, estimate.noise, levels);
-        levels += row;
-    }
-}
-
-// From the frame's soft values to bits, bytes and the verdict of the CRCs.
-bool decode_levels(const second_look_t& look)
-{
-    const soundcomm_paras_t& paras = *look.paras;
-    for (uint32_t j = 0; j < look.coded_len; ++j) {
-        look.soft[j] = look.position[j] == NO_POSITION ? 0.0 : look.levels[look.position[j]];
-    }
-    const crc_cfg& crc = paras.cfg.crc_cfg;
-    return soft_viterbi_decode(look.viterbi, look.soft, look.coded_len / paras.conv_code->polynomial_num, look.bits) &&
-           bin2byte(look.bytes, look.bits, paras.frame.bits) &&
-           compare_crcs(crc, look.bytes, paras.frame.bytes, look.crc_scratch, look.crc_matches) &&
-           std::memchr(look.crc_matches, 0, crc.group) == nullptr;
+    look->estimate = estimate;
+    demap_frame(estimate, leave_out, &look->channel, look->llr);
+    return {look->llr, 2 * look->paras->frame.re_num, estimate, clock};
 }
 
 void describe(const channel_estimate& estimate, frame_quality_t* quality)
@@ -117,69 +32,70 @@ void describe(const channel_estimate& estimate, frame_quality_t* quality)
     quality->evm = std::sqrt(estimate.noise / estimate.signal);
 }
 
-// All decodings under one explanation of the drift; true when the CRCs match.
-bool try_drift(const second_look_t& look, const frame_clock& clock, frame_quality_t* quality)
+// All decodings under one explanation of the drift: first with the channel of the pilots, then with that of all
+// symbols, as the bits decoded before would have been sent. The last one, whose CRCs match unless all have failed.
+decoded_block decode_under(const frame_clock& clock, second_look_t* look, frame_quality_t* quality)
 {
-    const uint32_t steps = look.coded_len / look.paras->conv_code->polynomial_num;
+    const uint32_t steps = look->decoder.step_num;
     // Spread values have no constant power, which measuring the channel by them relies on.
-    const int passes = look.paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD ? 1 : KOSC_MAX_PASSES;
-    demodulate(look, clock);
-    channel_estimate estimate = estimate_by_pilots(look);
-    for (int pass = 0; pass < passes; ++pass) {
-        if (pass != 0) {
-            std::copy_n(look.bits, steps, look.earlier_bits);
-            encode_again(look);
-            estimate = estimate_by_all(look);
-        }
-        demap(look, estimate, pass != 0);
+    const int passes = look->paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD ? 1 : KOSC_MAX_PASSES;
+    transform_symbols(clock, &look->channel);
+    const channel_estimate pilots = estimate_by_pilots(look->sent, &look->channel);
+    decoded_block block = decode_soft(demodulate(clock, pilots, false, look), &look->decoder);
+    ++quality->attempts;
+    if (!block.crcs_match) {
+        describe(pilots, quality);
+    }
+    for (int pass = 1; pass < passes && !block.crcs_match; ++pass) {
+        std::copy_n(block.bits, steps, look->earlier_bits);
+        encode_block(block, &look->decoder, look->sent);
+        const channel_estimate all = estimate_by_all(look->sent, &look->channel);
+        block = decode_soft(demodulate(clock, all, true, look), &look->decoder);
         ++quality->attempts;
-        if (decode_levels(look)) {
-            return true;
-        }
-        if (pass == 0) {
-            describe(estimate, quality);
-        } else if (std::memcmp(look.bits, look.earlier_bits, steps) == 0) {
+        if (!block.crcs_match && std::memcmp(block.bits, look->earlier_bits, steps) == 0) {
             break; // every further pass would decide the same
         }
     }
-    return false;
+    return block;
 }
 
 // Describes a decoded frame by everything in it, now that all of it is known.
-void measure_decoded(const second_look_t& look, frame_quality_t* quality)
+void measure_decoded(const decoded_block& block, second_look_t* look, frame_quality_t* quality)
 {
-    if (look.paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD) {
+    if (look->paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD) {
         return; // the pilots' figures stay
     }
-    encode_again(look);
-    const channel_estimate estimate = estimate_by_all(look);
+    encode_block(block, &look->decoder, look->sent);
+    const channel_estimate estimate = estimate_by_all(look->sent, &look->channel);
+    look->estimate = estimate;
     describe(estimate, quality);
-    quality->evm = error_vector_magnitude(look, estimate);
+    quality->evm = error_vector_magnitude(look->sent, estimate, &look->channel);
 }
 
-bool look_again(const second_look_t& look, const double* input, frame_quality_t* quality)
+// Decodes a frame under one explanation of its drift after the other, the most coherent first.
+decoded_block decode_frame(const double* frame, second_look_t* look, frame_quality_t* quality)
 {
-    remove_low_sounds(look, input);
+    take_frame(frame, &look->channel);
     drift_t drifts[KOSC_MAX_DRIFTS];
-    const uint32_t count = drift_search_find(look.search, look.frame, drifts, KOSC_MAX_DRIFTS);
-    const double length = look.paras->frame.frame_length;
+    const uint32_t count = drift_search_find(look->search, look->channel.samples, drifts, KOSC_MAX_DRIFTS);
+    const double length = look->paras->frame.frame_length;
     for (uint32_t d = 0; d < count && drifts[d].coherence >= MIN_COHERENCE; ++d) {
-        const frame_clock clock = make_clock(*look.paras, drifts[d].rate, drifts[d].bend);
+        const frame_clock clock = make_clock(*look->paras, drifts[d].rate, drifts[d].bend);
         frame_quality_t tried = *quality;
         tried.coherence = drifts[d].coherence;
         tried.drift_ppm = 1e6 * clock.rate_at(length / 2);
         tried.drift_change_ppm = 1e6 * clock.bend * length;
-        const bool decoded = try_drift(look, clock, &tried);
-        if (d == 0 || decoded) {
+        const decoded_block block = decode_under(clock, look, &tried);
+        if (d == 0 || block.crcs_match) {
             *quality = tried;
         }
         quality->attempts = tried.attempts;
-        if (decoded) {
-            measure_decoded(look, quality);
-            return true;
+        if (block.crcs_match) {
+            measure_decoded(block, look, quality);
+            return block;
         }
     }
-    return false;
+    return {};
 }
 
 bool check_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len)
@@ -220,19 +136,32 @@ uint32_t soundcomm_decode_second_look(const soundcomm_context_t* ctx, const doub
         return KOSC_DECODE_FAILED;
     }
     const soundcomm_paras_t& paras = *ctx->rx_paras;
-    const second_look_t& look = *paras.second_look;
     frame_quality_t measured{};
+    const decoded_block block = decode_frame(input, paras.second_look, &measured);
     measured.needed = true;
-    measured.decoded = look_again(look, input, &measured);
+    measured.decoded = block.crcs_match;
     if (quality != nullptr) {
         *quality = measured;
     }
-    if (measured.decoded && output != nullptr && output_len >= paras.cfg.msg_byte_len) {
-        const kom_vector_uint8 block =
-            kom_vector_uint8_const_view_array(look.bytes, paras.frame.bytes, 0, 1, paras.frame.bytes);
-        copy_decoded_msg(&paras, &block, output, output_len);
+    if (block.crcs_match && output != nullptr && output_len >= paras.cfg.msg_byte_len) {
+        const kom_vector_uint8 bytes =
+            kom_vector_uint8_const_view_array(block.bytes, paras.frame.bytes, 0, 1, paras.frame.bytes);
+        copy_decoded_msg(&paras, &bytes, output, output_len);
     }
     return measured.decoded ? 1 : 0;
+}
+
+uint32_t soundcomm_get_equalised_symbols(const soundcomm_context_t* ctx, double* symbols, uint32_t room)
+{
+    second_look_t* const look = ctx != nullptr ? ctx->rx_paras->second_look : nullptr;
+    if (look == nullptr || look->estimate.symbols == 0) {
+        return 0;
+    }
+    const uint32_t count = look->paras->frame.re_num;
+    if (symbols != nullptr && room >= count) {
+        equalise_frame(look->estimate, &look->channel, symbols);
+    }
+    return count;
 }
 
 frame_quality_t soundcomm_get_frame_quality(const soundcomm_context_t* ctx)

@@ -2,10 +2,10 @@
 #ifndef KOSC_SECOND_LOOK_SECOND_LOOK_AREA_H
 #define KOSC_SECOND_LOOK_SECOND_LOOK_AREA_H
 
-#include "kosc/channel_smoother.h"
 #include "kosc/drift.h"
 #include "kosc/second_look.h"
-#include "kosc/soft_viterbi.h"
+#include "second_look/frame_channel.h"
+#include "second_look/soft_decoder.h"
 
 namespace kosc {
 
@@ -22,40 +22,21 @@ struct recovered_frame {
 struct second_look_t {
     uint32_t mode; // KOSC_SECOND_LOOK_...
     frame_quality_t quality;
-    kosc::recovered_frame recovered[KOSC_MAX_TRACKS];
+    kosc::recovered_frame recovered[KOSC_MAX_TRACKS]; // the receiver's
     const soundcomm_paras_t* paras;
-    channel_smoother_t* smoother; // owned
-    drift_search_t* search;       // owned
-    soft_viterbi_t* viterbi;      // owned
-    uint32_t coded_len;           // code bits before puncturing
-    uint32_t* position;           // owned; place of each code bit in the frame, NO_POSITION when it is not sent
-    double* numbers;              // owned; all arrays of doubles below, one behind the other
-    double* frame;                // frame_length samples without what lies far below the subcarriers
-    double* evening;              // sc_num factors that undo the tilt of that
-    double* received;             // symbols rows of sc_num complex values
-    double* sent;                 // the same of what was sent; data symbols once they are decoded
-    double* coefficients;         // symbols rows of rank complex values: each symbol's channel
-    double* joint;                // rank complex values: the channel of all symbols together
-    double* own;                  // rank complex values
-    double* response;             // sc_num complex values
-    double* phases;               // symbols values: how each symbol is turned against the joint channel
-    double* levels;               // one value for each bit of the frame, in the order sent
-    double* soft;                 // coded_len values
-    double* work;                 // 3 * sc_num doubles
-    uint8_t* octets;              // owned; all arrays of bytes below
-    uint8_t* bits;                // decoded bits and tail
-    uint8_t* earlier_bits;        // those of the pass before
-    uint8_t* bytes;
-    uint8_t* crc_scratch;
-    uint8_t* crc_matches;
+    channel_smoother_t* smoother;    // owned
+    drift_search_t* search;          // owned
+    kosc::soft_decoder decoder;      // owns its arrays
+    kosc::frame_channel channel;     // its arrays lie in `doubles`
+    double* doubles;                 // owned; all arrays of doubles, one behind the other
+    kosc::channel_estimate estimate; // the last; no symbols before the first
+    double* llr;                     // two values a data cell, in the order sent
+    double* sent;                    // symbols rows of sc_num complex values; the data symbols' once they are decoded
+    uint8_t* octets;                 // owned; all arrays of bytes
+    uint8_t* earlier_bits;           // those of the pass before
 };
 
 namespace kosc {
-
-constexpr uint32_t NO_POSITION = UINT32_MAX;
-
-// Whether speech lies far enough below the subcarriers to be taken out without tilting them much.
-inline bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx >= ofdm.symbol_len / 4; }
 
 // A work area, null when memory is short or the configuration is not one for a second look.
 second_look_t* make_second_look(const soundcomm_paras_t& paras);

@@ -1,6 +1,8 @@
 #include "kosc/second_look.h"
 
 #include <cmath>
+#include <functional>
+#include <numeric>
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -40,6 +42,14 @@ uint32_t look(const context_ptr& ctx, const double_list& sound, byte_list* msg =
                                         msg != nullptr ? static_cast<uint32_t>(msg->size()) : 0, quality);
 }
 
+// Root mean square distance of complex values.
+double distance(const double_list& a, const double_list& b)
+{
+    const auto square = [](double x, double y) { return (x - y) * (x - y); };
+    return std::sqrt(2 * std::inner_product(a.begin(), a.end(), b.begin(), 0.0, std::plus<>(), square) /
+                     static_cast<double>(a.size()));
+}
+
 TEST(SecondLook, HearsAndMeasuresWhatTheFirstLoses)
 {
     // The last lies under a loud sound far below its band, 40 dB over it.
@@ -60,6 +70,14 @@ TEST(SecondLook, HearsAndMeasuresWhatTheFirstLoses)
         // Fades take 0.4 dB off the frame's mean power; estimates over 576 cells hold to half a decibel.
         EXPECT_NEAR(quality.snr_db, snr_db + 0.4, 0.8);
         EXPECT_NEAR(20 * std::log10(quality.evm), -quality.snr_db, 1.0);
+        const uint32_t count = ctx->rx_paras->frame.re_num;
+        double_list sent(2 * count), first(2 * count), second(2 * count);
+        const double_list clean = encode(ctx.get(), message("deeper"));
+        EXPECT_EQ(soundcomm_equalise(ctx.get(), clean.data(), FRAME_LEN, sent.data(), count), count);
+        EXPECT_EQ(soundcomm_equalise(ctx.get(), sound.data(), FRAME_LEN, first.data(), count), count);
+        EXPECT_EQ(soundcomm_get_equalised_symbols(ctx.get(), second.data(), count), count);
+        EXPECT_NEAR(distance(second, sent), quality.evm, 0.1 * quality.evm);
+        EXPECT_GT(distance(first, sent), 1.2 * quality.evm);
     }
 }
 
@@ -189,6 +207,9 @@ TEST(SecondLook, ChecksItsArguments)
     EXPECT_EQ(ko_soundcommu_config_second_look(nullptr, 1), -1);
     EXPECT_EQ(logged(), (text_list{"ERROR ctx is null", "ERROR input is null", "ERROR input_len too short 11519",
                                    "ERROR second look is off", "ERROR ctx is null", "ERROR kosc is NULL"}));
+    EXPECT_EQ(soundcomm_get_equalised_symbols(nullptr, nullptr, 0), 0U);
+    EXPECT_EQ(soundcomm_get_equalised_symbols(off.get(), nullptr, 0), 0U);
+    EXPECT_EQ(soundcomm_equalise(off.get(), double_list(FRAME_LEN).data(), FRAME_LEN, nullptr, 0), 0U);
 }
 
 } // namespace

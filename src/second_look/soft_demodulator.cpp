@@ -1,0 +1,78 @@
+#include "second_look/soft_demodulator.h"
+
+#include <cmath>
+
+#include "kosc/papr.h"
+
+namespace kosc {
+namespace {
+
+// Mean coefficients of the joined symbols, without those of symbol `i` where it is left out, each turned to its phase.
+void mean_of_others(const frame_channel& channel, uint32_t i, double others, bool leave_out, double* mean)
+{
+    const kom_complex back = {std::cos(channel.phases[i]), -std::sin(channel.phases[i])};
+    for (uint32_t r = 0; r < channel.smoother->rank; ++r) {
+        const kom_complex joint = load(channel.joint, r);
+        const kom_complex rest = leave_out ? joint - load(coefficient_row(channel, i), r) * back : joint;
+        store(mean, r, rest * kom_complex{1.0 / others, 0.0});
+    }
+}
+
+// How values are weighed against the channel: conj(h) * received, over |h|^2 + noise where it is divided out.
+struct weighing {
+    bool divide;
+    double noise;
+};
+
+// Values of data symbol `i` under the response in the scratch row, with the PAPR reduction undone.
+void demap_symbol(const frame_channel& channel, uint32_t i, const weighing& w, double* out)
+{
+    const soundcomm_paras_t& paras = *channel.paras;
+    const uint32_t sc_num = paras.cfg.ofdm_cfg.sc_num;
+    const double* const values = symbol_row(paras, channel.received, i);
+    const kom_complex back = {std::cos(channel.phases[i]), -std::sin(channel.phases[i])};
+    for (uint32_t k = 0; k < sc_num; ++k) {
+        const kom_complex h = load(channel.response, k);
+        const double weight = w.divide ? 1.0 / (power(h) + w.noise) : 1.0;
+        store(out, k, load(values, k) * conj(h) * back * kom_complex{weight, 0.0});
+    }
+    if (paras.cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD) {
+        dft_spread_demod(out, sc_num);
+    } else if (paras.phase_pattern != nullptr) {
+        phase_restore(out, sc_num, paras.phase_pattern);
+    }
+}
+
+void demap_symbols(const channel_estimate& estimate, const weighing& w, bool leave_out, frame_channel* channel,
+                   double* out)
+{
+    const soundcomm_paras_t& paras = *channel->paras;
+    const double others = estimate.symbols - (leave_out ? 1.0 : 0.0);
+    const double noise_ratio = estimate.noise / (estimate.signal * others);
+    double* const mean = channel->work; // no more than sc_num complex values
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        if (!is_pilot(paras, i)) {
+            mean_of_others(*channel, i, others, leave_out, mean);
+            channel_smoother_synthesise(channel->smoother, mean, noise_ratio, channel->response);
+            demap_symbol(*channel, i, w, out);
+            out += size_t{2} * paras.cfg.ofdm_cfg.sc_num;
+        }
+    }
+}
+
+} // namespace
+
+// Values that are spread over all subcarriers come together only with the channel divided out.
+void demap_frame(const channel_estimate& estimate, bool leave_out, frame_channel* channel, double* llr)
+{
+    const bool spread = channel->paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD;
+    demap_symbols(estimate, {spread, estimate.noise}, leave_out, channel, llr);
+}
+
+void equalise_frame(const channel_estimate& estimate, frame_channel* channel, double* symbols)
+{
+    constexpr double LEAST_SHARE = 1e-3; // of the signal's power, below which a subcarrier is not raised further
+    demap_symbols(estimate, {true, LEAST_SHARE * estimate.signal}, false, channel, symbols);
+}
+
+} // namespace kosc
