@@ -22,13 +22,14 @@ constexpr uint32_t COARSE_NUM = 2 * COARSE_REACH + 1;
 constexpr double FINE_STEP = 40 * PPM;
 constexpr int FINE_REACH = 105;
 // Changes of rate: what a person who starts walking does within a frame.
-constexpr double BEND_STEP = 500 * PPM / 11520;
-constexpr int BEND_REACH = 3;
-// How much coherence a bend must gain to be believed: people rarely speed up by more than a few hundred ppm a frame.
-constexpr double BEND_PENALTY = 0.0033;
+constexpr double RATE_CHANGE_STEP = 500 * PPM / 11520;
+constexpr int RATE_CHANGE_REACH = 3;
+// How much coherence a change of rate must gain to be believed, times its square in steps: people rarely speed up by
+// more than a few hundred ppm a frame.
+constexpr double RATE_CHANGE_PENALTY = 0.0033;
 // Two explanations closer than this are one.
 constexpr double SAME_RATE = 200 * PPM;
-constexpr double SAME_BEND = 1000 * PPM / 11520;
+constexpr double SAME_RATE_CHANGE = 1000 * PPM / 11520;
 constexpr int REFINEMENTS = 4; // halvings of both steps
 constexpr uint32_t BLOCK_LEN = 32;
 constexpr uint32_t MIN_SYMBOL_LEN = 2 * BLOCK_LEN;
@@ -128,14 +129,20 @@ void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uin
     }
 }
 
-// Share of the pilots' energy that adds up under a rate and a bend, less what the bend must gain.
-double coherence(const drift_search_t& s, double rate, double bend)
+// Share of the pilots' energy that adds up under a rate and its change, less what the change must gain.
+//
+// With the channel coefficients c(p) of P pilots along the smoother's sequences, each turned by the phase phi(p) that
+// the clock gives it at the middle of the band, and the pilots' energies E(p), it is
+//     |sum c(p)*exp(j*phi(p))|^2 / (P * sum E(p)):
+// 1 for one noiseless channel within the prefix. Over the grid its maximum is the maximum-likelihood estimate, with
+// white noise and the same channel at every pilot. Each pilot's coefficients are those of the nearest coarse rate.
+double coherence(const drift_search_t& s, double rate, double rate_change)
 {
     const uint32_t rank = s.smoother->rank;
     const uint32_t pilots = s.paras->frame.pilot_symbols;
     const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
     const double middle_omega = omega(s, ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0);
-    const frame_clock clock = make_clock(*s.paras, rate, bend);
+    const frame_clock clock = make_clock(*s.paras, rate, rate_change);
     std::fill_n(s.sum, size_t{2} * rank, 0.0);
     double energy = 0.0;
     for (uint32_t p = 0; p < pilots; ++p) {
@@ -158,21 +165,22 @@ double coherence(const drift_search_t& s, double rate, double bend)
         const kom_complex c = load(s.sum, r);
         joined += c.re * c.re + c.im * c.im;
     }
-    const double bend_steps = bend / BEND_STEP;
-    return (energy > 0.0 ? joined / (energy * pilots) : 0.0) - BEND_PENALTY * bend_steps * bend_steps;
+    const double change_steps = rate_change / RATE_CHANGE_STEP;
+    return (energy > 0.0 ? joined / (energy * pilots) : 0.0) - RATE_CHANGE_PENALTY * change_steps * change_steps;
 }
 
-// The rate in the middle of the frame: the direction in which rate and bend are independent.
+// The rate in the middle of the frame, of which errors do not depend on those of the rate's change.
 double middle_rate(const drift_search_t& s, const drift_t& d)
 {
     return make_clock(*s.paras, d.rate, d.bend).rate_at(s.paras->frame.frame_length / 2.0);
 }
 
-drift_t with_middle_rate(const drift_search_t& s, double middle, double bend)
+drift_t with_middle_rate(const drift_search_t& s, double middle, double rate_change)
 {
-    const double distance = s.paras->frame.frame_length / 2.0 - make_clock(*s.paras, middle, bend).received_anchor;
-    const double rate = middle - bend * distance;
-    return {rate, bend, coherence(s, rate, bend)};
+    const double distance =
+        s.paras->frame.frame_length / 2.0 - make_clock(*s.paras, middle, rate_change).received_anchor;
+    const double rate = middle - rate_change * distance;
+    return {rate, rate_change, coherence(s, rate, rate_change)};
 }
 
 // Puts `d` into a list sorted by coherence, in which no two explanations are the same.
@@ -181,7 +189,7 @@ uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint3
     uint32_t same = count;
     for (uint32_t i = 0; i < count; ++i) {
         if (std::fabs(middle_rate(s, found[i]) - middle_rate(s, d)) < SAME_RATE &&
-            std::fabs(found[i].bend - d.bend) < SAME_BEND) {
+            std::fabs(found[i].bend - d.bend) < SAME_RATE_CHANGE) {
             same = i;
             break;
         }
@@ -208,13 +216,13 @@ uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint3
 void refine(const drift_search_t& s, drift_t* d)
 {
     double rate_step = FINE_STEP / 2;
-    double bend_step = BEND_STEP / 2;
-    for (int i = 0; i < REFINEMENTS; ++i, rate_step /= 2, bend_step /= 2) {
+    double change_step = RATE_CHANGE_STEP / 2;
+    for (int i = 0; i < REFINEMENTS; ++i, rate_step /= 2, change_step /= 2) {
         for (int way = -1; way <= 1; way += 2) {
             const drift_t turned = with_middle_rate(s, middle_rate(s, *d) + way * rate_step, d->bend);
             *d = turned.coherence > d->coherence ? turned : *d;
-            const drift_t bent = with_middle_rate(s, middle_rate(s, *d), d->bend + way * bend_step);
-            *d = bent.coherence > d->coherence ? bent : *d;
+            const drift_t changed = with_middle_rate(s, middle_rate(s, *d), d->bend + way * change_step);
+            *d = changed.coherence > d->coherence ? changed : *d;
         }
     }
 }
@@ -280,9 +288,10 @@ uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t*
         return 1;
     }
     uint32_t count = 0;
-    for (int b = -BEND_REACH; b <= BEND_REACH && max_found != 0; ++b) {
+    for (int b = -RATE_CHANGE_REACH; b <= RATE_CHANGE_REACH && max_found != 0; ++b) {
         for (int f = -FINE_REACH; f <= FINE_REACH; ++f) {
-            count = insert(*search, with_middle_rate(*search, f * FINE_STEP, b * BEND_STEP), found, count, max_found);
+            count = insert(*search, with_middle_rate(*search, f * FINE_STEP, b * RATE_CHANGE_STEP), found, count,
+                           max_found);
         }
     }
     for (uint32_t i = 0; i < count; ++i) {

@@ -84,7 +84,7 @@ decoded_block decode_frame(const double* frame, second_look_t* look, frame_quali
         frame_quality_t tried = *quality;
         tried.coherence = drifts[d].coherence;
         tried.drift_ppm = 1e6 * clock.rate_at(length / 2);
-        tried.drift_change_ppm = 1e6 * clock.bend * length;
+        tried.drift_change_ppm = 1e6 * clock.rate_change * length;
         const decoded_block block = decode_under(clock, look, &tried);
         if (d == 0 || block.crcs_match) {
             *quality = tried;
