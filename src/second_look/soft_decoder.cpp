@@ -6,8 +6,8 @@
 
 #include "coding/conv_steps.h"
 #include "coding/permute.h"
-#include "decode/crc_check.h"
 #include "config/qpsk_constants.h"
+#include "decode/crc_check.h"
 #include "kosc/crc.h"
 #include "kosc/papr.h"
 #include "platform/owned.h"
