@@ -141,6 +141,9 @@ TEST(KoscCheck, NamesWhatIsWrongWithADevice)
     SndfileHandle file(folder + "signal.wav");
     std::vector<int16_t> played(static_cast<size_t>(file.frames()));
     file.readf(played.data(), file.frames());
+    ASSERT_EQ(check("--recording signal.wav --json >out"), 0);
+    std::ifstream clean(folder + "out");
+    EXPECT_EQ(nlohmann::json::parse(clean)["clipped_samples"], 0);
     for (const auto& device : devices) {
         SCOPED_TRACE(device.name);
         random_source random(SEED);

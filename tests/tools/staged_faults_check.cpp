@@ -1,7 +1,7 @@
 // Recordings with one fault each, staged many times with everything else drawn anew: the inspection must name it.
 #include <cmath>
 #include <cstdlib>
-#include <memory>
+#include <functional>
 #include <string>
 
 #include <algorithm>
@@ -30,14 +30,13 @@ struct stage {
 
 stage set_stage(random_source& random)
 {
-    static const std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> modem{make_receiver(0),
-                                                                                          soundcomm_release};
+    static const context_ptr sender = make_receiver(KOSC_SECOND_LOOK_OFF);
     uint8_t message[28];
     for (uint8_t& byte : message) {
         byte = static_cast<uint8_t>(random.bits() >> 56);
     }
     samples frame(FRAME);
-    EXPECT_EQ(soundcomm_encode(modem->tx_paras, message, sizeof message, frame.data(), FRAME), 0);
+    EXPECT_EQ(soundcomm_encode(sender->tx_paras, message, sizeof message, frame.data(), FRAME), 0);
     kosc_link::scale(&frame, between(400, 5000, random) / std::sqrt(kosc_link::mean_power(frame, 0, FRAME)));
     stage s{samples(22000), 2000 + static_cast<size_t>(8000 * random.uniform())};
     std::copy(frame.begin(), frame.end(), s.sound.begin() + static_cast<ptrdiff_t>(s.start));
@@ -48,7 +47,9 @@ stage set_stage(random_source& random)
 void add_background(samples* sound, random_source& random)
 {
     const double power = kosc_link::loud_power(*sound);
-    add_noise(sound, kosc_link::noise_variance(power, between(18, 35, random), {BAND_LOW, BAND_HIGH}, RATE), &random);
+    add_noise(sound,
+              kosc_link::noise_variance(power, between(18, 35, random), {modem().band_low, modem().band_high}, RATE),
+              &random);
     const double level = std::sqrt(power) * between(0.1, 1.0, random);
     const samples voice = kosc_link::make_noise(kosc_link::noise_kind::speech, sound->size(), &random);
     for (size_t i = 0; i < sound->size(); ++i) {
@@ -61,7 +62,7 @@ inspection inspect(const samples& sound)
     const std::vector<int16_t> pcm = kosc_link::to_pcm(sound);
     std::vector<float> raw(pcm.size());
     std::transform(pcm.begin(), pcm.end(), raw.begin(), [](int16_t x) { return static_cast<float>(x) / 32768.0F; });
-    inspector eyes(MODEM_RATE, 1, {});
+    inspector eyes(48000, 1, {});
     eyes.hear_raw(raw.data(), raw.size());
     eyes.hear(0, pcm.data(), pcm.size());
     return eyes.finish();
@@ -93,19 +94,104 @@ samples noisy(stage s, random_source& random)
 {
     kosc_link::scale(&s.sound, 0.3); // room for the noise
     const double power = kosc_link::mean_power(s.sound, s.start, FRAME);
-    const double variance = kosc_link::noise_variance(power, between(-15, 1, random), {BAND_LOW, BAND_HIGH}, RATE);
+    const double variance =
+        kosc_link::noise_variance(power, between(-15, 1, random), {modem().band_low, modem().band_high}, RATE);
     add_noise(&s.sound, variance, &random);
     return s.sound;
 }
 
 samples echoing(stage s, random_source& random)
 {
-    const auto delay = [&] { return 60 + static_cast<size_t>(2400 * random.uniform()); };
+    const auto delay = [&] { return 60 + static_cast<size_t>(160 * random.uniform()); };
     s.sound = kosc_link::apply_taps(
         s.sound, {{0, 1.0}, {delay(), between(0.6, 1.0, random)}, {delay(), between(0.2, 0.6, random)}});
     add_background(&s.sound, random);
     return s.sound;
 }
+
+samples arriving_twice(stage s, random_source& random)
+{
+    s.sound = kosc_link::apply_taps(
+        s.sound, {{0, 1.0}, {350 + static_cast<size_t>(2000 * random.uniform()), between(0.7, 1.0, random)}});
+    add_background(&s.sound, random);
+    return s.sound;
+}
+
+samples two_senders(stage s, random_source& random)
+{
+    const stage other = set_stage(random);
+    const double louder = std::sqrt(kosc_link::loud_power(s.sound) / kosc_link::loud_power(other.sound));
+    const size_t later = s.start + 2500 - std::min<size_t>(other.start, s.start);
+    for (size_t i = 0; i < FRAME && s.start + later % 6000 + i < s.sound.size(); ++i) {
+        s.sound[s.start + later % 6000 + i] += louder * other.sound[other.start + i];
+    }
+    add_background(&s.sound, random);
+    return s.sound;
+}
+
+// One sample is missing in every tenth of a second.
+samples losing(stage s, random_source& random)
+{
+    add_background(&s.sound, random);
+    for (size_t i = s.sound.size() / 4800; i > 0; --i) {
+        s.sound.erase(s.sound.begin() + static_cast<ptrdiff_t>(i * 4800 - 1));
+    }
+    return s.sound;
+}
+
+// A block of 10 ms is played again in place of the next, within the frame.
+samples stuttering(stage s, random_source& random)
+{
+    add_background(&s.sound, random);
+    for (double& x : s.sound) {
+        x = std::round(x);
+    }
+    const auto block = s.sound.begin() + static_cast<ptrdiff_t>(s.start + 600 + 9000 * random.uniform());
+    std::copy(block, block + 480, block + 480);
+    return s.sound;
+}
+
+samples too_fast(stage s, random_source& random)
+{
+    add_background(&s.sound, random);
+    const double ppm = between(10000, 30000, random);
+    return kosc_link::drift(s.sound, ppm, ppm, 0, 0);
+}
+
+// Another channel in between, of which the header does not tell.
+samples interleaved(stage s, random_source& random)
+{
+    samples other(s.sound.size()), both;
+    add_background(&s.sound, random);
+    add_noise(&other, 30.0, &random);
+    for (size_t i = 0; i < other.size(); ++i) {
+        both.insert(both.end(), {s.sound[i], other[i]});
+    }
+    return both;
+}
+
+samples pumped(stage s, random_source& random)
+{
+    add_background(&s.sound, random);
+    const double phase = 6.3 * random.uniform(), depth = between(10, 20, random);
+    for (size_t i = 0; i < s.sound.size(); ++i) {
+        s.sound[i] *=
+            std::pow(10.0, depth / 40 * std::sin(2 * kosc_link::PI * 8 * static_cast<double>(i) / RATE + phase));
+    }
+    return s.sound;
+}
+
+samples with_tone(stage s, random_source& random)
+{
+    const double level = 3 * std::sqrt(kosc_link::loud_power(s.sound)), hz = between(18200, 20800, random);
+    add_background(&s.sound, random);
+    for (size_t i = 0; i < s.sound.size(); ++i) {
+        s.sound[i] += level * std::sin(2 * kosc_link::PI * hz / RATE * static_cast<double>(i));
+    }
+    return s.sound;
+}
+
+samples none_at_all(stage, random_source&) { return {}; }
 
 // The recording begins, ends or falls silent within the frame.
 samples cut(stage s, random_source& random)
@@ -175,14 +261,31 @@ struct fault {
 
 class StagedFault : public testing::TestWithParam<fault> {};
 
+// What is said of frames, of the recording and in words is one story.
+void expect_agreement(const inspection& result)
+{
+    size_t found = 0, failed = 0;
+    bool named = false;
+    for (const candidate& c : result.candidates) {
+        found += c.chance ? 0 : 1;
+        failed += c.chance || c.decoded ? 0 : 1;
+        named = named || (!c.chance && c.why == result.why);
+        EXPECT_FALSE(!c.decoded && c.why == cause::none) << result.verdict;
+    }
+    EXPECT_EQ(found == 0, result.verdict.rfind("No ", 0) == 0) << result.verdict;
+    EXPECT_TRUE(found == 0 || named) << result.verdict;
+    EXPECT_FALSE(result.why == cause::none && (found == 0 || failed != 0)) << result.verdict;
+}
+
 TEST_P(StagedFault, IsNamed)
 {
-    constexpr int CASES = KOSC_STAGED_CASES, RIGHT = CASES * 95 / 100;
+    constexpr int CASES = KOSC_STAGED_CASES, RIGHT = CASES * 9 / 10;
     int right = 0;
     std::string wrong;
     for (int seed = 1; seed <= CASES; ++seed) {
         random_source random(static_cast<uint64_t>(seed));
         const inspection result = inspect(GetParam().apply(set_stage(random), random));
+        expect_agreement(result);
         right += result.why == GetParam().expected ? 1 : 0;
         if (result.why != GetParam().expected) {
             wrong += std::to_string(seed) + ": " + result.verdict + "\n";
@@ -198,6 +301,15 @@ constexpr fault FAULTS[] = {
     {"WrongRate", mislabelled, cause::wrong_rate},
     {"Noise", noisy, cause::noise},
     {"Echo", echoing, cause::echo},
+    {"LateArrival", arriving_twice, cause::late_arrival},
+    {"SeveralSenders", two_senders, cause::several_senders},
+    {"LostSamples", losing, cause::lost_samples},
+    {"RepeatedSamples", stuttering, cause::lost_samples},
+    {"WrongSpeed", too_fast, cause::wrong_speed},
+    {"MixedChannels", interleaved, cause::mixed_channels},
+    {"GainControl", pumped, cause::gain_control},
+    {"Tone", with_tone, cause::tone},
+    {"NoSamples", none_at_all, cause::no_samples},
     {"Cut", cut, cause::cut},
     {"Drift", drifting, cause::drift},
     {"Silence", silent, cause::silence},
@@ -207,5 +319,40 @@ constexpr fault FAULTS[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Inspect, StagedFault, testing::ValuesIn(FAULTS),
                          [](const auto& param) { return std::string(param.param.name); });
+
+TEST(ClipMeter, CountsFlatTopsAndNothingElse)
+{
+    const auto sine = [](double amplitude, double hz, double i) {
+        return amplitude * std::sin(2 * kosc_link::PI * hz / RATE * i);
+    };
+    random_source random(1);
+    const std::function<double(double)> kept[] = {
+        [](double) { return 0.5; },
+        [&](double i) { return sine(0.5, 1000, i); },
+        [&](double i) { return sine(0.5, 300, i); },
+        [&](double i) { return sine(0.5, 100, i); },
+        [&](double i) { return sine(0.5, 12000, i); },
+        [&](double) { return std::round(6 * random.gaussian()) / 128; }, // quiet sound of 8 bits
+    };
+    const std::function<double(double)> cut[] = {
+        [&](double i) { return std::min(sine(0.9, 1000, i), 0.5); },
+        [&](double) { return std::clamp(0.5 * random.gaussian(), -0.6, 0.6); },
+    };
+    const auto clipped = [](const std::function<double(double)>& sound) {
+        clip_meter meter;
+        for (int i = 0; i < 48000; ++i) {
+            const auto sample = static_cast<float>(std::round(32768.0 * sound(i)) / 32768.0);
+            meter.hear(&sample, 1, 1);
+        }
+        meter.finish();
+        return meter.total();
+    };
+    for (const auto& sound : kept) {
+        EXPECT_EQ(clipped(sound), 0U) << &sound - kept;
+    }
+    for (const auto& sound : cut) {
+        EXPECT_GT(clipped(sound), 5000U) << &sound - cut;
+    }
+}
 
 } // namespace

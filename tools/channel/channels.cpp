@@ -6,7 +6,6 @@
 namespace kosc_link {
 namespace {
 
-constexpr double PI = 3.141592653589793;
 constexpr double DECAY_60_DB = 6.907755278982137; // ln(1000): amplitude falls by 60 dB
 
 constexpr int SINC_HALF_WIDTH = 48;

@@ -13,6 +13,8 @@ namespace kosc_link {
 
 using signal = std::vector<double>;
 
+constexpr double PI = 3.14159265358979323846;
+
 // Random numbers that are the same on every platform for the same seed (splitmix64: Steele, Lea and Flood 2014,
 // "Fast splittable pseudorandom number generators"; normal numbers: Box and Muller 1958).
 class random_source {

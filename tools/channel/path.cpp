@@ -8,7 +8,6 @@
 namespace kosc_link {
 namespace {
 
-constexpr double PI = 3.141592653589793;
 constexpr double SAMPLE_RATE = 48000;
 constexpr band SUBCARRIERS = {18000, 20953.125};
 constexpr double ROOM_TAIL_START = 0.001;

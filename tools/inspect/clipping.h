@@ -16,13 +16,14 @@ struct clipped_span {
 };
 
 // Many samples at the very extreme and hardly any just below it: sound that is not clipped thins out towards its peak.
+// A steady tone does not; it counts as clipped only where its tops are flat.
 class clip_meter {
 public:
     // Hears samples of -1 to 1 that lie `stride` apart.
     void hear(const float* samples, size_t count, size_t stride);
     void finish();
 
-    const std::vector<clipped_span>& spans() const { return spans_; }
+    uint64_t total() const { return total_; } // clipped samples
     // Clipped samples between two positions, as far as whole spans tell.
     uint64_t between(uint64_t begin, uint64_t end) const;
 
@@ -32,6 +33,7 @@ private:
     std::vector<float> block_;
     uint64_t position_ = 0; // of the block
     std::vector<clipped_span> spans_;
+    uint64_t total_ = 0;
 };
 
 } // namespace kosc_inspect

@@ -15,7 +15,6 @@ namespace {
 using complex = std::complex<double>;
 using spectra = std::vector<std::vector<complex>>; // the subcarriers of each symbol
 
-constexpr double PI = 3.141592653589793;
 constexpr double NO_GAIN_DB = -60.0;
 
 // `offset` is where in its prefix a symbol's FFT window begins.
@@ -50,7 +49,7 @@ std::vector<complex> restored(const soundcomm_paras_t& paras, std::vector<comple
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     for (size_t i = 0; i < values.size(); ++i) {
         const auto bin = static_cast<double>(ofdm.sc_start_idx + i % ofdm.sc_num);
-        values[i] *= std::polar(1.0, 2 * PI * bin * paras.cfg.fade_cfg.len / ofdm.symbol_len);
+        values[i] *= std::polar(1.0, 2 * kosc_link::PI * bin * paras.cfg.fade_cfg.len / ofdm.symbol_len);
     }
     if (paras.phase_pattern != nullptr) {
         phase_restore(reinterpret_cast<double*>(values.data()), static_cast<uint32_t>(values.size()),

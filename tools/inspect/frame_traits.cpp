@@ -2,101 +2,378 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <unordered_map>
 
-#include "kosc/fft.h"
-#include "spectrum_meter.h"
+#include "channels.h"
+#include "frame_band.h"
+#include "modem.h"
+#include "power_spectrum.h"
 
 namespace kosc_inspect {
 namespace {
 
-constexpr double PI = 3.141592653589793;
-constexpr double FULL_SCALE = 32768.0;
+struct frame_view {
+    const soundcomm_paras_t& paras;
+    const double* samples;
+    band_signal band;
+    uint32_t length, step; // of the frame, from symbol to symbol
 
-// Mean square of the subcarriers in one symbol, in dB against full scale.
-double symbol_level(const ofdm_cfg& ofdm, const double* samples)
+    size_t reference(uint32_t symbol) const // where the FFT window of a symbol begins
+    {
+        return size_t{symbol} * step + paras.cfg.ofdm_cfg.cp_len - paras.cfg.fade_cfg.len;
+    }
+};
+
+double median(std::vector<double> values)
 {
-    std::vector<double> work(2 * size_t{ofdm.symbol_len});
-    for (uint32_t i = 0; i < ofdm.symbol_len; ++i) {
-        work[2 * i] = samples[i] * (0.5 - 0.5 * std::cos(2 * PI * (i + 0.5) / ofdm.symbol_len));
-    }
-    kom_fft_complex_radix2_forward(work.data(), 1, ofdm.symbol_len);
-    double power = 0.0;
-    for (uint32_t k = ofdm.sc_start_idx; k < ofdm.sc_start_idx + ofdm.sc_num; ++k) {
-        power += work[2 * k] * work[2 * k] + work[2 * k + 1] * work[2 * k + 1];
-    }
-    const double window_energy = 0.375 * ofdm.symbol_len;
-    return to_db(2.0 * power / (window_energy * ofdm.symbol_len) / (FULL_SCALE * FULL_SCALE));
+    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
-// A cut makes nearly all of the difference within two symbols, one of them half cut; what fades away takes longer.
-void judge_levels(frame_traits* traits)
+void measure_levels(const frame_view& frame, frame_traits* traits)
 {
-    constexpr double MISSING = 8.0, NEARLY_ALL = 0.6;
-    constexpr size_t ABRUPT = 2;
-    const std::vector<double>& levels = traits->symbol_levels;
-    double step = 0.0;
-    for (size_t i = 0; i + ABRUPT < levels.size(); ++i) {
-        step = std::max(step, std::fabs(levels[i] - levels[i + ABRUPT]));
+    constexpr double FULL_SCALE = 32768.0;
+    std::vector<double>& levels = traits->symbol_levels;
+    double power = 0.0;
+    for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
+        std::vector<double> symbol(SPECTRUM_LENGTH);
+        const double* const first = frame.samples + size_t{i} * frame.step + frame.paras.cfg.ofdm_cfg.cp_len;
+        std::transform(first, first + SPECTRUM_LENGTH, symbol.begin(), [](double x) { return x / FULL_SCALE; });
+        levels.push_back(level_db(power_spectrum(symbol.data()), modem().band_low, modem().band_high));
+        power += std::pow(10.0, levels.back() / 10.0) / frame.paras.frame.symbols;
     }
-    const auto [least, most] = std::minmax_element(levels.begin(), levels.end());
-    traits->cut = step > MISSING && step > NEARLY_ALL * (*most - *least);
+    traits->level_db = to_db(power);
+    double rise = 0.0, fall = 0.0; // the largest, each between any two symbols in that order
+    double lowest = levels.front(), highest = levels.front();
+    for (size_t i = 0; i < levels.size(); ++i) {
+        lowest = std::min(lowest, levels[i]);
+        highest = std::max(highest, levels[i]);
+        rise = std::max(rise, levels[i] - lowest);
+        fall = std::max(fall, highest - levels[i]);
+        if (i >= 2) {
+            traits->step_db = std::max(traits->step_db, std::fabs(levels[i] - levels[i - 2]));
+        }
+    }
+    traits->range_db = highest - lowest;
+    traits->swing_db = std::min(rise, fall);
+    traits->faint_symbols = static_cast<size_t>(
+        std::count_if(levels.begin(), levels.end(), [&](double x) { return x < (lowest + highest) / 2; }));
     const size_t third = levels.size() / 3;
-    double first = 0.0, last = 0.0;
     for (size_t i = 0; i < third; ++i) {
-        first += levels[i] / static_cast<double>(third);
-        last += levels[levels.size() - 1 - i] / static_cast<double>(third);
+        traits->fall_db += (levels[i] - levels[levels.size() - 1 - i]) / static_cast<double>(third);
     }
-    constexpr double SUPPRESSED = 7.0;
-    traits->fading_away = !traits->cut && first - last > SUPPRESSED;
 }
 
 // Correlates the frame's band with itself.
-void find_echo(const soundcomm_paras_t& paras, const double* samples, frame_traits* traits)
+void find_echo(const frame_view& frame, frame_traits* traits)
 {
-    constexpr uint32_t SIZE = 16384; // a frame, and longer delays than rooms have
     constexpr uint32_t NEAREST = 40; // closer echoes only tilt the band
-    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
-    const uint32_t length = std::min(paras.frame.frame_length, SIZE);
-    std::vector<double> work(2 * size_t{SIZE});
-    for (uint32_t i = 0; i < length; ++i) {
-        work[2 * i] = samples[i];
-    }
-    kom_fft_complex_radix2_forward(work.data(), 1, SIZE);
-    const double scale = static_cast<double>(SIZE) / ofdm.symbol_len;
-    for (uint32_t k = 0; k < SIZE; ++k) {
+    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
+    band_signal powers(frame.samples, frame.samples + frame.length);
+    powers.resize(BAND_SAMPLES);
+    transform(&powers, true);
+    const double scale = static_cast<double>(BAND_SAMPLES) / ofdm.symbol_len;
+    for (uint32_t k = 0; k < BAND_SAMPLES; ++k) {
         const double inside = (k / scale - ofdm.sc_start_idx + 0.5) / ofdm.sc_num;
-        const double taper = inside > 0.0 && inside < 1.0 ? 0.5 - 0.5 * std::cos(2 * PI * inside) : 0.0;
-        work[2 * k] = taper * (work[2 * k] * work[2 * k] + work[2 * k + 1] * work[2 * k + 1]);
-        work[2 * k + 1] = 0.0;
+        const double taper = inside > 0.0 && inside < 1.0 ? 0.5 - 0.5 * std::cos(2 * kosc_link::PI * inside) : 0.0;
+        powers[k] = taper * std::norm(powers[k]);
     }
-    kom_fft_complex_radix2_inverse(work.data(), 1, SIZE);
-    const auto likeness = [&](uint32_t lag) { return std::hypot(work[2 * lag], work[2 * lag + 1]) / work[0]; };
+    transform(&powers, false);
     const auto close_to = [](uint32_t lag, uint32_t other) { return lag + NEAREST > other && lag < other + NEAREST; };
     // Prefixes repeat their symbols' ends, and the later pilots each other.
-    const uint32_t pilots_apart = (paras.cfg.pilot_cfg.data_pilot_rate + 1) * (ofdm.symbol_len + ofdm.cp_len);
-    for (uint32_t lag = NEAREST; work[0] > 0.0 && lag < SIZE - length; ++lag) {
-        if (!close_to(lag, ofdm.symbol_len) && !close_to(lag, pilots_apart) && likeness(lag) > traits->echo) {
-            traits->echo = likeness(lag);
+    const uint32_t pilots_apart = (frame.paras.cfg.pilot_cfg.data_pilot_rate + 1) * frame.step;
+    for (uint32_t lag = NEAREST; std::abs(powers[0]) > 0.0 && lag < BAND_SAMPLES - frame.length; ++lag) {
+        const double like = std::abs(powers[lag]) / std::abs(powers[0]);
+        if (!close_to(lag, ofdm.symbol_len) && !close_to(lag, pilots_apart) && like > traits->echo) {
+            traits->echo = like;
             traits->echo_delay = lag;
         }
     }
+}
+
+// One pilot symbol: how alike the frame is to it at every place, and where it should be.
+struct pilot_place {
+    std::vector<double> alike;
+    ptrdiff_t expected;
+
+    double at(ptrdiff_t shift) const
+    {
+        const ptrdiff_t place = expected + shift;
+        return place >= 0 && place < static_cast<ptrdiff_t>(alike.size()) ? alike[static_cast<size_t>(place)] : 0.0;
+    }
+    // The shift within `reach` of `centre` where it is most alike.
+    ptrdiff_t best(ptrdiff_t centre, ptrdiff_t reach) const
+    {
+        ptrdiff_t found = centre;
+        for (ptrdiff_t shift = centre - reach; shift <= centre + reach; ++shift) {
+            found = at(shift) > at(found) ? shift : found;
+        }
+        return found;
+    }
+};
+
+constexpr ptrdiff_t DRIFTED = 100; // a chirp moved in frequency looks moved in time
+
+std::vector<pilot_place> find_pilots(const frame_view& frame)
+{
+    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
+    const auto alike = [&](const pilot_t& pilot) {
+        return likeness(frame.band, band_of(ofdm, pilot.reference, ofdm.symbol_len), ofdm.symbol_len);
+    };
+    const std::vector<double> sync = alike(frame.paras.sync_pilot), later = alike(frame.paras.estimating_pilot);
+    std::vector<pilot_place> pilots;
+    for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
+        if (is_pilot_index(frame.paras.cfg.pilot_cfg.data_pilot_rate, i)) {
+            pilots.push_back({pilots.empty() ? sync : later, static_cast<ptrdiff_t>(frame.reference(i))});
+        }
+    }
+    return pilots;
+}
+
+// A later pilot that is missing at its place and clearly elsewhere, while the one before it is not there, too.
+double slip_of(const std::vector<pilot_place>& pilots)
+{
+    constexpr ptrdiff_t REACH = 1100;
+    constexpr double CLEAR = 0.5, MISSING = 0.6;
+    for (size_t i = 1; i < pilots.size(); ++i) {
+        const ptrdiff_t before = pilots[i - 1].best(0, REACH), now = pilots[i].best(0, REACH);
+        const double seen = pilots[i].at(now), earlier = pilots[i - 1].at(before);
+        const auto absent = [&](const pilot_place& pilot, ptrdiff_t shift, double there) {
+            return pilot.at(pilot.best(shift, DRIFTED)) < MISSING * there;
+        };
+        if (seen > CLEAR && earlier > CLEAR && std::abs(now - before) > 2 * DRIFTED &&
+            absent(pilots[i], before, seen) && absent(pilots[i - 1], now, earlier)) {
+            return static_cast<double>(now - before);
+        }
+    }
+    return 0.0;
+}
+
+// Another frame's pilots among this one's symbols.
+void find_second_sender(const frame_view& frame, const std::vector<pilot_place>& pilots, frame_traits* traits)
+{
+    constexpr ptrdiff_t STEP = 16, NEAREST = 320;
+    const auto size = static_cast<ptrdiff_t>(frame.paras.cfg.ofdm_cfg.symbol_len);
+    const auto apart = static_cast<ptrdiff_t>((frame.paras.cfg.pilot_cfg.data_pilot_rate + 1) * frame.step);
+    const auto length = static_cast<ptrdiff_t>(frame.length);
+    for (ptrdiff_t delay = -length; delay < length; delay += STEP) {
+        double sum = 0.0, count = 0.0;
+        for (size_t i = 0; i < pilots.size(); ++i) {
+            const ptrdiff_t place = pilots[i].expected + delay;
+            const bool other_pilot = i > 0 && std::abs(std::abs(delay) - apart) < 4 * DRIFTED;
+            if (place >= 0 && place + size <= length && !other_pilot) {
+                sum += pilots[i].at(pilots[i].best(delay, STEP));
+                ++count;
+            }
+        }
+        // One pilot alone is sooner alike by chance than three.
+        const double seen = count > 0.0 ? sum / count - 0.16 / count : 0.0;
+        if (std::abs(delay) >= NEAREST && seen > traits->second_sender) {
+            traits->second_sender = seen;
+            traits->second_delay = static_cast<double>(delay);
+        }
+    }
+}
+
+// Where the pilots' subcarriers end, if they end as at a low-pass filter.
+std::optional<double> end_of_band(const frame_view& frame)
+{
+    constexpr double CLIFF_DB = 18.0;
+    constexpr uint32_t EDGE = 6, SLOPE = 4; // subcarriers
+    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
+    std::vector<double> levels(ofdm.sc_num);
+    for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
+        band_signal symbol(frame.samples + frame.reference(i), frame.samples + frame.reference(i) + ofdm.symbol_len);
+        transform(&symbol, true);
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            levels[k] += to_db(std::norm(symbol[ofdm.sc_start_idx + k])) / frame.paras.frame.symbols;
+        }
+    }
+    const auto mean = [&](uint32_t begin, uint32_t end) {
+        double sum = 0.0;
+        for (uint32_t k = begin; k < end; ++k) {
+            sum += levels[k];
+        }
+        return sum / (end - begin);
+    };
+    double deepest = CLIFF_DB;
+    std::optional<double> edge;
+    for (uint32_t k = EDGE; k + SLOPE + EDGE <= ofdm.sc_num; ++k) {
+        const double drop = mean(k - EDGE, k) - mean(k + SLOPE, k + SLOPE + EDGE);
+        if (drop > deepest && mean(0, k) - mean(k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
+            deepest = drop;
+            edge = (ofdm.sc_start_idx + k) * modem().rate / ofdm.symbol_len;
+        }
+    }
+    return edge;
+}
+
+// Samples that repeat what was shortly before, as players do that run out of sound. Of the frame's own, prefixes repeat
+// the ends of symbols, and symbols may repeat whole others.
+size_t count_repeated(const frame_view& frame)
+{
+    constexpr size_t BLOCK = 16, LEAST_RANGE = 16;
+    const uint32_t symbol = frame.paras.cfg.ofdm_cfg.symbol_len;
+    const auto own = [&](size_t lag) {
+        const size_t rest = lag % frame.step;
+        return rest == 0 || rest == symbol || rest == frame.step - symbol;
+    };
+    std::unordered_map<uint64_t, size_t> seen;
+    size_t repeated = 0;
+    for (size_t i = 0; i + BLOCK <= frame.length; ++i) {
+        uint64_t key = 0;
+        for (size_t k = 0; k < BLOCK; ++k) {
+            key = (key ^ static_cast<uint64_t>(std::llround(frame.samples[i + k]) + 65536)) * 0x9E3779B97F4A7C15U;
+            key ^= key >> 29U;
+        }
+        const auto [low, high] = std::minmax_element(frame.samples + i, frame.samples + i + BLOCK);
+        const auto [place, is_new] = seen.try_emplace(key, i);
+        repeated += !is_new && *high - *low > LEAST_RANGE && !own(i - place->second) ? 1 : 0;
+        place->second = i;
+    }
+    return repeated;
+}
+
+// Faded repetitions, in which the band repeats itself up to a factor. A pilot of several sweeps does so itself.
+size_t count_concealed(const frame_view& frame)
+{
+    constexpr size_t WINDOW = 160, LAG_STEP = 4, SHORTEST = 96, LONGEST = 960;
+    constexpr double SAME = 0.985;
+    double energy = 0.0;
+    for (size_t i = 0; i < frame.length; ++i) {
+        energy += std::norm(frame.band[i]);
+    }
+    constexpr double AUDIBLE = 0.01; // of the mean power
+    const double least = AUDIBLE * energy * WINDOW / frame.length;
+    size_t concealed = 0;
+    for (size_t start = 0; start + WINDOW + LONGEST < frame.length; start += WINDOW) {
+        const auto symbol_of = [&](size_t place) { return static_cast<uint32_t>(place / frame.step); };
+        const uint32_t rate = frame.paras.cfg.pilot_cfg.data_pilot_rate;
+        double here = 0.0;
+        for (size_t i = start; i < start + WINDOW; ++i) {
+            here += std::norm(frame.band[i]);
+        }
+        bool found = here < least;
+        if (found) {
+            continue;
+        }
+        for (size_t lag = SHORTEST; lag < LONGEST && !found; lag += LAG_STEP) {
+            const bool in_pilot =
+                is_pilot_index(rate, symbol_of(start)) || is_pilot_index(rate, symbol_of(start + lag + WINDOW - 1));
+            found = !in_pilot && self_likeness(frame.band, start, WINDOW, lag) > SAME;
+        }
+        concealed += found ? WINDOW : 0;
+    }
+    return concealed;
+}
+
+// Fades between symbols are shorter than any gap.
+size_t longest_gap(const frame_view& frame)
+{
+    constexpr size_t BLOCK = 32;
+    constexpr double FAINT = 0.004; // of the median power
+    std::vector<double> powers;
+    for (size_t start = 0; start + BLOCK <= frame.length; start += BLOCK) {
+        double power = 0.0;
+        for (size_t i = start; i < start + BLOCK; ++i) {
+            power += std::norm(frame.band[i]);
+        }
+        powers.push_back(power);
+    }
+    const double limit = FAINT * median(powers);
+    size_t longest = 0, run = 0;
+    bool sounded = false;
+    for (const double power : powers) {
+        if (power < limit) {
+            ++run;
+        } else {
+            longest = sounded ? std::max(longest, run) : longest;
+            sounded = true;
+            run = 0;
+        }
+    }
+    return longest * BLOCK;
+}
+
+// Whether a symbol's prefix and end belong together elsewhere: both moved, or one of them.
+bool is_displaced(const frame_view& frame, size_t start, size_t count)
+{
+    constexpr ptrdiff_t REACH = 1000, NEAREST = 100, STEP = 4;
+    constexpr double SAME = 0.9;
+    const auto end = static_cast<ptrdiff_t>(frame.length);
+    const auto apart = static_cast<ptrdiff_t>(frame.paras.cfg.ofdm_cfg.symbol_len);
+    const auto place = static_cast<ptrdiff_t>(start), length = static_cast<ptrdiff_t>(count);
+    const auto same = [&](ptrdiff_t from, ptrdiff_t lag) {
+        return from >= 0 && lag > length && from + lag + length <= end &&
+               self_likeness(frame.band, static_cast<size_t>(from), count, static_cast<size_t>(lag)) > SAME;
+    };
+    for (ptrdiff_t shift = -REACH; shift <= REACH; shift += STEP) {
+        if (std::abs(shift) >= NEAREST &&
+            (same(place + shift, apart) || same(place + shift, apart - shift) || same(place, apart + shift))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A prefix and what it repeats differ by a phase that drift makes the same in all symbols; a lost sample does not.
+void compare_prefixes(const frame_view& frame, frame_traits* traits)
+{
+    constexpr double CLEAR = 0.7, APART = 1.2;
+    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
+    const uint32_t margin = frame.paras.cfg.fade_cfg.len / 2;
+    std::vector<double> alike;
+    std::vector<std::complex<double>> turns;
+    for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
+        const size_t start = size_t{i} * frame.step + margin;
+        const size_t count = ofdm.cp_len - 2 * margin;
+        alike.push_back(self_likeness(frame.band, start, count, ofdm.symbol_len));
+        constexpr double LOST = 0.6;
+        traits->displaced += alike.back() < LOST && is_displaced(frame, start, count) ? 1 : 0;
+        std::complex<double> product = 0.0;
+        for (size_t n = start; n < start + count; ++n) {
+            product += frame.band[n + ofdm.symbol_len] * std::conj(frame.band[n]);
+        }
+        turns.push_back(product / std::max(std::abs(product), 1e-12));
+    }
+    traits->prefixes = median(alike);
+    // The phase that most symbols share.
+    size_t most = 0, clear = 0;
+    for (size_t i = 0; i < turns.size(); ++i) {
+        size_t near = 0;
+        for (size_t k = 0; k < turns.size(); ++k) {
+            near += alike[k] > CLEAR && std::fabs(std::arg(turns[k] * std::conj(turns[i]))) < APART / 2 ? 1 : 0;
+        }
+        most = std::max(most, near);
+        clear += alike[i] > CLEAR ? 1 : 0;
+    }
+    traits->jumps = clear - std::min(most, clear);
 }
 
 } // namespace
 
 frame_traits traits_of(const soundcomm_paras_t& paras, const double* samples)
 {
+    const uint32_t length = std::min(paras.frame.frame_length, BAND_SAMPLES);
+    const frame_view frame = {paras, samples, band_of(paras.cfg.ofdm_cfg, samples, length), length,
+                              paras.cfg.ofdm_cfg.symbol_len + paras.cfg.ofdm_cfg.cp_len};
     frame_traits traits;
-    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
-    double power = 0.0;
-    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        const double* const symbol = samples + size_t{i} * (ofdm.symbol_len + ofdm.cp_len) + ofdm.cp_len;
-        traits.symbol_levels.push_back(symbol_level(ofdm, symbol));
-        power += std::pow(10.0, traits.symbol_levels.back() / 10.0) / paras.frame.symbols;
+    measure_levels(frame, &traits);
+    find_echo(frame, &traits);
+    const std::vector<pilot_place> pilots = find_pilots(frame);
+    for (size_t i = 0; i < pilots.size(); ++i) {
+        const double seen = pilots[i].at(pilots[i].best(0, DRIFTED));
+        traits.pilots += seen / static_cast<double>(pilots.size());
+        traits.later_pilots = i > 0 ? std::max(traits.later_pilots, seen) : 0.0;
     }
-    traits.level_db = to_db(power);
-    judge_levels(&traits);
-    find_echo(paras, samples, &traits);
+    traits.slip = slip_of(pilots);
+    find_second_sender(frame, pilots, &traits);
+    traits.missing_above = end_of_band(frame);
+    traits.repeated = std::max(count_repeated(frame), count_concealed(frame));
+    traits.gap = longest_gap(frame);
+    compare_prefixes(frame, &traits);
     return traits;
 }
 

@@ -10,6 +10,7 @@
 #include "clipping.h"
 #include "frame_traits.h"
 #include "kosc/second_look.h"
+#include "other_reading.h"
 #include "spectrum_meter.h"
 
 namespace kosc_inspect {
@@ -18,20 +19,35 @@ namespace kosc_inspect {
 enum class cause {
     none,
     silence,
+    no_samples,
     wrong_rate,
+    wrong_speed,
+    mixed_channels,
     low_pass,
     quiet,
     cut,
+    lost_samples,
     clipping,
     drift,
+    several_senders,
     echo,
+    late_arrival,
     suppression,
+    gain_control,
+    tone,
     noise,
-    nothing
+    nothing,
+    unknown
 };
 
 // "wrong rate" and so on, as programs read it.
 const char* name_of(cause c);
+
+// Levels in dB just before a frame, within it and just after it.
+struct surroundings {
+    double before_db, after_db;                        // between 18 and 21 kHz
+    double low_before, low_early, low_late, low_after; // between 300 Hz and 15 kHz
+};
 
 // A place where the synchronisation pilot was recognised.
 struct candidate {
@@ -45,7 +61,10 @@ struct candidate {
     frame_quality_t quality;
     std::vector<uint8_t> message; // with failed CRCs what was read instead of it
     frame_traits traits;
+    surroundings around;
     uint64_t clipped;            // samples within it, at the recording's rate
+    bool whole;                  // the recording neither begins nor ends within it
+    bool chance;                 // noise that is somewhat like a pilot: nothing behind it adds up
     cause why;                   // what is wrong with it
     std::vector<double> samples; // kept for pictures only
 };
@@ -54,12 +73,13 @@ struct candidate {
 constexpr double SILENT_PEAK = 2.5 / 32768.0;
 
 struct channel_figures {
-    double band_db = NO_SIGNAL_DB;    // mean level between 18 and 21 kHz
-    double below_db = NO_SIGNAL_DB;   // mean level below that
-    double floor_db = NO_SIGNAL_DB;   // level between 18 and 21 kHz that a tenth of the time stays below
-    double loudest_db = NO_SIGNAL_DB; // level between 18 and 21 kHz of the loudest moment
+    double band_db = SILENCE_DB;    // mean level between 18 and 21 kHz
+    double below_db = SILENCE_DB;   // mean level below that
+    double floor_db = SILENCE_DB;   // level between 18 and 21 kHz that a tenth of the time stays below
+    double loudest_db = SILENCE_DB; // level between 18 and 21 kHz of the loudest moment
     std::optional<double> empty_above;
     bool gated = false;
+    std::optional<double> tone; // Hz of a steady one in the modem's band
     uint64_t clipped = 0;       // samples
     double peak = 0.0;          // of full scale
     double longest_burst = 0.0; // seconds for which the band was clearly louder than its floor
@@ -69,13 +89,19 @@ struct inspection {
     uint32_t sample_rate = 0;
     double seconds = 0.0;
     std::vector<channel_figures> channels;
-    std::vector<candidate> candidates;  // in the order of time
-    std::optional<uint32_t> other_rate; // at which the recording decodes instead
+    std::vector<candidate> candidates;    // in the order of time
+    std::optional<other_reading> reading; // under which the recording decodes instead
     cause why = cause::none;
     std::string verdict;
 };
 
-// Fills in every candidate's cause, the recording's, and the verdict.
+// What was measured of a frame beyond its levels and quality, as words.
+std::string evidence_of(const candidate& c);
+
+// Fills in which candidates are chance, every candidate's cause and the recording's.
+void find_causes(inspection* result);
+
+// The same, and the verdict.
 void judge(inspection* result);
 
 } // namespace kosc_inspect

@@ -5,14 +5,35 @@
 #include <stdexcept>
 #include <tuple>
 
-#include "other_rate.h"
-
 namespace kosc_inspect {
 namespace {
 
 constexpr uint32_t HOP = 512;
 constexpr size_t SECONDS_KEPT = 60;
 constexpr double LOWEST_MOVED_BAND = 19000.0; // of a modem at 48 kHz that is labelled 44.1 kHz
+
+// Levels around a frame that starts so many seconds into the recording.
+surroundings surroundings_of(const spectrum_meter& spectrum, double start, double sample_rate)
+{
+    const auto mean = [&](const std::vector<float>& levels, double begin, double end) {
+        const double block = SPECTRUM_LENGTH / sample_rate, hop = HOP / sample_rate;
+        double sum = 0.0, count = 0.0;
+        for (auto i = static_cast<size_t>(std::ceil(std::max(begin, 0.0) / hop));
+             i < levels.size() && static_cast<double>(i) * hop + block <= end; ++i) {
+            sum += levels[i];
+            ++count;
+        }
+        return count > 0.0 ? sum / count : SILENCE_DB;
+    };
+    const std::vector<float>&band = spectrum.band_levels(), &low = spectrum.low_levels();
+    const double end = start + modem().frame_length / modem().rate;
+    return {mean(band, start - 0.08, start - 0.003),
+            mean(band, end + 0.012, end + 0.05),
+            mean(low, start - 0.08, start),
+            mean(low, start, start + 0.045),
+            mean(low, end - 0.08, end),
+            mean(low, end + 0.005, end + 0.05)};
+}
 
 // The longest time for which the levels stay clearly above their floor.
 double longest_burst(const std::vector<float>& levels, double floor, double seconds_a_level)
@@ -29,26 +50,16 @@ double longest_burst(const std::vector<float>& levels, double floor, double seco
 
 } // namespace
 
-soundcomm_context_t* make_receiver(uint32_t second_look)
-{
-    soundcomm_context_t* const context = soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg());
-    if (context == nullptr ||
-        !soundcomm_init_receive(context, soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
-        !soundcomm_config_second_look(context, second_look)) {
-        soundcomm_release(context);
-        throw std::runtime_error("cannot set up the receiver");
-    }
-    return context;
-}
-
 inspector::inspector(uint32_t sample_rate, uint32_t channels, inspect_settings settings)
     : sample_rate_(sample_rate), settings_(settings)
 {
     for (uint32_t i = 0; i < channels; ++i) {
-        soundcomm_context_t* const context =
-            make_receiver(settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF);
-        channels_.push_back({{context, {}}, {static_cast<double>(sample_rate), HOP}, {}, 0.0F, {}});
-        const std::vector<int16_t> silence(soundcomm_get_silence_around(context));
+        channels_.push_back({make_receiver(settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF),
+                             {static_cast<double>(sample_rate), HOP},
+                             {},
+                             0.0F,
+                             {}});
+        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_.back().context.get()));
         hear(i, silence.data(), silence.size());
     }
 }
@@ -117,17 +128,16 @@ channel_figures inspector::figures_of(const channel_state& channel) const
     constexpr double LOWEST = 20.0;
     const std::vector<float>& levels = channel.spectrum.band_levels();
     channel_figures figures;
-    figures.band_db = channel.spectrum.level(BAND_LOW, BAND_HIGH);
-    figures.below_db = channel.spectrum.level(LOWEST, BAND_LOW);
+    figures.band_db = channel.spectrum.level(modem().band_low, modem().band_high);
+    figures.below_db = channel.spectrum.level(LOWEST, modem().band_low);
     figures.floor_db = floor_level(levels);
-    figures.loudest_db = levels.empty() ? NO_SIGNAL_DB : double{*std::max_element(levels.begin(), levels.end())};
+    figures.loudest_db = levels.empty() ? SILENCE_DB : double{*std::max_element(levels.begin(), levels.end())};
     figures.longest_burst = longest_burst(levels, figures.floor_db, static_cast<double>(HOP) / sample_rate_);
     figures.empty_above = empty_above(channel.spectrum.typical_levels(), sample_rate_);
     figures.gated = is_gated(channel.spectrum);
+    figures.tone = steady_tone(channel.spectrum.typical_levels(), sample_rate_);
     figures.peak = channel.peak;
-    for (const clipped_span& span : channel.clipping.spans()) {
-        figures.clipped += span.samples;
-    }
+    figures.clipped = channel.clipping.total();
     return figures;
 }
 
@@ -136,10 +146,10 @@ inspection inspector::finish()
     inspection result;
     result.sample_rate = sample_rate_;
     result.seconds = static_cast<double>(frames_) / sample_rate_;
-    const double ratio = static_cast<double>(sample_rate_) / MODEM_RATE;
+    const double ratio = sample_rate_ / modem().rate;
     for (uint32_t i = 0; i < channels_.size(); ++i) {
         channel_state& channel = channels_[i];
-        const int64_t length = soundcomm_get_frame_length(channel.context->rx_paras);
+        const int64_t length = modem().frame_length;
         const std::vector<int16_t> silence(soundcomm_get_silence_around(channel.context.get()));
         hear(i, silence.data(), silence.size());
         channel.spectrum.finish();
@@ -148,6 +158,8 @@ inspection inspector::finish()
             const auto place = [&](int64_t sample) {
                 return static_cast<uint64_t>(std::llround(static_cast<double>(std::max<int64_t>(sample, 0)) * ratio));
             };
+            c.around = surroundings_of(channel.spectrum, static_cast<double>(c.sample) / modem().rate, sample_rate_);
+            c.whole = c.sample >= 0 && static_cast<double>(c.sample + length) * ratio <= static_cast<double>(frames_);
             c.clipped = channel.clipping.between(place(c.sample), place(c.sample + length));
             result.candidates.push_back(std::move(c));
         }
@@ -156,14 +168,17 @@ inspection inspector::finish()
     std::sort(result.candidates.begin(), result.candidates.end(), [](const candidate& a, const candidate& b) {
         return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
     });
-    const bool decoded =
-        std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.decoded; });
+    // Frames that are read as they were made have their pilots in place, decoded or not.
+    constexpr double IN_PLACE = 0.6;
+    const bool recognised = std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) {
+        return c.decoded || c.traits.later_pilots > IN_PLACE;
+    });
     const bool has_high_sounds =
         std::any_of(result.channels.begin(), result.channels.end(), [](const channel_figures& figures) {
-            return figures.peak > SILENT_PEAK && figures.empty_above.value_or(BAND_HIGH) > LOWEST_MOVED_BAND;
+            return figures.peak > SILENT_PEAK && figures.empty_above.value_or(modem().band_high) > LOWEST_MOVED_BAND;
         });
-    if (!decoded && has_high_sounds) {
-        result.other_rate = rate_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_);
+    if (!recognised && has_high_sounds) {
+        result.reading = reading_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_);
     }
     judge(&result);
     return result;

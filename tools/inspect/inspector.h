@@ -2,14 +2,10 @@
 #ifndef KOSC_INSPECT_INSPECTOR_H
 #define KOSC_INSPECT_INSPECTOR_H
 
-#include <memory>
-
 #include "inspection.h"
-#include "kosc/receiver.h"
+#include "modem.h"
 
 namespace kosc_inspect {
-
-constexpr uint32_t MODEM_RATE = 48000;
 
 struct inspect_settings {
     bool second_look = true;
@@ -31,11 +27,8 @@ public:
     const spectrum_meter& spectrum(uint32_t channel) const { return channels_[channel].spectrum; }
 
 private:
-    struct releaser {
-        void operator()(soundcomm_context_t* context) const { soundcomm_release(context); }
-    };
     struct channel_state {
-        std::unique_ptr<soundcomm_context_t, releaser> context;
+        context_ptr context;
         spectrum_meter spectrum;
         clip_meter clipping;
         float peak;
@@ -51,9 +44,6 @@ private:
     uint64_t frames_ = 0;
     std::vector<float> kept_; // the beginning of the recording, for another try at another rate
 };
-
-// A receiver of one channel; throws when it cannot be set up.
-soundcomm_context_t* make_receiver(uint32_t second_look);
 
 } // namespace kosc_inspect
 

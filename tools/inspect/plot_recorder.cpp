@@ -14,16 +14,16 @@ constexpr uint32_t CORRELATION_HOP = 16;
 plot_recorder::plot_recorder(uint32_t sample_rate, uint32_t channels) : sample_rate_(sample_rate)
 {
     for (uint32_t i = 0; i < channels; ++i) {
-        soundcomm_context_t* const context = make_receiver(KOSC_SECOND_LOOK_OFF);
+        context_ptr context = make_receiver(KOSC_SECOND_LOOK_OFF);
         data_container* const container = soundcomm_get_datacontainer(context->rx_paras, 0);
         lead_ = container->sync_length - 1;
-        channels_.push_back({{context, {}}, container, {sample_rate_, WATERFALL_HOP}, {}, {}, 0.0F, 0});
+        channels_.push_back({std::move(context), container, {sample_rate_, WATERFALL_HOP}, {}, {}, 0.0F, 0});
     }
 }
 
 void plot_recorder::hear_raw(const float* interleaved, size_t frames)
 {
-    const auto first_bin = static_cast<size_t>(LOWEST / (sample_rate_ / spectrum_meter::LENGTH));
+    const auto first_bin = static_cast<size_t>(LOWEST / (sample_rate_ / SPECTRUM_LENGTH));
     const size_t stride = channels_.size();
     for (size_t c = 0; c < stride; ++c) {
         channel_state& channel = channels_[c];

@@ -2,8 +2,6 @@
 #ifndef KOSC_INSPECT_PLOT_RECORDER_H
 #define KOSC_INSPECT_PLOT_RECORDER_H
 
-#include <memory>
-
 #include "inspector.h"
 #include "timeline.h"
 
@@ -30,11 +28,8 @@ public:
     static constexpr double LOWEST = 12000.0;
 
 private:
-    struct releaser {
-        void operator()(soundcomm_context_t* context) const { soundcomm_release(context); }
-    };
     struct channel_state {
-        std::unique_ptr<soundcomm_context_t, releaser> context;
+        context_ptr context;
         data_container* container; // the context's
         spectrum_meter spectrum;
         timeline waterfall;

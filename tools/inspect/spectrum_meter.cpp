@@ -4,16 +4,15 @@
 #include <cmath>
 #include <numeric>
 
-#include "kosc/fft.h"
+#include "modem.h"
 
 namespace kosc_inspect {
 namespace {
 
-constexpr double PI = 3.141592653589793;
 constexpr double LOW_BAND_BEGIN = 300.0;
 constexpr double LOW_BAND_END = 15000.0;
-// Rounding to 16 bits leaves white noise of a twelfth of a step squared.
-const double ROUNDING_DB = 10.0 * std::log10(1.0 / 12.0 / 32768.0 / 32768.0);
+// Rounding to 16 bits leaves white noise of a twelfth of a step squared; a full-scale sine has half a square.
+const double ROUNDING_DB = 10.0 * std::log10(2.0 / 12.0 / 32768.0 / 32768.0);
 
 double mean(const std::vector<double>& values, size_t first, size_t last)
 {
@@ -24,22 +23,16 @@ double mean(const std::vector<double>& values, size_t first, size_t last)
 
 } // namespace
 
-double to_db(double power) { return std::max(10.0 * std::log10(std::max(power, 1e-30)), NO_SIGNAL_DB); }
-
 spectrum_meter::spectrum_meter(double sample_rate, uint32_t hop)
-    : bin_width_(sample_rate / LENGTH), hop_(hop), window_(LENGTH), work_(2 * LENGTH), powers_(BINS),
-      mean_powers_(BINS), log_sums_(BINS)
+    : sample_rate_(sample_rate), hop_(hop), mean_powers_(SPECTRUM_LENGTH / 2), log_sums_(SPECTRUM_LENGTH / 2)
 {
-    for (uint32_t i = 0; i < LENGTH; ++i) {
-        window_[i] = 0.5 - 0.5 * std::cos(2 * PI * (i + 0.5) / LENGTH);
-    }
 }
 
 void spectrum_meter::hear(const float* samples, size_t count, size_t stride)
 {
     for (size_t i = 0; i < count; ++i) {
         block_.push_back(samples[i * stride]);
-        if (block_.size() == LENGTH) {
+        if (block_.size() == SPECTRUM_LENGTH) {
             transform();
             block_.erase(block_.begin(), block_.begin() + hop_);
         }
@@ -48,54 +41,38 @@ void spectrum_meter::hear(const float* samples, size_t count, size_t stride)
 
 void spectrum_meter::finish()
 {
-    if (block_.size() > LENGTH - hop_ || blocks() == 0) {
-        block_.resize(LENGTH);
+    if (block_.size() > SPECTRUM_LENGTH - hop_ || blocks() == 0) {
+        block_.resize(SPECTRUM_LENGTH);
         transform();
     }
 }
 
 void spectrum_meter::transform()
 {
-    for (uint32_t i = 0; i < LENGTH; ++i) {
-        work_[2 * i] = block_[i] * window_[i];
-        work_[2 * i + 1] = 0.0;
-    }
-    kom_fft_complex_radix2_forward(work_.data(), 1, LENGTH);
-    constexpr double WINDOW_ENERGY = 0.375 * LENGTH;
-    double total = 0.0;
-    for (uint32_t k = 0; k < BINS; ++k) {
-        powers_[k] =
-            2.0 * (work_[2 * k] * work_[2 * k] + work_[2 * k + 1] * work_[2 * k + 1]) / (LENGTH * WINDOW_ENERGY);
+    powers_ = power_spectrum(block_.data());
+    const bool sounding = to_db(std::accumulate(powers_.begin(), powers_.end(), 0.0)) > ROUNDING_DB;
+    sounding_blocks_ += sounding ? 1 : 0;
+    for (size_t k = 0; k < powers_.size(); ++k) {
         mean_powers_[k] += powers_[k];
-        total += powers_[k];
+        log_sums_[k] += sounding ? to_db(powers_[k]) : 0.0;
     }
-    if (to_db(total) > ROUNDING_DB) {
-        ++sounding_blocks_;
-        for (uint32_t k = 0; k < BINS; ++k) {
-            log_sums_[k] += to_db(powers_[k]);
-        }
-    }
-    band_levels_.push_back(static_cast<float>(to_db(sum(powers_, BAND_LOW, BAND_HIGH))));
-    low_levels_.push_back(static_cast<float>(to_db(sum(powers_, LOW_BAND_BEGIN, LOW_BAND_END))));
-}
-
-double spectrum_meter::sum(const std::vector<double>& powers, double low, double high) const
-{
-    const auto first = std::min(static_cast<size_t>(std::lround(low / bin_width_)), powers.size());
-    const auto last = std::min(static_cast<size_t>(std::lround(high / bin_width_)) + 1, powers.size());
-    return std::accumulate(powers.begin() + static_cast<ptrdiff_t>(first),
-                           powers.begin() + static_cast<ptrdiff_t>(last), 0.0);
+    const auto level = [&](double low, double high) {
+        return static_cast<float>(to_db(power_between(powers_, low, high, sample_rate_)));
+    };
+    band_levels_.push_back(level(modem().band_low, modem().band_high));
+    low_levels_.push_back(level(LOW_BAND_BEGIN, LOW_BAND_END));
 }
 
 double spectrum_meter::level(double low, double high) const
 {
-    return blocks() == 0 ? NO_SIGNAL_DB : to_db(sum(mean_powers_, low, high) / static_cast<double>(blocks()));
+    return blocks() == 0 ? SILENCE_DB
+                         : to_db(power_between(mean_powers_, low, high, sample_rate_) / static_cast<double>(blocks()));
 }
 
 std::vector<double> spectrum_meter::typical_levels() const
 {
-    std::vector<double> levels(BINS, NO_SIGNAL_DB);
-    for (uint32_t k = 0; k < BINS && sounding_blocks_ != 0; ++k) {
+    std::vector<double> levels(log_sums_.size(), SILENCE_DB);
+    for (size_t k = 0; k < levels.size() && sounding_blocks_ != 0; ++k) {
         levels[k] = log_sums_[k] / static_cast<double>(sounding_blocks_);
     }
     return levels;
@@ -130,10 +107,25 @@ std::optional<double> empty_above(const std::vector<double>& typical_levels, dou
     return edge < HIGHEST_EDGE ? std::optional<double>(edge) : std::nullopt;
 }
 
+std::optional<double> steady_tone(const std::vector<double>& typical_levels, double sample_rate)
+{
+    constexpr double STANDS_OUT = 20.0;
+    const double width = sample_rate / SPECTRUM_LENGTH;
+    const auto begin = typical_levels.begin() + static_cast<ptrdiff_t>(modem().band_low / width);
+    const auto end = typical_levels.begin() + std::min(static_cast<ptrdiff_t>(modem().band_high / width) + 1,
+                                                       static_cast<ptrdiff_t>(typical_levels.size()));
+    std::vector<double> sorted(begin, end);
+    std::nth_element(sorted.begin(), sorted.begin() + static_cast<ptrdiff_t>(sorted.size() / 2), sorted.end());
+    const auto peak = std::max_element(begin, end);
+    return *peak > sorted[sorted.size() / 2] + STANDS_OUT
+               ? std::optional(static_cast<double>(peak - typical_levels.begin()) * width)
+               : std::nullopt;
+}
+
 double floor_level(const std::vector<float>& levels)
 {
     if (levels.empty()) {
-        return NO_SIGNAL_DB;
+        return SILENCE_DB;
     }
     std::vector<float> sorted = levels;
     const auto tenth = sorted.begin() + static_cast<ptrdiff_t>(sorted.size() / 10);
@@ -143,7 +135,7 @@ double floor_level(const std::vector<float>& levels)
 
 bool is_gated(const spectrum_meter& spectrum)
 {
-    constexpr float CLOSED = -96.0F, OPEN = -84.0F; // the first is below the rounding noise of a live recording
+    constexpr float CLOSED = -93.0F, OPEN = -81.0F; // the first is below the rounding noise of a live recording
     constexpr float LEAKAGE = 25.0F;                // of frames alone into lower frequencies
     constexpr uint32_t MIN_CLOSINGS = 3;
     uint32_t closings = 0;

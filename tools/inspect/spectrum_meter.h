@@ -7,23 +7,13 @@
 #include <optional>
 #include <vector>
 
+#include "power_spectrum.h"
+
 namespace kosc_inspect {
-
-// The modem's subcarriers, in Hz.
-constexpr double BAND_LOW = 18000.0;
-constexpr double BAND_HIGH = 20953.125;
-
-constexpr double NO_SIGNAL_DB = -200.0; // level of digital silence
-
-// 10*log10 of a power, not below NO_SIGNAL_DB. Levels are mean squares against full scale: a full sine has -3 dB.
-double to_db(double power);
 
 // One channel's spectra, block by block.
 class spectrum_meter {
 public:
-    static constexpr uint32_t LENGTH = 1024; // samples of a block
-    static constexpr uint32_t BINS = LENGTH / 2;
-
     // A new block begins every `hop` samples.
     spectrum_meter(double sample_rate, uint32_t hop);
 
@@ -40,16 +30,17 @@ public:
     const std::vector<float>& band_levels() const { return band_levels_; }
     const std::vector<float>& low_levels() const { return low_levels_; }
     // Powers of the newest block's bins, for whoever draws them.
-    const std::vector<double>& newest() const { return powers_; }
+    const spectrum_bins& newest() const { return powers_; }
     uint64_t blocks() const { return band_levels_.size(); }
 
 private:
     void transform();
-    double sum(const std::vector<double>& powers, double low, double high) const;
 
-    double bin_width_;
+    double sample_rate_;
     uint32_t hop_;
-    std::vector<double> window_, block_, work_, powers_, mean_powers_, log_sums_;
+    std::vector<double> block_;
+    spectrum_bins powers_, mean_powers_;
+    std::vector<double> log_sums_; // of the bins' levels
     uint64_t sounding_blocks_ = 0;
     std::vector<float> band_levels_, low_levels_;
 };
@@ -57,6 +48,9 @@ private:
 // The frequency in Hz above which a recording holds nothing but rounding noise, when the spectrum falls off a cliff
 // there: the mark of a low-pass filter, a lossy coder, or a conversion from a lower rate.
 std::optional<double> empty_above(const std::vector<double>& typical_levels, double sample_rate);
+
+// The frequency in Hz of a steady tone in the modem's band that holds most of the band's typical power.
+std::optional<double> steady_tone(const std::vector<double>& typical_levels, double sample_rate);
 
 // Whether the background is cut to nothing and comes back several times, as noise suppression and gates do.
 bool is_gated(const spectrum_meter& spectrum);

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr const char* INSPECT_FOOTER =
-    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has -3) between 18
+    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has 0) between 18
 and 21 kHz, their floor and loudest moment, and below; an empty top of the spectrum, noise suppression and clipping.
 For each frame that was recognised, decoded or not: where it starts, by the recording's own samples, how well its pilot
 was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which

@@ -40,7 +40,7 @@ double rounded(double value, double steps) { return std::round(value * steps) / 
 
 int64_t file_sample(const candidate& c, const inspection& result)
 {
-    return std::llround(static_cast<double>(c.sample) * result.sample_rate / MODEM_RATE);
+    return std::llround(static_cast<double>(c.sample) * result.sample_rate / modem().rate);
 }
 
 std::string shown(const std::vector<uint8_t>& message)
@@ -64,7 +64,7 @@ std::string verdict_on(const candidate& c, bool second_look)
 
 std::string as_text(const candidate& c, const inspection& result, bool second_look)
 {
-    const double seconds = static_cast<double>(c.sample) / MODEM_RATE;
+    const double seconds = static_cast<double>(c.sample) / modem().rate;
     std::string line = text("frame      %.6f s  sample %lld  ch %u  correlation %.2f", seconds,
                             static_cast<long long>(file_sample(c, result)), c.channel, c.correlation);
     if (c.measured) {
@@ -78,8 +78,9 @@ std::string as_text(const candidate& c, const inspection& result, bool second_lo
     if (c.why != cause::none) {
         line += text("           named cause: %s", name_of(c.why));
         line += c.why == cause::echo && c.traits.echo_delay > 0.0
-                    ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / MODEM_RATE)
+                    ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / modem().rate)
                     : "\n";
+        line += "           measured: " + evidence_of(c) + "\n";
     }
     return line;
 }
@@ -102,7 +103,7 @@ std::string as_text(const channel_figures& channel, size_t number)
     return lines;
 }
 
-std::string as_text(const inspection& result, bool second_look)
+std::string as_text(const inspection& result, bool second_look, bool verbose)
 {
     std::string report = text("recording  %u Hz, %zu channel%s, %.3f s\n", result.sample_rate, result.channels.size(),
                               result.channels.size() == 1 ? "" : "s", result.seconds);
@@ -110,9 +111,31 @@ std::string as_text(const inspection& result, bool second_look)
         report += as_text(result.channels[i], i + 1);
     }
     for (const candidate& c : result.candidates) {
-        report += as_text(c, result, second_look);
+        report += c.chance && !verbose ? "" : as_text(c, result, second_look);
     }
     return report + "verdict    " + result.verdict + "\n";
+}
+
+nlohmann::ordered_json measured_json(const candidate& c)
+{
+    const frame_traits& t = c.traits;
+    nlohmann::ordered_json object;
+    object["pilots"] = rounded(t.pilots, 100);
+    object["prefixes"] = rounded(t.prefixes, 100);
+    object["range_db"] = rounded(t.range_db, 10);
+    object["fall_db"] = rounded(t.fall_db, 10);
+    object["swing_db"] = rounded(t.swing_db, 10);
+    object["slip_samples"] = t.slip;
+    object["repeated_samples"] = t.repeated;
+    object["pause_samples"] = t.gap;
+    object["jumps"] = t.jumps;
+    object["displaced_symbols"] = t.displaced;
+    object["second_frame"] = rounded(t.second_sender, 100);
+    object["second_frame_ms"] = rounded(1000.0 * t.second_delay / modem().rate, 10);
+    object["missing_above_hz"] = t.missing_above ? nlohmann::ordered_json(rounded(*t.missing_above, 1)) : nullptr;
+    object["before_db"] = rounded(c.around.before_db, 10);
+    object["after_db"] = rounded(c.around.after_db, 10);
+    return object;
 }
 
 nlohmann::ordered_json as_json(const candidate& c, const inspection& result, bool second_look)
@@ -121,7 +144,7 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
         return c.measured ? nlohmann::ordered_json(rounded(value, steps)) : nlohmann::ordered_json(nullptr);
     };
     nlohmann::ordered_json object;
-    object["time"] = rounded(static_cast<double>(c.sample) / MODEM_RATE, 1e6);
+    object["time"] = rounded(static_cast<double>(c.sample) / modem().rate, 1e6);
     object["sample"] = file_sample(c, result);
     object["channel"] = c.channel;
     object["correlation"] = rounded(c.correlation, 1000.0);
@@ -142,7 +165,9 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
                                                                  : "fails";
     object["clipped_samples"] = c.clipped;
     object["echo"] = rounded(c.traits.echo, 1000.0);
-    object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / MODEM_RATE, 100.0);
+    object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / modem().rate, 100.0);
+    object["measured"] = measured_json(c);
+    object["chance"] = c.chance;
     object["cause"] = name_of(c.why);
     const auto message = c.decoded ? text_of_message(c.message) : std::nullopt;
     object["text"] = message ? nlohmann::ordered_json(*message) : nlohmann::ordered_json(nullptr);
@@ -161,11 +186,12 @@ nlohmann::ordered_json as_json(const channel_figures& channel)
     object["empty_above_hz"] = channel.empty_above ? nlohmann::ordered_json(rounded(*channel.empty_above, 1.0))
                                                    : nlohmann::ordered_json(nullptr);
     object["noise_suppression"] = channel.gated;
+    object["tone_hz"] = channel.tone ? nlohmann::ordered_json(rounded(*channel.tone, 1.0)) : nullptr;
     object["clipped_samples"] = channel.clipped;
     return object;
 }
 
-std::string as_json(const std::string& path, const inspection& result, bool second_look)
+std::string as_json(const std::string& path, const inspection& result, bool second_look, bool verbose)
 {
     nlohmann::ordered_json object;
     object["file"] = path;
@@ -177,10 +203,12 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
     }
     object["frames"] = nlohmann::ordered_json::array();
     for (const candidate& c : result.candidates) {
-        object["frames"].push_back(as_json(c, result, second_look));
+        if (!c.chance || verbose) {
+            object["frames"].push_back(as_json(c, result, second_look));
+        }
     }
     object["decodes_at_rate"] =
-        result.other_rate ? nlohmann::ordered_json(*result.other_rate) : nlohmann::ordered_json(nullptr);
+        result.reading ? nlohmann::ordered_json(result.reading->rate) : nlohmann::ordered_json(nullptr);
     object["cause"] = name_of(result.why);
     object["verdict"] = result.verdict;
     return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"; // a path may be any bytes
@@ -216,7 +244,8 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
     progress.clear();
     const inspection result = eyes.finish();
     const std::string heading = options.inputs.size() > 1 ? "file       " + path + "\n" : "";
-    write_output(options.json ? as_json(path, result, !options.plain) : heading + as_text(result, !options.plain));
+    write_output(options.json ? as_json(path, result, !options.plain, verbose)
+                              : heading + as_text(result, !options.plain, verbose));
     if (recorder) {
         draw(options.plot, path, result, *recorder);
     }

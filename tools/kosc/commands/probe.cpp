@@ -9,9 +9,12 @@
 
 #include "audio/audio_file.h"
 #include "audio/frame_sound.h"
+#include "channels.h"
+#include "clipping.h"
 #include "commands/listener.h"
 #include "commands/message_text.h"
 #include "kosc/core.h"
+#include "modem.h"
 #include "picture/spectrum.h"
 
 namespace {
@@ -19,17 +22,16 @@ namespace {
 using signal = std::vector<double>;
 using complex_signal = std::vector<std::complex<double>>;
 
-constexpr double PI = 3.14159265358979323846;
 constexpr double FULL_SCALE = 32768.0;
 constexpr size_t RATE = MODEM_SAMPLE_RATE;
-constexpr double BAND_LOW = 18000.0, BAND_HIGH = 21000.0;
+const double BAND_LOW = kosc_inspect::modem().band_low, BAND_HIGH = kosc_inspect::modem().band_high;
 constexpr double AUDIBLE_LOW = 3000.0, AUDIBLE_HIGH = 14000.0;
 
 // The sound's parts, in samples.
 constexpr size_t SILENCE = RATE * 6 / 10;
 constexpr size_t SWEEP = 2 * RATE;
 constexpr size_t REST = RATE * 3 / 10; // behind each sweep
-constexpr size_t FRAME = 11520;
+const size_t FRAME = kosc_inspect::modem().frame_length;
 constexpr size_t FRAME_DISTANCE = RATE * 4 / 10;
 constexpr size_t FIRST_FRAME = SILENCE + SWEEP + REST;
 constexpr size_t SECOND_SWEEP = FIRST_FRAME + PROBE_FRAMES * FRAME_DISTANCE;
@@ -51,7 +53,7 @@ signal sweep()
         const double seconds = static_cast<double>(i) / RATE;
         const double slope = (HIGH - LOW) / (static_cast<double>(SWEEP) / RATE);
         const double edge = static_cast<double>(std::min({i, SWEEP - 1 - i, FADE})) / FADE;
-        sound[i] = AMPLITUDE * edge * std::sin(2.0 * PI * (LOW + 0.5 * slope * seconds) * seconds);
+        sound[i] = AMPLITUDE * edge * std::sin(2.0 * kosc_link::PI * (LOW + 0.5 * slope * seconds) * seconds);
     }
     return sound;
 }
@@ -261,25 +263,13 @@ void measure_levels(const signal& recording, ptrdiff_t probe_start, probe_report
     report.hush_db = room_quiet > ROOM_TO_TELL_DB ? room_quiet - room[PROBE_FRAMES / 2] : 0.0;
 }
 
-// Samples in flat tops: the sweep and the frames have none of their own.
-uint64_t count_clipped(const std::vector<int16_t>& recording)
+uint64_t count_clipped(const signal& samples)
 {
-    constexpr int LEAST_PEAK = 1024;
-    constexpr size_t LEAST_RUN = 3;
-    int peak = LEAST_PEAK;
-    for (const int16_t sample : recording) {
-        peak = std::max(peak, std::abs(static_cast<int>(sample)));
-    }
-    const int top = peak - peak / 500;
-    uint64_t clipped = 0;
-    size_t run = 0;
-    for (size_t i = 0; i < recording.size(); ++i) {
-        const bool at_top = std::abs(static_cast<int>(recording[i])) >= top;
-        const bool same_side = i > 0 && (recording[i] < 0) == (recording[i - 1] < 0);
-        run = at_top ? (same_side ? run + 1 : 1) : 0;
-        clipped += run == LEAST_RUN ? LEAST_RUN : run > LEAST_RUN ? 1 : 0;
-    }
-    return clipped;
+    const std::vector<float> raw(samples.begin(), samples.end());
+    kosc_inspect::clip_meter meter;
+    meter.hear(raw.data(), raw.size(), 1);
+    meter.finish();
+    return meter.total();
 }
 
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
@@ -321,8 +311,8 @@ probe_report analyse_probe(const std::vector<int16_t>& recording)
 {
     probe_report report;
     count_frames(recording, report);
-    report.clipped_samples = count_clipped(recording);
     const signal samples = scaled(recording);
+    report.clipped_samples = count_clipped(samples);
     const found_sweeps found = find_sweeps(samples);
     if (!found.first) {
         report.noise_db = level_at(samples, 0, samples.size(), BAND_LOW, BAND_HIGH);

@@ -8,10 +8,10 @@
 #include <stdexcept>
 
 #include "audio/sound_writer.h"
+#include "channels.h"
 
 namespace {
 
-constexpr double PI = 3.141592653589793;
 constexpr double SMALL = 11.0, TITLE = 13.0;
 constexpr double SCALE = 1.0; // of PNG pixels
 
@@ -129,7 +129,7 @@ void canvas::dot(double x, double y, double radius, colour ink, double opacity)
 {
     cairo_set_source_rgba(context_.get(), ink.red, ink.green, ink.blue, opacity);
     cairo_new_path(context_.get());
-    cairo_arc(context_.get(), x, y, radius, 0, 2 * PI);
+    cairo_arc(context_.get(), x, y, radius, 0, 2 * kosc_link::PI);
     cairo_fill(context_.get());
 }
 

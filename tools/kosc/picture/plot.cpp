@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <cstdio>
-#include <memory>
 #include <stdexcept>
 
 #include "frame_picture.h"
@@ -55,7 +54,7 @@ void draw_waterfall(const page& p)
     const panel place = {LEFT, 106, RIGHT - LEFT, 250, p.begin, p.end, plot_recorder::LOWEST / KHZ, rate / 2 / KHZ};
     const auto& columns = waterfall.columns();
     const double step = p.recorder->waterfall_step(p.channel) / rate;
-    const double middle = spectrum_meter::LENGTH / 2.0 / rate; // of a column's block
+    const double middle = SPECTRUM_LENGTH / 2.0 / rate; // of a column's block
     if (!columns.empty()) {
         std::vector<float> all;
         for (const auto& column : columns) {
@@ -81,14 +80,14 @@ void draw_waterfall(const page& p)
         p.paper->picture(inner, pixels, static_cast<int>(columns.size()), static_cast<int>(rows));
         p.paper->unclip();
     }
-    const double seconds = 11520.0 / MODEM_RATE;
+    const double seconds = modem().frame_length / modem().rate;
     p.paper->clip_to(place);
     for (const candidate& c : p.result->candidates) {
-        if (c.channel == p.channel + 1) {
-            const double start = static_cast<double>(c.sample) / MODEM_RATE;
-            p.paper->rectangle(place.x(start), place.y(BAND_HIGH / KHZ + 0.25),
-                               place.x(start + seconds) - place.x(start),
-                               place.y(BAND_LOW / KHZ - 0.25) - place.y(BAND_HIGH / KHZ + 0.25), colour_of(c), 2.5);
+        if (c.channel == p.channel + 1 && !c.chance) {
+            const double start = static_cast<double>(c.sample) / modem().rate;
+            p.paper->rectangle(
+                place.x(start), place.y(modem().band_high / KHZ + 0.25), place.x(start + seconds) - place.x(start),
+                place.y(modem().band_low / KHZ - 0.25) - place.y(modem().band_high / KHZ + 0.25), colour_of(c), 2.5);
         }
     }
     p.paper->unclip();
@@ -104,7 +103,7 @@ void draw_correlation(const page& p)
     std::vector<double> xs, ys;
     for (size_t i = 0; i < columns.size(); ++i) {
         const double sample = p.recorder->correlation_start() + (static_cast<double>(i) + 0.5) * step;
-        xs.push_back(place.x(sample / MODEM_RATE));
+        xs.push_back(place.x(sample / modem().rate));
         ys.push_back(place.y(std::min(1.0F, columns[i][0])));
     }
     const double threshold = soundcomm_default_rx_sync_paras().peak_threshold;
@@ -112,9 +111,9 @@ void draw_correlation(const page& p)
     p.paper->curve(xs, ys, BLUE, 1.2);
     p.paper->line(place.left, place.y(threshold), place.left + place.width, place.y(threshold), RED, 1.2, true);
     for (const candidate& c : p.result->candidates) {
-        if (c.channel == p.channel + 1) {
-            p.paper->dot(place.x(static_cast<double>(c.sample) / MODEM_RATE), place.y(c.correlation), 4.5, colour_of(c),
-                         1);
+        if (c.channel == p.channel + 1 && !c.chance) {
+            p.paper->dot(place.x(static_cast<double>(c.sample) / modem().rate), place.y(c.correlation), 4.5,
+                         colour_of(c), 1);
         }
     }
     p.paper->unclip();
@@ -152,14 +151,15 @@ void draw_response(const page& p, const frame_picture& picture)
                          580,
                          RIGHT - 700,
                          250,
-                         BAND_LOW / KHZ,
+                         modem().band_low / KHZ,
                          21.0,
                          std::min(-15.0, std::max(lowest, -40.0) - 1),
                          std::max(6.0, highest + 1)};
     std::vector<double> xs, measured, smoothed;
     const size_t count = picture.measured_db.size();
     for (size_t k = 0; k < count; ++k) {
-        const double hz = BAND_LOW + (BAND_HIGH - BAND_LOW) * static_cast<double>(k) / static_cast<double>(count - 1);
+        const double hz = modem().band_low + (modem().band_high - modem().band_low) * static_cast<double>(k) /
+                                                 static_cast<double>(count - 1);
         xs.push_back(place.x(hz / KHZ));
         measured.push_back(place.y(picture.measured_db[k]));
         smoothed.push_back(place.y(picture.smoothed_db[k]));
@@ -182,7 +182,7 @@ const candidate* frame_to_show(const inspection& result)
         const auto rank = [](const candidate& x) {
             return (x.decoded && !x.second_look_needed ? 0.0 : 1.0) + x.correlation;
         };
-        if (best == nullptr || rank(c) > rank(*best)) {
+        if (!c.chance && (best == nullptr || rank(c) > rank(*best))) {
             best = &c;
         }
     }
@@ -191,12 +191,11 @@ const candidate* frame_to_show(const inspection& result)
 
 void draw_frame(const page& p, const candidate& c)
 {
-    const std::unique_ptr<soundcomm_context_t, decltype(&soundcomm_release)> context{
-        make_receiver(KOSC_SECOND_LOOK_OFF), soundcomm_release};
+    const context_ptr context = make_receiver(KOSC_SECOND_LOOK_OFF);
     const frame_picture picture = picture_of(*context->rx_paras, c);
     char words[200];
     const int length =
-        std::snprintf(words, sizeof words, "The frame at %.3f s", static_cast<double>(c.sample) / MODEM_RATE);
+        std::snprintf(words, sizeof words, "The frame at %.3f s", static_cast<double>(c.sample) / modem().rate);
     if (c.measured && length > 0) {
         std::snprintf(words + length, sizeof words - static_cast<size_t>(length),
                       ": SNR %.1f dB, EVM %.0f %%, drift %+.0f ppm, %s", c.quality.snr_db, 100 * c.quality.evm,
@@ -230,7 +229,7 @@ void draw(const std::string& path, const std::string& title, const inspection& r
                     &result,
                     &recorder,
                     shown == nullptr ? 0 : shown->channel - 1,
-                    std::min(0.0, shown == nullptr ? 0.0 : static_cast<double>(shown->sample) / MODEM_RATE),
+                    std::min(0.0, shown == nullptr ? 0.0 : static_cast<double>(shown->sample) / modem().rate),
                     std::max(result.seconds, 0.05)};
     char heading[64];
     std::snprintf(heading, sizeof heading, ", channel %u, %u Hz, %.2f s", p.channel + 1, result.sample_rate,

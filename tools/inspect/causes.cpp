@@ -1,0 +1,252 @@
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "inspection.h"
+#include "modem.h"
+
+namespace kosc_inspect {
+namespace {
+
+// Noise is now and then taken for a pilot; a real frame's other pilots are there, too.
+bool is_chance(const candidate& c)
+{
+    constexpr double RARELY_BY_CHANCE = 0.55, ADDS_UP = 0.36, COHERENT = 0.25;
+    const bool adds_up =
+        c.traits.later_pilots > ADDS_UP || c.traits.slip != 0.0 || (c.measured && c.quality.coherence > COHERENT);
+    return !c.decoded && c.correlation < RARELY_BY_CHANCE && !adds_up;
+}
+
+struct evidence {
+    const candidate& frame;
+    const channel_figures& channel;
+    const frame_traits& traits;
+    const surroundings& around;
+};
+
+bool is_quiet(const evidence& e)
+{
+    constexpr double QUIET_DB = -63.0;
+    return e.traits.level_db < QUIET_DB;
+}
+
+bool is_clipped(const evidence& e)
+{
+    constexpr double NOTABLE = 0.001;
+    return static_cast<double>(e.frame.clipped) > NOTABLE * modem().frame_length;
+}
+
+bool lost_samples(const evidence& e)
+{
+    constexpr size_t LONG_REPEAT = 150, LONG_GAP = 160;
+    return e.traits.slip != 0.0 || e.traits.repeated > LONG_REPEAT || e.traits.gap > LONG_GAP;
+}
+
+constexpr size_t FEW_SYMBOLS = 2;
+
+// A pause shorter than two symbols that is neither silence nor a repetition.
+bool is_interrupted(const evidence& e)
+{
+    constexpr double NOTABLE = 4.5;
+    return e.traits.swing_db > NOTABLE && e.traits.faint_symbols <= FEW_SYMBOLS;
+}
+
+bool is_displaced(const evidence& e) { return e.traits.displaced > 0; }
+
+bool lost_single_samples(const evidence& e)
+{
+    constexpr double CLEAR = 0.8, FAST_PPM = 1500.0; // at which a chirp's prefix turns by more than the phase tells
+    return e.traits.jumps > 0 && e.traits.prefixes > CLEAR && std::fabs(e.frame.quality.drift_ppm) < FAST_PPM;
+}
+
+// The room's sounds are turned down with the frame.
+bool is_suppressed(const evidence& e)
+{
+    constexpr double HUSHED = 8.0, FALLS = 6.0, SUPPRESSED = 7.0;
+    const bool abrupt = e.traits.step_db > 0.6 * e.traits.range_db;
+    const bool hushed = e.around.low_early - e.around.low_late > HUSHED && e.traits.fall_db > FALLS;
+    return hushed || (!abrupt && e.traits.fall_db > SUPPRESSED);
+}
+
+// A cut makes nearly all of the difference within two symbols, one of them half cut; what fades away takes longer.
+bool is_cut(const evidence& e)
+{
+    constexpr double MISSING = 8.0, NEARLY_ALL = 0.6;
+    return e.traits.step_db > MISSING && e.traits.step_db > NEARLY_ALL * e.traits.range_db;
+}
+
+// The recording begins or ends within the frame.
+bool is_cut_off(const evidence& e) { return !e.frame.whole && is_cut(e); }
+
+// The level goes up and down more than once.
+bool is_pumped(const evidence& e)
+{
+    constexpr double NOTABLE = 7.0;
+    constexpr size_t OFTEN = 3;
+    const std::vector<double>& levels = e.traits.symbol_levels;
+    const auto [low, high] = std::minmax_element(levels.begin(), levels.end());
+    const double middle = (*low + *high) / 2;
+    size_t crossings = 0;
+    for (size_t i = 1; i < levels.size(); ++i) {
+        crossings += (levels[i] < middle) != (levels[i - 1] < middle) ? 1 : 0;
+    }
+    return e.traits.swing_db > NOTABLE && e.traits.faint_symbols > FEW_SYMBOLS && crossings >= OFTEN;
+}
+
+bool is_low_passed(const evidence& e) { return e.traits.missing_above.has_value(); }
+
+bool drifts(const evidence& e)
+{
+    constexpr double NOTABLE_PPM = 500.0, TRUSTED = 0.4;
+    const frame_quality_t& quality = e.frame.quality;
+    return e.frame.measured && std::fabs(quality.drift_ppm) > NOTABLE_PPM && quality.coherence > TRUSTED;
+}
+
+bool echoes(const evidence& e)
+{
+    constexpr double NOTABLE = 0.28;
+    return e.traits.echo > NOTABLE;
+}
+
+bool arrives_late(const evidence& e)
+{
+    return echoes(e) && e.traits.echo_delay > 1.1 * soundcomm_default_cfg()->ofdm_cfg.cp_len;
+}
+
+bool has_company(const evidence& e)
+{
+    constexpr double NOTABLE = 0.3;
+    return e.traits.second_sender > NOTABLE;
+}
+
+bool fails(const evidence& e) { return !e.frame.decoded || e.frame.second_look_needed; }
+
+bool reverberates(const evidence& e)
+{
+    constexpr double RINGING = 10.0, STANDS_OUT = 6.0;
+    return fails(e) && e.around.before_db > SILENCE_DB && e.around.after_db > e.traits.level_db - RINGING &&
+           e.around.after_db > e.around.before_db + STANDS_OUT;
+}
+
+bool is_toned(const evidence& e)
+{
+    constexpr double NOTABLE_DB = 10.0;
+    return e.channel.tone && e.around.before_db > e.traits.level_db - NOTABLE_DB;
+}
+
+bool is_noisy(const evidence& e)
+{
+    constexpr double AUDIBLE_DB = 9.0;
+    return fails(e) && e.traits.level_db - e.around.before_db < AUDIBLE_DB;
+}
+
+struct rule {
+    bool (*holds)(const evidence& e);
+    cause why;
+};
+
+// The first that holds names the cause: each would explain those behind it.
+constexpr rule RULES[] = {
+    {is_quiet, cause::quiet},
+    {is_cut_off, cause::cut},
+    {is_clipped, cause::clipping},
+    {is_toned, cause::tone},
+    {lost_samples, cause::lost_samples},
+    {is_pumped, cause::gain_control},
+    {is_suppressed, cause::suppression},
+    {is_interrupted, cause::lost_samples},
+    {is_cut, cause::cut},
+    {is_low_passed, cause::low_pass},
+    {arrives_late, cause::late_arrival},
+    {lost_single_samples, cause::lost_samples},
+    {drifts, cause::drift},
+    {is_displaced, cause::lost_samples},
+    {has_company, cause::several_senders},
+    {echoes, cause::echo},
+    {reverberates, cause::echo},
+    {is_noisy, cause::noise},
+    {fails, cause::unknown},
+};
+
+cause cause_of(const candidate& c, const channel_figures& channel)
+{
+    const evidence e = {c, channel, c.traits, c.around};
+    const auto* const found =
+        std::find_if(std::begin(RULES), std::end(RULES), [&](const rule& each) { return each.holds(e); });
+    return found == std::end(RULES) ? cause::none : found->why;
+}
+
+// For a recording without a frame.
+cause cause_of_absence(const inspection& result)
+{
+    constexpr double HEARD_DB = -82.0, NOISY_DB = -72.0;
+    constexpr double SHORTEST_PART = 0.03, MOST_OF_FRAME = 0.22, STANDS_OUT = 12.0;
+    const auto any = [&](auto condition) {
+        return std::any_of(result.channels.begin(), result.channels.end(), condition);
+    };
+    if (result.seconds == 0.0) {
+        return cause::no_samples;
+    }
+    if (!any([](const channel_figures& c) { return c.peak > SILENT_PEAK; })) {
+        return cause::silence;
+    }
+    if (any([](const channel_figures& c) { return c.empty_above.has_value(); })) {
+        return cause::low_pass;
+    }
+    if (any([](const channel_figures& c) {
+            return c.loudest_db > HEARD_DB && c.longest_burst > SHORTEST_PART && c.longest_burst < MOST_OF_FRAME;
+        })) {
+        return cause::cut;
+    }
+    if (any([](const channel_figures& c) { return c.gated; })) {
+        return cause::suppression;
+    }
+    if (any([](const channel_figures& c) {
+            return c.loudest_db > c.floor_db + STANDS_OUT && c.loudest_db > HEARD_DB && c.longest_burst > SHORTEST_PART;
+        })) {
+        return cause::unknown;
+    }
+    if (any([](const channel_figures& c) { return c.tone.has_value(); })) {
+        return cause::tone;
+    }
+    return any([](const channel_figures& c) { return c.floor_db > NOISY_DB; }) ? cause::noise : cause::nothing;
+}
+
+// The most frequent cause among the frames that failed or, when none did, among all.
+cause cause_of_frames(const std::vector<candidate>& candidates)
+{
+    const bool failures =
+        std::any_of(candidates.begin(), candidates.end(), [](const candidate& c) { return !c.decoded && !c.chance; });
+    std::map<cause, int> counts;
+    for (const candidate& c : candidates) {
+        if (!c.chance && !(failures && c.decoded)) {
+            ++counts[c.why];
+        }
+    }
+    const auto most = std::max_element(counts.begin(), counts.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    return most == counts.end() ? cause::none : most->first;
+}
+
+} // namespace
+
+void find_causes(inspection* result)
+{
+    for (candidate& c : result->candidates) {
+        c.chance = is_chance(c);
+        c.why = c.chance ? cause::noise : cause_of(c, result->channels[c.channel - 1]);
+    }
+    const bool found =
+        std::any_of(result->candidates.begin(), result->candidates.end(), [](const candidate& c) { return !c.chance; });
+    result->why = found ? cause_of_frames(result->candidates) : cause_of_absence(*result);
+    if (result->reading) {
+        constexpr cause MISREADINGS[] = {cause::wrong_rate, cause::wrong_speed, cause::mixed_channels,
+                                         cause::mixed_channels};
+        result->why = MISREADINGS[static_cast<size_t>(result->reading->what)];
+        for (candidate& c : result->candidates) {
+            c.why = result->why;
+        }
+    }
+}
+
+} // namespace kosc_inspect

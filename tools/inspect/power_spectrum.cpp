@@ -1,0 +1,75 @@
+#include "power_spectrum.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "channels.h"
+#include "kosc/fft.h"
+#include "modem.h"
+
+namespace kosc_inspect {
+namespace {
+
+const std::vector<double>& hann_window()
+{
+    static const std::vector<double> window = [] {
+        std::vector<double> values(SPECTRUM_LENGTH);
+        for (uint32_t i = 0; i < SPECTRUM_LENGTH; ++i) {
+            values[i] = 0.5 - 0.5 * std::cos(2.0 * kosc_link::PI * (i + 0.5) / SPECTRUM_LENGTH);
+        }
+        return values;
+    }();
+    return window;
+}
+
+} // namespace
+
+double to_db(double power) { return power > 0.0 ? std::max(10.0 * std::log10(power), SILENCE_DB) : SILENCE_DB; }
+
+spectrum_bins power_spectrum(const double* samples)
+{
+    // Mean square of the window, a sine's mean square, and the two halves of the spectrum, of which one is kept.
+    constexpr double HANN_POWER = 3.0 / 8.0;
+    constexpr double SCALE = 4.0 / (HANN_POWER * SPECTRUM_LENGTH * SPECTRUM_LENGTH);
+    std::vector<double> data(2 * size_t{SPECTRUM_LENGTH});
+    for (size_t i = 0; i < SPECTRUM_LENGTH; ++i) {
+        data[2 * i] = samples[i] * hann_window()[i];
+    }
+    kom_fft_complex_radix2_forward(data.data(), 1, SPECTRUM_LENGTH);
+    spectrum_bins bins(SPECTRUM_LENGTH / 2);
+    for (size_t k = 0; k < bins.size(); ++k) {
+        bins[k] = SCALE * (data[2 * k] * data[2 * k] + data[2 * k + 1] * data[2 * k + 1]);
+    }
+    return bins;
+}
+
+spectrum_bins mean_spectrum(const double* samples, size_t count)
+{
+    spectrum_bins mean;
+    const size_t blocks = count < SPECTRUM_LENGTH ? 0 : (count - SPECTRUM_LENGTH) / (SPECTRUM_LENGTH / 2) + 1;
+    for (size_t i = 0; i < blocks; ++i) {
+        const spectrum_bins bins = power_spectrum(samples + i * SPECTRUM_LENGTH / 2);
+        mean.resize(bins.size());
+        for (size_t k = 0; k < bins.size(); ++k) {
+            mean[k] += bins[k] / static_cast<double>(blocks);
+        }
+    }
+    return mean;
+}
+
+double power_between(const spectrum_bins& bins, double low, double high, double sample_rate)
+{
+    const double spacing = sample_rate / SPECTRUM_LENGTH;
+    const auto first = std::min(static_cast<size_t>(std::lround(low / spacing)), bins.size());
+    const auto last = std::min(static_cast<size_t>(std::lround(high / spacing)) + 1, bins.size());
+    return std::accumulate(bins.begin() + static_cast<ptrdiff_t>(first), bins.begin() + static_cast<ptrdiff_t>(last),
+                           0.0);
+}
+
+double level_db(const spectrum_bins& bins, double low, double high)
+{
+    return to_db(power_between(bins, low, high, modem().rate));
+}
+
+} // namespace kosc_inspect
