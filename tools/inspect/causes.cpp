@@ -108,15 +108,19 @@ bool echoes(const evidence& e)
     return e.traits.echo > NOTABLE;
 }
 
-bool arrives_late(const evidence& e)
-{
-    return echoes(e) && e.traits.echo_delay > 1.1 * soundcomm_default_cfg()->ofdm_cfg.cp_len;
-}
-
 bool has_company(const evidence& e)
 {
     constexpr double NOTABLE = 0.3;
     return e.traits.second_sender > NOTABLE;
+}
+
+// The frame again rather than another's pilots: those are a third of a frame, and so is its likeness to itself.
+bool arrives_late(const evidence& e)
+{
+    constexpr double WHOLE = 0.24, SAME_PLACE = 40.0, PREFIXES = 1.1;
+    const bool same = has_company(e) && e.traits.echo > WHOLE &&
+                      std::fabs(std::fabs(e.traits.second_delay) - e.traits.echo_delay) < SAME_PLACE;
+    return (same || echoes(e)) && e.traits.echo_delay > PREFIXES * soundcomm_default_cfg()->ofdm_cfg.cp_len;
 }
 
 bool fails(const evidence& e) { return !e.frame.decoded || e.frame.second_look_needed; }
