@@ -29,7 +29,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR libkosc)
 set(CPACK_PACKAGE_CONTACT "libkosc developers <developers@libkosc.invalid>")
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library development documents tools python)
+set(CPACK_COMPONENTS_ALL library transfer development documents tools python)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${KOSC_DEBIAN_RELEASE})
@@ -49,6 +49,9 @@ libkosc sends short messages as sound between 18 and 21 kHz, and hears them
 again, through noise and echoes. ${line}")
 endmacro()
 kosc_package(library libkosc1 libs "shared library" "This is the library that programs load.")
+kosc_package(transfer libkosc-transfer1 libs "transfer library"
+    "This library carries files and long
+text over such messages.")
 kosc_package(development libkosc-dev libdevel "development files"
     "Headers, static library, CMake and pkg-config
 files, and known answers for other implementers.")
@@ -65,7 +68,12 @@ stages on numpy arrays.")
 configure_file(${DEBIAN}/shlibs ${PROJECT_BINARY_DIR}/debian/shlibs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/shlibs;${DEBIAN}/triggers")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkosc1 ${SAME_VERSION}")
+set(CPACK_DEBIAN_TRANSFER_PACKAGE_SHLIBDEPS ON)
+file(WRITE ${PROJECT_BINARY_DIR}/debian/transfer/shlibs
+    "libkosc_transfer 1 libkosc-transfer1 (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_TRANSFER_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_BINARY_DIR}/debian/transfer/shlibs;${DEBIAN}/triggers")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkosc1 ${SAME_VERSION}, libkosc-transfer1 ${SAME_VERSION}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libkosc-doc, python3")
 set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)

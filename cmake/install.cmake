@@ -10,7 +10,10 @@ set(KOSC_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kosc)
 install(TARGETS kosc kosc_static EXPORT kosc
     LIBRARY COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
-install(DIRECTORY include/kosc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(TARGETS kosc_transfer kosc_transfer_static EXPORT kosc
+    LIBRARY COMPONENT transfer NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
+install(DIRECTORY include/kosc include/kosc_transfer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 # The library depends on no other package, so its targets are all that the package has to say.
 install(EXPORT kosc NAMESPACE kosc:: FILE kosc-config.cmake DESTINATION ${KOSC_CMAKE_DIR} COMPONENT development)
 write_basic_package_version_file(kosc-config-version.cmake COMPATIBILITY SameMajorVersion)
@@ -19,7 +22,8 @@ install(FILES ${PROJECT_BINARY_DIR}/kosc-config-version.cmake DESTINATION ${KOSC
 # The file finds its prefix from its own place, so an installed tree can be moved.
 file(RELATIVE_PATH KOSC_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/kosc.pc.in kosc.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kosc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+configure_file(transfer/kosc_transfer.pc.in kosc_transfer.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kosc.pc ${PROJECT_BINARY_DIR}/kosc_transfer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 install(DIRECTORY tests/vectors/ DESTINATION ${CMAKE_INSTALL_DATADIR}/kosc/vectors COMPONENT development
     USE_SOURCE_PERMISSIONS PATTERN __pycache__ EXCLUDE)

@@ -5,7 +5,7 @@ include=$1 cc=$2 cxx=$3
 strict="-I$include -Wall -Wextra -Wpedantic -Wshadow -Wundef -Werror -fsyntax-only"
 failed=0
 cd "$include" || exit 1
-for header in kosc/*.h; do
+for header in kosc/*.h kosc_transfer/*.h; do
     program=$(printf '#include "%s"\n#include "%s"\nint main(void) { return 0; }' "$header" "$header")
     # shellcheck disable=SC2086 # the flags are words
     if ! echo "$program" | "$cc" -xc -std=c99 $strict -Wstrict-prototypes - ||

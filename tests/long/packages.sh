@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
 work=$(realpath -m "${1:-build/packages-test}")
-packages="libkosc1 libkosc-dev libkosc-doc kosc-tools python3-kosc"
+packages="libkosc1 libkosc-transfer1 libkosc-dev libkosc-doc kosc-tools python3-kosc"
 
 need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev \
     portaudio19-dev scdoc lintian mmdebstrap dpkg-dev
@@ -39,7 +39,7 @@ cc -std=c99 /debs/host.c $(pkg-config --cflags --libs kosc) -o host
 cc -static -std=c99 /debs/host.c $(pkg-config --static --cflags --libs kosc) -o static_host
 ./host 2> /dev/null | grep "heard: hello over sound"
 ./static_host 2> /dev/null | grep "heard: hello over sound"
-apt-get -qq purge -y python3-kosc kosc-tools libkosc-doc libkosc-dev libkosc1 > /dev/null
+apt-get -qq purge -y python3-kosc kosc-tools libkosc-doc libkosc-dev libkosc-transfer1 libkosc1 > /dev/null
 left=$(find / -xdev \( -path /proc -o -path /debs \) -prune -o -path '*kosc*' -print)
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
 USE
