@@ -1,8 +1,10 @@
 // What the transfer layer costs and wastes, for docs/transfer.md: for each size of payload and share of messages lost,
-// how many messages above the needed ones a receiver took, and the processor time of sending and of receiving them.
+// how many messages above the needed ones a receiver took, and the processor time of sending and of receiving them, the
+// least of all trials, since other work on the machine only adds to it.
 //
-//   transfer_figures [TRIALS]      of each setting, 20; the largest payloads are tried a twentieth as often
+//   transfer_figures [TRIALS [BYTES]]      of each setting, 20, a twentieth of it for 1 MiB; the largest payload
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -83,7 +85,7 @@ figures run(const bytes& payload, uint32_t nonce, uint32_t start, double loss, s
 void tell(uint32_t len, double loss, uint32_t start, uint32_t trials)
 {
     std::mt19937 random{len + static_cast<uint32_t>(100 * loss)};
-    double taken = 0, sent = 0, sending = 0, receiving = 0;
+    double taken = 0, sent = 0, sending = HUGE_VAL, receiving = HUGE_VAL;
     uint32_t most = 0, needed = 0;
     for (uint32_t i = 0; i < trials; ++i) {
         bytes payload(len);
@@ -93,12 +95,12 @@ void tell(uint32_t len, double loss, uint32_t start, uint32_t trials)
         taken += one.taken;
         sent += one.sent;
         most = std::max(most, one.taken);
-        sending += one.sending;
-        receiving += one.receiving;
+        sending = std::min(sending, one.sending);
+        receiving = std::min(receiving, one.receiving);
     }
     std::printf("%8u %6u %7u %4.0f %% %9.1f %7.2f %% %7.2f %% %9.4f %9.4f\n", len, start, needed, 100 * loss,
-                sent / trials, 100 * (taken / trials / needed - 1), 100.0 * (most - needed) / needed, sending / trials,
-                receiving / trials);
+                sent / trials, 100 * (taken / trials / needed - 1), 100.0 * (most - needed) / needed, sending,
+                receiving);
 }
 
 } // namespace
@@ -106,9 +108,13 @@ void tell(uint32_t len, double loss, uint32_t start, uint32_t trials)
 int main(int argc, char** argv)
 {
     const uint32_t trials = argc > 1 ? static_cast<uint32_t>(std::max(1, std::atoi(argv[1]))) : 20;
+    const uint32_t largest = argc > 2 ? static_cast<uint32_t>(std::atoi(argv[2])) : uint32_t{KOSC_TRANSFER_MAX_BYTES};
     std::printf("   bytes  start  needed   loss  messages sent   overhead: mean, most   seconds: send, receive\n");
-    for (const uint32_t len : {20U, 1024U, 4096U, 65536U, 1048576U}) {
-        const uint32_t tries = len > 100000 ? (trials + 19) / 20 : trials;
+    for (const uint32_t len : {20U, 1024U, 4096U, 65536U, 330000U, 1048576U}) {
+        if (len > largest) {
+            break;
+        }
+        const uint32_t tries = len > 1000000 ? (trials + 19) / 20 : trials;
         for (const double loss : {0.0, 0.2, 0.5}) {
             tell(len, loss, 0, tries);
         }

@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-targets=(fuzz_decode fuzz_config fuzz_coding)
+targets=(fuzz_decode fuzz_config fuzz_coding fuzz_transfer)
 found=$PWD/build/fuzz/found
 unpacked=$PWD/build/fuzz/fuzz/corpus
 # One input takes milliseconds; a configuration that takes most may have a frame of a minute and a half.

@@ -4,7 +4,7 @@
  * which any set of slightly more than the payload's size gives the payload back.
  *
  * Up to 327,668 payload bytes any `needed` different messages of a transfer suffice, however many were lost, and in any
- * order; above, between 0.1 and 2 % more. docs/transfer.md has the form of a message, byte by byte, and the figures.
+ * order; above, about 1 % more. docs/transfer.md has the form of a message, byte by byte, and the figures.
  * This library knows nothing of sound: the host hands the messages to a modem, and every message that it hears to
  * kosc_transfer_take(). There is no thread, file, lock or log. Calls with the same receiver must not run at the same
  * time; a sender is only read.
@@ -98,7 +98,7 @@ KOSC_TRANSFER_API uint32_t kosc_transfer_sender_needed(const kosc_transfer_sende
  * @param sender   sender
  * @param index    which message
  * @param message  receives KOSC_TRANSFER_MESSAGE_BYTES bytes
- * @return false when an argument is null. Repair takes time in proportion to the payload, about 4 ns for 20 bytes;
+ * @return false when an argument is null. Repair takes time in proportion to the payload, about 6 ns for 20 bytes;
  *         nothing is allocated.
  */
 KOSC_TRANSFER_API bool kosc_transfer_sender_message(const kosc_transfer_sender* sender, uint32_t index,

@@ -14,7 +14,7 @@ prefix=$work/prefix libdir=$work/prefix/$3
 
 cmake --install "$build" --prefix "$prefix" > "$work/log"
 cmake -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$compiler" \
-    -DHOST_SOURCE="$source" > "$work/log"
+    -DHOST_SOURCE="$source" -DTRANSFER_SOURCE="${source%/*}/transfer.c" > "$work/log"
 cmake --build "$work/build" > "$work/log" || { cat "$work/log"; exit 1; }
 
 export PKG_CONFIG_PATH=$libdir/pkgconfig
@@ -22,6 +22,8 @@ read -ra shared <<< "$(pkg-config --cflags --libs kosc)"
 read -ra static <<< "$(pkg-config --static --cflags --libs kosc)"
 "$compiler" -std=c99 "$source" "${shared[@]}" -o "$work/build/with_pkg_config"
 "$compiler" -std=c99 -static "$source" "${static[@]}" -o "$work/build/with_static_pkg_config"
+read -ra transfer <<< "$(pkg-config --cflags --libs kosc_transfer kosc)"
+"$compiler" -std=c99 "${source%/*}/transfer.c" "${transfer[@]}" -o "$work/build/pkg_config_transfer"
 
 for program in "$work"/build/with_*; do
     output=$(LD_LIBRARY_PATH=$libdir "$program")
@@ -30,6 +32,10 @@ for program in "$work"/build/with_*; do
         exit 1
     fi
     echo "${program##*/}: $output"
+done
+for program in "$work"/build/*transfer; do
+    LD_LIBRARY_PATH=$libdir "$program" "$source" 2> "$work/log" | cmp - "$source" || { cat "$work/log"; exit 1; }
+    echo "${program##*/}: carried ${source##*/}"
 done
 
 guide=$(find "$prefix" -name hosts.md)
