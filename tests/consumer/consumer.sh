@@ -41,4 +41,4 @@ done
 guide=$(find "$prefix" -name hosts.md)
 while IFS=: read -r document link; do
     [ -e "$(dirname "$document")/$link" ] || { echo "${document#"$prefix/"} links to $link, which is not installed" >&2; exit 1; }
-done < <(grep -roP --include=*.md '\]\(\K(?!\w+:)[^)#]+' "$(dirname "$guide")/..")
+done < <(grep -roP --include=*.md '\]\(\K(?!\w+:)[^)# ]+(?=[)#])' "$(dirname "$guide")/..")
