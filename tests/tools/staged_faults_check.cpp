@@ -259,6 +259,9 @@ struct fault {
     cause expected;
 };
 
+// Else test names would hold the addresses of its members.
+void PrintTo(const fault& f, std::ostream* out) { *out << f.name; }
+
 class StagedFault : public testing::TestWithParam<fault> {};
 
 // What is said of frames, of the recording and in words is one story.

@@ -17,6 +17,14 @@ bool is_chance(const candidate& c)
     return !c.decoded && c.correlation < RARELY_BY_CHANCE && !adds_up;
 }
 
+bool is_overlapped(const candidate& c, const std::vector<candidate>& all)
+{
+    return std::any_of(all.begin(), all.end(), [&](const candidate& other) {
+        return &other != &c && !other.chance && other.channel == c.channel &&
+               std::abs(other.sample - c.sample) < static_cast<int64_t>(modem().frame_length);
+    });
+}
+
 struct evidence {
     const candidate& frame;
     const channel_figures& channel;
@@ -132,6 +140,16 @@ bool reverberates(const evidence& e)
            e.around.after_db > e.around.before_db + STANDS_OUT;
 }
 
+// Two found frames sound at once, and the second is neither the first again nor the rest of it, moved.
+bool overlaps(const evidence& e) { return e.frame.overlapped && !arrives_late(e) && !lost_samples(e); }
+
+// Every pilot is there twice; of a frame in which samples were lost, each is here or there.
+bool is_doubled(const evidence& e)
+{
+    constexpr double MORE_THAN_ONE = 1.2;
+    return has_company(e) && e.traits.pilots + e.traits.second_sender > MORE_THAN_ONE;
+}
+
 bool is_toned(const evidence& e)
 {
     constexpr double NOTABLE_DB = 10.0;
@@ -152,6 +170,7 @@ struct rule {
 // The first that holds names the cause: each would explain those behind it.
 constexpr rule RULES[] = {
     {is_quiet, cause::quiet},
+    {overlaps, cause::several_senders},
     {is_cut_off, cause::cut},
     {is_clipped, cause::clipping},
     {is_toned, cause::tone},
@@ -164,6 +183,7 @@ constexpr rule RULES[] = {
     {arrives_late, cause::late_arrival},
     {lost_single_samples, cause::lost_samples},
     {drifts, cause::drift},
+    {is_doubled, cause::several_senders},
     {is_displaced, cause::lost_samples},
     {has_company, cause::several_senders},
     {echoes, cause::echo},
@@ -238,6 +258,9 @@ void find_causes(inspection* result)
 {
     for (candidate& c : result->candidates) {
         c.chance = is_chance(c);
+    }
+    for (candidate& c : result->candidates) {
+        c.overlapped = is_overlapped(c, result->candidates);
         c.why = c.chance ? cause::noise : cause_of(c, result->channels[c.channel - 1]);
     }
     const bool found =

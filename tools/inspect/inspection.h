@@ -65,6 +65,7 @@ struct candidate {
     uint64_t clipped;            // samples within it, at the recording's rate
     bool whole;                  // the recording neither begins nor ends within it
     bool chance;                 // noise that is somewhat like a pilot: nothing behind it adds up
+    bool overlapped;             // another found frame of its channel sounds during it
     cause why;                   // what is wrong with it
     std::vector<double> samples; // kept for pictures only
 };
