@@ -22,11 +22,11 @@
 extern "C" {
 #endif
 
-/** One explanation of a frame's pilots. */
+/** A drift under which a frame's pilots add up. */
 typedef struct drift_t {
-    double rate;      /**< received frequencies are 1 + rate times the sent ones, at the synchronisation pilot */
-    double bend;      /**< change of the rate with every received sample */
-    double coherence; /**< share of the pilots' energy that adds up: near 1 for a clean frame, near 0.1 for noise */
+    double rate;        /**< received frequencies are 1 + rate times the sent ones, at the synchronisation pilot */
+    double rate_change; /**< change of the rate with every received sample */
+    double coherence;   /**< share of the pilots' energy that adds up: near 1 for a clean frame, near 0.1 for noise */
 } drift_t;
 
 /** Work area of a search. */
@@ -44,12 +44,12 @@ KOSC_API drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const
 KOSC_API void drift_search_free(drift_search_t* search);
 
 /**
- * Finds the best explanations of a frame, within +-4200 ppm and +-1500 ppm of change over 11520 samples. The pilots of
- * a frame are compared with each other: one alone tells no drift, which then counts as none.
+ * Finds the drifts that explain a frame best, within +-4200 ppm and +-1500 ppm of change over 11520 samples. The pilots
+ * of a frame are compared with each other: one alone tells no drift, which then counts as none.
  *
  * @param search     from drift_search_init()
  * @param frame      frame_length samples, as found by the synchronisation search
- * @param found      receives up to `max_found` explanations, the most coherent first
+ * @param found      receives up to `max_found` of them, the most coherent first
  * @param max_found  room in `found`
  * @return their number, at least 1 for max_found >= 1
  */

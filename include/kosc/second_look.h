@@ -37,14 +37,14 @@ enum {
     KOSC_SECOND_LOOK_MEASURE = 2 /**< also measures frames that decode at once, at the price of a second look */
 };
 
-/** Explanations of the drift that are tried, decodings under each, and their product. */
+/** Drifts that are tried, decodings under each, and their product. */
 enum { KOSC_MAX_DRIFTS = 3, KOSC_MAX_PASSES = 3, KOSC_MAX_ATTEMPTS = 9 };
 
-/** What the last frame looked like. */
+/** What was measured of the last frame. */
 typedef struct frame_quality_t {
     bool needed;             /**< the frame failed its CRCs at first, and got a second look */
     bool decoded;            /**< its message was found, at first or in the second look */
-    uint32_t attempts;       /**< decodings of the second look; 0: not looked at, and the fields below are zero */
+    uint32_t attempts;       /**< decodings of the second look; 0: it had none, and the fields below are zero */
     double coherence;        /**< share of the pilots' energy that adds up, 0 to 1 */
     double drift_ppm;        /**< received frequencies over sent ones, in the middle of the frame, less 1 */
     double drift_change_ppm; /**< how much that changes from the frame's start to its end */
@@ -86,10 +86,10 @@ KOSC_API uint32_t soundcomm_decode_second_look(const soundcomm_context_t* ctx, c
 KOSC_API frame_quality_t soundcomm_get_frame_quality(const soundcomm_context_t* ctx);
 
 /**
- * The data symbols of the frame that a context's second look was at last, as it saw them: drift, channel and phase
- * pattern removed, so that they lie around (+-1 +-j)/sqrt(2). Of a frame that was decoded the channel is that of all
- * its symbols, else that of the last attempt. May be called within a frame callback, where `quality.attempts` is not 0.
- * soundcomm_equalise() in decoder.h has what the first look sees.
+ * The data symbols of the last frame in a context's second look, equalised: drift, channel and phase pattern removed,
+ * so that they lie around (+-1 +-j)/sqrt(2). Of a frame that was decoded the channel is that of all its symbols, else
+ * that of the last attempt. May be called within a frame callback, where `quality.attempts` is not 0.
+ * soundcomm_equalise() in decoder.h has those of the first look.
  *
  * @param ctx      context; null counts as one without second look
  * @param symbols  receives frame.re_num complex values in the order sent; null only counts

@@ -34,17 +34,17 @@ KOSC_API soft_viterbi_t* soft_viterbi_init(const conv_code_t* code, uint32_t max
 KOSC_API void soft_viterbi_free(soft_viterbi_t* decoder);
 
 /**
- * Finds the input bits whose code bits agree best with `soft`: the largest sum of +soft over ones and -soft over
+ * Finds the input bits whose code bits agree best with `llr`: the largest sum of +llr over ones and -llr over
  * zeros, among all paths from the zero state to the zero state.
  *
  * @param decoder   from soft_viterbi_init()
- * @param soft      step_num * n values, at any common scale: positive for a one, negative for a zero, 0 for a hole
+ * @param llr       step_num * n log-likelihood ratios at any common scale: positive for a one, 0 for a hole
  * @param step_num  input bits with the tail, from K - 1 to max_steps
  * @param bits      receives step_num bits, one a byte; the last K - 1 are zero. Of equally good paths, the one with
  *                  the even predecessor stays, as in viterbi_decode()
  * @return false, nothing written, when a pointer is null or step_num is out of range
  */
-KOSC_API bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* soft, uint32_t step_num, uint8_t* bits);
+KOSC_API bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* llr, uint32_t step_num, uint8_t* bits);
 
 #ifdef __cplusplus
 }

@@ -37,14 +37,14 @@ void fill_patterns(const conv_code_t& code, uint8_t* patterns)
 }
 
 // How well each combination of a step's code bits agrees with the received values.
-void score_patterns(const double* soft, uint32_t code_bits, double* scores)
+void score_patterns(const double* llr, uint32_t code_bits, double* scores)
 {
     scores[0] = 0.0;
     for (uint32_t i = 0; i < code_bits; ++i) {
         const uint32_t known = uint32_t{1} << i;
         for (uint32_t p = 0; p < known; ++p) {
-            scores[p + known] = scores[p] + soft[i];
-            scores[p] -= soft[i];
+            scores[p + known] = scores[p] + llr[i];
+            scores[p] -= llr[i];
         }
     }
 }
@@ -103,9 +103,9 @@ void soft_viterbi_free(soft_viterbi_t* decoder)
     }
 }
 
-bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* soft, uint32_t step_num, uint8_t* bits)
+bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* llr, uint32_t step_num, uint8_t* bits)
 {
-    if (decoder == nullptr || soft == nullptr || bits == nullptr || step_num < decoder->tail ||
+    if (decoder == nullptr || llr == nullptr || bits == nullptr || step_num < decoder->tail ||
         step_num > decoder->max_steps) {
         return false;
     }
@@ -117,7 +117,7 @@ bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* soft, uint32_t s
     }
     for (uint32_t t = 0; t < step_num; ++t) {
         double scores[1 << MAX_CODE_BITS];
-        score_patterns(soft + size_t{t} * decoder->code_bits, decoder->code_bits, scores);
+        score_patterns(llr + size_t{t} * decoder->code_bits, decoder->code_bits, scores);
         step(*decoder, scores, previous, current, decoder->survivors + size_t{t} * states);
         std::swap(previous, current);
     }

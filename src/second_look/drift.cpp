@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "dsp/band_dft.h"
+#include "dsp/goertzel.h"
 #include "math/complex_ops.h"
 #include "math/constants.h"
 #include "platform/owned.h"
@@ -24,10 +24,10 @@ constexpr int FINE_REACH = 105;
 // Changes of rate: what a person who starts walking does within a frame.
 constexpr double RATE_CHANGE_STEP = 500 * PPM / 11520;
 constexpr int RATE_CHANGE_REACH = 3;
-// How much coherence a change of rate must gain to be believed, times its square in steps: people rarely speed up by
-// more than a few hundred ppm a frame.
+// Coherence that a change of rate costs, times its square in steps, since noise fits three parameters better than two:
+// a Gaussian prior, for people rarely speed up by more than a few hundred ppm a frame.
 constexpr double RATE_CHANGE_PENALTY = 0.0033;
-// Two explanations closer than this are one.
+// Two candidates closer than this are one.
 constexpr double SAME_RATE = 200 * PPM;
 constexpr double SAME_RATE_CHANGE = 1000 * PPM / 11520;
 constexpr int REFINEMENTS = 4; // halvings of both steps
@@ -44,19 +44,20 @@ struct drift_search_t {
     uint32_t block_num;   // blocks summed for a pilot: its window and a margin on either side
     uint32_t margin;      // blocks
     double* block_sums;   // owned; block_num rows of sc_num complex values, of one pilot
-    double* response;     // owned; sc_num complex values
-    double* turns;        // owned; sc_num complex values
-    double* work;         // owned; 3 * sc_num doubles
+    double* response;     // owned; sc_num complex values: a pilot's subcarriers, then its channel
+    double* block_steps;  // owned; sc_num phasors: how far each subcarrier turns within a block
+    double* work;         // owned; 3 * sc_num doubles, for goertzel()
     double* middles;      // owned; [pilot][coarse rate] middle of the window used, in received samples
-    double* coefficients; // owned; [pilot][coarse rate][rank] complex
-    double* energy;       // owned; [pilot][coarse rate]
-    double* sum;          // owned; rank complex values
+    double* coefficients; // owned; [pilot][coarse rate][rank] complex: the channel along the smoother's sequences
+    double* energy;       // owned; [pilot][coarse rate] sum of the channel's powers
+    double* sum;          // owned; rank complex values: the pilots' coefficients, joined
 };
 
 namespace {
 
 double coarse_rate(uint32_t g) { return (static_cast<int>(g) - COARSE_REACH) * COARSE_STEP; }
 
+// Radians a sample of a frequency in subcarrier spacings.
 double omega(const drift_search_t& s, double subcarrier)
 {
     return 2 * PI * subcarrier / s.paras->cfg.ofdm_cfg.symbol_len;
@@ -73,25 +74,25 @@ void sum_blocks(const drift_search_t& s, const double* frame, int64_t first_samp
             const int64_t at = first_sample + int64_t{b} * BLOCK_LEN + n;
             block[n] = at >= 0 && at < s.paras->frame.frame_length ? frame[at] : 0.0;
         }
-        band_dft(block, BLOCK_LEN, omega(s, ofdm.sc_start_idx), omega(s, 1), ofdm.sc_num, s.work,
+        goertzel(block, BLOCK_LEN, omega(s, ofdm.sc_start_idx), omega(s, 1), ofdm.sc_num, s.work,
                  s.block_sums + size_t{2} * ofdm.sc_num * b);
     }
 }
 
-// response = sum over the blocks from `first` on, each turned by its distance at the frequencies of `rate`; phases
-// count from the middle of those blocks.
+// response = sum over the blocks from `first` on, each with its phase moved by its distance at the frequencies of
+// `rate`; phases count from the middle of those blocks. Horner's scheme, the last block first.
 void join_blocks(const drift_search_t& s, uint32_t first, double rate)
 {
     const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
     const uint32_t blocks = ofdm.symbol_len / BLOCK_LEN;
     const double low = -omega(s, ofdm.sc_start_idx) * (1 + rate);
     const double step = -omega(s, 1) * (1 + rate);
-    fill_phasors(low * BLOCK_LEN, step * BLOCK_LEN, ofdm.sc_num, s.turns);
+    fill_phasors(low * BLOCK_LEN, step * BLOCK_LEN, ofdm.sc_num, s.block_steps);
     std::fill_n(s.response, size_t{2} * ofdm.sc_num, 0.0);
     for (uint32_t b = blocks; b-- > 0;) {
         const double* const sums = s.block_sums + size_t{2} * ofdm.sc_num * (first + b);
         for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
-            store(s.response, k, load(s.response, k) * load(s.turns, k) + load(sums, k));
+            store(s.response, k, load(s.response, k) * load(s.block_steps, k) + load(sums, k));
         }
     }
     const double to_middle = -(blocks - 1.0) / 2 * BLOCK_LEN;
@@ -129,9 +130,9 @@ void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uin
     }
 }
 
-// Share of the pilots' energy that adds up under a rate and its change, less what the change must gain.
+// Share of the pilots' energy that adds up under a rate and its change, less the penalty of the change.
 //
-// With the channel coefficients c(p) of P pilots along the smoother's sequences, each turned by the phase phi(p) that
+// With the channel coefficients c(p) of P pilots along the smoother's sequences, each rotated by the phase phi(p) that
 // the clock gives it at the middle of the band, and the pilots' energies E(p), it is
 //     |sum c(p)*exp(j*phi(p))|^2 / (P * sum E(p)):
 // 1 for one noiseless channel within the prefix. Over the grid its maximum is the maximum-likelihood estimate, with
@@ -153,10 +154,10 @@ double coherence(const drift_search_t& s, double rate, double rate_change)
         const double middle = s.middles[row + g];
         const frame_clock measured = make_clock(*s.paras, coarse_rate(g), 0.0);
         const double phase = middle_omega * (measured.sent_time(middle) - clock.sent_time(middle));
-        const kom_complex turn = {std::cos(phase), std::sin(phase)};
+        const kom_complex rotation = {std::cos(phase), std::sin(phase)};
         const double* const c = s.coefficients + 2 * size_t{rank} * (row + g);
         for (uint32_t r = 0; r < rank; ++r) {
-            store(s.sum, r, load(s.sum, r) + load(c, r) * turn);
+            store(s.sum, r, load(s.sum, r) + load(c, r) * rotation);
         }
         energy += s.energy[row + g];
     }
@@ -169,10 +170,10 @@ double coherence(const drift_search_t& s, double rate, double rate_change)
     return (energy > 0.0 ? joined / (energy * pilots) : 0.0) - RATE_CHANGE_PENALTY * change_steps * change_steps;
 }
 
-// The rate in the middle of the frame, of which errors do not depend on those of the rate's change.
+// The rate in the middle of the frame: its estimation error is uncorrelated with that of the rate's change.
 double middle_rate(const drift_search_t& s, const drift_t& d)
 {
-    return make_clock(*s.paras, d.rate, d.bend).rate_at(s.paras->frame.frame_length / 2.0);
+    return make_clock(*s.paras, d.rate, d.rate_change).rate_at(s.paras->frame.frame_length / 2.0);
 }
 
 drift_t with_middle_rate(const drift_search_t& s, double middle, double rate_change)
@@ -183,13 +184,13 @@ drift_t with_middle_rate(const drift_search_t& s, double middle, double rate_cha
     return {rate, rate_change, coherence(s, rate, rate_change)};
 }
 
-// Puts `d` into a list sorted by coherence, in which no two explanations are the same.
+// Puts `d` into a list sorted by coherence, in which no two candidates are the same.
 uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint32_t count, uint32_t max_found)
 {
     uint32_t same = count;
     for (uint32_t i = 0; i < count; ++i) {
         if (std::fabs(middle_rate(s, found[i]) - middle_rate(s, d)) < SAME_RATE &&
-            std::fabs(found[i].bend - d.bend) < SAME_RATE_CHANGE) {
+            std::fabs(found[i].rate_change - d.rate_change) < SAME_RATE_CHANGE) {
             same = i;
             break;
         }
@@ -213,15 +214,16 @@ uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint3
     return count;
 }
 
+// Climbs to the maximum next to `d` along one axis after the other, with steps that halve.
 void refine(const drift_search_t& s, drift_t* d)
 {
     double rate_step = FINE_STEP / 2;
     double change_step = RATE_CHANGE_STEP / 2;
     for (int i = 0; i < REFINEMENTS; ++i, rate_step /= 2, change_step /= 2) {
         for (int way = -1; way <= 1; way += 2) {
-            const drift_t turned = with_middle_rate(s, middle_rate(s, *d) + way * rate_step, d->bend);
-            *d = turned.coherence > d->coherence ? turned : *d;
-            const drift_t changed = with_middle_rate(s, middle_rate(s, *d), d->bend + way * change_step);
+            const drift_t moved = with_middle_rate(s, middle_rate(s, *d) + way * rate_step, d->rate_change);
+            *d = moved.coherence > d->coherence ? moved : *d;
+            const drift_t changed = with_middle_rate(s, middle_rate(s, *d), d->rate_change + way * change_step);
             *d = changed.coherence > d->coherence ? changed : *d;
         }
     }
@@ -251,13 +253,13 @@ drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_
     const uint64_t entries = uint64_t{paras->frame.pilot_symbols} * COARSE_NUM;
     s->block_sums = alloc_array<double>(2 * sc_num * s->block_num);
     s->response = alloc_array<double>(2 * sc_num);
-    s->turns = alloc_array<double>(2 * sc_num);
+    s->block_steps = alloc_array<double>(2 * sc_num);
     s->work = alloc_array<double>(3 * sc_num);
     s->middles = alloc_zeroed<double>(entries);
     s->energy = alloc_zeroed<double>(entries);
     s->coefficients = alloc_zeroed<double>(2 * entries * smoother->rank);
     s->sum = alloc_array<double>(2 * size_t{smoother->rank});
-    const bool complete = s->block_sums != nullptr && s->response != nullptr && s->turns != nullptr &&
+    const bool complete = s->block_sums != nullptr && s->response != nullptr && s->block_steps != nullptr &&
                           s->work != nullptr && s->middles != nullptr && s->energy != nullptr &&
                           s->coefficients != nullptr && s->sum != nullptr;
     return complete ? s.release() : nullptr;
@@ -266,7 +268,7 @@ drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_
 void drift_search_free(drift_search_t* search)
 {
     if (search != nullptr) {
-        for (double* block : {search->block_sums, search->response, search->turns, search->work, search->middles,
+        for (double* block : {search->block_sums, search->response, search->block_steps, search->work, search->middles,
                               search->energy, search->coefficients, search->sum}) {
             std::free(block);
         }

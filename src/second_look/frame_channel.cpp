@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "dsp/band_dft.h"
+#include "dsp/goertzel.h"
 #include "math/constants.h"
 
 namespace kosc {
@@ -20,8 +20,8 @@ double sum_power(const double* data, uint32_t count)
     return sum;
 }
 
-// The channel that symbol `i` went through, along the smoother's sequences. What was sent has unit power on every
-// subcarrier, so that multiplying by its conjugate divides by it: the least-squares estimate.
+// The channel that symbol `i` went through, along the smoother's sequences: the least-squares estimate received / sent,
+// here received * conj(sent), since what was sent has unit power on every subcarrier.
 void measure_symbol(const double* sent, uint32_t i, frame_channel* channel)
 {
     const soundcomm_paras_t& paras = *channel->paras;
@@ -33,7 +33,7 @@ void measure_symbol(const double* sent, uint32_t i, frame_channel* channel)
     channel_smoother_analyse(channel->smoother, channel->response, coefficient_row(*channel, i));
 }
 
-// Sums the coefficients of the measured symbols, each turned back by its phase, and tells the noise from what does
+// Sums the coefficients of the measured symbols, each rotated back by its phase, and estimates the noise from what does
 // not add up.
 //
 // Of n symbols with sc_num cells each, the sum s of their coefficients c(i) explains |s|^2 / n of the energy E. The
@@ -71,10 +71,12 @@ channel_estimate join_symbols(bool pilots_only, frame_channel* channel)
     return {count, signal, noise};
 }
 
-// Phases of all symbols against the joint channel, smoothed to a parabola: what is left of the drift. Its rate leaves a
-// slope, its change a curve; the parabola is fitted by least squares, to polynomials that are orthogonal over the
-// symbols: 1, t and t^2 - mean(t^2), with t counted from the frame's middle. The phases are assumed to stay within half
-// a turn, which the search for the drift sees to.
+// Phases of all symbols against the joint channel, arg(sum over r of c(i, r) * conj(joint(r))), smoothed to a parabola:
+// what is left of the drift. An error of its rate leaves a slope, one of the rate's change a curve. The parabola is
+// fitted by least squares, to polynomials that are orthogonal over the symbols: 1, t and t^2 - mean(t^2), with t
+// counted from the frame's middle. The phases are assumed to stay within half a turn, as they do after the drift
+// search, and are not unwrapped. Source: Forsythe 1957, "Generation and use of orthogonal polynomials for data-fitting
+// with a digital computer".
 void fit_phases(frame_channel* channel)
 {
     const uint32_t n = channel->paras->frame.symbols;
@@ -105,12 +107,12 @@ void fit_phases(frame_channel* channel)
     }
 }
 
-// Whether speech lies far enough below the subcarriers to be taken out without tilting them much.
+// Whether speech lies far enough below the subcarriers to be removed without tilting the band much.
 bool removes_low_sounds(const ofdm_cfg& ofdm) { return ofdm.sc_start_idx >= ofdm.symbol_len / 4; }
 
 } // namespace
 
-// The fourth difference has the gain (2 - 2 cos w)^2.
+// Of take_frame()'s filter, the fourth difference, whose gain is (2 - 2*cos(w))^2.
 void init_tilt_gain(frame_channel* channel)
 {
     const ofdm_cfg& ofdm = channel->paras->cfg.ofdm_cfg;
@@ -120,7 +122,8 @@ void init_tilt_gain(frame_channel* channel)
     }
 }
 
-// The fourth difference lets pass what lies above and is short against the prefix.
+// Fourth difference, x(n-2) - 4*x(n-1) + 6*x(n) - 4*x(n+1) + x(n+2): a high-pass without delay, whose five samples are
+// short against the prefix, and whose gain init_tilt_gain() undoes on each subcarrier.
 void take_frame(const double* frame, frame_channel* channel)
 {
     constexpr double KERNEL[] = {6.0, -4.0, 1.0}; // from the middle outwards
@@ -148,7 +151,7 @@ void transform_symbols(const frame_clock& clock, frame_channel* channel)
         const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last_start);
         const double scale = unit * (1 + clock.rate_at(first + half));
         double* const values = symbol_row(paras, channel->received, i);
-        band_dft(channel->samples + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
+        goertzel(channel->samples + static_cast<size_t>(first), ofdm.symbol_len, scale * ofdm.sc_start_idx, scale,
                  ofdm.sc_num, channel->work, values);
         const double lag = unit * (start - clock.sent_time(first + half));
         rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, values);

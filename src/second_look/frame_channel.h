@@ -15,11 +15,11 @@ namespace kosc {
 struct frame_channel {
     const soundcomm_paras_t* paras;
     const channel_smoother_t* smoother;
-    double* samples;      // frame_length samples without what lies far below the subcarriers
-    double* tilt_gain;    // sc_num factors that undo the tilt of that
+    double* samples;      // frame_length samples, high-passed where the subcarriers lie high
+    double* tilt_gain;    // sc_num factors: what that filter took from each subcarrier
     double* received;     // symbols rows of sc_num complex values
     double* coefficients; // symbols rows of rank complex values: each symbol's channel, with its noise
-    double* joint;        // rank complex values: the sum over the joined symbols, each turned back by its phase
+    double* joint;        // rank complex values: the sum over the joined symbols, each rotated back by its phase
     double* phases;       // symbols values, in radians
     double* response;     // scratch: sc_num complex values
     double* work;         // scratch: 3 * sc_num doubles
@@ -49,17 +49,18 @@ inline double* coefficient_row(const frame_channel& channel, uint32_t i)
 void init_tilt_gain(frame_channel* channel);
 
 // Fills `samples` from a frame, without speech and hum, which lie far below the subcarriers but may be a hundred times
-// as loud: off the FFT's grid, too much of them would leak into the band. Where the subcarriers lie low it copies all.
+// as loud: off the FFT's grid they would leak into the band. Where the subcarriers lie low it copies all.
 void take_frame(const double* frame, frame_channel* channel);
 
-// Fills `received`: subcarrier values of every symbol, each with its window and frequencies where the clock has them.
+// Fills `received`: the subcarrier values of every symbol, each demodulated at the place and at the frequencies that
+// the clock gives it.
 void transform_symbols(const frame_clock& clock, frame_channel* channel);
 
 // Fills coefficients, joint and phases (with zeros) from the pilots alone. `sent` has symbols rows of sc_num complex
 // values, of which the pilots' are read.
 channel_estimate estimate_by_pilots(const double* sent, frame_channel* channel);
 
-// The same from all symbols, with the phases that they show.
+// The same from all symbols, with their phases against the joint channel, smoothed along the frame.
 channel_estimate estimate_by_all(const double* sent, frame_channel* channel);
 
 // Root of unexplained over explained power of the data symbols, under the joint channel.

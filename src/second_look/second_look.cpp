@@ -14,7 +14,7 @@ using namespace kosc;
 
 namespace {
 
-// Explanations that are this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
+// Drifts that leave the pilots this incoherent are not tried: so little adds up in noise, and in no frame that decodes.
 constexpr double MIN_COHERENCE = 0.25;
 
 // Soft bits of the frame under an estimate of its channel.
@@ -32,7 +32,7 @@ void describe(const channel_estimate& estimate, frame_quality_t* quality)
     quality->evm = std::sqrt(estimate.noise / estimate.signal);
 }
 
-// All decodings under one explanation of the drift: first with the channel of the pilots, then with that of all
+// All decodings under one drift: first with the channel of the pilots, then with that of all
 // symbols, as the bits decoded before would have been sent. The last one, whose CRCs match unless all have failed.
 decoded_block decode_under(const frame_clock& clock, second_look_t* look, frame_quality_t* quality)
 {
@@ -72,7 +72,7 @@ void measure_decoded(const decoded_block& block, second_look_t* look, frame_qual
     quality->evm = error_vector_magnitude(look->sent, estimate, &look->channel);
 }
 
-// Decodes a frame under one explanation of its drift after the other, the most coherent first.
+// Decodes a frame under one candidate for its drift after the other, the most coherent first.
 decoded_block decode_frame(const double* frame, second_look_t* look, frame_quality_t* quality)
 {
     take_frame(frame, &look->channel);
@@ -80,7 +80,7 @@ decoded_block decode_frame(const double* frame, second_look_t* look, frame_quali
     const uint32_t count = drift_search_find(look->search, look->channel.samples, drifts, KOSC_MAX_DRIFTS);
     const double length = look->paras->frame.frame_length;
     for (uint32_t d = 0; d < count && drifts[d].coherence >= MIN_COHERENCE; ++d) {
-        const frame_clock clock = make_clock(*look->paras, drifts[d].rate, drifts[d].bend);
+        const frame_clock clock = make_clock(*look->paras, drifts[d].rate, drifts[d].rate_change);
         frame_quality_t tried = *quality;
         tried.coherence = drifts[d].coherence;
         tried.drift_ppm = 1e6 * clock.rate_at(length / 2);

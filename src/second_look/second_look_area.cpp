@@ -44,7 +44,7 @@ uint64_t carve_doubles(second_look_t* look, double* block)
     return parts.used();
 }
 
-uint64_t carve_octets(second_look_t* look, uint8_t* block)
+uint64_t carve_bytes(second_look_t* look, uint8_t* block)
 {
     carver<uint8_t> parts{block};
     parts.take(&look->earlier_bits, look->decoder.step_num);
@@ -82,12 +82,12 @@ second_look_t* make_second_look(const soundcomm_paras_t& paras)
         return nullptr;
     }
     look->doubles = alloc_zeroed<double>(carve_doubles(look.get(), nullptr));
-    look->octets = alloc_zeroed<uint8_t>(carve_octets(look.get(), nullptr));
-    if (look->doubles == nullptr || look->octets == nullptr) {
+    look->bytes = alloc_zeroed<uint8_t>(carve_bytes(look.get(), nullptr));
+    if (look->doubles == nullptr || look->bytes == nullptr) {
         return nullptr;
     }
     carve_doubles(look.get(), look->doubles);
-    carve_octets(look.get(), look->octets);
+    carve_bytes(look.get(), look->bytes);
     look->channel.paras = &paras;
     look->channel.smoother = look->smoother;
     init_tilt_gain(&look->channel);
@@ -102,7 +102,7 @@ void free_second_look(second_look_t* look)
         drift_search_free(look->search);
         release_soft_decoder(&look->decoder);
         std::free(look->doubles);
-        std::free(look->octets);
+        std::free(look->bytes);
         std::free(look);
     }
 }

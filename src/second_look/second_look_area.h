@@ -9,7 +9,7 @@
 
 namespace kosc {
 
-// The frame that was recovered last on a track, so that it is not delivered again from an echo.
+// The frame that was recovered last on a track, so that an echo of it is not delivered again.
 struct recovered_frame {
     bool any;
     uint64_t sample; // its start, counted as in frame_report_t
@@ -32,7 +32,7 @@ struct second_look_t {
     kosc::channel_estimate estimate; // the last; no symbols before the first
     double* llr;                     // two values a data cell, in the order sent
     double* sent;                    // symbols rows of sc_num complex values; the data symbols' once they are decoded
-    uint8_t* octets;                 // owned; all arrays of bytes
+    uint8_t* bytes;                  // owned; all arrays of bytes, one behind the other
     uint8_t* earlier_bits;           // those of the pass before
 };
 

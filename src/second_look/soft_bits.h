@@ -13,12 +13,13 @@ struct channel_estimate {
     double noise;     // likewise
 };
 
-// What a frame says of its bits.
+// Soft decisions on the bits of a frame.
 //
-// With the channel matched, llr = Re(conj(h) * received) of an axis, and of a constant times that, 4*a/noise with the
-// axis's amplitude a = 1/sqrt(2), it is the log-likelihood ratio of the bit: values of frames can be added after they
-// were divided by their noise. With spread values it is the axis itself, the channel divided out by the
-// minimum-mean-square equaliser.
+// After matched filtering llr = Re(conj(h) * received), or Im() for the second bit. Times 4*a/noise, with the amplitude
+// a = 1/sqrt(2) of an axis and white Gaussian noise, that is the log-likelihood ratio ln(P(1)/P(0)) of the bit, so that
+// those of several frames add up once each is divided by its noise. DFT-spread values are divided by the channel
+// instead, by the minimum-mean-square-error equaliser, and llr is the axis itself.
+// Source: Hagenauer, Offer and Papke 1996, "Iterative decoding of binary block and convolutional codes".
 struct soft_bits {
     const double* llr; // `count` values in the order sent, positive for a one; the demodulator's, until its next demap
     uint32_t count;

@@ -15,7 +15,7 @@
 namespace kosc {
 namespace {
 
-// Learns where each code bit comes from: the numbers of the frame's bits, de-interleaved and de-punctured.
+// Where each code bit is sent: the indices of the frame's bits, de-interleaved and de-punctured as the bits are.
 bool find_positions(const soundcomm_paras_t& paras, uint32_t* position)
 {
     const uint32_t frame_bits = 2 * paras.frame.re_num;
@@ -31,15 +31,16 @@ bool find_positions(const soundcomm_paras_t& paras, uint32_t* position)
     return true;
 }
 
-bool make_octets(const soundcomm_paras_t& paras, soft_decoder* decoder)
+bool make_byte_arrays(const soundcomm_paras_t& paras, soft_decoder* decoder)
 {
     const crc_cfg& crc = paras.cfg.crc_cfg;
     const uint64_t scratch_len = crc_scratch_len(crc);
-    decoder->octets = alloc_zeroed<uint8_t>(uint64_t{decoder->step_num} + paras.frame.bytes + scratch_len + crc.group);
-    if (decoder->octets == nullptr) {
+    decoder->byte_block =
+        alloc_zeroed<uint8_t>(uint64_t{decoder->step_num} + paras.frame.bytes + scratch_len + crc.group);
+    if (decoder->byte_block == nullptr) {
         return false;
     }
-    decoder->bits = decoder->octets;
+    decoder->bits = decoder->byte_block;
     decoder->bytes = decoder->bits + decoder->step_num;
     decoder->crc_scratch = decoder->bytes + paras.frame.bytes;
     decoder->crc_matches = decoder->crc_scratch + scratch_len;
@@ -55,19 +56,19 @@ bool init_soft_decoder(const soundcomm_paras_t& paras, soft_decoder* decoder)
     decoder->step_num = decoder->coded_len / paras.conv_code->polynomial_num;
     decoder->viterbi = soft_viterbi_init(paras.conv_code, decoder->step_num);
     decoder->position = alloc_array<uint32_t>(decoder->coded_len);
-    decoder->coded = alloc_array<double>(decoder->coded_len);
-    decoder->values = alloc_array<double>(uint64_t{2} * paras.frame.re_num);
-    return decoder->viterbi != nullptr && decoder->position != nullptr && decoder->coded != nullptr &&
-           decoder->values != nullptr && make_octets(paras, decoder) && find_positions(paras, decoder->position);
+    decoder->coded_llr = alloc_array<double>(decoder->coded_len);
+    decoder->qpsk = alloc_array<double>(uint64_t{2} * paras.frame.re_num);
+    return decoder->viterbi != nullptr && decoder->position != nullptr && decoder->coded_llr != nullptr &&
+           decoder->qpsk != nullptr && make_byte_arrays(paras, decoder) && find_positions(paras, decoder->position);
 }
 
 void release_soft_decoder(soft_decoder* decoder)
 {
     soft_viterbi_free(decoder->viterbi);
     std::free(decoder->position);
-    std::free(decoder->coded);
-    std::free(decoder->values);
-    std::free(decoder->octets);
+    std::free(decoder->coded_llr);
+    std::free(decoder->qpsk);
+    std::free(decoder->byte_block);
     *decoder = {};
 }
 
@@ -75,11 +76,11 @@ decoded_block decode_soft(const soft_bits& bits, soft_decoder* decoder)
 {
     const soundcomm_paras_t& paras = *decoder->paras;
     for (uint32_t j = 0; j < decoder->coded_len; ++j) {
-        decoder->coded[j] = decoder->position[j] == NO_POSITION ? 0.0 : bits.llr[decoder->position[j]];
+        decoder->coded_llr[j] = decoder->position[j] == NO_POSITION ? 0.0 : bits.llr[decoder->position[j]];
     }
     const crc_cfg& crc = paras.cfg.crc_cfg;
     const bool matching =
-        soft_viterbi_decode(decoder->viterbi, decoder->coded, decoder->step_num, decoder->bits) &&
+        soft_viterbi_decode(decoder->viterbi, decoder->coded_llr, decoder->step_num, decoder->bits) &&
         bin2byte(decoder->bytes, decoder->bits, paras.frame.bits) &&
         compare_crcs(crc, decoder->bytes, paras.frame.bytes, decoder->crc_scratch, decoder->crc_matches) &&
         std::memchr(decoder->crc_matches, 0, crc.group) == nullptr;
@@ -101,17 +102,17 @@ void place_pilots(const soundcomm_paras_t& paras, double* symbols)
 void encode_block(const decoded_block& block, soft_decoder* decoder, double* symbols)
 {
     const soundcomm_paras_t& paras = *decoder->paras;
-    double* const values = decoder->values;
-    std::fill_n(values, size_t{2} * paras.frame.re_num, QPSK_LEVEL[0]); // what no code bit is sent in
+    double* const qpsk = decoder->qpsk;
+    std::fill_n(qpsk, size_t{2} * paras.frame.re_num, QPSK_LEVEL[0]); // what no code bit is sent in
     conv_encode(*paras.conv_code, block.bits, paras.frame.bits, [&](size_t j, uint8_t bit) {
         if (decoder->position[j] != NO_POSITION) {
-            values[decoder->position[j]] = QPSK_LEVEL[bit != 0];
+            qpsk[decoder->position[j]] = QPSK_LEVEL[bit != 0];
         }
     });
     if (paras.phase_pattern != nullptr) {
-        phase_shift(values, paras.frame.re_num, paras.phase_pattern);
+        phase_shift(qpsk, paras.frame.re_num, paras.phase_pattern);
     }
-    const double* next = values;
+    const double* next = qpsk;
     const size_t row = size_t{2} * paras.cfg.ofdm_cfg.sc_num;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         if (!is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i)) {

@@ -15,9 +15,9 @@ struct soft_decoder {
     uint32_t step_num;       // bits of a block and its tail
     uint32_t coded_len;      // code bits before puncturing
     uint32_t* position;      // owned; place of each code bit in the frame, NO_POSITION when it is not sent
-    double* coded;           // owned; coded_len soft values
-    double* values;          // owned; a level for each of the 2 * re_num bits of a frame, as they are sent
-    uint8_t* octets;         // owned; all arrays of bytes below
+    double* coded_llr;       // owned; coded_len log-likelihood ratios, 0 where nothing was sent
+    double* qpsk;            // owned; re_num complex values: the data cells of a frame that is encoded again
+    uint8_t* byte_block;     // owned; all arrays of bytes below
     uint8_t* bits;
     uint8_t* bytes;
     uint8_t* crc_scratch;
@@ -39,7 +39,7 @@ bool init_soft_decoder(const soundcomm_paras_t& paras, soft_decoder* decoder);
 
 void release_soft_decoder(soft_decoder* decoder);
 
-// Decodes the soft bits of a whole frame.
+// Decodes the soft bits of a whole frame: the most likely block, and whether it is consistent with its CRCs.
 decoded_block decode_soft(const soft_bits& bits, soft_decoder* decoder);
 
 // Writes the pilots into `symbols` rows of sc_num complex values.

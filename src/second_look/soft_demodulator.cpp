@@ -7,7 +7,8 @@
 namespace kosc {
 namespace {
 
-// Mean coefficients of the joined symbols, without those of symbol `i` where it is left out, each turned to its phase.
+// Mean coefficients of the joined symbols, without those of symbol `i` where it is left out, rotated to the phase of
+// symbol `i`.
 void mean_of_others(const frame_channel& channel, uint32_t i, double others, bool leave_out, double* mean)
 {
     const kom_complex back = {std::cos(channel.phases[i]), -std::sin(channel.phases[i])};
@@ -18,7 +19,7 @@ void mean_of_others(const frame_channel& channel, uint32_t i, double others, boo
     }
 }
 
-// How values are weighed against the channel: conj(h) * received, over |h|^2 + noise where it is divided out.
+// How the channel is undone: conj(h) * received, the matched filter, divided by |h|^2 + noise for an equaliser.
 struct weighing {
     bool divide;
     double noise;
@@ -62,7 +63,7 @@ void demap_symbols(const channel_estimate& estimate, const weighing& w, bool lea
 
 } // namespace
 
-// Values that are spread over all subcarriers come together only with the channel divided out.
+// DFT-spread values are sums over all subcarriers, which add up only after equalisation.
 void demap_frame(const channel_estimate& estimate, bool leave_out, frame_channel* channel, double* llr)
 {
     const bool spread = channel->paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD;

@@ -1,5 +1,5 @@
 // Spectrum values between the grid points of an FFT, against their defining sum.
-#include "dsp/band_dft.h"
+#include "dsp/goertzel.h"
 
 #include <complex>
 #include <vector>
@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(BandDft, SumsWithPhasesFromTheMiddleOfEvenAndOddLengths)
+TEST(Goertzel, SumsWithPhasesFromTheMiddleOfEvenAndOddLengths)
 {
     constexpr uint32_t COUNT = 5;
     constexpr double FIRST = 2.3561, STEP = 0.0061;
@@ -17,7 +17,7 @@ TEST(BandDft, SumsWithPhasesFromTheMiddleOfEvenAndOddLengths)
         for (uint32_t n = 0; n < length; ++n) {
             x[n] = std::sin(1.0 + 7.0 * n * n);
         }
-        kosc::band_dft(x.data(), length, FIRST, STEP, COUNT, work.data(), found.data());
+        kosc::goertzel(x.data(), length, FIRST, STEP, COUNT, work.data(), found.data());
         for (uint32_t k = 0; k < COUNT; ++k) {
             std::complex<double> sum = 0.0;
             for (uint32_t n = 0; n < length; ++n) {

@@ -49,8 +49,9 @@ TEST_F(Drift, IsFoundWhereverItLiesAndFollowedWhileItChanges)
         SCOPED_TRACE(testing::Message() << first << " to " << last << " ppm");
         const drift_t found = best(first, last, 3.0);
         // At 3 dB three pilots of 64 subcarriers tell the rate to some 10 ppm; a slipped turn would be 641 ppm off.
-        EXPECT_NEAR(1e6 * (found.rate + found.bend * 3790), (first + last) / 2, 60.0) << "in the middle of the frame";
-        EXPECT_NEAR(1e6 * found.bend * FRAME_LEN, last - first, 250.0);
+        EXPECT_NEAR(1e6 * (found.rate + found.rate_change * 3790), (first + last) / 2, 60.0)
+            << "in the middle of the frame";
+        EXPECT_NEAR(1e6 * found.rate_change * FRAME_LEN, last - first, 250.0);
         EXPECT_GT(found.coherence, 0.5);
     }
     EXPECT_LT(best(0, 0, -30).coherence, 0.25) << "noise alone";
@@ -63,8 +64,9 @@ TEST_F(Drift, HasOtherExplanationsWhereOneIsWrong)
     for (size_t i = 1; i < found.size(); ++i) {
         EXPECT_GE(found[i - 1].coherence, found[i].coherence);
         for (size_t j = 0; j < i; ++j) {
-            const double apart = found[i].rate - found[j].rate + 3790 * (found[i].bend - found[j].bend);
-            EXPECT_TRUE(std::fabs(apart) > 150e-6 || std::fabs(found[i].bend - found[j].bend) > 750e-6 / FRAME_LEN)
+            const double apart = found[i].rate - found[j].rate + 3790 * (found[i].rate_change - found[j].rate_change);
+            EXPECT_TRUE(std::fabs(apart) > 150e-6 ||
+                        std::fabs(found[i].rate_change - found[j].rate_change) > 750e-6 / FRAME_LEN)
                 << i << " is " << j << " again";
         }
     }

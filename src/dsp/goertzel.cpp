@@ -1,4 +1,4 @@
-#include "dsp/band_dft.h"
+#include "dsp/goertzel.h"
 
 #include <cmath>
 
@@ -28,7 +28,7 @@ void rotate(double first, double step, uint32_t count, double* data)
 
 // Goertzel's recursion s(n) = x(n) + 2*cos(w)*s(n - 1) - s(n - 2), for all frequencies side by side; the value is
 // s(N - 1) - exp(-i*w)*s(N - 2), whose phase counts from the last sample and is then moved to the middle.
-void band_dft(const double* x, uint32_t length, double first, double step, uint32_t count, double* work, double* out)
+void goertzel(const double* x, uint32_t length, double first, double step, uint32_t count, double* work, double* out)
 {
     double* const newest = work;
     double* const older = work + count;
