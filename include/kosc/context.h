@@ -20,7 +20,7 @@
 extern "C" {
 #endif
 
-struct band_inverse;
+struct pruned_ifft;
 struct frame_report_t;
 
 /** Most interleaved tracks that a context can receive. */
@@ -53,7 +53,7 @@ typedef struct soundcomm_paras_t {
     struct rx_sync_paras rx_sync_paras;     /**< search settings */
     receive_track_t track[KOSC_MAX_TRACKS]; /**< the first track_num are prepared */
     double* fade_window;                    /**< owned; 2 * fade_cfg.len doubles, null when fading is off */
-    struct band_inverse* inverse;           /**< owned; modulates narrow bands of usual symbol lengths, else null */
+    struct pruned_ifft* inverse;            /**< owned; modulates narrow bands of usual symbol lengths, else null */
     struct second_look_t* second_look;      /**< owned; null unless soundcomm_config_second_look() switched it on */
     void (*frame_callback)(const struct frame_report_t* report, void* user); /**< soundcomm_set_frame_callback() */
     void* frame_callback_user;                                               /**< handed to it */

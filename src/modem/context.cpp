@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "config/config_dump.h"
-#include "dsp/band_inverse.h"
 #include "dsp/fade_window.h"
 #include "dsp/phase_angles.h"
+#include "dsp/pruned_ifft.h"
 #include "log/log_macros.h"
 #include "modem/pilot.h"
 #include "platform/owned.h"
@@ -34,7 +34,7 @@ void release_paras(soundcomm_paras_t* paras)
     free_phase_pattern(paras->phase_pattern);
     release_receive_tracks(paras);
     std::free(paras->fade_window);
-    band_inverse_free(paras->inverse);
+    pruned_ifft_free(paras->inverse);
     free_second_look(paras->second_look);
     std::free(paras);
 }
@@ -127,7 +127,7 @@ soundcomm_paras_t* make_paras(const soundcomm_cfg_t* cfg)
     // Without these two every symbol makes its own window and a whole transform: slower, not wrong.
     const ofdm_cfg& ofdm = cfg->ofdm_cfg;
     paras->fade_window = make_kept_fade_window(cfg->fade_cfg);
-    paras->inverse = band_inverse_init(ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num);
+    paras->inverse = pruned_ifft_init(ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num);
     dump_frame_struct(paras->frame);
     return paras.release();
 }

@@ -1,7 +1,7 @@
 #include "kosc/encoder.h"
 
-#include "dsp/band_inverse.h"
 #include "dsp/fade_window.h"
+#include "dsp/pruned_ifft.h"
 #include "kosc/fade.h"
 #include "kosc/ofdm.h"
 #include "math/vector_family.h"
@@ -20,13 +20,13 @@ bool modulate_by_spectrum(const ofdm_cfg& ofdm, const kom_vector_complex* values
     return symbol && memcpy_s(samples, bytes, symbol->data, bytes);
 }
 
-// Writes one data symbol behind its prefix to `symbol`, faded; `work` is for the band's inverse where there is one.
+// Writes one data symbol behind its prefix to `symbol`, faded; `work` is for the pruned inverse FFT where there is one.
 bool put_data_symbol(const soundcomm_paras_t& paras, const kom_vector_complex* values, double* work, double* symbol)
 {
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     double* const samples = symbol + ofdm.cp_len;
     if (paras.inverse != nullptr) {
-        band_inverse_run(paras.inverse, values->data, work, samples);
+        pruned_ifft_run(paras.inverse, values->data, work, samples);
     } else if (!modulate_by_spectrum(ofdm, values, samples)) {
         return false;
     }
@@ -49,7 +49,7 @@ bool kosc::generate_frame(const soundcomm_paras_t& paras, const kom_vector_compl
     if (layout.data_symbols == 0 || kom_vector_complex_size(qpsk) % layout.data_symbols != 0) {
         return false;
     }
-    const block_ptr<double> work{paras.inverse != nullptr ? alloc_array<double>(band_inverse_work(paras.inverse))
+    const block_ptr<double> work{paras.inverse != nullptr ? alloc_array<double>(pruned_ifft_work(paras.inverse))
                                                           : nullptr};
     if (paras.inverse != nullptr && !work) {
         return false;

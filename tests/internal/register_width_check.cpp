@@ -1,6 +1,6 @@
 // What is compiled for registers of several widths: the same bits in every width that this processor has, and the
 // narrow-band inverse transform against the whole one.
-#include "dsp/band_inverse_engine.h"
+#include "dsp/pruned_ifft_engine.h"
 
 #include <cmath>
 #include <cstring>
@@ -28,7 +28,7 @@ TEST(BandInverse, GivesTheSamplesOfTheWholeTransformInAnyWidth)
                           {1024, 63, 33},  {256, 17, 64},   {4096, 900, 60}};
     for (const auto& [symbol_len, start, count] : cases) {
         SCOPED_TRACE(testing::Message() << count << " subcarriers from " << start << " on, of " << symbol_len);
-        const owned<band_inverse, band_inverse_free> engine{band_inverse_init(symbol_len, start, count)};
+        const owned<pruned_ifft, pruned_ifft_free> engine{pruned_ifft_init(symbol_len, start, count)};
         ASSERT_TRUE(engine);
         const complex_ptr values{kom_vector_complex_alloc(count)};
         for (uint32_t i = 0; i < 2 * count; ++i) {
@@ -36,16 +36,16 @@ TEST(BandInverse, GivesTheSamplesOfTheWholeTransformInAnyWidth)
         }
         const complex_ptr spectrum{ofdm_map_subcarries(values.get(), symbol_len, start)};
         const doubles_ptr whole{ofdm_mod_halfcomplex(spectrum.get())};
-        std::vector<double> work(band_inverse_work(engine.get())), best(symbol_len), narrow(symbol_len);
-        band_inverse_run(engine.get(), values->data, work.data(), best.data());
-        run_band_by_two(engine.get(), values->data, work.data(), narrow.data());
+        std::vector<double> work(pruned_ifft_work(engine.get())), best(symbol_len), narrow(symbol_len);
+        pruned_ifft_run(engine.get(), values->data, work.data(), best.data());
+        run_pruned_ifft_by_two(engine.get(), values->data, work.data(), narrow.data());
         EXPECT_EQ(best, narrow) << "to the last bit";
         for (uint32_t i = 0; i < symbol_len; ++i) {
             ASSERT_NEAR(best[i], whole->data[i], 1e-14) << i;
         }
     }
     for (const auto& [symbol_len, start, count] : {band{1024, 0, 64}, {1024, 384, 65}, {1024, 448, 64}, {128, 9, 9}}) {
-        EXPECT_EQ(band_inverse_init(symbol_len, start, count), nullptr) << "left to the whole transform";
+        EXPECT_EQ(pruned_ifft_init(symbol_len, start, count), nullptr) << "left to the whole transform";
     }
 }
 

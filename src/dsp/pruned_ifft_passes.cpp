@@ -1,11 +1,11 @@
-#include "dsp/band_inverse_engine.h"
+#include "dsp/pruned_ifft_engine.h"
 #include "math/simd.h"
 
 using namespace kosc;
 
 namespace {
 
-constexpr uint32_t POINTS = BAND_POINTS;
+constexpr uint32_t POINTS = PRUNED_POINTS;
 
 simd_complex broadcast_value(const double* values, uint32_t k)
 {
@@ -14,7 +14,7 @@ simd_complex broadcast_value(const double* values, uint32_t k)
 
 // Brings every subcarrier and its mirror into their rows.
 template <typename Lanes>
-void fold_band(const band_inverse* e, const double* values, double* re, double* im, Lanes lanes)
+void fold_subcarriers(const pruned_ifft* e, const double* values, double* re, double* im, Lanes lanes)
 {
     for (uint32_t row = 0; row < POINTS; ++row) {
         const simd_complex direct = broadcast_value(values, e->direct[row]);
@@ -68,7 +68,7 @@ inline four_points join(const four_points& p, simd_complex w1, simd_complex w2)
 }
 
 // All passes but the last two, in which points are `dual` rows apart.
-template <typename Lanes> void transform_rows(const band_inverse* e, double* re, double* im, Lanes lanes)
+template <typename Lanes> void transform_rows(const pruned_ifft* e, double* re, double* im, Lanes lanes)
 {
     for (uint32_t dual = 1; dual < POINTS / 4; dual *= 4) {
         const uint32_t step = lanes * dual;
@@ -89,7 +89,7 @@ template <typename Lanes> void transform_rows(const band_inverse* e, double* re,
 
 // The last two passes, whose results are samples: the real part of each number, then its imaginary one.
 template <typename Lanes>
-void finish_rows(const band_inverse* e, const double* re, const double* im, double* samples, Lanes lanes)
+void finish_rows(const pruned_ifft* e, const double* re, const double* im, double* samples, Lanes lanes)
 {
     constexpr uint32_t DUAL = POINTS / 4;
     const uint32_t step = lanes * DUAL;
@@ -108,11 +108,11 @@ void finish_rows(const band_inverse* e, const double* re, const double* im, doub
 }
 
 template <typename Lanes>
-void run(const band_inverse* e, const double* values, double* work, double* samples, Lanes lanes)
+void run(const pruned_ifft* e, const double* values, double* work, double* samples, Lanes lanes)
 {
     double* const re = work;
     double* const im = work + POINTS * lanes;
-    fold_band(e, values, re, im, lanes);
+    fold_subcarriers(e, values, re, im, lanes);
     transform_rows(e, re, im, lanes);
     finish_rows(e, re, im, samples, lanes);
 }
@@ -120,7 +120,7 @@ void run(const band_inverse* e, const double* values, double* work, double* samp
 } // namespace
 
 #if KOSC_SIMD_BYTES == 16
-void kosc::run_band_by_two(const band_inverse* e, const double* values, double* work, double* samples)
+void kosc::run_pruned_ifft_by_two(const pruned_ifft* e, const double* values, double* work, double* samples)
 {
     if (e->lanes == usual_lanes{}) {
         run(e, values, work, samples, usual_lanes{});
@@ -129,7 +129,7 @@ void kosc::run_band_by_two(const band_inverse* e, const double* values, double* 
     }
 }
 #else
-void kosc::run_band_by_four(const band_inverse* e, const double* values, double* work, double* samples)
+void kosc::run_pruned_ifft_by_four(const pruned_ifft* e, const double* values, double* work, double* samples)
 {
     run(e, values, work, samples, usual_lanes{});
 }

@@ -1,8 +1,8 @@
-#include "dsp/band_inverse.h"
+#include "dsp/pruned_ifft.h"
 
 #include <cmath>
 
-#include "dsp/band_inverse_engine.h"
+#include "dsp/pruned_ifft_engine.h"
 #include "math/complex_ops.h"
 #include "math/constants.h"
 #include "platform/owned.h"
@@ -11,7 +11,7 @@ using namespace kosc;
 
 namespace {
 
-constexpr uint32_t POINTS = BAND_POINTS;
+constexpr uint32_t POINTS = PRUNED_POINTS;
 constexpr uint32_t NARROWEST = 2; // lanes
 constexpr uint32_t POINT_BITS = 6;
 constexpr uint32_t MIN_SYMBOL_LEN = 2 * POINTS * NARROWEST;
@@ -29,19 +29,19 @@ uint32_t reversed_point(uint32_t bin)
 }
 
 // The run for the widest registers that this processor has.
-decltype(&run_band_by_two) best_run([[maybe_unused]] uint32_t lanes)
+decltype(&run_pruned_ifft_by_two) best_run([[maybe_unused]] uint32_t lanes)
 {
 #ifdef KOSC_HAS_AVX2
     if (lanes == usual_lanes{} && __builtin_cpu_supports("avx2")) {
-        return run_band_by_four;
+        return run_pruned_ifft_by_four;
     }
 #endif
-    return run_band_by_two;
+    return run_pruned_ifft_by_two;
 }
 
 // The factors of subcarrier k, bin `bin`, in lane r: sample pair j = R*q + r is (1 + i*exp(i*t)) * exp(i*2*j*t) of it,
 // with t = 2*pi*bin/n, and the same with -t of its conjugate; what depends on q is left to the transform.
-void set_factors(band_inverse* e, uint32_t symbol_len, uint32_t k, uint32_t bin)
+void set_factors(pruned_ifft* e, uint32_t symbol_len, uint32_t k, uint32_t bin)
 {
     const uint32_t row = reversed_point(bin % POINTS);
     const uint32_t mirror_row = reversed_point((POINTS - bin % POINTS) % POINTS);
@@ -67,12 +67,12 @@ void set_factors(band_inverse* e, uint32_t symbol_len, uint32_t k, uint32_t bin)
 
 namespace kosc {
 
-band_inverse* band_inverse_init(uint32_t symbol_len, uint32_t start, uint32_t count)
+pruned_ifft* pruned_ifft_init(uint32_t symbol_len, uint32_t start, uint32_t count)
 {
     const bool serves = symbol_len >= MIN_SYMBOL_LEN && symbol_len <= MAX_SYMBOL_LEN &&
                         (symbol_len & (symbol_len - 1)) == 0 && start != 0 && count <= POINTS &&
                         uint64_t{start} + count < symbol_len / 2;
-    owned<band_inverse, band_inverse_free> e{serves ? alloc_record<band_inverse>() : nullptr};
+    owned<pruned_ifft, pruned_ifft_free> e{serves ? alloc_record<pruned_ifft>() : nullptr};
     if (!e) {
         return nullptr;
     }
@@ -95,7 +95,7 @@ band_inverse* band_inverse_init(uint32_t symbol_len, uint32_t start, uint32_t co
     return e.release();
 }
 
-void band_inverse_free(band_inverse* engine)
+void pruned_ifft_free(pruned_ifft* engine)
 {
     if (engine != nullptr) {
         std::free(engine->re);
@@ -103,9 +103,9 @@ void band_inverse_free(band_inverse* engine)
     }
 }
 
-uint32_t band_inverse_work(const band_inverse* engine) { return 2 * POINTS * engine->lanes; }
+uint32_t pruned_ifft_work(const pruned_ifft* engine) { return 2 * POINTS * engine->lanes; }
 
-void band_inverse_run(const band_inverse* e, const double* values, double* work, double* samples)
+void pruned_ifft_run(const pruned_ifft* e, const double* values, double* work, double* samples)
 {
     e->run(e, values, work, samples);
 }
