@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "coding/crc_room.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
 
@@ -11,7 +12,6 @@ namespace {
 
 constexpr uint16_t REVERSED_POLYNOMIAL = 0xA001;
 constexpr uint16_t INITIAL_REGISTER = 0xFFFF;
-constexpr uint32_t CRC_BYTES = 2;
 
 } // namespace
 
@@ -50,11 +50,11 @@ uint32_t calculate_crc(const uint8_t* data, uint32_t data_len, const crc_cfg* cf
     const uint32_t part_len = cfg->group != 0 ? data_len / cfg->group : 0;
     const uint32_t part_stride = cfg->put_crc == KOSC_CRC_AT_LAST ? part_len : part_len + crc_bytes;
     for (uint32_t g = 0; g < cfg->group; ++g) {
-        uint8_t crc[CRC_BYTES];
+        uint8_t crc[CRC16_BYTES];
         const uint8_t* const part = data != nullptr ? data + size_t{g} * part_stride : nullptr;
         KOSC_RETURN_IF(!crc16(crc, part, part_len), 0, "Calc crc failed.");
-        crc_out[size_t{CRC_BYTES} * g] = crc[1]; // high byte first on the air
-        crc_out[size_t{CRC_BYTES} * g + 1] = crc[0];
+        crc_out[size_t{CRC16_BYTES} * g] = crc[1]; // high byte first on the air
+        crc_out[size_t{CRC16_BYTES} * g + 1] = crc[0];
     }
     return cfg->group * crc_bytes;
 }

@@ -1,5 +1,6 @@
 #include "kosc/frame_layout.h"
 
+#include <climits>
 #include <cmath>
 
 #include "config/qpsk_constants.h"
@@ -8,8 +9,6 @@
 using namespace kosc;
 
 namespace {
-
-constexpr uint32_t BITS_PER_BYTE = 8;
 
 // Code bits a message bit. The tail of the convolutional code is not counted: puncturing removes just that much.
 uint32_t rate_multiplier(const channel_code_cfg& code)
@@ -27,14 +26,13 @@ bool init_frame_struct(const soundcomm_cfg_t* cfg, frame_struct_t* fs)
         return false;
     }
     // In 64 bits, because a frame whose counts wrapped would be laid out over buffers sized for another one.
-    const uint64_t bits =
-        uint64_t{cfg->crc_cfg.bits} * cfg->crc_cfg.group + uint64_t{cfg->msg_byte_len} * BITS_PER_BYTE;
+    const uint64_t bits = uint64_t{cfg->crc_cfg.bits} * cfg->crc_cfg.group + uint64_t{cfg->msg_byte_len} * CHAR_BIT;
     if (!fits_32_bits(bits) || !fits_32_bits(bits * rate_multiplier(cfg->channel_code_cfg))) {
         return false;
     }
     const ofdm_cfg& ofdm = cfg->ofdm_cfg;
     fs->bits = static_cast<uint32_t>(bits);
-    fs->bytes = fs->bits / BITS_PER_BYTE;
+    fs->bytes = fs->bits / CHAR_BIT;
     fs->re_num = fs->bits * rate_multiplier(cfg->channel_code_cfg) / QPSK_BITS;
     KOSC_RETURN_IF(fs->re_num % ofdm.sc_num != 0, false, "RE num %u can't be divided by sc num %u", fs->re_num,
                    ofdm.sc_num);

@@ -1,6 +1,5 @@
 #include "decode/crc_check.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -8,8 +7,6 @@
 
 namespace kosc {
 namespace {
-
-constexpr uint32_t WRITTEN_CRC_BYTES = 2; // bytes of a CRC-16, whatever width is configured
 
 // Position of the CRC of part `s` in a block of `payload_len` message bytes and its CRCs.
 uint32_t crc_position(const crc_cfg& cfg, uint32_t payload_len, uint32_t s)
@@ -21,11 +18,6 @@ uint32_t crc_position(const crc_cfg& cfg, uint32_t payload_len, uint32_t s)
 }
 
 } // namespace
-
-uint64_t crc_scratch_len(const crc_cfg& cfg)
-{
-    return std::max<uint64_t>(cfg.bits / CHAR_BIT, WRITTEN_CRC_BYTES) * cfg.group;
-}
 
 bool compare_crcs(const crc_cfg& cfg, const uint8_t* block, uint32_t block_len, uint8_t* scratch, uint8_t* matches)
 {

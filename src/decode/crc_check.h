@@ -8,11 +8,8 @@
 
 namespace kosc {
 
-// Bytes of scratch space that compare_crcs() needs.
-uint64_t crc_scratch_len(const crc_cfg& cfg);
-
-// matches[s] = 1 when the CRC of part s is right, else 0, for all cfg.group parts. False when the block is too short
-// for its CRCs or they cannot be computed.
+// matches[s] = 1 when the CRC of part s is right, else 0, for all cfg.group parts. `scratch` holds crc_room() bytes.
+// False when the block is too short for its CRCs or they cannot be computed.
 bool compare_crcs(const crc_cfg& cfg, const uint8_t* block, uint32_t block_len, uint8_t* scratch, uint8_t* matches);
 
 } // namespace kosc

@@ -1,4 +1,4 @@
-// soundcomm_decode() for those who also want to know which CRCs did not match.
+// soundcomm_decode() with the CRCs that did not match, and the checks that both looks at a frame begin with.
 #ifndef KOSC_DECODE_DECODE_AND_CHECK_H
 #define KOSC_DECODE_DECODE_AND_CHECK_H
 
@@ -7,6 +7,9 @@
 #include "kosc/context.h"
 
 namespace kosc {
+
+// False, with a message, when there is no context or not a whole frame of samples.
+bool check_decode_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len);
 
 // Where a decoded message goes.
 struct message_target {

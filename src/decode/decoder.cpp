@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 
+#include "coding/crc_room.h"
 #include "config/qpsk_constants.h"
 #include "decode/crc_check.h"
 #include "decode/decode_and_check.h"
@@ -32,14 +33,6 @@ private:
     const soundcomm_paras_t* paras_;
     decode_content_t content_{};
 };
-
-bool check_decode_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len)
-{
-    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
-    KOSC_RETURN_IF(input == nullptr, false, "input is null");
-    KOSC_RETURN_IF(input_len < ctx->rx_paras->frame.frame_length, false, "input_len too short %d", input_len);
-    return true;
-}
 
 // Hard bits of all data symbols, in order; null when memory is short.
 kom_vector_uint8* demap_symbols(const soundcomm_paras_t& paras, const decode_content_t& content)
@@ -76,7 +69,7 @@ kom_vector_uint8* decode_conv(const soundcomm_paras_t& paras, const kom_vector_u
 // Fills crc_result; false, with a message where memory is short, when the CRCs cannot be compared.
 bool check_crcs(const crc_cfg& cfg, decode_content_t* content)
 {
-    const block_ptr<uint8_t> computed{alloc_zeroed<uint8_t>(crc_scratch_len(cfg))};
+    const block_ptr<uint8_t> computed{alloc_zeroed<uint8_t>(crc_room(cfg))};
     KOSC_RETURN_IF(!computed, false, "fail to alloc crc");
     return compare_crcs(cfg, content->bytes->data, content->bytes->size, computed.get(), content->crc_result);
 }
@@ -133,6 +126,14 @@ void free_symbols(kom_vector_complex** symbols, uint32_t count)
 } // namespace
 
 namespace kosc {
+
+bool check_decode_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len)
+{
+    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
+    KOSC_RETURN_IF(input == nullptr, false, "input is null");
+    KOSC_RETURN_IF(input_len < ctx->rx_paras->frame.frame_length, false, "input_len too short %d", input_len);
+    return true;
+}
 
 uint32_t decode_and_check(const soundcomm_context_t* ctx, const double* input, uint32_t input_len,
                           const message_target& target, uint32_t* failed_crcs)

@@ -1,5 +1,6 @@
 #include "decode/demodulator.h"
 
+#include "config/frame_symbols.h"
 #include "kosc/ofdm.h"
 #include "log/log_macros.h"
 #include "math/fft_bins.h"
@@ -46,22 +47,16 @@ bool demodulate(const soundcomm_paras_t& paras, const double* frame, decode_cont
     const size_t length = size_t{ofdm.symbol_len} + ofdm.cp_len;
     // The window starts inside the prefix, so that a frame found a little late still lies before its symbols' ends.
     const uint32_t window_start = ofdm.cp_len - paras.cfg.fade_cfg.len;
-    uint32_t pilots = 0;
-    uint32_t data = 0;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        const bool is_pilot = is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i);
-        if (is_pilot ? pilots == paras.frame.pilot_symbols : data == paras.frame.data_symbols) {
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (place.number >= (place.is_pilot ? paras.frame.pilot_symbols : paras.frame.data_symbols)) {
             return false;
         }
         kom_vector_complex* const subcarriers = demodulate_symbol(ofdm, frame + i * length + window_start);
         if (subcarriers == nullptr) {
             return false;
         }
-        if (is_pilot) {
-            content->sc_pilot[pilots++] = subcarriers;
-        } else {
-            content->sc_data[data++] = subcarriers;
-        }
+        (place.is_pilot ? content->sc_pilot : content->sc_data)[place.number] = subcarriers;
     }
     return true;
 }
@@ -69,8 +64,7 @@ bool demodulate(const soundcomm_paras_t& paras, const double* frame, decode_cont
 bool estimate_channel(const soundcomm_paras_t& paras, decode_content_t* content)
 {
     for (uint32_t i = 0; i < paras.frame.pilot_symbols; ++i) {
-        const pilot_t& sent = i == 0 ? paras.sync_pilot : paras.estimating_pilot;
-        if (kom_vector_complex_div_inplace(content->sc_pilot[i], sent.sequence) != 0) {
+        if (kom_vector_complex_div_inplace(content->sc_pilot[i], pilot_at(paras, i).sequence) != 0) {
             return false;
         }
     }

@@ -1,4 +1,4 @@
-// From the samples of a frame to equalised subcarrier values: the steps of the decoder that see the channel.
+// From the samples of a frame to equalised subcarrier values: the decoder's steps up to the channel.
 #ifndef KOSC_DECODE_DEMODULATOR_H
 #define KOSC_DECODE_DEMODULATOR_H
 

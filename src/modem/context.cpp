@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "coding/block_code_tables.h"
 #include "config/config_dump.h"
 #include "dsp/fade_window.h"
 #include "dsp/phase_angles.h"
@@ -18,9 +19,6 @@ namespace {
 
 // Samples of the longest frame, a minute and a half: what a longer one needs would only be overcommitted.
 constexpr uint32_t MAX_FRAME_LENGTH = uint32_t{1} << 22;
-
-constexpr uint32_t LINEAR_N = 8;
-constexpr uint32_t LINEAR_K = 2;
 
 void release_paras(soundcomm_paras_t* paras)
 {
@@ -94,7 +92,7 @@ bool init_channel_code(soundcomm_paras_t* paras)
     const channel_code_cfg& cfg = paras->cfg.channel_code_cfg;
     if (cfg.type == KOSC_CODE_LINEAR) {
         const linear_code_cfg& linear = cfg.paras.linear;
-        KOSC_RETURN_IF(linear.n != LINEAR_N || linear.k != LINEAR_K, false, "Unsupported linear code paras n,k=%u,%u",
+        KOSC_RETURN_IF(linear.n != CODE_N || linear.k != CODE_K, false, "Unsupported linear code paras n,k=%u,%u",
                        linear.n, linear.k);
         return true;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "config/frame_symbols.h"
 #include "dsp/goertzel.h"
 #include "math/complex_ops.h"
 #include "math/constants.h"
@@ -103,7 +104,7 @@ void join_blocks(const drift_search_t& s, uint32_t first, double rate)
 void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uint32_t index)
 {
     const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
-    const double* const sent = (p == 0 ? s.paras->sync_pilot : s.paras->estimating_pilot).sequence->data;
+    const double* const sent = pilot_at(*s.paras, p).sequence->data;
     const double start = window_start(s.paras->cfg, index);
     const double half = (ofdm.symbol_len - 1) / 2.0;
     const auto first_sample = static_cast<int64_t>(start) - int64_t{s.margin} * BLOCK_LEN;
@@ -281,8 +282,10 @@ uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t*
     const soundcomm_paras_t& paras = *search->paras;
     uint32_t pilots = 0;
     for (uint32_t i = 0; i < paras.frame.symbols && pilots < paras.frame.pilot_symbols; ++i) {
-        if (is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i)) {
-            measure_pilot(*search, frame, pilots++, i);
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (place.is_pilot) {
+            measure_pilot(*search, frame, place.number, i);
+            ++pilots;
         }
     }
     if (pilots < 2 && max_found != 0) { // nothing to compare

@@ -2,6 +2,7 @@
 #ifndef KOSC_SECOND_LOOK_FRAME_CHANNEL_H
 #define KOSC_SECOND_LOOK_FRAME_CHANNEL_H
 
+#include "config/frame_symbols.h"
 #include "kosc/channel_smoother.h"
 #include "math/complex_ops.h"
 #include "second_look/soft_bits.h"
@@ -29,10 +30,7 @@ inline double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
 
 inline kom_complex conj(kom_complex z) { return {z.re, -z.im}; }
 
-inline bool is_pilot(const soundcomm_paras_t& paras, uint32_t i)
-{
-    return is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i);
-}
+inline bool is_pilot(const soundcomm_paras_t& paras, uint32_t i) { return frame_symbol_at(paras, i).is_pilot; }
 
 // Row `i` of `symbols` rows of sc_num complex values.
 template <typename T> T* symbol_row(const soundcomm_paras_t& paras, T* rows, uint32_t i)

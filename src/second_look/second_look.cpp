@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "config/qpsk_constants.h"
+#include "decode/decode_and_check.h"
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "math/vector_family.h"
@@ -22,7 +24,7 @@ soft_bits demodulate(const frame_clock& clock, const channel_estimate& estimate,
 {
     look->estimate = estimate;
     demap_frame(estimate, leave_out, &look->channel, look->llr);
-    return {look->llr, 2 * look->paras->frame.re_num, estimate, clock};
+    return {look->llr, QPSK_BITS * look->paras->frame.re_num, estimate, clock};
 }
 
 void describe(const channel_estimate& estimate, frame_quality_t* quality)
@@ -100,9 +102,9 @@ decoded_block decode_frame(const double* frame, second_look_t* look, frame_quali
 
 bool check_args(const soundcomm_context_t* ctx, const double* input, uint32_t input_len)
 {
-    KOSC_RETURN_IF(ctx == nullptr, false, "ctx is null");
-    KOSC_RETURN_IF(input == nullptr, false, "input is null");
-    KOSC_RETURN_IF(input_len < ctx->rx_paras->frame.frame_length, false, "input_len too short %d", input_len);
+    if (!check_decode_args(ctx, input, input_len)) {
+        return false;
+    }
     KOSC_RETURN_IF(ctx->rx_paras->second_look == nullptr, false, "second look is off");
     return true;
 }

@@ -5,7 +5,9 @@
 #include <numeric>
 
 #include "coding/conv_steps.h"
+#include "coding/crc_room.h"
 #include "coding/permute.h"
+#include "config/frame_symbols.h"
 #include "config/qpsk_constants.h"
 #include "decode/crc_check.h"
 #include "kosc/crc.h"
@@ -18,7 +20,7 @@ namespace {
 // Where each code bit is sent: the indices of the frame's bits, de-interleaved and de-punctured as the bits are.
 bool find_positions(const soundcomm_paras_t& paras, uint32_t* position)
 {
-    const uint32_t frame_bits = 2 * paras.frame.re_num;
+    const uint32_t frame_bits = QPSK_BITS * paras.frame.re_num;
     const uint32_t stride = paras.cfg.interleaver_cfg.stride;
     const block_ptr<uint32_t> sent{alloc_array<uint32_t>(frame_bits)};
     const block_ptr<uint32_t> straight{alloc_array<uint32_t>(frame_bits)};
@@ -34,7 +36,7 @@ bool find_positions(const soundcomm_paras_t& paras, uint32_t* position)
 bool make_byte_arrays(const soundcomm_paras_t& paras, soft_decoder* decoder)
 {
     const crc_cfg& crc = paras.cfg.crc_cfg;
-    const uint64_t scratch_len = crc_scratch_len(crc);
+    const uint64_t scratch_len = crc_room(crc);
     decoder->byte_block =
         alloc_zeroed<uint8_t>(uint64_t{decoder->step_num} + paras.frame.bytes + scratch_len + crc.group);
     if (decoder->byte_block == nullptr) {
@@ -90,11 +92,10 @@ decoded_block decode_soft(const soft_bits& bits, soft_decoder* decoder)
 void place_pilots(const soundcomm_paras_t& paras, double* symbols)
 {
     const size_t row = size_t{2} * paras.cfg.ofdm_cfg.sc_num;
-    uint32_t pilots = 0;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        if (is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i) && pilots < paras.frame.pilot_symbols) {
-            const pilot_t& pilot = pilots++ == 0 ? paras.sync_pilot : paras.estimating_pilot;
-            std::copy_n(pilot.sequence->data, row, symbols + row * i);
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (place.is_pilot && place.number < paras.frame.pilot_symbols) {
+            std::copy_n(pilot_at(paras, place.number).sequence->data, row, symbols + row * i);
         }
     }
 }
@@ -112,12 +113,11 @@ void encode_block(const decoded_block& block, soft_decoder* decoder, double* sym
     if (paras.phase_pattern != nullptr) {
         phase_shift(qpsk, paras.frame.re_num, paras.phase_pattern);
     }
-    const double* next = qpsk;
     const size_t row = size_t{2} * paras.cfg.ofdm_cfg.sc_num;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        if (!is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i)) {
-            std::copy_n(next, row, symbols + row * i);
-            next += row;
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (!place.is_pilot) {
+            std::copy_n(qpsk + row * place.number, row, symbols + row * i);
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "coding/crc_room.h"
 #include "kosc/block_code.h"
 #include "kosc/crc.h"
 #include "kosc/interleaver.h"
@@ -11,12 +12,6 @@
 #include "tx/frame_generator.h"
 
 using namespace kosc;
-
-namespace {
-
-constexpr uint32_t WRITTEN_CRC_BYTES = 2; // bytes of a CRC-16, whatever width is configured
-
-} // namespace
 
 int soundcomm_encode(const soundcomm_paras_t* paras, const uint8_t* input, uint32_t input_len, double* output,
                      uint32_t output_len)
@@ -58,9 +53,8 @@ kom_vector_uint8* add_crc(const uint8_t* input, uint32_t input_len, const crc_cf
 {
     const uint64_t crc_len = uint64_t{cfg->bits / CHAR_BIT} * cfg->group;
     const uint64_t block_len = input_len + crc_len;
-    // CRCs go through an array of their own: two bytes each are written, even where fewer are configured.
-    const uint64_t written_len = uint64_t{WRITTEN_CRC_BYTES} * cfg->group;
-    const block_ptr<uint8_t> crcs{alloc_zeroed<uint8_t>(crc_len > written_len ? crc_len : written_len)};
+    // CRCs go through an array of their own: more may be written than is configured and sent.
+    const block_ptr<uint8_t> crcs{alloc_zeroed<uint8_t>(crc_room(*cfg))};
     bytes_ptr block{block_len <= UINT32_MAX ? kom_vector_uint8_alloc(static_cast<uint32_t>(block_len)) : nullptr};
     KOSC_RETURN_IF(!crcs || !block, nullptr, "alloc crc buff failed");
     KOSC_RETURN_IF(calculate_crc(input, input_len, cfg, crcs.get()) != crc_len, nullptr, "calulate crc failed");

@@ -1,5 +1,6 @@
 #include "kosc/encoder.h"
 
+#include "config/frame_symbols.h"
 #include "dsp/fade_window.h"
 #include "dsp/pruned_ifft.h"
 #include "kosc/fade.h"
@@ -56,25 +57,22 @@ bool kosc::generate_frame(const soundcomm_paras_t& paras, const kom_vector_compl
     }
     const uint32_t length = cfg.ofdm_cfg.symbol_len + cfg.ofdm_cfg.cp_len;
     const uint32_t sc_num = cfg.ofdm_cfg.sc_num;
-    uint32_t pilots = 0;
-    uint32_t data = 0;
     for (uint32_t i = 0; i < layout.symbols; ++i) {
         double* const symbol = frame + size_t{i} * length;
-        if (is_pilot_index(cfg.pilot_cfg.data_pilot_rate, i)) {
-            const pilot_t& pilot = pilots == 0 ? paras.sync_pilot : paras.estimating_pilot;
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (place.is_pilot) {
+            const pilot_t& pilot = pilot_at(paras, place.number);
             if (pilot.samples == nullptr) {
                 return false;
             }
             memcpy_s(symbol, length * sizeof(double), pilot.samples->data, length * sizeof(double));
-            ++pilots;
             continue;
         }
         // A layout with fewer pilot positions than pilot symbols asks for more data than there is.
-        const kom_vector_complex values = kom_vector_complex_const_subvector(qpsk, data * sc_num, 1, sc_num);
+        const kom_vector_complex values = kom_vector_complex_const_subvector(qpsk, place.number * sc_num, 1, sc_num);
         if (values.data == nullptr || !put_data_symbol(paras, &values, work.get(), symbol)) {
             return false;
         }
-        ++data;
     }
     return true;
 }
