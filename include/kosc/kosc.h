@@ -93,8 +93,8 @@ KOSC_API void ko_soundcommu_register_log(log_callback_t callback);
 /**
  * Builds a handle.
  *
- * @param callback0  receives the messages heard on channel 0
- * @param callback1  receives the messages heard on channel 1
+ * @param callback0  receives the messages found on channel 0
+ * @param callback1  receives the messages found on channel 1
  * @return the handle, for ko_soundcommu_release(); null when a callback is null (ERROR "Recv callback is NULL."),
  *         memory is short (ERROR "No enough memory to alloc kosc") or a channel's context cannot be built (the
  *         messages of soundcomm_init() or soundcomm_init_receive(), then ERROR "Fail to init context.")
@@ -154,7 +154,7 @@ KOSC_API int ko_soundcommu_encode(soundcommu_handle_t* handle, const uint8_t* ms
  * @param data      samples of one channel (not interleaved), 48000 Hz
  * @param data_len  size of `data` in bytes: even, at least 2. Blocks of one size avoid re-sizing the result buffer
  * @param channel   0 or 1; the two are independent receivers
- * @return 0, also when nothing was heard; -1 with one of the ERROR messages "kosc is NULL", "Invalid channel %d",
+ * @return 0, also when nothing was found; -1 with one of the ERROR messages "kosc is NULL", "Invalid channel %d",
  *         "data is null.", "Invalid data len %d", "init result collector failed %d", "Fail to recv data", "Fail to
  *         alloc frame result". Messages that do not fit the result buffer are lost, with WARN "%d stored only %u of
  *         %u messages." and, for each part of the block that begins with a full buffer, WARN "No enough buffer(%u) to
@@ -165,10 +165,10 @@ KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* da
 
 /**
  * Switches the second look on (non-zero) or off (0, as after init) for both channels: frames that were found but do
- * not decode are decoded again with a better receiver, which hears about four decibels deeper, and senders who walk.
- * What it recovers is delivered in its place among the other messages. Costs some milliseconds for each frame that
- * fails its CRCs, false alarms among them, within the decode call that found it; frames that decode at once get no
- * second look.
+ * not decode are decoded again with a better receiver, which needs about four decibels less signal and
+ * follows senders who walk. What it recovers is delivered in its place among the other messages. Costs some
+ * milliseconds for each frame that fails its CRCs, false alarms among them, within the decode call that found it;
+ * frames that decode at once get no second look.
  *
  * @return 0, or -1 with ERROR "kosc is NULL" or, when memory is short, which leaves both channels without it, WARN "no
  *         second look for this configuration"

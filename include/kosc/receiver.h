@@ -44,7 +44,7 @@ typedef struct result_set_t {
 /** A frame that a receiver found. */
 typedef struct frame_report_t {
     uint64_t sample;         /**< its first sample, of all that soundcomm_receive() was handed since
-                                  soundcomm_init_receive(), heard or not; does not wrap */
+                                  soundcomm_init_receive(), processed or not; does not wrap */
     uint32_t track;          /**< 0 or 1 */
     uint32_t verdict;        /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
     uint32_t failed_crcs;    /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
@@ -55,7 +55,7 @@ typedef struct frame_report_t {
     frame_quality_t quality; /**< all zero without a second look */
 } frame_report_t;
 
-/** Hears of a frame; the report and what it points to are valid during the call. Must not call into the context. */
+/** Called for each frame; the report and what it points to are valid during the call. Must not call into the context. */
 typedef void (*frame_callback_t)(const frame_report_t* report, void* user);
 
 /** The built-in search settings: threshold 0.4, margin 20, every sample. */
@@ -115,8 +115,8 @@ KOSC_API uint32_t soundcomm_get_silence_around(const soundcomm_context_t* ctx);
  *         error" behind WARN "reset recv buffs." (a full buffer in which no search window ends), the message of
  *         process_recvd_data(), or ERROR "Can't get the second track from a single track.", "MERGE not supportted yet."
  *         or "Unknow decode type, using the first track.". What was delivered before stays. Samples of such a call that
- *         were not heard count in frame_report_t.sample all the same; what lies before them and is found only later is
- *         reported that much too late
+ *         were not received count in frame_report_t.sample all the same; what lies before them and is found only later
+ *         is reported that much too late
  */
 KOSC_API int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t data_len,
                                result_set_t* results);

@@ -174,12 +174,12 @@ void viterbi64_free(viterbi64_table* table) { std::free(table); }
 
 bool viterbi64_suits(const uint8_t* coded, size_t count)
 {
-    uint32_t strange = 0;
+    uint32_t unsuitable = 0;
     for (size_t i = 0; i < count; ++i) {
         // 0, 1 and 0xFF become 1, 2 and 0.
-        strange |= static_cast<uint8_t>(coded[i] + 1) > 2 ? 1 : 0;
+        unsuitable |= static_cast<uint8_t>(coded[i] + 1) > 2 ? 1 : 0;
     }
-    return strange == 0;
+    return unsuitable == 0;
 }
 
 void viterbi64_decode(const viterbi64_table* table, const uint8_t* coded, uint32_t step_num, int8_t* decisions,

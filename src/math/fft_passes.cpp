@@ -6,10 +6,10 @@ using namespace kosc;
 
 namespace {
 
-// A register of numbers of a transform under way, or of the table of factors.
-template <typename Numbers> simd_complex load_at(const Numbers& numbers, size_t i)
+// A register of complex values out of arrays of real and imaginary parts: a transform, or the table of its factors.
+template <typename SplitComplex> simd_complex load_at(const SplitComplex& z, size_t i)
 {
-    return load_complex(numbers.re + i, numbers.im + i);
+    return load_complex(z.re + i, z.im + i);
 }
 
 void store_at(fft_work* w, size_t i, simd_complex z) { store_complex(w->re + i, w->im + i, z); }
@@ -100,10 +100,10 @@ void run_half_pass(fft_work* w, size_t n, size_t dual, size_t first, size_t last
 
 void run_needed_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
 {
-    // The last pass takes bin k from the sum of butterfly k and bin k + n/2 from its difference. Seen from the end, a
-    // run of `count` bins that lies in one half needs `count` butterflies of that pass, one output of each, and so the
-    // same run of numbers of both shorter transforms. That goes on down to `whole` points, where the run no longer
-    // fits.
+    // The last pass takes bin k from the sum of butterfly k and bin k + n/2 from its difference. Going
+    // backwards, a run of `count` bins in one half needs `count` butterflies of that pass, one output of each, and so
+    // the same run of bins of both half-length transforms. This holds down to transforms of `whole` points, in which
+    // the run is longer than a half or crosses the middle; those are computed whole.
     uint32_t whole = FFT_SHORTEST;
     while (whole < n && (count > whole || first % whole + count > whole)) {
         whole *= 2;

@@ -21,7 +21,7 @@ void append(result_part_t* part, const frame_report_t& frame)
     }
 }
 
-// Lets the second look at a frame that the first has judged, and keeps what it measured; `target` receives the message
+// Takes the second look at a frame that was decoded once, and keeps what it measured; `target` receives the message
 // of a frame that failed.
 void look_again(const soundcomm_context_t& ctx, uint8_t* target, frame_report_t* frame)
 {
@@ -94,7 +94,7 @@ recovered_frame* last_recovered(const soundcomm_paras_t& paras, uint32_t track)
     return paras.second_look != nullptr ? &paras.second_look->recovered[track] : nullptr;
 }
 
-// Whether a decoded frame is the one that was recovered last, found again on another path of its sound.
+// Whether a decoded frame is the one that was recovered last, found again by an echo.
 bool is_same_frame(const soundcomm_paras_t& paras, const recovered_frame& last, const frame_report_t& frame)
 {
     return last.any && frame.sample - last.sample < paras.frame.frame_length / 2 &&

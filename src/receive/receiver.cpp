@@ -121,7 +121,7 @@ bool check_decode_type(uint32_t decode_type, uint32_t track_count)
     return true;
 }
 
-// Every track is searched, also the one that nobody wants the messages of, whose old samples must go.
+// Every track is searched, also one whose messages are not asked for: the search is what discards its old samples.
 void decode_tracks(soundcomm_context_t* ctx, uint32_t track_count, internal_results* results)
 {
     const bool both = results->decode_type == KOSC_DECODE_BOTH_TRACKS;

@@ -10,7 +10,7 @@
 namespace kosc {
 
 // What digital silence leaves in the filter's state falls without end, down to subnormal numbers, on which many
-// processors calculate a hundred times slower. So the state is looked at whenever this many more zeros have come in a
+// processors calculate a hundred times slower. So the state is checked whenever this many more zeros have come in a
 // row, in which no filter loses a hundred digits: those of narrow bands have not settled for seconds.
 constexpr uint32_t SILENCE_STEP = 256;
 
@@ -18,7 +18,7 @@ constexpr uint32_t SILENCE_STEP = 256;
 // square of it, shows the difference.
 void flush_silence(butterworth_bandpass* filter);
 
-// Counts consecutive zero samples in `zero_run`; true when the filter's state should be looked at.
+// Counts consecutive zero samples in `zero_run`; true when the filter's state should be checked.
 inline bool count_zero(bool is_zero, uint32_t* zero_run)
 {
     *zero_run = is_zero ? *zero_run + 1 : 0;

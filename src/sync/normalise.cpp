@@ -11,8 +11,9 @@ namespace {
 // Below this energy a window counts as silence, and its correlation as zero.
 constexpr double MIN_ENERGY = 1.0;
 
-// A loop that compilers turn into whole registers. It takes nothing from the standard library that a linker could take
-// over into files for other processors.
+// corr = |product| / sqrt(energy), the normalised cross-correlation. Written without branches for the vectoriser, and
+// without the standard library's inline functions: this file is compiled for AVX2 too, and the linker could keep that
+// copy of such a function for all files.
 void normalise_loop(double* values, const double* energies, uint32_t count)
 {
     for (uint32_t i = 0; i < count; ++i) {

@@ -14,8 +14,9 @@ namespace {
 
 kom_complex unit(double angle) { return {std::cos(angle), std::sin(angle)}; }
 
-// The angle of the constant of ring k after `depth` quarterings: x^4m - exp(i*angle) splits into rings with a quarter
-// of the angle and quarter turns added. The whole block is modulo x^M - i.
+// The angle of the constant c of ring k after `depth` quarterings. The whole block is taken modulo x^M - i, so that it
+// begins with pi/2; x^(4m) - exp(i*t) splits into the x^m - exp(i*(t/4 + j*pi/2)), j = 0 .. 3, and the base-4 digits of
+// k, the highest first, are the j of each quartering.
 double ring_angle(uint32_t depth, uint32_t k)
 {
     double angle = PI / 2.0;
@@ -34,7 +35,7 @@ template <uint32_t size> double leaf_angle(uint32_t k)
     return ring_angle(size == LARGE ? LEVELS : LEVELS - 1, k);
 }
 
-// The residues of a part of the pattern in the leaves of a block, less the factor that joining brings.
+// The residues of a part of the pattern in the leaves of a block, divided by the factor that join() multiplies by.
 template <uint32_t size> void take_pattern(overlap_save* e, const double* part, uint32_t part_len, leaf_pattern* leaves)
 {
     constexpr double SCALE = static_cast<double>(LEAF) / size;

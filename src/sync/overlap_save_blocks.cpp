@@ -10,8 +10,8 @@ namespace {
 // Products that a block yields when the pattern is taken in so many parts.
 constexpr uint32_t block_yield(uint32_t size, uint32_t parts) { return 2 * size - PATTERN_LEN / parts + 1; }
 
-// A ring of `parts` parts of m numbers, a register at a time. Where a part is shorter than a register, a register takes
-// the same part of rings that lie one behind the other.
+// A ring of `parts` parts of m complex numbers, processed a register at a time. Where a part is shorter than a
+// register, a register holds the same part of adjacent rings.
 template <uint32_t m, uint32_t parts> struct ring {
     static constexpr bool IS_SHORT = m < SIMD_LANES;
     static constexpr uint32_t AT_ONCE = IS_SHORT ? SIMD_LANES / m : 1; // rings in a register
@@ -138,7 +138,7 @@ template <uint32_t size> void split(overlap_save* e)
     }
 }
 
-// And back, up to a factor of the number of leaves.
+// The inverse of split(), up to a factor of the number of leaves.
 template <uint32_t size> void join(overlap_save* e)
 {
     if (size == LARGE) {
@@ -176,7 +176,8 @@ void multiply_leaves(overlap_save* e, const leaf_pattern* pattern, uint32_t coun
     }
 }
 
-// Neither is the standard library's: a linker could take one for wide registers over into other files.
+// Own forms of std::min, std::fill and std::copy: of an inline function that was compiled both with and without AVX2,
+// the linker keeps either copy for all files, and an older processor would meet its instructions.
 uint32_t smaller(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
 void clear(double* data, uint32_t count) { memset_s(data, count * sizeof(double), 0, count * sizeof(double)); }
@@ -216,7 +217,8 @@ void run_block(overlap_save* e, const leaf_pattern* pattern, const double* signa
     take_products<size>(e, PATTERN_LEN, count, products);
 }
 
-// Each part of the pattern meets the samples that lie as far behind; their products are added before they are joined.
+// Each part of the pattern is multiplied with the samples that lie as far into the block as it lies into the pattern;
+// the products are added as residues, so that one inverse serves both.
 void run_small_block(overlap_save* e, const double* signal, uint32_t count, double* products)
 {
     constexpr uint32_t PART_LEN = PATTERN_LEN / SMALL_PARTS;

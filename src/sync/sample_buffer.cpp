@@ -17,8 +17,8 @@ constexpr uint32_t MAX_HISTORY = uint32_t{1} << 24;
 
 using container_ptr = owned<data_container, data_container_free>;
 
-// How far the search moves on where it found nothing. Short layouts leave no room for the margin, or for any step:
-// then the search must still move, and must not pass a frame whose peak lies behind the window.
+// Samples by which the search moves on after a window without a frame. Layouts that are too short for the margin, or
+// for any step, still get one of at least 1 that passes over no frame whose peak lies behind the window.
 uint32_t find_search_step(uint32_t frame_length, uint32_t sync_length, uint32_t margin)
 {
     const uint32_t behind_sync = frame_length - sync_length;
@@ -43,7 +43,8 @@ bool make_histories(data_container* c)
     return c->data != nullptr && c->filtered_data != nullptr && c->data_norm != nullptr && c->corrcoef != nullptr;
 }
 
-// The pilot as the receiver's filter lets it through, scaled to unit norm; null when it has no energy or no memory.
+// The matched filter's pattern: the pilot, filtered as received samples are and scaled to unit norm; null when it has
+// no energy or no memory.
 double* filter_pilot(butterworth_bandpass* filter, const double* pilot, uint32_t corr_len)
 {
     block_ptr<double> filtered{alloc_zeroed<double>(corr_len)};
@@ -192,7 +193,7 @@ uint32_t data_container_capacity(const data_container* container) { return vecto
 
 void data_container_reset(data_container* container)
 {
-    // The blocks are kept: a receiver that listens on after an error needs no memory for it.
+    // The blocks are kept: a receiver that goes on after an error need not allocate.
     for (vector* const history :
          {container->data, container->filtered_data, container->data_norm, container->corrcoef}) {
         vector_remove_front(history, vector_size(history));

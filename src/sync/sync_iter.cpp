@@ -20,8 +20,8 @@ uint32_t pick_peak(const double* values, uint32_t count, double threshold)
     return threshold < values[peak] ? peak : NO_PEAK;
 }
 
-// Computes the correlation that was left out around a peak and picks the peak again. With a corr_step of s the true
-// maximum lies at most s - 1 positions away.
+// With a corr_step of s only every s-th position was correlated: the true maximum lies at most s - 1 positions from the
+// peak found. Computes the values between and picks the peak again.
 uint32_t refine_peak(const data_container* c, uint32_t search_start, uint32_t peak)
 {
     const int64_t centre = int64_t{search_start} + peak;
@@ -41,7 +41,7 @@ uint32_t refine_peak(const data_container* c, uint32_t search_start, uint32_t pe
     return refined != NO_PEAK ? static_cast<uint32_t>(peak + first + refined) : peak;
 }
 
-// After a window: the search goes on with the next one, or ends with a frame or for want of samples.
+// What follows a window: the next one, or the end of the search, with a frame or for lack of samples.
 enum class search_step { MOVE_ON, STOP };
 
 search_step search_window(sync_iter* iter)
@@ -57,7 +57,8 @@ search_step search_window(sync_iter* iter)
         peak = refine_peak(c, iter->search_start, peak);
         KOSC_LOG_INFO("Adjacent peak_offset %u", peak);
     }
-    // Offsets wrap at 32 bits: that of a peak which was refined to a position before its window is just below 2^32.
+    // The frame starts sync_length - 1 samples before the peak, which lies at the end of the synchronisation pilot.
+    // Refinement may move a peak to before its window: `peak` is then just below 2^32, and the sum wraps back.
     const auto frame_start = static_cast<int32_t>(iter->search_start + peak - (c->sync_length - 1));
     if (frame_start < 0) {
         KOSC_LOG_INFO("lost the data before sync %d, %d", iter->search_start, peak);
@@ -86,8 +87,8 @@ void search(sync_iter* iter)
                    iter->frame_start_in_corr);
 }
 
-// How far behind a decoded frame's start the search goes on: within the margin before the next frame, but always
-// behind this one's peak, and so far that no refinement reaches back to it.
+// Samples from a decoded frame's start to where the search goes on: search_margin before the frame's end, in case the
+// next one starts early, but behind its peak by so much that refinement cannot return to that peak.
 uint32_t decoded_step(const data_container* c)
 {
     const uint32_t before_next = c->frame_length > c->search_margin ? c->frame_length - c->search_margin : 0;

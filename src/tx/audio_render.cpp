@@ -23,7 +23,8 @@ inline int16_t to_pcm(double v)
     return static_cast<int16_t>(static_cast<int32_t>(clipped));
 }
 
-constexpr uint32_t REGISTERS = 4; // registers side by side, so that no step waits for the one before
+// Independent maxima and sums, so that the latency of one addition is hidden behind the others.
+constexpr uint32_t REGISTERS = 4;
 
 struct loudness {
     double peak;     // the largest magnitude
@@ -33,7 +34,7 @@ struct loudness {
 loudness measure(const double* samples, uint32_t count)
 {
     simd peaks[REGISTERS] = {};
-    simd sums[REGISTERS] = {}; // in which stays what is not finite
+    simd sums[REGISTERS] = {}; // infinite or not a number as soon as one sample is
     uint32_t done = 0;
     for (; done + REGISTERS * SIMD_LANES <= count; done += REGISTERS * SIMD_LANES) {
         for (uint32_t k = 0; k < REGISTERS; ++k) {
@@ -69,7 +70,7 @@ bool soundcomm_make_audio(audio_format_t format, audio_gain_t gain, const double
     const loudness loud = measure(samples, count);
     const double scale = gain.normalize != 0 ? peak_scale(loud.peak, gain.amplitude) : gain.amplitude;
     if (loud.all_finite && loud.peak * std::fabs(scale) <= TOP) {
-        // Nothing to clip, which compilers turn into a third of the instructions.
+        // Nothing to clip: a loop without comparisons has a third of the instructions.
         for (uint32_t i = 0; i < count; ++i) {
             pcm[i] = static_cast<int16_t>(static_cast<int32_t>(samples[i] * scale));
         }
