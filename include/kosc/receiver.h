@@ -55,7 +55,7 @@ typedef struct frame_report_t {
     frame_quality_t quality; /**< all zero without a second look */
 } frame_report_t;
 
-/** Called for each frame; the report and what it points to are valid during the call. Must not call into the context. */
+/** Called for each frame; report and what it points to are valid during the call. Must not call into the context. */
 typedef void (*frame_callback_t)(const frame_report_t* report, void* user);
 
 /** The built-in search settings: threshold 0.4, margin 20, every sample. */
