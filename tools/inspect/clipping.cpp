@@ -27,7 +27,7 @@ uint64_t clipped_samples(const std::vector<float>& block)
     constexpr size_t VARIED = 4;
     const float tolerance = WITHIN * step_of(block);
     const auto [low, high] = std::minmax_element(block.begin(), block.end());
-    const auto distance = [&](float x) { return std::min(x - *low, *high - x); };
+    const auto distance = [low = *low, high = *high](float x) { return std::min(x - low, high - x); };
     uint64_t at_limit = 0, runs = 0;
     uint64_t below = 0;   // in a range five times as wide, where a smooth top of three samples goes on
     std::set<int> before; // the sizes of what comes before each, coarsely
