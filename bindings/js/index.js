@@ -6,6 +6,7 @@ import base64 from "./module.js";
 /** The compiled module; hand it to an AudioWorklet, which has no atob(), for its own instantiate(). */
 export const module = new WebAssembly.Module(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
 
-export const { version, sampleRate, messageBytes, frameSamples, channels, encode, Receiver, inspect } =
-    instantiate(module);
+export const {
+    version, sampleRate, messageBytes, frameSamples, channels, bands, defaultBand, findBand, encode, Receiver, inspect,
+} = instantiate(module);
 export { KoscError } from "./instantiate.js";

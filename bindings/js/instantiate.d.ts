@@ -6,9 +6,27 @@ export type CompiledModule = typeof globalThis extends { WebAssembly: { Module: 
 /** 16-bit samples, or samples from -1 to 1; mono, 48000 Hz. What is not a number counts as silence. */
 export type Samples = Int16Array | Float32Array;
 
+/** Where in the spectrum a modem works: 64 subcarriers side by side, so a band is known by its first one. */
+export interface Band {
+    /** Empty for a band that has none. */
+    readonly name: string;
+    /** What it is for, in a line of English; empty for a band without a name. */
+    readonly use: string;
+    readonly firstSubcarrier: number;
+    /** Frequency of the first subcarrier. */
+    readonly lowHz: number;
+    /** Frequency of the last one. */
+    readonly highHz: number;
+}
+
+/** A band's name, where it begins in Hz (moved to the nearest subcarrier), or a record like those in `bands`. */
+export type BandChoice = string | number | Pick<Band, "firstSubcarrier">;
+
 /** A frame that a receiver found. */
 export interface Frame {
     channel: number;
+    /** The band that it came on. */
+    band: Band;
     /** Its first sample, counted from the first one pushed on its channel; below 0 when a recording lacks it. */
     sample: number;
     /** The same in seconds. */
@@ -41,6 +59,8 @@ export interface Message extends Frame {
 }
 
 export interface ReceiverOptions {
+    /** Where to listen: a band, a list of up to 16, or "all" that have a name; `defaultBand` unless given. */
+    band?: "all" | BandChoice | readonly BandChoice[];
     /** Looks again, deeper, at frames that do not decode, and measures those that do. On unless switched off. */
     secondLook?: boolean;
     /**
@@ -72,6 +92,8 @@ export interface Receiver {
     finish(channel?: number): Message[];
     /** Gives the memory back; later calls of push() throw. */
     close(): void;
+    /** The bands that it listens to, each once. */
+    readonly bands: readonly Band[];
 }
 
 export interface Modem {
@@ -84,16 +106,26 @@ export interface Modem {
     readonly frameSamples: number;
     /** 8, the most that a receiver listens to. */
     readonly channels: number;
+    /** The bands that have a name, from the lowest up. */
+    readonly bands: readonly Band[];
+    /** The band of sender and receiver unless another is asked for: near-ultrasonic. */
+    readonly defaultBand: Band;
+    /**
+     * The band that is meant.
+     *
+     * @throws RangeError with a sentence that lists the names; TypeError for what is no name, number or record
+     */
+    findBand(band: BandChoice): Band;
     /**
      * Turns a message into the sound of one frame, peaking at 0.8 of full scale.
      *
      * @param message up to 28 bytes, or text of as many in UTF-8; padded with zeros
-     * @throws TypeError or RangeError when it is no message or too long
+     * @throws TypeError or RangeError when it is no message or too long, or no band is meant
      */
-    encode(message: string | Uint8Array, options?: { format?: "int16" }): Int16Array;
-    encode(message: string | Uint8Array, options: { format: "float32" }): Float32Array;
+    encode(message: string | Uint8Array, options?: { format?: "int16"; band?: BandChoice }): Int16Array;
+    encode(message: string | Uint8Array, options: { format: "float32"; band?: BandChoice }): Float32Array;
     /** Every frame in a whole recording, decoded or not, with its figures. */
-    inspect(samples: Samples): Frame[];
+    inspect(samples: Samples, options?: Pick<ReceiverOptions, "band">): Frame[];
     Receiver: new (options?: ReceiverOptions) => Receiver;
 }
 

@@ -33,11 +33,14 @@ function messageText(data) {
 class Modem {
     frames = [];
     lines = [];
+    told = [];
 
-    constructor(module, { secondLook = true, recording = false, logLevel }) {
+    constructor(module, { bands = [], secondLook = true, recording = false, logLevel }) {
         const refuse = () => WASI_ENOSYS; // it has no file, clock or environment
         this.exports = new WebAssembly.Instance(module, {
             kosc: {
+                band: (name, use, firstSubcarrier, lowHz, highHz) => this.told.push(
+                    Object.freeze({ name: this.text(name), use: this.text(use), firstSubcarrier, lowHz, highHz })),
                 log: (line) => this.lines.push(this.text(line).trimEnd()),
                 frame: (...figures) => this.frames.push(this.frame(...figures)),
             },
@@ -49,6 +52,8 @@ class Modem {
         }).exports;
         this.exports._initialize();
         this.exports.configure(logLevel, secondLook, recording);
+        bands.forEach(({ firstSubcarrier }) => this.exports.listenOn(firstSubcarrier));
+        this.bands = bands;
         this.measured = secondLook;
     }
 
@@ -56,10 +61,15 @@ class Modem {
         return new Uint8Array(this.exports.memory.buffer, address, count);
     }
 
-    // Log texts are ASCII.
+    // Log texts are ASCII, but where they repeat a part of what was handed in, perhaps half a character.
     text(address) {
-        const bytes = this.bytes(address);
-        return String.fromCharCode(...bytes.subarray(0, bytes.indexOf(0)));
+        const all = this.bytes(address);
+        const bytes = all.subarray(0, all.indexOf(0));
+        try {
+            return utf8Text(bytes);
+        } catch {
+            return String.fromCharCode(...bytes);
+        }
     }
 
     room(bytes) {
@@ -70,11 +80,28 @@ class Modem {
         return address;
     }
 
-    frame(channel, sample, decoded, failedCrcs, message, correlation, needed, coherence, driftPpm, snrDb, evm) {
+    namedBands() {
+        for (let index = 0; this.exports.band(index); ++index) {} // each is told
+        return this.told.splice(0);
+    }
+
+    // The library's own sentence, when no band is meant.
+    findBand(text) {
+        const bytes = textBytes(text.replaceAll("\0", " "));
+        const address = this.room(bytes.length + 1);
+        this.bytes(address, bytes.length + 1).set([...bytes, 0]);
+        if (!this.exports.findBand(address)) {
+            const line = this.lines.splice(0).at(-1); // "[ERROR][sentence][number]"
+            throw new RangeError(line.slice(line.indexOf("][") + 2, line.lastIndexOf("][")));
+        }
+        return this.told.pop();
+    }
+
+    frame(channel, band, sample, decoded, failedCrcs, message, correlation, needed, coherence, driftPpm, snrDb, evm) {
         const data = decoded ? this.bytes(message, this.exports.messageBytes()).slice() : null;
         const quality = this.measured ? { coherence, driftPpm, snrDb, evm } : {};
         return {
-            channel, sample, time: sample / SAMPLE_RATE, decoded: decoded !== 0, data, text: data && messageText(data),
+            channel, band: this.bands[band], sample, time: sample / SAMPLE_RATE, decoded: decoded !== 0, data, text: data && messageText(data),
             failedCrcs, correlation, secondLookNeeded: needed !== 0,
             coherence: null, driftPpm: null, snrDb: null, evm: null, ...quality,
         };
@@ -113,15 +140,19 @@ function checkLogLevel({ onLog, logLevel = "info" }) {
     return onLog ? level : 0;
 }
 
+function textBytes(text) {
+    try {
+        return utf8Bytes(text);
+    } catch {
+        throw new TypeError("The text has half of a surrogate pair and is no UTF-8.");
+    }
+}
+
 // The message's bytes, padded with zeros.
 function messageData(message, size) {
     let data = message;
     if (typeof message === "string") {
-        try {
-            data = utf8Bytes(message);
-        } catch {
-            throw new TypeError("The text has half of a surrogate pair and is no UTF-8.");
-        }
+        data = textBytes(message);
     } else if (!(message instanceof Uint8Array)) {
         throw new TypeError("A message is a string or a Uint8Array.");
     }
@@ -139,19 +170,43 @@ function messageData(message, size) {
  */
 export function instantiate(source) {
     const module = source instanceof WebAssembly.Module ? source : new WebAssembly.Module(source);
-    const encoder = new Modem(module, { secondLook: false, logLevel: 0 });
+    const encoder = new Modem(module, { secondLook: false, logLevel: LOG_LEVELS.indexOf("error") });
     const messageBytes = encoder.exports.messageBytes();
     const frameSamples = encoder.exports.frameSamples();
     const channels = encoder.exports.channels();
+    const mostBands = encoder.exports.mostBands();
+    const bands = Object.freeze(encoder.namedBands());
+    const spacing = bands[0].lowHz / bands[0].firstSubcarrier; // Hz from one subcarrier to the next
+    const defaultBand = findBand({ firstSubcarrier: encoder.exports.firstSubcarrier() });
 
-    function encode(message, { format = "int16" } = {}) {
+    function findBand(band) {
+        const isRecord = typeof band === "object" && Number.isInteger(band?.firstSubcarrier);
+        if (!isRecord && typeof band !== "string" && typeof band !== "number") {
+            throw new TypeError("A band is a name, where it begins in Hz, or a record like those in bands.");
+        }
+        const found = encoder.findBand(String(isRecord ? band.firstSubcarrier * spacing : band));
+        return bands.find(({ firstSubcarrier }) => firstSubcarrier === found.firstSubcarrier) ?? found;
+    }
+
+    // The bands, each once, that a receiver's option names.
+    function findBands(choice = defaultBand) {
+        const named = choice === "all" ? bands : (Array.isArray(choice) ? choice : [choice]).map(findBand);
+        const found = [...new Map(named.map((band) => [band.firstSubcarrier, band])).values()];
+        if (found.length < 1 || found.length > mostBands) {
+            throw new RangeError(`A receiver listens to 1 to ${mostBands} bands, not ${found.length}.`);
+        }
+        return Object.freeze(found);
+    }
+
+    function encode(message, { format = "int16", band = defaultBand } = {}) {
         if (format !== "int16" && format !== "float32") {
             throw new RangeError("format is int16 or float32.");
         }
         const data = messageData(message, messageBytes);
+        const { firstSubcarrier } = findBand(band);
         const frame = encoder.room(2 * frameSamples + messageBytes); // the frame first: it wants an even address
         encoder.bytes(frame + 2 * frameSamples, messageBytes).set(data);
-        if (!encoder.exports.encode(frame + 2 * frameSamples, frame)) {
+        if (!encoder.exports.encode(firstSubcarrier, frame + 2 * frameSamples, frame)) {
             throw new KoscError("There is no memory for a frame.");
         }
         const pcm = new Int16Array(encoder.exports.memory.buffer, frame, frameSamples);
@@ -169,7 +224,8 @@ export function instantiate(source) {
                 frame: checkCallback("onFrame", options.onFrame),
                 log: checkCallback("onLog", options.onLog),
             };
-            this.#modem = new Modem(module, { ...options, logLevel: checkLogLevel(options) });
+            this.bands = findBands(options.band);
+            this.#modem = new Modem(module, { ...options, bands: this.bands, logLevel: checkLogLevel(options) });
         }
 
         push(samples, channel = 0) {
@@ -212,10 +268,14 @@ export function instantiate(source) {
             this.#modem.frames = [];
             this.#modem.lines = [];
             lines.forEach((line) => this.#callbacks.log(line));
-            const news = frames.filter((frame) => frame.decoded || this.#lastLost.get(frame.channel) !== frame.sample);
+            const place = ({ channel, band }) => channel * mostBands + this.bands.indexOf(band);
+            const news = frames.filter((frame) => frame.decoded || this.#lastLost.get(place(frame)) !== frame.sample);
+            if (this.bands.length > 1) {
+                news.sort((a, b) => a.sample - b.sample); // they came band by band
+            }
             for (const frame of news) {
                 if (!frame.decoded) {
-                    this.#lastLost.set(frame.channel, frame.sample);
+                    this.#lastLost.set(place(frame), frame.sample);
                 }
                 this.#callbacks.frame(frame);
                 if (frame.decoded) {
@@ -226,17 +286,20 @@ export function instantiate(source) {
         }
     }
 
-    function inspect(samples) {
+    function inspect(samples, { band } = {}) {
         const frames = [];
-        const receiver = new Receiver({ recording: true, onFrame: (frame) => frames.push(frame) });
+        const receiver = new Receiver({ band, recording: true, onFrame: (frame) => frames.push(frame) });
         checkSamples(samples);
         for (let start = 0; start < samples.length; start += frameSamples) {
             receiver.push(samples.subarray(start, start + frameSamples));
         }
         receiver.finish();
-        return frames;
+        return receiver.bands.length > 1 ? frames.sort((a, b) => a.sample - b.sample) : frames;
     }
 
     const version = encoder.text(encoder.exports.version());
-    return { version, sampleRate: SAMPLE_RATE, messageBytes, frameSamples, channels, encode, Receiver, inspect };
+    return {
+        version, sampleRate: SAMPLE_RATE, messageBytes, frameSamples, channels, bands, defaultBand, findBand,
+        encode, Receiver, inspect,
+    };
 }

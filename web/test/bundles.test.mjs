@@ -33,10 +33,11 @@ test("bundles of webpack and esbuild run in a page as plain scripts", async () =
 
 test("the types hold with node's alone, and with those of browsers", () => {
     writeFileSync(`${folder}/app.ts`, `
-        import { encode, inspect, KoscError, module, Receiver, type Frame } from "kosc";
+        import { bands, encode, inspect, KoscError, module, Receiver, type Band, type Frame } from "kosc";
         import { instantiate, type Message } from "kosc/instantiate";
-        const frames: Frame[] = inspect(encode("typed", { format: "float32" }));
-        const receiver: Receiver = new Receiver({ onMessage: ({ data }: Message) => data.length });
+        const frames: Frame[] = inspect(encode("typed", { format: "float32", band: bands[0] }), { band: "all" });
+        const band: Band = frames[0].band;
+        const receiver: Receiver = new Receiver({ band: ["voice", 6000, band], onMessage: ({ data }: Message) => data.length });
         export const all = [KoscError, frames, receiver, instantiate(module), instantiate(new Uint8Array(8))];
         // @ts-expect-error
         encode(28);`);

@@ -11,32 +11,48 @@
 extern "C" {
 
 KOSC_IMPORT("log") void kosc_js_log(const char* line);
+KOSC_IMPORT("band")
+void kosc_js_band(const char* name, const char* use, uint32_t first_subcarrier, double low_hz, double high_hz);
 KOSC_IMPORT("frame")
-void kosc_js_frame(uint32_t channel, double sample, uint32_t decoded, uint32_t failed_crcs, const uint8_t* message,
-                   double correlation, uint32_t second_look_needed, double coherence, double drift_ppm, double snr_db,
-                   double evm);
+void kosc_js_frame(uint32_t channel, uint32_t band, double sample, uint32_t decoded, uint32_t failed_crcs,
+                   const uint8_t* message, double correlation, uint32_t second_look_needed, double coherence,
+                   double drift_ppm, double snr_db, double evm);
 
 } // extern "C"
 
 namespace {
 
 constexpr uint32_t CHANNELS = 8;
+constexpr uint32_t MOST_BANDS = 16; // listened to at once
+
+struct place {
+    uint32_t channel;
+    uint32_t band; // counted as listenOn() was called
+};
+
+struct listener {
+    place at;
+    soundcomm_context_t* ctx;
+};
 
 uint32_t second_look_mode = KOSC_SECOND_LOOK_OFF;
 bool recordings; // what is received are whole recordings
 uint32_t silence_before;
-soundcomm_context_t* receivers[CHANNELS];
+uint32_t first_subcarriers[MOST_BANDS];
+uint32_t band_count;
+listener listeners[CHANNELS][MOST_BANDS];
 soundcommu_handle_t* sender;
+uint32_t sender_band;
 void* block;
 uint32_t block_bytes;
 
-void report(const frame_report_t* frame, void* channel)
+void report(const frame_report_t* frame, void* user)
 {
     const frame_quality_t& quality = frame->quality;
-    kosc_js_frame(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(channel)),
-                  static_cast<double>(frame->sample) - silence_before, frame->verdict == 1 ? 1 : 0, frame->failed_crcs,
-                  frame->msg, frame->correlation, quality.needed ? 1 : 0, quality.coherence, quality.drift_ppm,
-                  quality.snr_db, quality.evm);
+    const auto* const at = static_cast<const place*>(user);
+    kosc_js_frame(at->channel, at->band, static_cast<double>(frame->sample) - silence_before,
+                  frame->verdict == 1 ? 1 : 0, frame->failed_crcs, frame->msg, frame->correlation,
+                  quality.needed ? 1 : 0, quality.coherence, quality.drift_ppm, quality.snr_db, quality.evm);
 }
 
 bool receive_silence(soundcomm_context_t* ctx)
@@ -49,17 +65,18 @@ bool receive_silence(soundcomm_context_t* ctx)
     return heard;
 }
 
-soundcomm_context_t* make_receiver(uint32_t channel)
+soundcomm_context_t* make_receiver(place* at)
 {
-    const soundcomm_cfg_t* const cfg = soundcomm_default_cfg();
-    soundcomm_context_t* const ctx = soundcomm_init(cfg, cfg);
+    soundcomm_cfg_t cfg;
+    soundcomm_context_t* const ctx =
+        soundcomm_cfg_for_band(first_subcarriers[at->band], &cfg) ? soundcomm_init(&cfg, &cfg) : nullptr;
     if (ctx == nullptr ||
         !soundcomm_init_receive(ctx, soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
         (second_look_mode != KOSC_SECOND_LOOK_OFF && !soundcomm_config_second_look(ctx, second_look_mode))) {
         soundcomm_release(ctx);
         return nullptr;
     }
-    soundcomm_set_frame_callback(ctx, report, reinterpret_cast<void*>(uintptr_t{channel}));
+    soundcomm_set_frame_callback(ctx, report, at);
     silence_before = recordings ? soundcomm_get_silence_around(ctx) : 0;
     if (recordings && !receive_silence(ctx)) {
         soundcomm_release(ctx);
@@ -68,16 +85,39 @@ soundcomm_context_t* make_receiver(uint32_t channel)
     return ctx;
 }
 
-// The channel's receiver; null when memory is short.
-soundcomm_context_t* receiver_of(uint32_t channel)
+// Has the channel's receivers, one a band; false when memory is short.
+bool prepare(uint32_t channel)
 {
-    if (receivers[channel] == nullptr) {
-        receivers[channel] = make_receiver(channel);
+    for (uint32_t band = 0; band < band_count; ++band) {
+        listener& each = listeners[channel][band];
+        if (each.ctx == nullptr) {
+            each.at = {channel, band};
+            each.ctx = make_receiver(&each.at);
+        }
+        if (each.ctx == nullptr) {
+            return false;
+        }
     }
-    return receivers[channel];
+    return true;
 }
 
-void ignore(const decode_result_t*, uint32_t) {}
+// The sender's handle, made anew for another band; null when memory is short.
+soundcommu_handle_t* sender_of(uint32_t first_subcarrier)
+{
+    if (sender == nullptr || sender_band != first_subcarrier) {
+        ko_soundcommu_release(sender);
+        ko_soundcommu_options_t options;
+        ko_soundcommu_default_options(&options, sizeof options);
+        options.first_subcarrier = sender_band = first_subcarrier;
+        sender = ko_soundcommu_init_with(&options);
+    }
+    return sender;
+}
+
+void tell(const ko_soundcommu_band_t& band)
+{
+    kosc_js_band(band.name, band.use, band.first_subcarrier, band.low_hz, band.high_hz);
+}
 
 } // namespace
 
@@ -94,6 +134,34 @@ KOSC_EXPORT("frameSamples") uint32_t kosc_js_frame_samples()
 
 KOSC_EXPORT("channels") uint32_t kosc_js_channels() { return CHANNELS; }
 
+KOSC_EXPORT("mostBands") uint32_t kosc_js_most_bands() { return MOST_BANDS; }
+
+KOSC_EXPORT("firstSubcarrier") uint32_t kosc_js_first_subcarrier()
+{
+    return soundcomm_default_cfg()->ofdm_cfg.sc_start_idx;
+}
+
+// Tells the named band number `index`; false behind the last.
+KOSC_EXPORT("band") bool kosc_js_get_band(uint32_t index)
+{
+    const ko_soundcommu_band_t* const band = ko_soundcommu_get_band(index);
+    if (band != nullptr) {
+        tell(*band);
+    }
+    return band != nullptr;
+}
+
+// Tells the band that `text` means; false, with a log line, when it means none.
+KOSC_EXPORT("findBand") bool kosc_js_find_band(const char* text)
+{
+    ko_soundcommu_band_t band;
+    const bool found = ko_soundcommu_find_band(text, &band) == 0;
+    if (found) {
+        tell(band);
+    }
+    return found;
+}
+
 // To be called first; lines reach the host from `log_lines` on, 0 for none.
 KOSC_EXPORT("configure") void kosc_js_configure(uint32_t log_lines, bool second_look, bool recording)
 {
@@ -102,6 +170,14 @@ KOSC_EXPORT("configure") void kosc_js_configure(uint32_t log_lines, bool second_
     soundcomm_set_log_callback(kosc_js_log);
     recordings = recording;
     second_look_mode = second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
+}
+
+// Once for each band that a receiver listens to, before it receives.
+KOSC_EXPORT("listenOn") void kosc_js_listen_on(uint32_t first_subcarrier)
+{
+    if (band_count < MOST_BANDS) {
+        first_subcarriers[band_count++] = first_subcarrier;
+    }
 }
 
 // A buffer for what goes in or comes out, valid until the next call; null when memory is short.
@@ -116,28 +192,32 @@ KOSC_EXPORT("room") void* kosc_js_room(uint32_t bytes)
 }
 
 // False when memory is short.
-KOSC_EXPORT("encode") bool kosc_js_encode(const uint8_t* message, int16_t* frame)
+KOSC_EXPORT("encode") bool kosc_js_encode(uint32_t first_subcarrier, const uint8_t* message, int16_t* frame)
 {
-    if (sender == nullptr) {
-        sender = ko_soundcommu_init(ignore, ignore);
-    }
+    soundcommu_handle_t* const handle = sender_of(first_subcarrier);
     const auto bytes = static_cast<uint32_t>(kosc_js_frame_samples() * sizeof(int16_t));
-    return sender != nullptr && ko_soundcommu_encode(sender, message, kosc_js_message_bytes(), frame, bytes) == 0;
+    return handle != nullptr && ko_soundcommu_encode(handle, message, kosc_js_message_bytes(), frame, bytes) == 0;
 }
 
 // False when memory is short.
 KOSC_EXPORT("receive") bool kosc_js_receive(uint32_t channel, const int16_t* samples, uint32_t count)
 {
-    soundcomm_context_t* const ctx = receiver_of(channel);
-    result_set_t counts{};
-    return ctx != nullptr && soundcomm_receive(ctx, samples, count, &counts) == 0;
+    bool heard = prepare(channel);
+    for (uint32_t band = 0; heard && band < band_count; ++band) {
+        result_set_t counts{};
+        heard = soundcomm_receive(listeners[channel][band].ctx, samples, count, &counts) == 0;
+    }
+    return heard;
 }
 
 // The same for the silence behind a recording.
 KOSC_EXPORT("finish") bool kosc_js_finish(uint32_t channel)
 {
-    soundcomm_context_t* const ctx = receiver_of(channel);
-    return ctx != nullptr && receive_silence(ctx);
+    bool heard = prepare(channel);
+    for (uint32_t band = 0; heard && band < band_count; ++band) {
+        heard = receive_silence(listeners[channel][band].ctx);
+    }
+    return heard;
 }
 
 } // extern "C"

@@ -5,7 +5,7 @@ import { test } from "node:test";
 import { gzipSync } from "node:zlib";
 import { kosc, nativeFrame, nativeMessages, noisyRecording, writeWav } from "../../../web/test/sounds.mjs";
 
-const { encode, inspect, KoscError, Receiver } = kosc;
+const { bands, encode, inspect, KoscError, Receiver } = kosc;
 const vectors = new URL("../../../tests/vectors/", import.meta.url);
 const read = (name) => readFileSync(new URL(name, vectors));
 const readJson = (name) => JSON.parse(read(name));
@@ -72,6 +72,22 @@ test("the second look hears what is lost without, and its figures tell the noise
     assert.deepEqual(plain.push(sound).map(({ text, snrDb }) => [text, snrDb]), [["gain 0.03", null]]);
 });
 
+test("all bands carry their messages at the same moment, and each says which it was", () => {
+    const places = [...bands, kosc.findBand(12000)]; // one without a name, too
+    const sound = new Int16Array(30000);
+    for (const band of places) {
+        encode(`at ${band.lowHz}`, { band }).forEach((sample, i) => (sound[9000 + i] += sample / (2 * places.length)));
+    }
+    const named = bands.map(({ name }) => name);
+    for (const [options, lows] of [
+        [{}, [18000]], [{ band: "all" }, bands.map(({ lowHz }) => lowHz)], ...places.map(({ lowHz }) => [{ band: lowHz }, [lowHz]]),
+        [{ band: [12000, ...named, places[0]] }, [12000, ...bands.map(({ lowHz }) => lowHz)]],
+    ]) {
+        const heard = inspect(sound, options).map(({ text, band, sample }) => [text, band, sample]);
+        assert.deepEqual(heard, lows.map((low) => [`at ${low}`, kosc.findBand(low), 9000]), JSON.stringify(options));
+    }
+});
+
 test("a frame is found whose first samples a recording lacks", () => {
     const receiver = new Receiver({ recording: true });
     const heard = [...receiver.push(encode("cut").subarray(1), 3), ...receiver.finish(3), ...inspect(encode("cut").subarray(100))];
@@ -116,6 +132,11 @@ test("what cannot be is refused in a sentence, and nothing is lost", () => {
         [() => encode("\ud800"), TypeError, /surrogate/],
         [() => encode(28), TypeError, /a string or a Uint8Array/],
         [() => encode("x", { format: "mp3" }), RangeError, /int16 or float32/],
+        [() => encode("x", { band: "radio" }), RangeError, /^no band is called radio; a band is .*in Hz$/],
+        [() => encode("x", { band: "all" }), RangeError, /^no band is called all/],
+        [() => encode("x", { band: bands.map(({ name }) => name) }), TypeError, /a name, where it begins/],
+        [() => inspect(new Int16Array(1), { band: 23000 }), RangeError, /does not lie between 250 and 23500 Hz/],
+        [() => new Receiver({ band: [] }), RangeError, /1 to 16 bands, not 0/],
         [() => receiver.push([1, 2, 3]), TypeError, /Int16Array or a Float32Array/],
         [() => receiver.push(new Int16Array(1), 8), RangeError, /from 0 to 7/],
         [() => receiver.push(new Int16Array(1), 0.5), RangeError, /from 0 to 7/],
