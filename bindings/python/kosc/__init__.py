@@ -1,4 +1,4 @@
-"""Data-over-sound modem: 28 bytes become a quarter of a second of sound at 18 to 21 kHz, and sound becomes messages.
+"""Data-over-sound modem: 28 bytes become a quarter of a second of sound at 18 to 21 kHz, or in another band, and back.
 
     import kosc
 
@@ -17,6 +17,7 @@ lines, from WARN on, go to the logger "kosc" of the logging module. All calls ma
 interpreter's lock is held in them.
 """
 
+from ._bands import BANDS, DEFAULT_BAND, Band, find_band
 from ._library import KoscError, LibraryNotFoundError
 from ._version import __version__
 from .modem import FRAME_LENGTH, MESSAGE_LENGTH, SAMPLE_RATE, encode
@@ -24,5 +25,5 @@ from .receiver import Message, Receiver
 from .recordings import listen
 from . import core
 
-__all__ = ["FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "KoscError", "LibraryNotFoundError", "Message", "Receiver",
-           "__version__", "core", "encode", "listen"]
+__all__ = ["BANDS", "DEFAULT_BAND", "FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "Band", "KoscError",
+           "LibraryNotFoundError", "Message", "Receiver", "__version__", "core", "encode", "find_band", "listen"]

@@ -6,7 +6,7 @@ import argparse
 import signal
 import sys
 import wave
-from typing import Any, Callable, Iterable, Iterator
+from typing import Any, Callable, Iterable, Iterator, Union
 
 import kosc
 
@@ -21,6 +21,8 @@ def parser() -> argparse.ArgumentParser:
     choice = commands.add_subparsers(dest="command", required=True, metavar="COMMAND")
     encode = choice.add_parser("encode", help="write a message into a WAV file")
     encode.add_argument("text", help=f"the message, up to {kosc.MESSAGE_LENGTH} bytes of UTF-8; - for standard input")
+    encode.add_argument("--band", default=kosc.DEFAULT_BAND, metavar="NAME|HZ", help="as bands lists them, or where it "
+                        f"begins in Hz; {kosc.DEFAULT_BAND} unless given")
     encode.add_argument("-o", "--output", required=True, metavar="FILE")
     decode = choice.add_parser("decode", help="print the messages in sound files")
     decode.add_argument("files", nargs="+", metavar="FILE")
@@ -28,12 +30,20 @@ def parser() -> argparse.ArgumentParser:
     listen.add_argument("source", nargs="?", choices=["-"], help="standard input, raw 16-bit samples; else the "
                         "microphone, which takes the package pyaudio")
     listen.add_argument("--channels", type=int, help="1 for the microphone unless given, 2 for standard input")
+    for receiving in (decode, listen):
+        receiving.add_argument("--band", type=several, default=kosc.DEFAULT_BAND, metavar="NAME|HZ",
+                               help="where to listen: as for encode, or several with commas between, or all")
+    choice.add_parser("bands", help="list the bands that have a name")
     return commands
+
+
+def several(text: str) -> Union[str, list[str]]:
+    return text if text == "all" else text.split(",")
 
 
 def encode(arguments: argparse.Namespace) -> int:
     text = arguments.text
-    frame = kosc.encode(sys.stdin.read().rstrip("\r\n") if text == "-" else text)
+    frame = kosc.encode(sys.stdin.read().rstrip("\r\n") if text == "-" else text, band=arguments.band)
     with open(arguments.output, "wb") as output, wave.open(output, "wb") as file:
         file.setparams((1, frame.itemsize, kosc.SAMPLE_RATE, 0, "NONE", "not compressed"))
         silence = bytes(SILENCE * frame.itemsize)
@@ -42,22 +52,29 @@ def encode(arguments: argparse.Namespace) -> int:
 
 
 def decode(arguments: argparse.Namespace) -> int:
-    several = len(arguments.files) > 1
-    return max(guarded(show, kosc.listen(file), f"{file}: " if several else "") for file in arguments.files)
+    many = len(arguments.files) > 1
+    return max(guarded(show, kosc.listen(file, band=arguments.band), f"{file}: " if many else "")
+               for file in arguments.files)
 
 
 def listen(arguments: argparse.Namespace) -> int:
     if arguments.source is not None:
-        return show(kosc.listen(sys.stdin.buffer, arguments.channels))
-    return show(hear_microphone(1 if arguments.channels is None else arguments.channels))
+        return show(kosc.listen(sys.stdin.buffer, arguments.channels, band=arguments.band))
+    return show(hear_microphone(1 if arguments.channels is None else arguments.channels, arguments.band))
 
 
-def hear_microphone(channels: int) -> Iterator[kosc.Message]:
+def bands(_: argparse.Namespace) -> int:
+    for band in kosc.BANDS:
+        print(f"{band.name:16} {band.low_hz:5.0f} to {band.high_hz:5.0f} Hz  {band.use}")
+    return 0
+
+
+def hear_microphone(channels: int, band: Any) -> Iterator[kosc.Message]:
     try:
         import pyaudio
     except ImportError:
         raise ValueError("listening to the microphone takes the package pyaudio, which is not installed") from None
-    with kosc.Receiver(channels) as receiver:
+    with kosc.Receiver(channels, band=band) as receiver:
         portaudio = pyaudio.PyAudio()
         try:
             stream = portaudio.open(kosc.SAMPLE_RATE, channels, pyaudio.paInt16, input=True, frames_per_buffer=BLOCK)
@@ -78,7 +95,8 @@ def show(messages: Iterable[kosc.Message], before: str = "") -> int:
         shown = message.data.hex() if message.text is None else message.text
         look = "  [second look]" if message.second_look_needed else ""
         start = round(message.time, 3) + 0.0  # no minus before zero
-        print(f"{before}{start:.3f} s  ch {message.channel + 1}  {shown}{look}", flush=True)
+        band = "" if message.band == kosc.DEFAULT_BAND else f"  [{message.band}]"
+        print(f"{before}{start:.3f} s  ch {message.channel + 1}  {shown}{look}{band}", flush=True)
     return status
 
 
@@ -97,7 +115,7 @@ def main() -> int:
         if hasattr(signal, name):
             signal.signal(getattr(signal, name), signal.SIG_DFL)
     arguments = parser().parse_args()
-    return guarded({"encode": encode, "decode": decode, "listen": listen}[arguments.command], arguments)
+    return guarded({"encode": encode, "decode": decode, "listen": listen, "bands": bands}[arguments.command], arguments)
 
 
 if __name__ == "__main__":

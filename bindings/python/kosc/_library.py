@@ -55,6 +55,7 @@ class Library:
             function.restype, function.argtypes = result, arguments
             setattr(self, name, function)
         self._errors: list[str] = []
+        self._asking = False
         self._log_callback = LOG_CALLBACK(self._log)  # kept: the library calls it as long as it is loaded
         self.soundcomm_set_log_callback(ctypes.cast(self._log_callback, ctypes.c_void_p))
         self.soundcomm_config_log_time(0)
@@ -74,12 +75,22 @@ class Library:
         text = rest.rpartition("][")[0]
         if level == "ERROR":
             self._errors.append(text)
-        LOGGER.log(LEVELS.get(level, logging.INFO), text)
+        if not self._asking:
+            LOGGER.log(LEVELS.get(level, logging.INFO), text)
 
     def error(self, what: str) -> KoscError:
         """The exception for a call that failed: `what` failed, and what the library logged about it."""
         reasons, self._errors = self._errors, []
         return KoscError(f"{what}: {'; '.join(reasons)}" if reasons else what)
+
+    def ask(self, function: Any, *arguments: Any) -> tuple[Any, str]:
+        """What a function answers, and its errors, for a caller who tells them: they are not logged as well."""
+        self._errors, self._asking = [], True
+        try:
+            answer = function(*arguments)
+        finally:
+            self._asking = False
+        return answer, "; ".join(self._errors)
 
     def forget_errors(self) -> None:
         """Before a call whose errors matter: drops those of earlier calls."""

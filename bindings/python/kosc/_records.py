@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from ctypes import (CFUNCTYPE, POINTER, Structure, Union, c_bool, c_double, c_int, c_int32, c_uint8,
+from ctypes import (CFUNCTYPE, POINTER, Structure, Union, c_bool, c_char_p, c_double, c_int, c_int32, c_uint8,
                     c_uint32, c_uint64, c_void_p)
 from typing import Any
 
@@ -37,6 +37,12 @@ Cfg = _record("Cfg", ("msg_byte_len", u32), ("crc", CrcCfg), ("channel_code", Ch
 AudioFormat = _record("AudioFormat", ("sample_bytes", u32), ("track_num", u32), ("sample_rate", u32))
 AudioGain = _record("AudioGain", ("normalize", u32), ("amplitude", f64))
 
+# bands.h, kosc.h
+Band = _record("Band", ("name", c_char_p), ("use", c_char_p), ("first_subcarrier", u32), ("low_hz", f64),
+               ("high_hz", f64))
+Options = _record("Options", ("size", u32), ("first_subcarrier", u32), ("on_messages", c_void_p), ("user", c_void_p),
+                  ("second_look", u32))
+
 # frame_layout.h, papr.h, context.h: the starts of a pattern and of a parameter set
 Frame = _record("Frame", *((name, u32) for name in (
     "bytes", "bits", "re_num", "data_symbols", "pilot_symbols", "symbols", "frame_length", "sync_pilot_index",
@@ -67,7 +73,6 @@ FrameReport = _record("FrameReport", ("sample", c_uint64), ("track", u32), ("ver
                       ("msg_len", u32), ("msg", POINTER(u8)), ("samples", POINTER(f64)), ("correlation", f64),
                       ("quality", Quality))
 FRAME_CALLBACK = CFUNCTYPE(None, POINTER(FrameReport), c_void_p)
-RECV_CALLBACK = CFUNCTYPE(None, c_void_p, u32)
 ResultPart = _record("ResultPart", ("buffer", c_void_p), ("room", u32), ("count", u32))
 ResultSet = _record("ResultSet", ("decode_type", u32), ("correct", ResultPart), ("error", ResultPart),
                     ("second_correct", ResultPart), ("second_error", ResultPart))
@@ -129,8 +134,13 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "free_butterworth_bandpass": (None, [POINTER(Bandpass)]),
     "do_fade_in_out": (None, [FadeCfg, BYTES, u32]),
     "soundcomm_make_audio": (c_bool, [AudioFormat, AudioGain, BYTES, u32, BYTES]),
-    # kosc.h
-    "ko_soundcommu_init": (c_void_p, [RECV_CALLBACK, RECV_CALLBACK]),
+    # bands.h, kosc.h
+    "ko_soundcommu_get_band": (POINTER(Band), [u32]),
+    "ko_soundcommu_find_band": (c_int, [c_char_p, POINTER(Band)]),
+    "soundcomm_cfg_for_band": (c_bool, [u32, POINTER(Cfg)]),
+    "ko_soundcommu_default_options": (None, [POINTER(Options), u32]),
+    "ko_soundcommu_init_with": (c_void_p, [POINTER(Options)]),
+    "ko_soundcommu_release": (None, [c_void_p]),
     "ko_soundcommu_encode": (c_int, [c_void_p, BYTES, u32, BYTES, u32]),
     # config.h, context.h, frame_layout.h, encoder.h, decoder.h
     "soundcomm_default_cfg": (POINTER(Cfg), []),

@@ -7,13 +7,14 @@ import math
 import re
 import threading
 import weakref
-from typing import Any, NamedTuple, Optional, Union
+from typing import Any, Iterable, NamedTuple, Optional, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
 from . import _arrays as arrays
 from . import _records as records
+from ._bands import DEFAULT_BAND, Band, BandChoice, configuration, find_bands
 from ._library import lib
 from .modem import SAMPLE_RATE
 
@@ -54,6 +55,8 @@ class Message(NamedTuple):
     """share of the pilots' energy that adds up, 0 to 1"""
     evm: float = math.nan
     """error vector magnitude of the data symbols"""
+    band: Band = DEFAULT_BAND
+    """the band that it came on"""
 
     @property
     def text(self) -> Optional[str]:
@@ -66,10 +69,11 @@ class Message(NamedTuple):
         return text if text and not CONTROL.search(text) else None
 
 
-class _Channel:
-    """One channel's receiver, and the messages that its last blocks yielded."""
+class _Listener:
+    """One channel's receiver of one band, and the messages that its last blocks yielded."""
 
-    def __init__(self, channel: int, second_look: bool, recording: bool) -> None:
+    def __init__(self, channel: int, band: Band, second_look: bool, recording: bool) -> None:
+        self.channel = channel
         self.heard: list[Message] = []
         heard = self.heard  # not self: the library's callback must not keep the receiver alive
         silence = 0
@@ -82,11 +86,11 @@ class _Channel:
                 heard.append(Message(
                     (frame.sample - silence) / SAMPLE_RATE, channel, bytes(frame.msg[:frame.msg_len]),
                     correlation=frame.correlation, second_look_needed=quality.needed, failed_crcs=frame.failed_crcs,
-                    **measured))
+                    band=band, **measured))
 
         lib.forget_errors()
-        default = lib.soundcomm_default_cfg()
-        self.context = lib.soundcomm_init(default, default)
+        cfg = configuration(band)
+        self.context = lib.soundcomm_init(ctypes.byref(cfg), ctypes.byref(cfg))
         if not self.context:
             raise lib.error("cannot set up the receiver")
         callback = records.FRAME_CALLBACK(on_frame)
@@ -126,13 +130,16 @@ class Receiver:
     follows senders who walk, and every message comes with what it measured, which takes longer than decoding it.
     With `recording`, the samples are a recording from its start on, and finish() ends it: a frame is found, too, whose
     first samples the recording lacks.
+    `band` is as for find_band(), or several of these, or "all" that have a name: then it listens on all at once, and
+    Message.band tells on which one a message came.
     """
 
-    def __init__(self, channels: int = 2, second_look: bool = True, recording: bool = False) -> None:
-        number = arrays.count(channels, "channels", 1, MOST_CHANNELS)
-        self._channels: Optional[list[_Channel]] = [
-            _Channel(i, bool(second_look), bool(recording)) for i in range(number)]
-        self._number = number
+    def __init__(self, channels: int = 2, second_look: bool = True, recording: bool = False,
+                 band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND) -> None:
+        self._number = arrays.count(channels, "channels", 1, MOST_CHANNELS)
+        self._bands = find_bands(band)
+        self._listeners: Optional[list[_Listener]] = [
+            _Listener(i, each, bool(second_look), bool(recording)) for i in range(self._number) for each in self._bands]
         self._lock = threading.Lock()  # other threads may run while the library calls back
 
     @property
@@ -141,9 +148,14 @@ class Receiver:
         return self._number
 
     @property
+    def bands(self) -> tuple[Band, ...]:
+        """Bands that it listens to, each once."""
+        return self._bands
+
+    @property
     def closed(self) -> bool:
         """Whether close() was called."""
-        return self._channels is None
+        return self._listeners is None
 
     def push(self, samples: Samples) -> list[Message]:
         """The messages that end in these samples, in the order of time.
@@ -154,11 +166,12 @@ class Receiver:
         """
         block = self._as_block(samples)
         with self._lock:
-            channels = self._open_channels()
+            listeners = self._open_listeners()
             for start in range(0, len(block), BLOCK):
-                for column, channel in enumerate(channels):
-                    channel.push(np.ascontiguousarray(block[start:start + BLOCK, column], dtype=np.int16))
-            return self._heard(channels)
+                columns = np.ascontiguousarray(block[start:start + BLOCK].T, dtype=np.int16)
+                for each in listeners:
+                    each.push(columns[each.channel])
+            return self._heard(listeners)
 
     def finish(self) -> list[Message]:
         """The messages that still wait for more sound, as if silence followed the last samples; then closes.
@@ -166,37 +179,37 @@ class Receiver:
         Brings out a last frame that the recording cuts a little short, or that a fast sender ends early.
         """
         with self._lock:
-            channels = self._open_channels()
-            for channel in channels:
-                channel.push_silence()
-            heard = self._heard(channels)
+            listeners = self._open_listeners()
+            for each in listeners:
+                each.push_silence()
+            heard = self._heard(listeners)
         self.close()
         return heard
 
     def close(self) -> None:
         """Frees the receiver; may be called again."""
         with self._lock:
-            channels, self._channels = self._channels, None
-        for channel in channels or []:
-            channel.release()
+            listeners, self._listeners = self._listeners, None
+        for each in listeners or []:
+            each.release()
 
     def __enter__(self) -> Receiver:
-        self._open_channels()
+        self._open_listeners()
         return self
 
     def __exit__(self, *exception: Any) -> None:
         self.close()
 
-    def _open_channels(self) -> list[_Channel]:
-        if self._channels is None:
+    def _open_listeners(self) -> list[_Listener]:
+        if self._listeners is None:
             raise ValueError("the receiver is closed")
-        return self._channels
+        return self._listeners
 
     @staticmethod
-    def _heard(channels: list[_Channel]) -> list[Message]:
-        heard = [message for channel in channels for message in channel.heard]
-        for channel in channels:
-            channel.heard.clear()
+    def _heard(listeners: list[_Listener]) -> list[Message]:
+        heard = [message for each in listeners for message in each.heard]
+        for each in listeners:
+            each.heard.clear()
         return sorted(heard, key=lambda message: (message.time, message.channel))
 
     def _as_block(self, samples: Samples) -> NDArray[np.int16]:

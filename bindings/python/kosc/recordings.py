@@ -13,13 +13,13 @@ import numpy as np
 from numpy.typing import NDArray
 
 from . import _arrays as arrays
+from ._bands import ALL, DEFAULT_BAND, Band, BandChoice, find_bands
 from .modem import SAMPLE_RATE
 from .receiver import LITTLE_ENDIAN, Message, Receiver, Samples
-from .resample import resampled
+from .resample import PASSED, resampled
 
 BLOCK = 4096  # samples a channel that are read at a time
 SAMPLE_BYTES = 2
-LEAST_RATE = 44100  # slower sound does not hold the modem's band
 DEFAULT_CHANNELS = 2
 
 Source = Union[str, "os.PathLike[str]", wave.Wave_read, BinaryIO, Iterable[Samples]]
@@ -34,24 +34,39 @@ class _Sound(NamedTuple):
     blocks: Iterable[Any]
 
 
-def listen(source: Source, channels: Optional[int] = None, second_look: bool = True) -> Iterator[Message]:
+def listen(source: Source, channels: Optional[int] = None, second_look: bool = True,
+           band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND) -> Iterator[Message]:
     """Yields the messages in `source` as they are heard, those at its very ends included.
 
     `source` is the path of a sound file, an open wave.Wave_read, a binary file or stream of interleaved little-endian
     16-bit samples without a header, or any iterable of blocks for Receiver.push(). `channels` defaults to those of the
-    file, else 2.
+    file, else 2. `band` is as for Receiver.
 
     WAV files of 16 bits and SAMPLE_RATE Hz need no other package. The package soundfile reads those of other widths,
-    and FLAC, OGG, AIFF and so on; the package scipy converts rates from 44100 Hz on.
+    and FLAC, OGG, AIFF and so on; the package scipy converts rates. Slow ones hold low bands only: of "all", those are
+    listened to, and a band that is asked for by itself is refused.
     """
     with contextlib.ExitStack() as stack:
         sound = _opened(source, channels, stack)
         if channels not in (None, sound.channels):
             raise ValueError(f"{sound.name} has {sound.channels} channels, not {channels}")
-        receiver = stack.enter_context(Receiver(sound.channels, second_look, recording=True))
+        receiver = stack.enter_context(Receiver(sound.channels, second_look, True, _held(sound, band)))
         for block in sound.blocks if sound.rate == SAMPLE_RATE else _converted(sound):
             yield from receiver.push(block)
         yield from receiver.finish()
+
+
+def _held(sound: _Sound, choice: Any) -> Iterable[Band]:
+    """The bands of a choice, if the sound's rate holds them; of all, those that it does hold."""
+    bands = find_bands(choice)
+    ends = PASSED * sound.rate if sound.rate < SAMPLE_RATE else SAMPLE_RATE / 2
+    held = [band for band in bands if band.high_hz <= ends]
+    missing = [band for band in bands if band.high_hz > ends]
+    if not held or (missing and not (isinstance(choice, str) and choice == ALL)):
+        first = missing[0]
+        raise ValueError(f"{sound.name} has {sound.rate} Hz, which holds sound up to {ends:.0f} Hz; the band {first} "
+                         f"reaches from {first.low_hz:.0f} to {first.high_hz:.0f} Hz")
+    return held
 
 
 def _opened(source: Any, channels: Optional[int], stack: contextlib.ExitStack) -> _Sound:
@@ -106,8 +121,6 @@ def _refuse_nothing(name: str, samples: int) -> None:
 
 
 def _converted(sound: _Sound) -> Iterator[NDArray[np.float64]]:
-    if sound.rate < LEAST_RATE:
-        raise ValueError(f"{sound.name} has {sound.rate} Hz; only sound of {LEAST_RATE} Hz or more holds the modem's band")
     signal = _package("scipy.signal", f"{sound.name} has {sound.rate} Hz instead of {SAMPLE_RATE}")
     return resampled(signal, (_levels(block, sound.channels) for block in sound.blocks), sound.rate, SAMPLE_RATE)
 

@@ -90,16 +90,17 @@ def test_the_bandpass_keeps_its_state_and_passes_its_band():
     np.testing.assert_allclose(gain, [0, np.sqrt(0.5), 1, np.sqrt(0.5)], atol=1e-3)
 
 
-def test_the_buffer_finds_frames_where_they_are():
+@pytest.mark.parametrize("band", [kosc.DEFAULT_BAND, kosc.find_band(6000)], ids=str)
+def test_the_buffer_finds_frames_where_they_are(band):
     sound = np.zeros(60000, np.int16)
     for start in (5000, 16520, 40000):
-        sound[start:start + kosc.FRAME_LENGTH] = kosc.encode(b"here") // 4
-    buffer = core.SampleBuffer(sound)
+        sound[start:start + kosc.FRAME_LENGTH] = kosc.encode(b"here", band=band) // 4
+    buffer = core.SampleBuffer(sound, band)
     assert list(buffer.frame_starts()) == [5000, 16520, 40000]
-    np.testing.assert_allclose(buffer.filtered, core.Bandpass()(sound), atol=1e-6)
+    np.testing.assert_allclose(buffer.filtered, core.Bandpass(band.low_hz - 140.625, band.high_hz + 140.625)(sound), atol=1e-6)
     peaks = np.flatnonzero(buffer.correlation > 0.9)
     assert set(peaks // 10000) == {0, 1, 4} and buffer.correlation.max() <= 1.0
-    message, quality = core.Modem().second_look(sound[5000:])
+    message, quality = core.Modem(band).second_look(sound[5000:])
     assert (message, quality.decoded, quality.drift_ppm) == (b"here".ljust(28, b"\0"), True, 0.0)
     assert quality.snr_db > 35 and quality.coherence > 0.99
 

@@ -21,11 +21,11 @@ VECTORS = Path(__file__).parents[3] / "tests" / "vectors"
 RECORDINGS = json.loads((VECTORS / "recordings.json").read_text())
 
 
-def recording(channels, *sounds, length=48000, noise=0):
+def recording(channels, *sounds, length=48000, noise=0, band=kosc.DEFAULT_BAND):
     """int16 sound with noise; each of `sounds` is (message, channel, start, gain)."""
     sound = np.random.default_rng(7).normal(0.0, noise, (length, channels))
     for message, channel, start, gain in sounds:
-        sound[start:start + kosc.FRAME_LENGTH, channel] += gain * kosc.encode(message)
+        sound[start:start + kosc.FRAME_LENGTH, channel] += gain * kosc.encode(message, band=band)
     return np.clip(sound, -32768, 32767).astype(np.int16)
 
 
@@ -81,6 +81,16 @@ def test_the_second_look_hears_deeper_and_measures():
     assert all(abs(m.snr_db - expected) < 3 for m in deep)
 
 
+def test_all_bands_carry_their_messages_at_the_same_moment_and_each_says_which_it_was():
+    unnamed = kosc.find_band(12000)
+    sound = sum(recording(1, (str(band), 0, 9000, 0.4 / len(kosc.BANDS)), band=band) for band in (*kosc.BANDS, unnamed))
+    for choice, bands in (("near-ultrasonic", [kosc.DEFAULT_BAND]), ("all", kosc.BANDS), (12000, [unnamed]),
+                          (["12000", *kosc.BANDS, kosc.BANDS[0].name], [unnamed, *kosc.BANDS])):
+        heard = hear([sound], channels=1, band=choice)
+        assert [(m.text, m.band, m.time) for m in heard] == [(str(band), band, 9000 / 48000) for band in bands], choice
+    assert [m.band for m in kosc.listen(sound, channels=1)] == [kosc.DEFAULT_BAND]
+
+
 def test_measures_the_drift_of_a_fast_sender():
     frame = kosc.encode(b"fast").astype(float)
     spectrum = np.fft.rfft(np.pad(frame, (4000, 50000 - 4000 - frame.size)))
@@ -113,21 +123,23 @@ def test_listens_to_files_streams_and_blocks(tmp_path):
         assert places(kosc.listen(cut)) == heard
 
 
-@pytest.mark.parametrize("rate, kind", [(44100, "PCM_16"), (44100, "FLOAT"), (48000, "PCM_24"), (48000, "PCM_U8"),
-                                        (96000, "PCM_32"), (192000, "PCM_16")])
+@pytest.mark.parametrize("rate, kind", [
+    (8000, "PCM_16"), (16000, "FLOAT"), (22050, "PCM_16"), (32000, "PCM_16"), (44100, "PCM_16"), (44100, "FLOAT"),
+    (48000, "PCM_24"), (48000, "PCM_U8"), (96000, "PCM_32"), (192000, "PCM_16")])
 def test_listens_to_files_of_any_usual_rate_and_width(tmp_path, rate, kind):
     soundfile, signal = pytest.importorskip("soundfile"), pytest.importorskip("scipy.signal")
-    starts = (1200, 48000, 160000 - kosc.FRAME_LENGTH)  # the last one ends with the recording
-    sound = recording(2, *((b"%d" % start, 1, start, 0.3) for start in starts), length=160000, noise=20) / 32768
+    *_, band = (band for band in kosc.BANDS if band.high_hz < 0.48 * rate)
+    starts = (1200, 48000, 163200 - kosc.FRAME_LENGTH)  # the last one ends with the recording
+    sound = recording(2, *((b"%d" % start, 1, start, 0.3) for start in starts), length=163200, noise=20, band=band) / 32768
     path = tmp_path / "sound.wav"
     soundfile.write(path, signal.resample(sound, len(sound) * rate // 48000), rate, subtype=kind)
-    heard = list(kosc.listen(path))
-    assert [(m.channel, m.text) for m in heard] == [(1, str(start)) for start in starts]
+    heard = list(kosc.listen(path, band="all"))
+    assert [(m.channel, m.text, m.band) for m in heard] == [(1, str(start), band) for start in starts]
     assert [m.time * 48000 for m in heard] == pytest.approx(starts, abs=1)
     assert all(m.snr_db > 30 or kind == "PCM_U8" for m in heard)  # up to the last subcarrier
 
 
-@pytest.mark.parametrize("rate, tone, kept", [(44100, 20950, 1), (96000, 20950, 1), (96000, 28000, 0), (88200, 30000, 0)])
+@pytest.mark.parametrize("rate, tone, kept", [(44100, 20950, 1), (22050, 10550, 1), (96000, 20950, 1), (96000, 28000, 0), (88200, 30000, 0)])
 def test_other_rates_keep_the_band_to_a_thousandth_and_aliases_out(rate, tone, kept):
     signal = pytest.importorskip("scipy.signal")
     given, wanted = (np.sin(2 * np.pi * tone * np.arange(second) / second)[:, np.newaxis] for second in (rate, 48000))
@@ -162,6 +174,9 @@ def test_the_commands_write_and_read_files_and_streams(tmp_path):
         return done.returncode, (done.stdout + done.stderr).decode()
 
     assert run("encode", "-", "-o", "one.wav", stdin="Grüße\n".encode()) == (0, "")
+    assert run("encode", "a\nb", "-o", "two.wav", "--band", "6000") == (0, "")
+    assert run("decode", "two.wav", "--band", "9000,6000")[1].endswith(f"000  [{kosc.find_band(6000)}]\n")
+    assert [line.split()[0] for line in run("bands")[1].splitlines()] == [band.name for band in kosc.BANDS]
     assert run("encode", "a\nb", "-o", "two.wav") == (0, "")
     assert run("decode", "one.wav") == (0, "0.100 s  ch 1  Grüße\n")
     code, text = run("decode", "one.wav", "none.wav", "two.wav")
@@ -171,6 +186,6 @@ def test_the_commands_write_and_read_files_and_streams(tmp_path):
     assert run("listen", "-", stdin=raw[4:]) == (0, "0.000 s  ch 1  both\n0.000 s  ch 2  both\n")
     assert run("listen", "-", "--channels", "1", stdin=bytes(4000)) == (1, "")
     for words, reason in (("decode nowhere.wav", "nowhere.wav"), (f"encode {'x' * 29} -o x.wav", "29 bytes"),
-                          ("encode x -o /none/x.wav", "/none/x.wav"), ("listen - --channels 0", "1 to")):
+                          ("encode x -o /none/x.wav", "/none/x.wav"), ("listen - --band x", "no band is called x"), ("listen - --channels 0", "1 to")):
         code, text = run(*words.split())
         assert code == 2 and text.startswith("kosc: ") and reason in text and text.count("\n") == 1

@@ -32,6 +32,11 @@ REFUSALS = [
     (lambda r: kosc.encode("x", dtype="int32"), TypeError, "float32 or float64, not int32"),
     (lambda r: kosc.encode(28), TypeError, "must be bytes, not int"),
     (lambda r: kosc.encode(bytes(29)), ValueError, "29 bytes; 28 are the most"),
+    (lambda r: kosc.encode("x", band="radio"), ValueError, "^no band is called radio; a band is .* in Hz$"),
+    (lambda r: kosc.encode("x", band=kosc.BANDS), TypeError, "or one of kosc.BANDS, not tuple"),
+    (lambda r: kosc.Receiver(band=[100]), ValueError, "does not lie between 250 and 23500 Hz"),
+    (lambda r: kosc.Receiver(band=()), ValueError, "no band to listen on"),
+    (lambda r: core.Modem("all"), ValueError, "no band is called all"),
     (lambda r: r.push(I16 + 9000.0), ValueError, "samples reach 9000: .* between -1 and 1"),
     (lambda r: r.push(I16.astype(np.uint16)), TypeError, "must be int16, .*, not uint16"),
     (lambda r: r.push(None), TypeError, "must be int16, .*, not object"),
@@ -73,7 +78,8 @@ def test_refuses(receiver, call, error, text):
 
 @pytest.mark.parametrize("contents, channels, packages, text", [
     (b"", None, True, " is empty"), ((1, 2, 48000, 0), None, True, " has no samples"),
-    ((2, 2, 48000, 99), 1, True, " has 2 channels, not 1"), ((1, 2, 22050, 99), None, True, "44100 Hz or more"),
+    ((2, 2, 48000, 99), 1, True, " has 2 channels, not 1"), ((1, 2, 22050, 99), None, True,
+     "22050 Hz, which holds sound up to 10584 Hz; the band near-ultrasonic reaches from 18000 to 20953 Hz"),
     ((1, 2, 44100, 99), None, False, "44100 Hz instead of 48000: this takes the package scipy, which is not installed"),
     ((1, 1, 48000, 99), None, False, r"\(it has 8 bits\): this takes the package soundfile, which is not installed"),
     (b"text", None, False, r"no WAV file of 16-bit samples \(.+\): this takes the package soundfile"),

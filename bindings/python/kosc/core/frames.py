@@ -11,9 +11,10 @@ from numpy.typing import ArrayLike
 
 from .. import _arrays as arrays
 from .. import _records as records
+from .._bands import DEFAULT_BAND, BandChoice, configuration, find_band
 from .._arrays import Complexes, Reals
 from .._library import lib
-from ..modem import padded
+from ..modem import SAMPLE_RATE, padded
 from .signals import Bandpass
 from .symbols import PhasePattern
 
@@ -22,6 +23,7 @@ DECODED, NOT_DECODED = 1, 2
 FAILED = 0xFFFFFFFF
 SECOND_LOOK_ON = 1
 MOST_SAMPLES = 2**26
+MARGIN = 3  # subcarriers on both sides of a band that the receiver's filter passes, too
 
 
 class FrameQuality(NamedTuple):
@@ -37,17 +39,18 @@ class FrameQuality(NamedTuple):
 
 
 class Modem:
-    """The modem with its built-in configuration, frame by frame.
+    """The modem with its built-in configuration, frame by frame, in `band`, which is as for kosc.find_band().
 
     `symbol_len`, `cp_len` (cyclic prefix), `frame_length` and `fade_len` count samples; the `sc_num` subcarriers lie
     from FFT bin `sc_start` on. `pilots` has the indices of the frame's pilot symbols, the first of them the
     synchronisation pilot; the other ones of the frame's `symbols` carry data.
     """
 
-    def __init__(self) -> None:
+    def __init__(self, band: BandChoice = DEFAULT_BAND) -> None:
+        self.band = find_band(band)
+        built = configuration(self.band)
         lib.forget_errors()
-        default = lib.soundcomm_default_cfg()
-        self._context = lib.soundcomm_init(default, default)
+        self._context = lib.soundcomm_init(ctypes.byref(built), ctypes.byref(built))
         if not self._context:
             raise lib.error("cannot set up the modem")
         weakref.finalize(self, lib.soundcomm_release, self._context)
@@ -139,14 +142,15 @@ class SampleBuffer:
     """One channel's samples, filtered and correlated with the synchronisation pilot, and the search for frames in them.
 
     Value k of `correlation` stands for the pilot's reference ending at sample k; the receiver looks for peaks above
-    `threshold`.
+    `threshold`. `band` is as for Modem.
     """
 
-    def __init__(self, samples: ArrayLike) -> None:
+    def __init__(self, samples: ArrayLike, band: BandChoice = DEFAULT_BAND) -> None:
         pcm = arrays.pcm(samples)
         self._size = arrays.count(pcm.size, "the number of samples", 1, MOST_SAMPLES)
-        self._modem = Modem()  # owns the pilot
-        self._bandpass = Bandpass()
+        self._modem = Modem(band)  # owns the pilot
+        margin = MARGIN * SAMPLE_RATE / self._modem.symbol_len
+        self._bandpass = Bandpass(self._modem.band.low_hz - margin, self._modem.band.high_hz + margin)
         sync = lib.soundcomm_default_rx_sync_paras()
         self.threshold: float = sync.peak_threshold
         paras = self._modem._paras.contents
