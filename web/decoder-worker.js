@@ -1,19 +1,37 @@
 // The modem's thread: encodes, and decodes what the microphone or a file gives. Requests carry an id, and get one
 // answer with it; frames that the microphone brings are told as they come.
-import { encode, Receiver, channels, frameSamples, sampleRate } from "./kosc/index.js";
+import { bands, channels, defaultBand, encode, frameSamples, Receiver, sampleRate } from "./kosc/index.js";
 import { Resampler } from "./resampler.js";
 
-let stopListening = () => {};
+let tuned = defaultBand;
+let listening = null;
 
 function listen({ port, rate }) {
-    const receiver = new Receiver({ onFrame: (frame) => postMessage({ frame }) });
+    listening = { port, receiver: null, pushed: 0 };
     const resampler = rate === sampleRate ? null : new Resampler(rate, sampleRate);
-    port.onmessage = ({ data }) => receiver.push(resampler ? resampler.push(data) : data);
-    stopListening = () => {
-        port.close();
-        receiver.close();
-        stopListening = () => {};
+    port.onmessage = ({ data }) => {
+        const samples = resampler ? resampler.push(data) : data;
+        listening.receiver.push(samples);
+        listening.pushed += samples.length;
     };
+    tune({ band: tuned });
+}
+
+// Where to listen, from now on; times go on counting from where listening started.
+function tune({ band }) {
+    tuned = band;
+    if (listening !== null) {
+        const start = listening.pushed / sampleRate;
+        listening.receiver?.close();
+        const onFrame = (frame) => postMessage({ frame: { ...frame, time: start + frame.time } });
+        listening.receiver = new Receiver({ band, onFrame });
+    }
+}
+
+function stopListening() {
+    listening.port.close();
+    listening.receiver.close();
+    listening = null;
 }
 
 // Tells how far it is about ten times.
@@ -33,9 +51,9 @@ function decodeChannel(receiver, channel, samples, rate, tell) {
     receiver.finish(channel);
 }
 
-function decodeRecording({ id, tracks, rate }) {
+function decodeRecording({ id, tracks, rate, band }) {
     const frames = [];
-    const receiver = new Receiver({ recording: true, onFrame: (frame) => frames.push(frame) });
+    const receiver = new Receiver({ band, recording: true, onFrame: (frame) => frames.push(frame) });
     tracks.slice(0, channels).forEach((samples, channel) =>
         decodeChannel(receiver, channel, samples, rate,
             (part) => postMessage({ id, progress: (channel + part) / tracks.length })));
@@ -44,9 +62,11 @@ function decodeRecording({ id, tracks, rate }) {
 }
 
 const requests = {
-    encode: ({ message }) => encode(message, { format: "float32" }),
+    bands: () => ({ bands, defaultBand }),
+    encode: ({ message, band }) => encode(message, { format: "float32", band }),
     listen,
-    stop: () => stopListening(),
+    tune,
+    stop: stopListening,
     decodeRecording,
 };
 

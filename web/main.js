@@ -1,4 +1,6 @@
 // The page: forms and buttons to the modem's thread, the microphone and the loudspeaker, and what comes back to view.
+import { BandChoice, library } from "./band-choice.js";
+import { nameOf } from "./bands.js";
 import { openMicrophone } from "./capture.js";
 import { ask, onFrame } from "./decoder.js";
 import { judge, measure } from "./device-check.js";
@@ -44,11 +46,14 @@ async function send() {
     if (message === "") {
         throw new Error("Type a message first.");
     }
-    const samples = await ask("encode", { message });
+    const [band] = await sendChoice.bands();
+    const samples = await ask("encode", { message, band });
     say("send-status", "Sending …");
     await play(samples, RATE);
     say("send-status", `Sent “${message}”.`, "good");
 }
+
+const sendChoice = new BandChoice($("send-band"), ([{ use }]) => say("send-use", `${use[0].toUpperCase()}${use.slice(1)}.`));
 
 $("message").oninput = showLength;
 $("send").onsubmit = (event) => {
@@ -60,12 +65,20 @@ $("send").onsubmit = (event) => {
 
 // Listening
 
-const waterfall = new Waterfall($("waterfall"));
+const waterfall = new Waterfall($("waterfall"), $("edges"));
 let microphone = null;
 let frames = [];
+let bands = [];
+
+const listenChoice = new BandChoice($("listen-band"), async (chosen) => {
+    bands = chosen;
+    waterfall.show(bands);
+    await ask("tune", { band: bands });
+    showSettings(microphone?.granted);
+});
 
 function showSettings(granted) {
-    $("settings").replaceChildren(...compareSettings(granted).map(({ label, asked, granted: got, disturbs, remark }) => {
+    $("settings").replaceChildren(...compareSettings(granted, bands).map(({ label, asked, granted: got, disturbs, remark }) => {
         const row = document.createElement("tr");
         row.innerHTML = `<th scope="row"></th><td></td><td></td>`;
         row.children[0].textContent = label;
@@ -115,7 +128,7 @@ onFrame((frame) => {
     }
     frames.push(frame);
     const start = microphone.startTime + frame.time;
-    waterfall.mark(start, start + FRAME_SECONDS, frame.decoded);
+    waterfall.mark(frame.band, start, start + FRAME_SECONDS, frame.decoded);
     if (frame.decoded) {
         const secondsAgo = microphone.context.currentTime - start;
         $("no-messages").hidden = true;
@@ -135,6 +148,7 @@ $("listen-button").onclick = () => {
 async function check() {
     say("check-status", "Listening to the room, then playing a sweep …");
     $("verdict").replaceChildren();
+    $("use-band").hidden = true;
     if (microphone === null) {
         await startListening().catch((error) => {
             say("listen-status", "");
@@ -142,15 +156,17 @@ async function check() {
         });
     }
     const { granted } = microphone;
-    const lines = judge(await measure(microphone), granted);
+    const { lines, best, verdict } = judge(await measure(microphone, (await library).bands), granted);
     $("verdict").replaceChildren(...lines.map(({ good, text }) => {
         const item = document.createElement("li");
         item.className = good ? "good" : "bad";
         item.textContent = text;
         return item;
     }));
-    const all = lines.every(({ good }) => good);
-    say("check-status", all ? "This device can send and hear." : "Not all is well:", all ? "good" : "bad");
+    say("check-status", verdict.text, verdict.good ? "good" : "bad");
+    $("use-band").hidden = best === null;
+    $("use-band").textContent = best ? `Send and listen on ${nameOf(best)}` : "";
+    $("use-band").onclick = () => [sendChoice, listenChoice].forEach((choice) => choice.choose(best));
 }
 
 $("check-button").onclick = () => {
@@ -161,10 +177,12 @@ $("check-button").onclick = () => {
 
 // Recordings
 
+const fileChoice = new BandChoice($("file-band"));
+
 async function decodeRecording(file) {
     $("found").replaceChildren();
     say("file-status", `Reading ${file.name} …`);
-    const result = await decodeFile(file,
+    const result = await decodeFile(file, fileChoice,
         (part) => say("file-status", `Decoding ${file.name}: ${Math.round(100 * part)} %`));
     for (const frame of result.frames.filter(({ decoded }) => decoded)) {
         const channel = result.tracks > 1 ? `, channel ${frame.channel + 1}` : "";
@@ -201,5 +219,5 @@ document.ondrop = (event) => {
 };
 
 showLength();
-showSettings(null);
+showSettings();
 $("needs-server").remove();

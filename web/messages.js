@@ -1,4 +1,5 @@
 // Frames as list items and sentences.
+import { nameOf } from "./bands.js";
 
 const hex = (data) => Array.from(data, (byte) => byte.toString(16).padStart(2, "0")).join(" ");
 const signed = (value) => new Intl.NumberFormat("en", { maximumFractionDigits: 0, signDisplay: "exceptZero" }).format(value);
@@ -16,6 +17,7 @@ export function addMessage(list, frame, time) {
     const figures = element("p", "figures", "");
     figures.append(
         element("span", "time", time),
+        element("span", "", nameOf(frame.band)),
         element("span", "", `SNR ${frame.snrDb.toFixed(1)} dB`),
         element("span", "", `drift ${signed(frame.driftPpm)} ppm`),
         ...(frame.secondLookNeeded ? [element("span", "badge", "second look needed")] : []));

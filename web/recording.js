@@ -1,7 +1,7 @@
 // Reads a dropped sound file into samples at the file's own rate, as far as that can be told: browsers convert to the
 // rate of the context that decodes, and their converters cut the band.
+import { edges, endOf, isHeld, kilohertz, nameOf } from "./bands.js";
 import { ask } from "./decoder.js";
-import { LEAST_RATE } from "./settings.js";
 
 const MODEM_RATE = 48000;
 
@@ -24,13 +24,22 @@ function fileRate(bytes) {
     return undefined;
 }
 
-/** The frames in `file`; `onProgress` hears the share that is done, from 0 to 1. */
-export async function decodeFile(file, onProgress) {
+// The bands that the recording can hold: one that was chosen by itself must be among them.
+function heldBands(name, rate, bands, chosenByItself) {
+    const held = bands.filter((band) => isHeld(band, rate));
+    if (held.length === 0 || (chosenByItself && held.length < bands.length)) {
+        const missing = bands.find((band) => !held.includes(band));
+        throw new Error(`${name} has ${rate / 1000} kHz, which holds sound up to ${kilohertz(endOf(rate))}; ` +
+            `the band ${nameOf(missing)} reaches from ${edges(missing).replace("–", " to ")}.`);
+    }
+    return held;
+}
+
+/** The frames in `file` on the bands chosen, a BandChoice; `onProgress` hears the share that is done, from 0 to 1. */
+export async function decodeFile(file, choice, onProgress) {
     const bytes = await file.arrayBuffer();
     const rate = fileRate(bytes) ?? MODEM_RATE;
-    if (rate < LEAST_RATE) {
-        throw new Error(`${file.name} has ${rate / 1000} kHz; the modem's band is only in recordings of 44.1 kHz or more.`);
-    }
+    const band = heldBands(file.name, rate, await choice.bands(), !choice.isAll);
     let sound;
     try {
         sound = await new OfflineAudioContext(1, 1, rate).decodeAudioData(bytes);
@@ -38,7 +47,7 @@ export async function decodeFile(file, onProgress) {
         throw new Error(`${file.name} is no sound file that this browser can read.`);
     }
     const tracks = Array.from({ length: sound.numberOfChannels }, (_, i) => sound.getChannelData(i).slice());
-    const frames = await ask("decodeRecording", { tracks, rate: sound.sampleRate },
+    const frames = await ask("decodeRecording", { tracks, rate: sound.sampleRate, band },
         tracks.map((track) => track.buffer), onProgress);
     return { frames, seconds: sound.duration, tracks: tracks.length };
 }

@@ -1,11 +1,10 @@
 // The capture settings that the modem needs, and what to say when the browser grants others.
 
+import { edges, isHeld, nameOf } from "./bands.js";
+
 export const ASKED = {
     echoCancellation: false, noiseSuppression: false, autoGainControl: false, sampleRate: 48000, channelCount: 1,
 };
-
-// Half of it must lie above the band, which ends at 20.95 kHz.
-export const LEAST_RATE = 44100;
 
 const LABELS = {
     echoCancellation: "Echo cancellation", noiseSuppression: "Noise suppression", autoGainControl: "Automatic gain",
@@ -21,25 +20,28 @@ const WHEN_ON = {
 const kilohertz = (rate) => `${rate / 1000} kHz`;
 const inWords = (value) => (value === undefined ? "not said" : typeof value === "number" ? kilohertz(value) : value ? "on" : "off");
 
+const inWordsOf = (band) => `${nameOf(band)}, ${edges(band)}`;
+
 // What a granted setting means, if it is not the one asked for; some browsers do not say.
-function remarkOn(name, granted) {
+function remarkOn(name, granted, bands) {
     if (granted === undefined || granted === ASKED[name]) {
         return { disturbs: false, remark: null };
     }
     if (name !== "sampleRate") {
         return { disturbs: true, remark: WHEN_ON[name] };
     }
-    return granted < LEAST_RATE
-        ? { disturbs: true, remark: "The band, 18 to 21 kHz, is cut off: nothing can be heard." }
+    const missing = bands.filter((band) => !isHeld(band, granted));
+    return missing.length > 0
+        ? { disturbs: true, remark: `It cuts off, so that nothing is heard there: ${missing.map(inWordsOf).join("; ")}.` }
         : { disturbs: false, remark: "Not what was asked, but the band fits: the page converts it." };
 }
 
-/** A row a setting: what was asked and granted, in words, and what to say about it. Before listening nothing is granted. */
-export function compareSettings(granted) {
+/** A row a setting: what was asked and granted, in words, and what that means for bands. Before listening nothing is granted. */
+export function compareSettings(granted, bands) {
     return Object.keys(LABELS).map((name) => ({
         label: LABELS[name],
         asked: inWords(ASKED[name]),
         granted: granted ? inWords(granted[name]) : "–",
-        ...remarkOn(name, granted?.[name]),
+        ...remarkOn(name, granted?.[name], bands),
     }));
 }

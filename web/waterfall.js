@@ -1,7 +1,8 @@
-// A live picture of the upper end of the spectrum: time runs to the right, frequency upwards. The newest sound is at the
+// A live picture of the spectrum around the bands that are listened to: time runs to the right, frequency upwards. The newest sound is at the
 // right edge; a column is drawn for every pixel that time has moved on.
+import { edges, kilohertz, nameOf } from "./bands.js";
 
-const LOW = 14000, HIGH = 22000; // Hz; the page's style places the band's edges by the same numbers
+const BELOW = 4000, ABOVE = 1000; // Hz that are shown around the bands
 const SPEED = 80; // pixels a second
 const FLOOR_SPEED = 0.05; // share by which the noise floor follows a column's median
 const SILENCE = -140; // dB; nothing of a microphone's is that low
@@ -22,12 +23,40 @@ export class Waterfall {
     #scale = 1;
     #input = null;
     #floor = null;
+    #low = 0;
+    #high = 24000;
+    #edges;
 
-    constructor(canvas) {
+    /** Draws on `canvas`, and marks bands in `overlay`, which covers it. */
+    constructor(canvas, overlay) {
         this.#canvas = canvas;
+        this.#edges = overlay;
         this.#draw = canvas.getContext("2d", { alpha: false });
         new ResizeObserver(() => this.#fit()).observe(canvas);
         this.#fit();
+    }
+
+    /** Shows the spectrum around these bands, with their edges. */
+    show(bands) {
+        this.#low = Math.max(0, Math.min(...bands.map(({ lowHz }) => lowHz)) - BELOW);
+        this.#high = Math.max(...bands.map(({ highHz }) => highHz)) + ABOVE;
+        this.#floor = null;
+        this.#fit();
+        this.#edges.replaceChildren(...bands.map((band) => this.#marked(band, bands.length === 1)));
+        const named = bands.map((band) => `${nameOf(band)} (${edges(band)})`).join(", ");
+        const range = edges({ lowHz: this.#low, highHz: this.#high });
+        this.#canvas.setAttribute("aria-label", `Live waterfall of the sound, ${range}, with the edges of ${named}`);
+    }
+
+    // Labels for the edges, or with several bands one for the name.
+    #marked(band, alone) {
+        const mark = document.createElement("div");
+        mark.className = "band";
+        mark.style.top = `${100 * this.#share(band.highHz)}%`;
+        mark.style.height = `${100 * (this.#share(band.lowHz) - this.#share(band.highHz))}%`;
+        const labels = alone ? [kilohertz(band.highHz), kilohertz(band.lowHz)] : [`${nameOf(band)}, ${edges(band)}`];
+        mark.append(...labels.map((text) => Object.assign(document.createElement("span"), { textContent: text })));
+        return mark;
     }
 
     start(analyser, context) {
@@ -41,9 +70,9 @@ export class Waterfall {
         this.#input = null;
     }
 
-    /** Frames what was heard from `start` to `end`, in seconds of the context. */
-    mark(start, end, good) {
-        const [top, bottom] = [21000, 18000].map((frequency) => this.#row(frequency));
+    /** Frames what was heard in a band from `start` to `end`, in seconds of the context. */
+    mark(band, start, end, good) {
+        const [top, bottom] = [band.highHz, band.lowHz].map((frequency) => this.#share(frequency) * this.#canvas.height);
         const left = this.#canvas.width - (this.#input.drawn - this.#column(start));
         this.#draw.strokeStyle = good ? "#7df0c3" : "#ffb454";
         this.#draw.lineWidth = 2 * this.#scale;
@@ -54,8 +83,9 @@ export class Waterfall {
         return Math.floor(seconds * SPEED * this.#scale);
     }
 
-    #row(frequency) {
-        return ((HIGH - frequency) / (HIGH - LOW)) * this.#canvas.height;
+    // Of the picture's height, from the top.
+    #share(frequency) {
+        return (this.#high - frequency) / (this.#high - this.#low);
     }
 
     #fit() {
@@ -89,7 +119,7 @@ export class Waterfall {
         const { height } = this.#canvas;
         const binWidth = sampleRate / 2 / spectrum.length;
         const levels = Array.from({ length: height }, (_, row) => {
-            const frequency = HIGH - ((row + 0.5) / height) * (HIGH - LOW);
+            const frequency = this.#high - ((row + 0.5) / height) * (this.#high - this.#low);
             return spectrum[Math.min(Math.round(frequency / binWidth), spectrum.length - 1)];
         });
         const median = levels.slice().sort((a, b) => a - b)[height >> 1];

@@ -4,7 +4,7 @@ import { readFileSync } from "node:fs";
 import { test } from "node:test";
 import { setTimeout } from "node:timers/promises";
 import { status, withPage } from "./browser.mjs";
-import { nativeMessages, noisyRecording, resample, site, writeWav } from "./sounds.mjs";
+import { kosc, nativeMessages, noisyRecording, resample, site, writeWav } from "./sounds.mjs";
 
 const tone = (frequency, rate) => Float32Array.from({ length: rate / 10 }, (_, i) => Math.sin((2 * Math.PI * frequency * i) / rate));
 
@@ -56,8 +56,11 @@ async function drop(page, file, name) {
 }
 
 test("a recording dropped while the page still loads shows its messages, and a file that is none says so", async () => {
-    const frames = ["one", "two"].map((text, i) => ({ text, at: 0.4 + i, gain: 0.06 - 0.03 * i }));
-    const right = resample(noisyRecording(2, frames), 48000, 44100);
+    const [low] = kosc.bands;
+    const frames = ["one", "two", "low"].map((text, i) => ({ text, at: 0.4 + i / 2, gain: 0.06, band: i > 1 ? low : undefined }));
+    const sound = noisyRecording(2, frames);
+    const right = resample(sound, 48000, 44100);
+    const slow = writeWav("slow.wav", resample(sound, 48000, 22050), 22050);
     const file = writeWav("stereo.wav", Float32Array.from({ length: 2 * right.length }, (_, i) => (i % 2 ? right[i >> 1] : 0)), 44100, 2);
     const late = () => setTimeout(1500, readFileSync(new URL("kosc/module.js", site)));
     await withPage({ files: { "/kosc/module.js": late } }, async (page) => {
@@ -65,9 +68,16 @@ test("a recording dropped while the page still loads shows its messages, and a f
         await status(page, "#file-status", "stereo.wav, 2.0 s: 2 messages.");
         assert.deepEqual(await page.locator("#found .text").allTextContents(), nativeMessages(file));
         assert.match(await page.locator("#found .time").first().textContent(), /^0\.40\d s, channel 2$/);
-        for (const [name, reason] of [["page.test.mjs", "no sound file"], [writeWav("low.wav", [0, 0], 22050), "44.1 kHz or more"]]) {
+        for (const [name, reason] of [["page.test.mjs", "no sound file"], [slow, "22.05 kHz, which holds sound up to 10.6 kHz; the band near-ultrasonic reaches from 18 to 21 kHz"]]) {
             await page.locator("#file").setInputFiles(name.includes("/") ? name : new URL(name, import.meta.url).pathname);
             await status(page, "#file-status", reason);
+        }
+        await page.getByLabel("Search").selectOption("all");
+        for (const [path, texts] of [[file, ["one", "two", "low"]], [slow, ["low"]]]) {
+            await page.locator("#file").setInputFiles(path);
+            await status(page, "#file-status", `: ${texts.length} message`);
+            assert.deepEqual(await page.locator("#found .text").allTextContents(), texts);
+            assert.match(await page.locator("#found li").last().textContent(), new RegExp(`${low.name}SNR`));
         }
     });
 });

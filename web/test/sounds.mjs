@@ -52,13 +52,13 @@ export function makeNoise(seed) {
     return () => Array.from({ length: 12 }, uniform).reduce((sum, value) => sum + value, -6);
 }
 
-/** `seconds` of white noise with frames {text, at (seconds), gain} in it, 48000 Hz. */
+/** `seconds` of white noise with frames {text, at (seconds), gain, band} in it, 48000 Hz. */
 export function noisyRecording(seconds, frames, noise = 300) {
     const normal = makeNoise(2026);
     const sound = Float32Array.from({ length: seconds * kosc.sampleRate }, () => noise * normal());
-    for (const { text, at, gain } of frames) {
+    for (const { text, at, gain, band } of frames) {
         const start = Math.round(at * kosc.sampleRate);
-        kosc.encode(text).forEach((sample, i) => (sound[start + i] += gain * sample));
+        kosc.encode(text, { band }).forEach((sample, i) => (sound[start + i] += gain * sample));
     }
     return sound;
 }

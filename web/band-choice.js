@@ -1,0 +1,68 @@
+// A choice of band: a list that the library fills, and that this browser remembers from visit to visit.
+import { edges, nameOf } from "./bands.js";
+import { ask } from "./decoder.js";
+
+const ALL = "all";
+
+/** What the library has: `bands` and `defaultBand`. */
+export const library = ask("bands");
+library.catch(() => {}); // said by whoever needs it
+
+// Where a browser keeps nothing for this page, touching its storage throws.
+function remembered(key) {
+    try {
+        return localStorage.getItem(key);
+    } catch {
+        return null;
+    }
+}
+
+function remember(key, value) {
+    try {
+        localStorage.setItem(key, value);
+    } catch {
+        // chosen for this visit only
+    }
+}
+
+export class BandChoice {
+    #select;
+
+    /** `onChange` hears of the bands chosen, at first as soon as the list is known. */
+    constructor(select, onChange = () => {}) {
+        this.#select = select;
+        const told = async () => onChange(await this.bands());
+        select.onchange = () => {
+            remember(select.id, select.value);
+            told();
+        };
+        this.ready = library.then(({ bands, defaultBand }) => {
+            const options = bands.map((band) => [band.name, `${nameOf(band)}, ${edges(band)}`]);
+            if (select.dataset.all) {
+                options.push([ALL, select.dataset.all]);
+            }
+            select.append(...options.map(([value, text]) => new Option(text, value)));
+            const before = remembered(select.id);
+            select.value = options.some(([value]) => value === before) ? before : defaultBand.name;
+            told();
+        });
+        this.ready.catch(() => {});
+    }
+
+    /** Chooses a band, as a person would. */
+    choose(band) {
+        this.#select.value = band.name;
+        this.#select.onchange();
+    }
+
+    get isAll() {
+        return this.#select.value === ALL;
+    }
+
+    /** The bands chosen, once the list is known. */
+    async bands() {
+        await this.ready;
+        const { bands } = await library;
+        return bands.filter(({ name }) => this.isAll || name === this.#select.value);
+    }
+}
