@@ -31,10 +31,9 @@ export class BandChoice {
     /** `onChange` hears of the bands chosen, at first as soon as the list is known. */
     constructor(select, onChange = () => {}) {
         this.#select = select;
-        const told = async () => onChange(await this.bands());
-        select.onchange = () => {
+        select.onchange = async () => {
             remember(select.id, select.value);
-            told();
+            onChange(await this.bands());
         };
         this.ready = library.then(({ bands, defaultBand }) => {
             const options = bands.map((band) => [band.name, `${nameOf(band)}, ${edges(band)}`]);
@@ -44,9 +43,8 @@ export class BandChoice {
             select.append(...options.map(([value, text]) => new Option(text, value)));
             const before = remembered(select.id);
             select.value = options.some(([value]) => value === before) ? before : defaultBand.name;
-            told();
         });
-        this.ready.catch(() => {});
+        this.ready.then(async () => onChange(await this.bands()), () => {});
     }
 
     /** Chooses a band, as a person would. */

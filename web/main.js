@@ -70,11 +70,11 @@ let microphone = null;
 let frames = [];
 let bands = [];
 
-const listenChoice = new BandChoice($("listen-band"), async (chosen) => {
+const listenChoice = new BandChoice($("listen-band"), (chosen) => {
     bands = chosen;
     waterfall.show(bands);
-    await ask("tune", { band: bands });
     showSettings(microphone?.granted);
+    ask("tune", { band: bands }).catch((error) => say("listen-status", error.message, "bad"));
 });
 
 function showSettings(granted) {
