@@ -1,5 +1,5 @@
 // A choice of band: a list that the library fills, and that this browser remembers from visit to visit.
-import { edges, nameOf } from "./bands.js";
+import { describe } from "./bands.js";
 import { ask } from "./decoder.js";
 
 const ALL = "all";
@@ -36,7 +36,7 @@ export class BandChoice {
             onChange(await this.bands());
         };
         this.ready = library.then(({ bands, defaultBand }) => {
-            const options = bands.map((band) => [band.name, `${nameOf(band)}, ${edges(band)}`]);
+            const options = bands.map((band) => [band.name, describe(band)]);
             if (select.dataset.all) {
                 options.push([ALL, select.dataset.all]);
             }

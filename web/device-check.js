@@ -1,6 +1,6 @@
-// What this device's loudspeaker and microphone, and the noise around, leave of each band: how far a frame would stand out
-// of the noise, from a sweep that the page plays itself. docs/web/device-check.md says what is computed.
-import { edges, isHeld, nameOf } from "./bands.js";
+// What this device's loudspeaker and microphone, and the noise around, leave of each band: how far a frame would stand
+// out of the noise, from a sweep that the page plays itself. docs/web/device-check.md says what is computed.
+import { describe, isHeld, nameOf } from "./bands.js";
 import { play } from "./play.js";
 import { compareSettings } from "./settings.js";
 
@@ -70,7 +70,10 @@ function frameOverSweep(analyser, sampleRate) {
     return (chirpRate * window * SYMBOL * BLACKMAN_POWER * subcarrier) / LEVEL ** 2;
 }
 
-/** Measures over an open microphone: for each band the signal-to-noise ratio of frames in dB, third by third, or none. */
+/**
+ * Measures over an open microphone: for each band the signal-to-noise ratio of frames in dB, third by third, or nothing
+ * where the microphone's rate does not hold the band.
+ */
 export async function measure({ context, analyser }, bands) {
     await pause(200); // what was played before has died away
     const noise = await gather(analyser, pause(NOISE_SECONDS * 1000));
@@ -78,7 +81,7 @@ export async function measure({ context, analyser }, bands) {
     const factor = frameOverSweep(analyser, context.sampleRate);
     return bands.map((band) => {
         if (!isHeld(band, context.sampleRate)) {
-            return { band, snr: [-Infinity] };
+            return { band, snr: [] };
         }
         const [least, most] = [noise.mean, heard.most].map((powers) => meanPowers(powers, context.sampleRate, band));
         return { band, snr: most.map((level, third) => decibels((factor * level) / least[third])) };
@@ -87,7 +90,10 @@ export async function measure({ context, analyser }, bands) {
 
 function judgeBand({ band, snr }) {
     const [least, most] = [Math.min(...snr), Math.max(...snr)];
-    const name = `${nameOf(band)}, ${edges(band)}`;
+    const name = describe(band);
+    if (snr.length === 0) {
+        return { band, least: -Infinity, good: false, text: `${name}: beyond the microphone's sample rate.` };
+    }
     if (least >= GOOD) {
         return { band, least, good: true, text: `${name}: good, ${Math.round(least)} dB.` };
     }

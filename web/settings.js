@@ -1,6 +1,5 @@
 // The capture settings that the modem needs, and what to say when the browser grants others.
-
-import { edges, isHeld, nameOf } from "./bands.js";
+import { describe, isHeld } from "./bands.js";
 
 export const ASKED = {
     echoCancellation: false, noiseSuppression: false, autoGainControl: false, sampleRate: 48000, channelCount: 1,
@@ -20,8 +19,6 @@ const WHEN_ON = {
 const kilohertz = (rate) => `${rate / 1000} kHz`;
 const inWords = (value) => (value === undefined ? "not said" : typeof value === "number" ? kilohertz(value) : value ? "on" : "off");
 
-const inWordsOf = (band) => `${nameOf(band)}, ${edges(band)}`;
-
 // What a granted setting means, if it is not the one asked for; some browsers do not say.
 function remarkOn(name, granted, bands) {
     if (granted === undefined || granted === ASKED[name]) {
@@ -32,11 +29,14 @@ function remarkOn(name, granted, bands) {
     }
     const missing = bands.filter((band) => !isHeld(band, granted));
     return missing.length > 0
-        ? { disturbs: true, remark: `It cuts off, so that nothing is heard there: ${missing.map(inWordsOf).join("; ")}.` }
+        ? { disturbs: true, remark: `It cuts off, so that nothing is heard there: ${missing.map(describe).join("; ")}.` }
         : { disturbs: false, remark: "Not what was asked, but the band fits: the page converts it." };
 }
 
-/** A row a setting: what was asked and granted, in words, and what that means for bands. Before listening nothing is granted. */
+/**
+ * A row a setting: what was asked and granted, in words, and what that means for `bands`. Before listening nothing is
+ * granted.
+ */
 export function compareSettings(granted, bands) {
     return Object.keys(LABELS).map((name) => ({
         label: LABELS[name],

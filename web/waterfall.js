@@ -1,6 +1,6 @@
-// A live picture of the spectrum around the bands that are listened to: time runs to the right, frequency upwards. The newest sound is at the
-// right edge; a column is drawn for every pixel that time has moved on.
-import { edges, kilohertz, nameOf } from "./bands.js";
+// A live picture of the spectrum around the bands that are listened to: time runs to the right, frequency upwards. The
+// newest sound is at the right edge; a column is drawn for every pixel that time has moved on.
+import { describe, edges, kilohertz } from "./bands.js";
 
 const BELOW = 4000, ABOVE = 1000; // Hz that are shown around the bands
 const SPEED = 80; // pixels a second
@@ -43,7 +43,7 @@ export class Waterfall {
         this.#floor = null;
         this.#fit();
         this.#edges.replaceChildren(...bands.map((band) => this.#marked(band, bands.length === 1)));
-        const named = bands.map((band) => `${nameOf(band)} (${edges(band)})`).join(", ");
+        const named = bands.map(describe).join("; ");
         const range = edges({ lowHz: this.#low, highHz: this.#high });
         this.#canvas.setAttribute("aria-label", `Live waterfall of the sound, ${range}, with the edges of ${named}`);
     }
@@ -54,7 +54,7 @@ export class Waterfall {
         mark.className = "band";
         mark.style.top = `${100 * this.#share(band.highHz)}%`;
         mark.style.height = `${100 * (this.#share(band.lowHz) - this.#share(band.highHz))}%`;
-        const labels = alone ? [kilohertz(band.highHz), kilohertz(band.lowHz)] : [`${nameOf(band)}, ${edges(band)}`];
+        const labels = alone ? [kilohertz(band.highHz), kilohertz(band.lowHz)] : [describe(band)];
         mark.append(...labels.map((text) => Object.assign(document.createElement("span"), { textContent: text })));
         return mark;
     }

@@ -68,7 +68,7 @@ test("a recording dropped while the page still loads shows its messages, and a f
         await status(page, "#file-status", "stereo.wav, 2.0 s: 2 messages.");
         assert.deepEqual(await page.locator("#found .text").allTextContents(), nativeMessages(file));
         assert.match(await page.locator("#found .time").first().textContent(), /^0\.40\d s, channel 2$/);
-        for (const [name, reason] of [["page.test.mjs", "no sound file"], [slow, "22.05 kHz, which holds sound up to 10.6 kHz; the band near-ultrasonic reaches from 18 to 21 kHz"]]) {
+        for (const [name, reason] of [["page.test.mjs", "no sound file"], [slow, "22.05 kHz, which holds sound up to 10.8 kHz; the band near-ultrasonic reaches from 18 to 21 kHz"]]) {
             await page.locator("#file").setInputFiles(name.includes("/") ? name : new URL(name, import.meta.url).pathname);
             await status(page, "#file-status", reason);
         }

@@ -128,7 +128,7 @@ def test_listens_to_files_streams_and_blocks(tmp_path):
     (48000, "PCM_24"), (48000, "PCM_U8"), (96000, "PCM_32"), (192000, "PCM_16")])
 def test_listens_to_files_of_any_usual_rate_and_width(tmp_path, rate, kind):
     soundfile, signal = pytest.importorskip("soundfile"), pytest.importorskip("scipy.signal")
-    *_, band = (band for band in kosc.BANDS if band.high_hz < 0.48 * rate)
+    *_, band = (band for band in kosc.BANDS if band.high_hz < 0.492 * rate)
     starts = (1200, 48000, 163200 - kosc.FRAME_LENGTH)  # the last one ends with the recording
     sound = recording(2, *((b"%d" % start, 1, start, 0.3) for start in starts), length=163200, noise=20, band=band) / 32768
     path = tmp_path / "sound.wav"

@@ -79,7 +79,7 @@ def test_refuses(receiver, call, error, text):
 @pytest.mark.parametrize("contents, channels, packages, text", [
     (b"", None, True, " is empty"), ((1, 2, 48000, 0), None, True, " has no samples"),
     ((2, 2, 48000, 99), 1, True, " has 2 channels, not 1"), ((1, 2, 22050, 99), None, True,
-     "22050 Hz, which holds sound up to 10584 Hz; the band near-ultrasonic reaches from 18000 to 20953 Hz"),
+     "22050 Hz, which holds sound up to 10849 Hz; the band near-ultrasonic reaches from 18000 to 20953 Hz"),
     ((1, 2, 44100, 99), None, False, "44100 Hz instead of 48000: this takes the package scipy, which is not installed"),
     ((1, 1, 48000, 99), None, False, r"\(it has 8 bits\): this takes the package soundfile, which is not installed"),
     (b"text", None, False, r"no WAV file of 16-bit samples \(.+\): this takes the package soundfile"),
