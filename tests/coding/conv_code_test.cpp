@@ -1,10 +1,13 @@
 #include "kosc/conv_code.h"
 
-#include <random>
+#include <numeric>
 
+#include "channels.h"
 #include "support/modem.h"
 
 namespace {
+
+using kosc_link::random_source;
 
 code_ptr make_code(uint32_t constraint, const std::vector<uint32_t>& polynomials)
 {
@@ -28,69 +31,106 @@ TEST(ConvCode, AnswersASingleOneWithItsPolynomialsFromBitZeroUp)
     EXPECT_EQ(encoded(make_code(9, {0x1A7, 0x0F9}), {1}), bits("11 10 10 01 01 11 01 11 00")); // no tap above bit 7
 }
 
-// The decoder slot by slot, as plainly as it can be put.
-byte_list slot_by_slot(const conv_code_t& code, const byte_list& coded, bool terminated)
+// All words of INFO_BITS bits through the encoder, ordered by their bits, the newest first: of words that agree equally
+// well with what was received, every decoder is to take the first.
+constexpr uint32_t INFO_BITS = 12;
+
+std::vector<byte_list> all_words(const code_ptr& code)
 {
-    constexpr uint32_t NEVER = 0xFFFFFFFF;
-    const uint32_t k = code.constraint, n = code.polynomial_num, slots = 1u << k;
-    const size_t steps = coded.size() / n;
-    std::vector<std::vector<uint32_t>> survivor(steps, std::vector<uint32_t>(slots));
-    std::vector<uint32_t> before(slots, NEVER), after(slots);
-    before[0] = 0;
-    for (size_t t = 0; t < steps; ++t) {
-        for (uint32_t s = 0; s < slots; ++s) {
-            const uint32_t even = (s & ((1u << (k - 2)) - 1)) << 1, input = s >> (k - 2) & 1;
-            uint32_t metric[2];
-            for (const uint32_t odd : {0u, 1u}) {
-                metric[odd] = before[even + odd];
-                for (uint32_t i = 0; metric[odd] != NEVER && i < n; ++i) {
-                    const uint8_t received = coded[t * n + i];
-                    const uint8_t expected = code.output_table[((even + odd) | input << (k - 1)) * n + i];
-                    metric[odd] += received == 0xFF || expected == 0xFF ? 0 : received ^ expected;
-                }
-            }
-            const uint32_t chosen = metric[0] > metric[1] ? 1 : 0;
-            const bool closed = terminated && steps - t <= k - 1 && s >> (k - 1) != 0;
-            after[s] = closed ? NEVER : metric[chosen];
-            survivor[t][s] = closed ? 0 : even + chosen;
+    std::vector<byte_list> words(1U << INFO_BITS);
+    byte_list info(INFO_BITS);
+    for (uint32_t word = 0; word < words.size(); ++word) {
+        for (uint32_t i = 0; i < INFO_BITS; ++i) {
+            info[i] = word >> i & 1;
         }
-        std::swap(before, after);
+        words[word] = encoded(code, info);
     }
-    auto s = static_cast<uint32_t>(std::min_element(before.begin(), before.end()) - before.begin());
-    byte_list result(steps);
-    for (size_t t = steps; t-- > 0;) {
-        result[t] = static_cast<uint8_t>(s >> (k - 2));
-        s = survivor[t][s];
-    }
-    return result;
+    return words;
 }
 
-TEST(Viterbi, DecidesAsTheSlotBySlotDecoderTerminatedOrNot)
+// The bits of the first word of the least cost, followed by zeros.
+template <typename Cost> byte_list first_best(const std::vector<byte_list>& words, size_t len, Cost cost)
+{
+    std::vector<decltype(cost(words[0]))> costs(words.size());
+    std::transform(words.begin(), words.end(), costs.begin(), cost);
+    const auto best = static_cast<uint32_t>(std::min_element(costs.begin(), costs.end()) - costs.begin());
+    byte_list info(len);
+    for (uint32_t i = 0; i < INFO_BITS; ++i) {
+        info[i] = best >> i & 1;
+    }
+    return info;
+}
+
+TEST(Viterbi, FindsTheFirstOfAllWordsNextToWhatWasReceivedHardOrSoft)
 {
     const std::pair<uint32_t, std::vector<uint32_t>> codes[] = {
         {2, {3, 2}}, {4, {15}}, {5, {25, 23, 21, 27}}, {7, {121, 91}}, {7, {95, 107, 81}}, {9, {367, 435, 458}}};
-    std::mt19937 random{7};
+    random_source random{7};
     for (const auto& [constraint, polynomials] : codes) {
         const code_ptr code = make_code(constraint, polynomials);
-        for (uint32_t round = 0; round < 40; ++round) { // from clean blocks to noise
-            byte_list sent(1 + random() % (constraint == 7 ? 600 : 40));
-            std::generate(sent.begin(), sent.end(), [&] { return random() & 1; });
-            byte_list coded = encoded(code, sent);
-            ASSERT_EQ(coded.size(), conv_code_encode_length(code.get(), static_cast<uint32_t>(sent.size())));
-            for (uint8_t& bit : coded) {
-                if (random() % 40 < round) {
-                    bit = static_cast<uint8_t>(round % 4 == 0 ? random() : random() & 1);
-                }
-                if (round == 39 || (round % 3 == 1 && random() % 4 == 0)) {
-                    bit = HOLE; // in the last round everywhere: all paths tie
+        const std::vector<byte_list> words = all_words(code);
+        ASSERT_EQ(words[0].size(), conv_code_encode_length(code.get(), INFO_BITS));
+        const uint32_t steps = INFO_BITS + constraint - 1;
+        const soft_viterbi_ptr decoder{soft_viterbi_init(code.get(), steps)};
+        for (uint32_t round = 0; round < 20; ++round) { // from clean blocks to noise, and at last all paths tie
+            SCOPED_TRACE(testing::Message() << "constraint " << constraint << ", round " << round);
+            double_list soft(words[0].size());
+            byte_list hard(INFO_BITS * polynomials.size());
+            const byte_list& sent = words[random.bits() % words.size()];
+            for (size_t i = 0; i < soft.size(); ++i) {
+                const bool is_hole = round == 19 || (round % 3 == 1 && random.uniform() < 0.25);
+                soft[i] = is_hole ? 0.0 : (sent[i] != 0 ? 1.0 : -1.0) + 0.2 * round * random.gaussian();
+                if (i < hard.size()) {
+                    hard[i] = is_hole ? HOLE : soft[i] > 0 ? 1 : 0;
                 }
             }
-            coded[random() % coded.size()] ^= round % 4 == 2 ? 2 : 0; // a single strange byte
-            const byte_list expected = slot_by_slot(*code, coded, round % 2 == 0);
-            ASSERT_EQ(decoded(code, coded, false), expected) << "constraint " << constraint << ", round " << round;
-            ASSERT_EQ(decoded(code, coded, true), expected) << "constraint " << constraint << ", round " << round;
+            hard[random.bits() % hard.size()] ^= round % 4 == 2 ? 2 : 0; // a single strange byte
+            const byte_list nearest = first_best(words, INFO_BITS, [&](const byte_list& word) {
+                return std::inner_product(hard.begin(), hard.end(), word.begin(), 0U, std::plus<>(),
+                                          [](uint32_t r, uint32_t w) { return r == HOLE ? 0 : r ^ w; });
+            });
+            EXPECT_EQ(decoded(code, hard, false), nearest);
+            EXPECT_EQ(decoded(code, hard, true), nearest) << "terminated";
+            const byte_list most_likely = first_best(words, steps, [&](const byte_list& word) {
+                return -std::inner_product(soft.begin(), soft.end(), word.begin(), 0.0);
+            });
+            byte_list found(steps, 0xEE);
+            EXPECT_TRUE(soft_viterbi_decode(decoder.get(), soft.data(), steps, found.data()));
+            EXPECT_EQ(found, most_likely) << "soft";
         }
     }
+}
+
+// Noise, in which metrics grow fastest. A two more in a received byte costs every path the same two, and all paths are
+// then followed slot by slot, in metrics that need no renormalisation.
+TEST(Viterbi, DecidesInLongBlocksAsItDoesSlotBySlot)
+{
+    random_source random{8};
+    const std::vector<uint32_t> codes[] = {{95, 107, 81}, {121, 91}};
+    for (const auto& polynomials : codes) {
+        const code_ptr code = make_code(7, polynomials);
+        for (uint32_t round = 0; round < 10; ++round) {
+            byte_list noise(600 * polynomials.size());
+            std::generate(noise.begin(), noise.end(),
+                          [&] { return random.bits() % 8 < round ? random.bits() & 1 : 1; });
+            byte_list strange = noise;
+            strange[random.bits() % strange.size()] += 2;
+            EXPECT_EQ(decoded(code, noise, true), decoded(code, strange, false)) << round;
+        }
+    }
+}
+
+TEST(SoftViterbi, RefusesWhatItCannotHold)
+{
+    const code_ptr code = make_code(3, {7, 5});
+    EXPECT_EQ(soft_viterbi_init(make_code(1, {1}).get(), 10), nullptr);
+    EXPECT_EQ(soft_viterbi_init(make_code(3, std::vector<uint32_t>(9, 1)).get(), 10), nullptr);
+    EXPECT_EQ(soft_viterbi_init(make_code(17, {1}).get(), 20), nullptr);
+    const soft_viterbi_ptr decoder{soft_viterbi_init(code.get(), 10)};
+    const double_list soft(22);
+    byte_list found(11);
+    EXPECT_FALSE(soft_viterbi_decode(decoder.get(), soft.data(), 11, found.data()));
+    EXPECT_FALSE(soft_viterbi_decode(decoder.get(), soft.data(), 1, found.data())) << "shorter than the tail";
 }
 
 TEST(ConvCode, ReportsWhatItRefuses)

@@ -34,7 +34,7 @@ SWAPS = {" < ": " <= ", " <= ": " < ", " > ": " >= ", " >= ": " > ", " == ": " !
          " += ": " -= ", " -= ": " += ", " *= ": " /= ", " /= ": " *= ",
          " && ": " || ", " || ": " && ", " & ": " | ", " | ": " & ", " ^ ": " | ", " << ": " >> ", " >> ": " << ",
          " |= ": " &= ", " &= ": " |= ", " ^= ": " |= ", "++": "--", "true": "false", "false": "true"}
-SITE = re.compile("|".join([r"(?<![\w.])\d[\w.]*(?:[eEpP][+-]\d+)?", r"(?<=[( ])!(?=[\w(])", r"\btrue\b", r"\bfalse\b"]
+SITE = re.compile("|".join([r"(?<![\w.])\d[\w.]*(?:(?<=[eEpP])[+-]\d+)?", r"(?<=[( ])!(?=[\w(])", r"\btrue\b", r"\bfalse\b"]
                            + [re.escape(s) for s in sorted(SWAPS, key=len, reverse=True) if not s.isalpha()]))
 
 
@@ -44,8 +44,9 @@ def changed(token):
         return SWAPS[token]
     if token == "!":
         return ""
-    if re.fullmatch(r"\d+|0[xX][0-9a-fA-F]+", token):
-        return str(int(token, 0) + 1)
+    whole = re.fullmatch(r"(\d+|0[xX][0-9a-fA-F]+)([uUlL]*)", token)
+    if whole:
+        return str(int(whole[1], 0) + 1) + whole[2]
     value = float.fromhex(token) if token.startswith("0x") else float(token)
     return repr(2 * value if value else 1.0)
 
