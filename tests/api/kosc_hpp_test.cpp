@@ -68,26 +68,19 @@ TEST(KoscHpp, HearsInterleavedChannelsOfARecordingThatIsCut)
     const log_capture quiet{0};
     const context_ptr modem = make_context();
     const pcm whole = frame_of("cut off"), early{whole.begin() + 150, whole.end()};
-    const pcm bad = render(encode_block(modem->tx_paras, byte_list(32, 1)));
     kosc_link::signal moving = kosc_link::drift(encode(modem.get(), message("walks")), 2500, 2500, 0, 0);
     kosc_link::scale(&moving, 15000);
-    std::vector<pcm> channels{join({early, silence(31), frame_of("last")}),
-                              join({silence(77), kosc_link::to_pcm(moving), silence(50), bad}),
-                              frame_of("elsewhere", 128)};
-    pcm interleaved(3 * channels[0].size());
-    for (size_t i = 0; i < interleaved.size(); ++i) {
-        const pcm& channel = channels[i % 3];
-        interleaved[i] = i / 3 < channel.size() ? channel[i / 3] : int16_t{0};
-    }
-    for (const size_t block : {channels[0].size(), size_t{5000}}) {
+    const pcm sound = interleave({join({early, silence(31), frame_of("last")}),
+                                  join({silence(77), kosc_link::to_pcm(moving), silence(50), bad_frame()}),
+                                  frame_of("elsewhere", 128)});
+    for (const size_t block : {sound.size() / 3, size_t{5000}}) {
         auto made = kosc::receiver::make({3, kosc::DEFAULT_SUBCARRIER, KOSC_SECOND_LOOK_ON, true});
         ASSERT_TRUE(made);
         kosc::receiver receiver = std::move(*made);
         notes heard;
-        for (size_t at = 0; at < channels[0].size(); at += block) {
-            const size_t count = std::min(block, channels[0].size() - at);
-            EXPECT_EQ(receiver.push(&interleaved[3 * at], count, heard.on_message(), heard.on_failed()),
-                      kosc::error::none);
+        for (size_t at = 0; at < sound.size(); at += 3 * block) {
+            const size_t count = std::min(block, (sound.size() - at) / 3);
+            EXPECT_EQ(receiver.push(&sound[at], count, heard.on_message(), heard.on_failed()), kosc::error::none);
         }
         EXPECT_EQ(receiver.finish(heard.on_message(), heard.on_failed()), kosc::error::none);
         std::sort(heard.messages.begin(), heard.messages.end());
@@ -100,8 +93,7 @@ TEST(KoscHpp, HearsInterleavedChannelsOfARecordingThatIsCut)
 TEST(KoscHpp, HandsOutAFailedFrameOnce)
 {
     const log_capture quiet{0};
-    const pcm bad = render(encode_block(make_context()->tx_paras, byte_list(32, 1)));
-    const pcm sound = join({silence(9000), bad, silence(24000)});
+    const pcm sound = join({silence(9000), bad_frame(), silence(24000)});
     auto receiver = kosc::receiver::make();
     notes heard;
     receiver->push(sound.data(), sound.size(), heard.on_message(), heard.on_failed());

@@ -39,16 +39,6 @@ struct receiver {
     result_set_t results{};
 };
 
-pcm interleave(const pcm& left, const pcm& right)
-{
-    pcm both(2 * std::max(left.size(), right.size()));
-    for (size_t i = 0; i < both.size(); ++i) {
-        const pcm& track = i % 2 == 0 ? left : right;
-        both[i] = i / 2 < track.size() ? track[i / 2] : int16_t{0};
-    }
-    return both;
-}
-
 void set_linear(soundcomm_cfg_t& cfg, int32_t papr)
 {
     cfg.channel_code_cfg = {KOSC_CODE_LINEAR, {}};
@@ -122,8 +112,8 @@ TEST(Receiver, DecodesTheTracksThatTheTypeNames)
         const log_capture log{KOSC_LEVEL_WARN};
         receiver r{make_context(), DEFAULT_SYNC, tracks, type};
         const pcm left = join({silence(FRAME_LEN), r.frame("left"), silence(9000), r.frame("more"), silence(20000)});
-        const pcm both = interleave(left, join({silence(5000), r.frame("right")}));
-        EXPECT_EQ(r.hear(tracks == 2 ? both : left), errors.empty() ? 0 : -1);
+        const pcm right = join({silence(5000), r.frame("right")});
+        EXPECT_EQ(r.hear(tracks == 2 ? interleave({left, right}) : left), errors.empty() ? 0 : -1);
         EXPECT_EQ(r.stored(r.results.correct), first);
         EXPECT_EQ(r.stored(r.results.second.correct), second);
         EXPECT_EQ(logged(), errors);
@@ -134,8 +124,7 @@ TEST(Receiver, CountsWhatItCannotStoreAndSaysWhatItDoes)
 {
     const log_capture log;
     receiver r{make_context(), DEFAULT_SYNC, 2, KOSC_DECODE_BOTH_TRACKS};
-    const pcm bad = render(encode_block(r.ctx->tx_paras, byte_list(32, 'x'))); // its CRCs do not match
-    const pcm sound = interleave(join({r.frame("one"), r.frame("two"), bad, silence(3000)}), {});
+    const pcm sound = interleave({join({r.frame("one"), r.frame("two"), bad_frame('x'), silence(3000)}), {}});
     r.results.correct = {r.store[0].data(), 2 * MSG_LEN - 1, 10};
     r.results.error.count = 5;
     EXPECT_EQ(r.hear(sound), 0);
@@ -179,15 +168,15 @@ TEST(Receiver, ReportsEveryFrameThatItFinds)
     block[20] ^= 1; // in the second of two parts
     const pcm half = render(encode_block(r.ctx->tx_paras, block));
     r.results.correct = r.results.error = r.results.second.correct = {nullptr, 0, 0}; // reported all the same
-    EXPECT_EQ(r.hear(interleave(join({silence(100), r.frame("left"), silence(FRAME_LEN)}), {})), 0);
+    EXPECT_EQ(r.hear(interleave({join({silence(100), r.frame("left"), silence(FRAME_LEN)}), {}})), 0);
     data_container_reset(soundcomm_get_datacontainer(r.ctx->rx_paras, 1)); // which counts anew, unlike the receiver
-    EXPECT_EQ(r.hear(interleave(silence(FRAME_LEN), half)), 0);
-    EXPECT_EQ(r.hear(interleave(silence(2 * FRAME_LEN), {})), 0);
+    EXPECT_EQ(r.hear(interleave({silence(FRAME_LEN), half})), 0);
+    EXPECT_EQ(r.hear(interleave({silence(2 * FRAME_LEN), {}})), 0);
     const uint64_t second_call = 2 * FRAME_LEN + 100;
     EXPECT_EQ(reports, (std::vector<found>{{100, 0, 1, 0, "left"}, {second_call, 1, 0, 2, "half"}}));
     soundcomm_set_frame_callback(r.ctx.get(), nullptr, nullptr);
     soundcomm_set_frame_callback(nullptr, collect, &reports);
-    EXPECT_EQ(r.hear(interleave(r.frame("more"), {})), 0);
+    EXPECT_EQ(r.hear(interleave({r.frame("more"), {}})), 0);
     EXPECT_EQ(reports.size(), 2U);
 }
 
@@ -224,7 +213,7 @@ TEST(Receiver, DropsItsBuffersWhenAPieceDoesNotFitAndListensOn)
 {
     const log_capture log{KOSC_LEVEL_WARN};
     receiver r{make_context(), DEFAULT_SYNC, 2, KOSC_DECODE_BOTH_TRACKS};
-    const pcm sound = interleave(join({silence(100), r.frame("left")}), join({silence(200), r.frame("right")}));
+    const pcm sound = interleave({join({silence(100), r.frame("left")}), join({silence(200), r.frame("right")})});
     vector_push_back(soundcomm_get_datacontainer(r.ctx->rx_paras, 1)->data_norm, 0.0);
     EXPECT_EQ(r.hear(sound), -1);
     EXPECT_EQ(r.hear(sound), 0);

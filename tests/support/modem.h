@@ -37,6 +37,21 @@ inline pcm join(const std::vector<pcm>& parts)
     return all;
 }
 
+// Sample by sample in turn, with silence behind those that end first.
+inline pcm interleave(const std::vector<pcm>& channels)
+{
+    size_t longest = 0;
+    for (const pcm& channel : channels) {
+        longest = std::max(longest, channel.size());
+    }
+    pcm all(channels.size() * longest);
+    for (size_t i = 0; i < all.size(); ++i) {
+        const pcm& channel = channels[i % channels.size()];
+        all[i] = i / channels.size() < channel.size() ? channel[i / channels.size()] : int16_t{0};
+    }
+    return all;
+}
+
 // The positions of all frames found since the log was last cleared, as lines of the log.
 inline text_list logged_offsets() { return logged("DEBUG][Global offset: "); }
 
@@ -110,6 +125,9 @@ inline pcm render(const double_list& frame, audio_gain_t gain = {1, 0.8})
     return sound;
 }
 
+// A frame of the built-in modem whose CRCs do not match.
+inline pcm bad_frame(uint8_t byte = 1) { return render(encode_block(make_context()->tx_paras, byte_list(32, byte))); }
+
 // What came out of one channel: the messages, and the decode call that delivered each.
 struct heard {
     message_list messages;
@@ -127,6 +145,16 @@ public:
     };
 
     host() : handle_{ko_soundcommu_init(receive<0>, receive<1>)} { deliveries().clear(); }
+    explicit host(ko_soundcommu_options_t options)
+    {
+        options.on_messages = [](auto* results, uint32_t count, uint32_t channel, void* user) {
+            EXPECT_EQ(user, &deliveries());
+            keep(static_cast<int>(channel), results, count);
+        };
+        options.user = &deliveries();
+        handle_.reset(ko_soundcommu_init_with(&options));
+        deliveries().clear();
+    }
     soundcommu_handle_t* get() { return handle_.get(); }
     static std::vector<delivery>& deliveries()
     {
@@ -163,7 +191,11 @@ public:
 private:
     template <int Channel> static void receive(const decode_result_t* results, uint32_t count)
     {
-        deliveries().push_back({Channel, list(results, count), {}});
+        keep(Channel, results, count);
+    }
+    static void keep(int channel, const decode_result_t* results, uint32_t count)
+    {
+        deliveries().push_back({channel, list(results, count), {}});
         for (const auto& record : deliveries().back().records) {
             deliveries().back().messages.push_back(list(record.msg, record.len));
         }
