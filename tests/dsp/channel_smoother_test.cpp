@@ -15,7 +15,6 @@
 namespace {
 
 using kosc_link::random_source;
-using smoother_ptr = owned<channel_smoother_t, channel_smoother_free>;
 using response = std::valarray<std::complex<double>>;
 
 smoother_ptr make(uint32_t subcarriers) { return smoother_ptr{channel_smoother_init(subcarriers, 1024, 256)}; }

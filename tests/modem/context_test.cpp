@@ -64,12 +64,6 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
     }
 }
 
-TEST(Context, TakesAPrefixAsLongAsItsSymbol)
-{
-    const log_capture quiet{0};
-    EXPECT_NE(make_context([](cfg_t& c) { c.ofdm_cfg.cp_len = 1024; }), nullptr);
-}
-
 TEST(Context, ChecksThatNothingDividedByOrAllocatedIsZero)
 {
     cfg_t conv = *soundcomm_default_cfg(), linear = conv;

@@ -10,8 +10,6 @@
 namespace {
 
 using namespace kosc_link;
-using smoother_ptr = owned<channel_smoother_t, channel_smoother_free>;
-using search_ptr = owned<drift_search_t, drift_search_free>;
 
 constexpr band SUBCARRIERS = {18000, 20953.125};
 
@@ -37,7 +35,7 @@ protected:
 
     context_ptr ctx_ = make_context();
     smoother_ptr smoother_{channel_smoother_init(64, 1024, 256)};
-    search_ptr search_{drift_search_init(ctx_->rx_paras, smoother_.get())};
+    drift_search_ptr search_{drift_search_init(ctx_->rx_paras, smoother_.get())};
     random_source random_{11};
 };
 

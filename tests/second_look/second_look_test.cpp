@@ -27,13 +27,6 @@ double_list spoil(const double_list& frame, double ppm, double snr_db, uint64_t 
     return sound;
 }
 
-context_ptr listener(uint32_t second_look)
-{
-    context_ptr ctx = make_context();
-    EXPECT_TRUE(soundcomm_config_second_look(ctx.get(), second_look));
-    return ctx;
-}
-
 uint32_t look(const context_ptr& ctx, const double_list& sound, byte_list* msg = nullptr,
               frame_quality_t* quality = nullptr)
 {
@@ -54,7 +47,7 @@ TEST(SecondLook, HearsAndMeasuresWhatTheFirstLoses)
 {
     // The last lies under a loud sound far below its band, 40 dB over it.
     const std::tuple<double, double, double> cases[] = {{0, 2, 0}, {300, 20, 0}, {-300, 2, 200000}};
-    const context_ptr ctx = listener(KOSC_SECOND_LOOK_ON);
+    const context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
     for (const auto& [ppm, snr_db, loud] : cases) {
         SCOPED_TRACE(testing::Message() << ppm << " ppm, " << snr_db << " dB");
         double_list sound = spoil(encode(ctx.get(), message("deeper")), ppm, snr_db, 3);
@@ -101,7 +94,7 @@ TEST(SecondLook, LeavesResultsAndRecordsItCannotHelpAsTheyWere)
     for (const double snr_db : {-4.0, 20.0}) {
         const double_list sound = spoil(frame, 0, snr_db, 7);
         const auto results = [&sound](uint32_t second_look) {
-            const context_ptr ctx = listener(second_look);
+            const context_ptr ctx = kosc::make_receiving_context(second_look);
             byte_list correct(MSG_LEN), error(MSG_LEN), cache(MSG_LEN);
             receive_track_t track{nullptr, nullptr, cache.data()};
             result_slot_t slot{{correct.data(), MSG_LEN, 0}, {error.data(), MSG_LEN, 0}};
@@ -120,7 +113,7 @@ TEST(SecondLook, LeavesResultsAndRecordsItCannotHelpAsTheyWere)
 
 TEST(SecondLook, FindsNoMessageInNoise)
 {
-    const context_ptr ctx = listener(KOSC_SECOND_LOOK_ON);
+    const context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
     for (uint64_t seed = 0; seed < 40; ++seed) {
         double_list sound = spoil(encode(ctx.get(), message("?")), 0, 3, seed);
         for (size_t i = 0; i < FRAME_LEN; ++i) {
@@ -171,7 +164,7 @@ TEST(SecondLook, DeclinesWhatItCannotDo)
             c.channel_code_cfg.type = KOSC_CODE_LINEAR, c.channel_code_cfg.paras.linear = {8, 2};
         },
         [](auto& c) { c.ofdm_cfg.sc_num = 1, c.ofdm_cfg.papr = KOSC_PAPR_NONE; },
-        [](auto& c) { c.ofdm_cfg.cp_len = 1024; },
+        [](auto& c) { c.ofdm_cfg.cp_len = 1024; }, // the longest that a context takes
         [](auto& c) {
             c.channel_code_cfg.paras.conv = {17, long_code, 2};
         },
@@ -198,7 +191,7 @@ TEST(SecondLook, DeclinesWhatItCannotDo)
 TEST(SecondLook, ChecksItsArguments)
 {
     const log_capture log{KOSC_LEVEL_WARN};
-    const context_ptr nobody, off = listener(KOSC_SECOND_LOOK_OFF);
+    const context_ptr nobody, off = kosc::make_receiving_context(KOSC_SECOND_LOOK_OFF);
     EXPECT_EQ(look(nobody, double_list(FRAME_LEN)), KOSC_DECODE_FAILED);
     EXPECT_EQ(look(off, {}), KOSC_DECODE_FAILED);
     EXPECT_EQ(look(off, double_list(FRAME_LEN - 1)), KOSC_DECODE_FAILED);
