@@ -39,8 +39,8 @@ KOSC_API const ko_soundcommu_band_t* ko_soundcommu_get_band(uint32_t index);
  *              nearest subcarrier; whatever the locale, the decimal point is a point
  * @param band  filled; with name and use too where the band found is one that has them
  * @return 0, or -1 with one ERROR message and nothing written: "text or band is NULL", "no band is called %s; a band is
- *         telephone, voice, audible, near-ultrasonic or where it begins in Hz" (the first 32 bytes of the text), or
- *         that of soundcomm_cfg_for_band() for one that does not lie between 250 and 23500 Hz
+ *         telephone, voice, audible, high, near-ultrasonic or where it begins in Hz" (the first 32 bytes of the text),
+ *         or that of soundcomm_cfg_for_band() for one that does not lie between 250 and 23500 Hz
  */
 KOSC_API int ko_soundcommu_find_band(const char* text, ko_soundcommu_band_t* band);
 

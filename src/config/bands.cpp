@@ -23,17 +23,21 @@ constexpr ko_soundcommu_band_t make_band(const char* name, uint32_t first, const
     return {name, use, first, SPACING * first, SPACING * (first + SUBCARRIERS - 1)};
 }
 
+// Edges by what codecs and loudspeakers let pass; docs/bands.md has the figures.
 constexpr ko_soundcommu_band_t BANDS[] = {
-    // The pass band of a telephone line, 300 to 3400 Hz.
-    make_band("telephone", 8, "telephone lines (G.711), video calls, voice messages, coded music; loud to people"),
+    // As low as the pass band of a telephone line reaches, 300 to 3400 Hz: speech codecs of low rates keep what is low.
+    make_band("telephone", 7, "telephone lines (G.711), video calls, voice messages, coded music; loud to people"),
     // Above most of the power of speech, below the 6 to 8 kHz where wideband speech codecs stop.
-    make_band("voice", 43, "video calls and voice messages (Opus from 16 kbit/s on), coded music; loud to people"),
+    make_band("voice", 43, "video calls and voice messages (Opus from 12 kbit/s on), coded music; loud to people"),
     // Above speech and much of music, below the 10 to 16 kHz where music codecs of low rates and small loudspeakers
     // stop.
     make_band("audible", 128, "coded music (MP3, AAC or Vorbis from 64 kbit/s on); heard by people"),
+    // As high as loudspeakers and codecs that end at 16 kHz let it be, where most people hear little.
+    make_band("high", 272, "coded music (from 64 kbit/s on), loudspeakers that end at 16 kHz; faint to many adults"),
     // Above what most adults hear, below the 21 to 22 kHz where converters of 44.1 kHz stop.
     make_band("near-ultrasonic", 384, "from loudspeaker to microphone with no codec between; hardly heard by adults"),
 };
+#define BAND_NAMES "telephone, voice, audible, high, near-ultrasonic" // as above, for the log
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
@@ -74,9 +78,7 @@ int ko_soundcommu_find_band(const char* text, ko_soundcommu_band_t* band)
     double hz = 0.0;
     const char* const end = read_number(text, &hz);
     KOSC_RETURN_IF(end == nullptr || *end != '\0', -1,
-                   "no band is called %.32s; a band is telephone, voice, audible, near-ultrasonic or where it begins "
-                   "in Hz",
-                   text);
+                   "no band is called %.32s; a band is " BAND_NAMES " or where it begins in Hz", text);
     const auto first = static_cast<uint32_t>(std::min(hz / SPACING + 0.5, 1e6));
     soundcomm_cfg_t cfg;
     if (!soundcomm_cfg_for_band(first, &cfg)) {
