@@ -7,39 +7,48 @@ namespace kosc_link {
 namespace {
 
 constexpr double SAMPLE_RATE = 48000;
-constexpr band SUBCARRIERS = {18000, 20953.125};
 constexpr double RECORDED_RMS = 1500; // in 16-bit steps: leaves room for the noise of the lowest ratios
 constexpr size_t MAX_LEAD_IN = 256;
 constexpr size_t MIN_LEAD_IN = 128;
 constexpr size_t TAIL = 256; // behind the frame, for the search to complete and a slow sender to finish
 
-signal keep(const signal& frame, random_source*) { return frame; }
+signal keep(const signal& frame, band, random_source*) { return frame; }
 
 signal with_echoes(const signal& frame) { return apply_taps(frame, {{0, 1.0}, {48, 0.7}, {130, 0.5}}); }
 
-template <int Ppm> signal with_drift(const signal& frame, random_source*) { return drift(frame, Ppm, Ppm, 0, 0); }
+template <int Ppm> signal with_drift(const signal& frame, band, random_source*) { return drift(frame, Ppm, Ppm, 0, 0); }
 
-signal any_drift(const signal& frame, random_source* random)
+signal any_drift(const signal& frame, band, random_source* random)
 {
     const double ppm = 8000 * random->uniform() - 4000;
     return drift(frame, ppm, ppm, 0, 0);
 }
 
-template <int Ppm> signal echoes(const signal& frame, random_source*)
+template <int Ppm> signal echoes(const signal& frame, band, random_source*)
 {
     return drift(with_echoes(frame), Ppm, Ppm, 0, 0);
 }
 
-signal near_echoes(const signal& frame, random_source*) { return apply_taps(frame, {{0, 1.0}, {9, 0.6}, {31, 0.4}}); }
+signal near_echoes(const signal& frame, band, random_source*)
+{
+    return apply_taps(frame, {{0, 1.0}, {9, 0.6}, {31, 0.4}});
+}
 
-signal small_room(const signal& frame, random_source* random)
+signal small_room(const signal& frame, band, random_source* random)
 {
     return convolve(frame, room_response({0.2, 0.001, 6.0, SAMPLE_RATE}, random));
 }
 
-signal walking(const signal& frame, random_source*) { return drift(frame, 1500, 2500, 0, frame.size()); }
+signal walking(const signal& frame, band, random_source*) { return drift(frame, 1500, 2500, 0, frame.size()); }
 
-signal phone(const signal& frame, random_source*) { return roll_off(frame, SUBCARRIERS, 12.0, SAMPLE_RATE); }
+signal phone(const signal& frame, band where, random_source*) { return roll_off(frame, where, 12.0, SAMPLE_RATE); }
+
+soundcomm_cfg_t configure(uint32_t first_subcarrier)
+{
+    soundcomm_cfg_t cfg = *soundcomm_default_cfg();
+    soundcomm_cfg_for_band(first_subcarrier, &cfg);
+    return cfg;
+}
 
 } // namespace
 
@@ -57,6 +66,8 @@ const std::vector<link_channel>& link_channels()
         {"room", "small room, RT60 0.2 s", 0, 12, small_room},
         {"walking", "walking talker, +1500 to +2500 ppm", -1, 4, walking},
         {"phone", "roll-off of 12 dB across the band", 0, 9, phone},
+        {"speech", "speech", -30, 15, keep, noise::SPEECH},
+        {"music", "music", -30, 15, keep, noise::MUSIC},
     };
     return all;
 }
@@ -68,8 +79,12 @@ const link_channel* find_channel(const std::string& name)
     return found == all.end() ? nullptr : &*found;
 }
 
-link_modem::link_modem() : ctx_{kosc::make_receiving_context(KOSC_SECOND_LOOK_ON)}
+link_modem::link_modem(uint32_t first_subcarrier, const sounds* others)
+    : ctx_{kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, configure(first_subcarrier))}, others_{others}
 {
+    const ofdm_cfg& ofdm = ctx_->tx_paras->cfg.ofdm_cfg;
+    const double spacing = SAMPLE_RATE / ofdm.symbol_len;
+    where_ = {spacing * ofdm.sc_start_idx, spacing * (ofdm.sc_start_idx + ofdm.sc_num - 1)};
     message_.resize(ctx_->tx_paras->cfg.msg_byte_len);
 }
 
@@ -83,18 +98,34 @@ signal link_modem::transmit(const link_channel& channel, uint64_t seed)
     signal frame(length);
     soundcomm_encode(ctx_->tx_paras, message_.data(), static_cast<uint32_t>(message_.size()), frame.data(), length);
     lead_in_ = MIN_LEAD_IN + random_.bits() % (MAX_LEAD_IN - MIN_LEAD_IN);
-    signal heard = channel.apply(frame, &random_);
+    signal heard = channel.apply(frame, where_, &random_);
     scale(&heard, RECORDED_RMS / std::sqrt(mean_power(heard, 0, length)));
     heard.resize(length + TAIL);
     heard.insert(heard.begin(), lead_in_, 0.0);
     return heard;
 }
 
-outcome link_modem::receive(const signal& clean, double snr_db)
+// Where the other sound is louder than the frame, the frame is made fainter, so that nothing is clipped.
+void link_modem::add_other(signal* recording, const signal& sound, double ratio_db, random_source* random) const
 {
-    random_source noise{random_}; // the same noise, only scaled, at every ratio
+    const double ratio = std::pow(10.0, ratio_db / 20);
+    scale(recording, std::min(ratio, 1.0));
+    const double gain = RECORDED_RMS / std::max(ratio, 1.0);
+    size_t at = random->bits() % sound.size();
+    for (double& sample : *recording) {
+        sample += gain * sound[at++ % sound.size()];
+    }
+}
+
+outcome link_modem::receive(const link_channel& channel, const signal& clean, double snr_db)
+{
+    random_source random{random_}; // the same noise, only scaled, at every ratio
     signal recording = clean;
-    add_noise(&recording, noise_variance(RECORDED_RMS * RECORDED_RMS, snr_db, SUBCARRIERS, SAMPLE_RATE), &noise);
+    if (channel.sound == noise::WHITE) {
+        add_noise(&recording, noise_variance(RECORDED_RMS * RECORDED_RMS, snr_db, where_, SAMPLE_RATE), &random);
+    } else {
+        add_other(&recording, channel.sound == noise::SPEECH ? others_->speech : others_->music, snr_db, &random);
+    }
     const std::vector<int16_t> pcm = to_pcm(recording);
     data_container_reset(ctx_->rx_paras->track[0].container);
     const auto length = static_cast<uint32_t>(pcm.size());

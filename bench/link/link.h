@@ -9,13 +9,24 @@
 
 namespace kosc_link {
 
+// What is heard beside the frame. White noise is measured within the modem's band, other sounds over all frequencies
+// and all of their time.
+enum class noise { WHITE, SPEECH, MUSIC };
+
 // A named channel and the signal-to-noise ratios between which its frame error rates fall.
 struct link_channel {
     std::string name;
     std::string title;
     double low_db;
     double high_db;
-    signal (*apply)(const signal& frame, random_source* random);
+    signal (*apply)(const signal& frame, band where, random_source* random);
+    noise sound = noise::WHITE;
+};
+
+// Other sounds of a mean power of 1, which a frame meets at a random place.
+struct sounds {
+    signal speech;
+    signal music;
 };
 
 const std::vector<link_channel>& link_channels();
@@ -34,14 +45,19 @@ struct outcome {
 // where that has failed.
 class link_modem {
 public:
-    link_modem();
+    // `others` must outlive the modem; without it, there is only white noise.
+    explicit link_modem(uint32_t first_subcarrier = kosc::DEFAULT_SUBCARRIER, const sounds* others = nullptr);
     // The sent frame of message number `seed`, after the channel, without noise.
     signal transmit(const link_channel& channel, uint64_t seed);
-    // Adds noise to what transmit() returned, as seeded there, and listens.
-    outcome receive(const signal& clean, double snr_db);
+    // Adds the channel's noise to what transmit() returned, as seeded there, and listens.
+    outcome receive(const link_channel& channel, const signal& clean, double snr_db);
 
 private:
+    void add_other(signal* recording, const signal& sound, double ratio_db, random_source* random) const;
+
     kosc::context_ptr ctx_;
+    band where_{};
+    const sounds* others_;
     random_source random_{0};
     std::vector<uint8_t> message_;
     size_t lead_in_ = 0;

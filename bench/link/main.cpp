@@ -10,10 +10,12 @@
 #include <nlohmann/json.hpp>
 
 #include "link.h"
+#include "noises.h"
 
 namespace {
 
 using namespace kosc_link;
+using kosc_link::signal; // not the C library's
 
 struct options {
     uint32_t frames = 400;
@@ -21,8 +23,12 @@ struct options {
     uint64_t seed = 1;
     std::string json_path;
     std::string plot_dir;
+    std::string speech_path;
+    std::vector<ko_soundcommu_band_t> bands;
     std::vector<std::string> channels;
 };
+
+constexpr double MUSIC_SECONDS = 120;
 
 struct point {
     double snr_db;
@@ -34,20 +40,25 @@ struct point {
 
 using curve = std::vector<std::unique_ptr<point>>;
 
+struct band_curve {
+    ko_soundcommu_band_t where;
+    curve points;
+};
+
 // Every worker takes the next frame; what a frame is like depends on its number alone, so the counts do not depend on
 // the number of workers.
-void run_channel(const link_channel& channel, const options& o, curve* points)
+void run_channel(const link_channel& channel, const options& o, const sounds& others, band_curve* result)
 {
     std::atomic<uint32_t> next{0};
     const auto work = [&] {
-        link_modem modem;
+        link_modem modem{result->where.first_subcarrier, &others};
         for (uint32_t f = next++; f < o.frames; f = next++) {
             const signal clean = modem.transmit(channel, (o.seed << 32) + f);
-            for (const auto& p : *points) {
-                const outcome result = modem.receive(clean, p->snr_db);
-                p->at_once += result.decoded_at_once ? 1 : 0;
-                p->decoded += result.decoded ? 1 : 0;
-                p->wrong += result.wrong ? 1 : 0;
+            for (const auto& p : result->points) {
+                const outcome came = modem.receive(channel, clean, p->snr_db);
+                p->at_once += came.decoded_at_once ? 1 : 0;
+                p->decoded += came.decoded ? 1 : 0;
+                p->wrong += came.wrong ? 1 : 0;
             }
         }
     };
@@ -93,9 +104,17 @@ std::string decibel(double db)
     return std::isnan(db) ? "not reached" : text;
 }
 
-void print(const link_channel& channel, const options& o, const curve& points)
+// The band's name, or where it begins.
+std::string name_of(const ko_soundcommu_band_t& where)
 {
-    std::printf("%s (%s), %u frames a point\n", channel.name.c_str(), channel.title.c_str(), o.frames);
+    return *where.name != '\0' ? where.name : std::to_string(std::lround(where.low_hz)) + " Hz";
+}
+
+void print(const link_channel& channel, const options& o, const band_curve& result)
+{
+    const curve& points = result.points;
+    std::printf("%s (%s), %s, %u frames a point\n", channel.name.c_str(), channel.title.c_str(),
+                name_of(result.where).c_str(), o.frames);
     std::printf("  SNR dB   default errors   with second look   wrong\n");
     for (const auto& p : points) {
         const uint32_t failed = o.frames - p->at_once;
@@ -109,8 +128,9 @@ void print(const link_channel& channel, const options& o, const curve& points)
     std::fflush(stdout);
 }
 
-nlohmann::json to_json(const link_channel& channel, const options& o, const curve& points)
+nlohmann::json to_json(const link_channel& channel, const options& o, const band_curve& result)
 {
+    const curve& points = result.points;
     nlohmann::json rows = nlohmann::json::array();
     for (const auto& p : points) {
         rows.push_back({{"snr_db", p->snr_db},
@@ -121,6 +141,7 @@ nlohmann::json to_json(const link_channel& channel, const options& o, const curv
     const auto level = [](double db) { return std::isnan(db) ? nlohmann::json() : nlohmann::json(db); };
     return {{"channel", channel.name},
             {"title", channel.title},
+            {"band", name_of(result.where)},
             {"frames", o.frames},
             {"seed", o.seed},
             {"default_10_percent_db", level(default_db(points, o.frames))},
@@ -128,28 +149,50 @@ nlohmann::json to_json(const link_channel& channel, const options& o, const curv
             {"points", rows}};
 }
 
-// An SVG of the curves by gnuplot, which must be installed.
-bool plot(const link_channel& channel, const options& o, const curve& points)
+// What the ratio of a channel compares, as the title of an axis.
+std::string ratio_of(const link_channel& channel, const std::vector<band_curve>& results)
 {
-    const std::string base = o.plot_dir + "/" + channel.name;
+    if (channel.sound != noise::WHITE) {
+        return "frame over all of the " + channel.title + ", dB";
+    }
+    char text[64];
+    std::snprintf(text, sizeof text, "SNR in %.1f-%.2f kHz, dB", results[0].where.low_hz / 1000,
+                  results[0].where.high_hz / 1000);
+    return results.size() == 1 ? text : "SNR in the band, dB";
+}
+
+// An SVG of the curves by gnuplot, which must be installed.
+bool plot(const link_channel& channel, const options& o, const std::vector<band_curve>& results)
+{
+    const bool one = results.size() == 1;
+    const std::string base = o.plot_dir + "/" + (one ? "" : "bands-") + channel.name;
     std::FILE* const gnuplot = popen("gnuplot", "w");
     if (gnuplot == nullptr) {
         return false;
     }
     std::fprintf(gnuplot,
                  "set terminal svg size 640,400 background 'white'\nset output '%s.svg'\nset title '%s'\n"
-                 "set xlabel 'SNR in 18.0-20.95 kHz, dB'\nset ylabel 'frame error rate'\nset logscale y\n"
-                 "set yrange [%g:1.2]\nset grid\nset key bottom left\n"
-                 "plot '-' using 1:2 with linespoints lw 2 title 'default', "
-                 "'-' using 1:2 with linespoints lw 2 title 'second look'\n",
-                 base.c_str(), channel.title.c_str(), 0.5 / o.frames);
-    for (const bool second : {false, true}) {
-        for (const auto& p : points) {
-            const uint32_t errors = o.frames - (second ? p->decoded : p->at_once);
-            std::fprintf(gnuplot, "%g %s\n", p->snr_db,
-                         errors == 0 ? "NaN" : std::to_string(static_cast<double>(errors) / o.frames).c_str());
+                 "set xlabel '%s'\nset ylabel 'frame error rate'\nset logscale y\n"
+                 "set yrange [%g:1.2]\nset grid\nset key bottom left\nplot ",
+                 base.c_str(), channel.title.c_str(), ratio_of(channel, results).c_str(), 0.5 / o.frames);
+    for (size_t i = 0; i < results.size(); ++i) {
+        const std::string name = one ? "" : name_of(results[i].where);
+        std::fprintf(gnuplot,
+                     "%s'-' using 1:2 with linespoints lw 2%s title '%s', "
+                     "'-' using 1:2 with linespoints lw 2%s title '%s'",
+                     i == 0 ? "" : ", ", one ? "" : (" dt 2 lc " + std::to_string(i + 1)).c_str(), one ? "default" : "",
+                     one ? "" : (" lc " + std::to_string(i + 1)).c_str(), one ? "second look" : name.c_str());
+    }
+    std::fprintf(gnuplot, "\n");
+    for (const band_curve& result : results) {
+        for (const bool second : {false, true}) {
+            for (const auto& p : result.points) {
+                const uint32_t errors = o.frames - (second ? p->decoded : p->at_once);
+                std::fprintf(gnuplot, "%g %s\n", p->snr_db,
+                             errors == 0 ? "NaN" : std::to_string(static_cast<double>(errors) / o.frames).c_str());
+            }
+            std::fprintf(gnuplot, "e\n");
         }
-        std::fprintf(gnuplot, "e\n");
     }
     return pclose(gnuplot) == 0;
 }
@@ -157,7 +200,7 @@ bool plot(const link_channel& channel, const options& o, const curve& points)
 int usage()
 {
     std::fprintf(stderr, "usage: kosc_link_bench [--frames N] [--step DB] [--seed N] [--json FILE] [--plots DIR] "
-                         "[channel ...]\nchannels:");
+                         "[--band NAME|HZ]... [--speech WAV] [channel ...]\nchannels:");
     for (const link_channel& channel : link_channels()) {
         std::fprintf(stderr, " %s", channel.name.c_str());
     }
@@ -186,12 +229,63 @@ bool parse(const std::vector<std::string>& words, options* o)
             o->json_path = value;
         } else if (words[i] == "--plots") {
             o->plot_dir = value;
+        } else if (words[i] == "--speech") {
+            o->speech_path = value;
+        } else if (words[i] == "--band") {
+            o->bands.emplace_back();
+            if (ko_soundcommu_find_band(value.c_str(), &o->bands.back()) != 0) {
+                return false;
+            }
         } else {
             return false;
         }
         ++i;
     }
+    if (o->bands.empty()) {
+        o->bands.emplace_back();
+        ko_soundcommu_find_band("near-ultrasonic", &o->bands.back());
+    }
     return o->frames != 0 && o->step > 0.0;
+}
+
+// Whether a channel is to be run: all those with white noise, unless some are named. Other sounds need not be there.
+bool is_wanted(const link_channel& channel, const options& o)
+{
+    return o.channels.empty() ? channel.sound == noise::WHITE
+                              : std::find(o.channels.begin(), o.channels.end(), channel.name) != o.channels.end();
+}
+
+bool are_wanted(noise sound, const options& o)
+{
+    return std::any_of(link_channels().begin(), link_channels().end(),
+                       [&](const link_channel& c) { return c.sound == sound && is_wanted(c, o); });
+}
+
+// Those that the wanted channels need.
+sounds make_sounds(const options& o)
+{
+    random_source piece{1};
+    sounds others{are_wanted(noise::SPEECH, o) ? read_speech(o.speech_path) : signal{},
+                  are_wanted(noise::MUSIC, o) ? make_music(MUSIC_SECONDS, &piece) : signal{}};
+    for (signal* const sound : {&others.speech, &others.music}) {
+        scale(sound, sound->empty() ? 1.0 : 1 / std::sqrt(mean_power(*sound, 0, sound->size())));
+    }
+    return others;
+}
+
+bool run_bands(const link_channel& channel, const options& o, const sounds& others, nlohmann::json* report)
+{
+    std::vector<band_curve> results;
+    for (const ko_soundcommu_band_t& where : o.bands) {
+        results.push_back({where, {}});
+        for (double snr = channel.low_db; snr <= channel.high_db + 1e-9; snr += o.step) {
+            results.back().points.push_back(std::make_unique<point>(snr));
+        }
+        run_channel(channel, o, others, &results.back());
+        print(channel, o, results.back());
+        report->push_back(to_json(channel, o, results.back()));
+    }
+    return o.plot_dir.empty() || plot(channel, o, results);
 }
 
 } // namespace
@@ -199,24 +293,22 @@ bool parse(const std::vector<std::string>& words, options* o)
 int main(int argc, char** argv)
 {
     options o;
+    log_level = KOSC_LEVEL_ERROR;
     if (!parse({argv + 1, argv + argc}, &o)) {
         return usage();
     }
     log_level = 0;
+    const sounds others = make_sounds(o);
     nlohmann::json report = nlohmann::json::array();
     for (const link_channel& channel : link_channels()) {
-        const bool wanted = std::find(o.channels.begin(), o.channels.end(), channel.name) != o.channels.end();
-        if (!o.channels.empty() && !wanted) {
+        if (!is_wanted(channel, o)) {
             continue;
         }
-        curve points;
-        for (double snr = channel.low_db; snr <= channel.high_db + 1e-9; snr += o.step) {
-            points.push_back(std::make_unique<point>(snr));
+        if (channel.sound == noise::SPEECH && others.speech.empty()) {
+            std::fprintf(stderr, "speech needs --speech with a file that espeak-ng wrote\n");
+            return 1;
         }
-        run_channel(channel, o, &points);
-        print(channel, o, points);
-        report.push_back(to_json(channel, o, points));
-        if (!o.plot_dir.empty() && !plot(channel, o, points)) {
+        if (!run_bands(channel, o, others, &report)) {
             std::fprintf(stderr, "gnuplot failed\n");
             return 1;
         }

@@ -28,9 +28,10 @@ void expect_counts(const char* name, const std::vector<slope_point>& points)
         count.at_once = count.decoded = 0;
     }
     for (uint32_t f = 0; f < FRAMES; ++f) {
-        const signal clean = modem.transmit(*find_channel(name), SEED + f);
+        const link_channel& channel = *find_channel(name);
+        const signal clean = modem.transmit(channel, SEED + f);
         for (slope_point& count : counts) {
-            const outcome result = modem.receive(clean, count.snr_db);
+            const outcome result = modem.receive(channel, clean, count.snr_db);
             EXPECT_FALSE(result.wrong) << name << " " << count.snr_db << " dB, frame " << f;
             count.at_once += result.decoded_at_once ? 1 : 0;
             count.decoded += result.decoded ? 1 : 0;
