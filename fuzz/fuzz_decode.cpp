@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 #include "failing_malloc.h"
@@ -47,25 +48,44 @@ void receive(int channel, const decode_result_t* results, uint32_t count)
     }
 }
 
+// First subcarriers: the built-in one, telephone, voice, and the highest there is.
+constexpr uint32_t BANDS[] = {384, 7, 43, 438};
+uint32_t band; // index of the one that this input uses
+
 soundcommu_handle_t* make_handle()
 {
-    return ko_soundcommu_init([](const decode_result_t* r, uint32_t n) { receive(0, r, n); },
-                              [](const decode_result_t* r, uint32_t n) { receive(1, r, n); });
+    if (band == 0) {
+        return ko_soundcommu_init([](const decode_result_t* r, uint32_t n) { receive(0, r, n); },
+                                  [](const decode_result_t* r, uint32_t n) { receive(1, r, n); });
+    }
+    ko_soundcommu_options_t options;
+    ko_soundcommu_default_options(&options, sizeof options);
+    options.first_subcarrier = BANDS[band];
+    options.on_messages = [](const decode_result_t* r, uint32_t n, uint32_t channel, void*) {
+        receive(static_cast<int>(channel), r, n);
+    };
+    return ko_soundcommu_init_with(&options);
+}
+
+std::vector<pcm> make_frames()
+{
+    std::vector<pcm> made(MESSAGES, pcm(FRAME));
+    soundcommu_handle_t* const sender = make_handle();
+    for (size_t m = 0; m < MESSAGES; ++m) {
+        FUZZ_CHECK(ko_soundcommu_encode(sender, known_message(m).data(), MESSAGE_BYTES, made[m].data(),
+                                        FRAME * sizeof(int16_t)) == 0);
+    }
+    ko_soundcommu_release(sender);
+    return made;
 }
 
 const pcm& known_frame(size_t which)
 {
-    static const std::vector<pcm> frames = [] {
-        std::vector<pcm> made(MESSAGES, pcm(FRAME));
-        soundcommu_handle_t* const sender = make_handle();
-        for (size_t m = 0; m < MESSAGES; ++m) {
-            FUZZ_CHECK(ko_soundcommu_encode(sender, known_message(m).data(), MESSAGE_BYTES, made[m].data(),
-                                            FRAME * sizeof(int16_t)) == 0);
-        }
-        ko_soundcommu_release(sender);
-        return made;
-    }();
-    return frames[which % MESSAGES];
+    static std::array<std::vector<pcm>, std::size(BANDS)> frames;
+    if (frames[band].empty()) {
+        frames[band] = make_frames();
+    }
+    return frames[band][which % MESSAGES];
 }
 
 int16_t clip(double value) { return static_cast<int16_t>(std::clamp(value, -FULL_SCALE - 1.0, FULL_SCALE + 0.0)); }
@@ -239,6 +259,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     fuzz_input in(data, size);
     const uint32_t settings = in.byte();
+    band = settings >> 6;
     set_up_log(0, false, false);
     known_frame(0);
     set_up_log(in.byte() % 5, (settings & 1) != 0, (settings & 2) != 0);

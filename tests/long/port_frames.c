@@ -3,6 +3,8 @@
  *
  *     port_frames write FILE      writes COUNT frames: per message the sent bits, then the samples, low byte first
  *     port_frames compare FILE    encodes the same messages, hears the frames of FILE, and counts what differs
+ *
+ * The named bands take turns.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,13 +12,15 @@
 
 #include "kosc/core.h"
 
-enum { COUNT = 1000, MESSAGE_LEN = 28, BITS = 768, SAMPLES = 11520, RECORD = BITS + 2 * SAMPLES };
+enum { COUNT = 1000, MAX_BANDS = 16, MESSAGE_LEN = 28, BITS = 768, SAMPLES = 11520, RECORD = BITS + 2 * SAMPLES };
 
 static uint8_t message[MESSAGE_LEN];
 static unsigned long heard;
 
-static void on_messages(const decode_result_t* results, uint32_t count)
+static void on_messages(const decode_result_t* results, uint32_t count, uint32_t channel, void* user)
 {
+    (void)channel;
+    (void)user;
     for (uint32_t i = 0; i < count; i++) {
         heard += memcmp(results[i].msg, message, MESSAGE_LEN) == 0;
     }
@@ -55,6 +59,23 @@ static int sample_at(const uint8_t* bytes, int i)
     return value < 32768 ? value : value - 65536;
 }
 
+/* Makes a modem for every named band and returns how many there are; 0 when one cannot be made. */
+static uint32_t make_modems(soundcommu_handle_t** modems)
+{
+    uint32_t count = 0;
+    for (; count < MAX_BANDS && ko_soundcommu_get_band(count) != NULL; count++) {
+        ko_soundcommu_options_t options;
+        ko_soundcommu_default_options(&options, sizeof options);
+        options.on_messages = on_messages;
+        options.first_subcarrier = ko_soundcommu_get_band(count)->first_subcarrier;
+        modems[count] = ko_soundcommu_init_with(&options);
+        if (modems[count] == NULL) {
+            return 0;
+        }
+    }
+    return count;
+}
+
 int main(int argc, char** argv)
 {
     static uint8_t other[RECORD], own[RECORD];
@@ -62,11 +83,13 @@ int main(int argc, char** argv)
     const int writes = argc == 3 && strcmp(argv[1], "write") == 0;
     FILE* const file = argc == 3 ? fopen(argv[2], writes ? "wb" : "rb") : NULL;
     log_level = 0;
-    soundcommu_handle_t* const modem = ko_soundcommu_init(on_messages, on_messages);
-    int failed = file == NULL || modem == NULL;
+    soundcommu_handle_t* modems[MAX_BANDS] = {0};
+    const uint32_t bands = make_modems(modems);
+    int failed = file == NULL || bands == 0;
     unsigned long bits = 0, differing = 0;
     int largest = 0;
     for (int n = 0; n < COUNT && !failed; n++) {
+        soundcommu_handle_t* const modem = modems[(uint32_t)n % bands];
         next_message();
         failed = !make_bits(modem->ctx[0]->tx_paras, own) ||
                  ko_soundcommu_encode(modem, message, MESSAGE_LEN, samples, sizeof samples) != 0;
@@ -89,11 +112,13 @@ int main(int argc, char** argv)
         }
         failed = ko_soundcommu_decode(modem, samples, sizeof samples, 0) != 0;
     }
-    ko_soundcommu_release(modem);
+    for (int i = 0; i < MAX_BANDS; i++) {
+        ko_soundcommu_release(modems[i]);
+    }
     failed = failed || (file != NULL && fclose(file) != 0);
     if (!writes && !failed) {
-        printf("%d frames: %lu bits differ, %lu of %d samples differ, by %d at most, %lu messages heard\n", COUNT, bits,
-               differing, COUNT * SAMPLES, largest, heard);
+        printf("%d frames of %u bands: %lu bits differ, %lu of %d samples differ, by %d at most, %lu messages heard\n",
+               COUNT, bands, bits, differing, COUNT * SAMPLES, largest, heard);
         failed = bits != 0 || largest > 1 || heard != COUNT;
     }
     return failed ? EXIT_FAILURE : EXIT_SUCCESS;
