@@ -1,18 +1,20 @@
 // Plays sounds that hold no message to a default receiver and to one with the second look on. Prints what they took for
 // a frame, and fails when a message comes out. With --one just the latter listens: it decodes at first as the default
-// one does, so it delivers whatever that would.
+// one does, so it delivers whatever that would. Both listen in one band.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <utility>
 
 #include "kosc/kosc.hpp"
+#include "noises.h"
 #include "non_signals.h"
 
 namespace {
 
 constexpr size_t SEGMENT = size_t{1} << 17; // 2.7 seconds
 constexpr uint32_t BLOCK = 4096;
+constexpr double MUSIC_SECONDS = 60;
 constexpr double SEGMENTS_AN_HOUR = 3600.0 * 48000 / SEGMENT;
 
 struct counts {
@@ -21,7 +23,7 @@ struct counts {
 
 class listener {
 public:
-    explicit listener(uint32_t second_look) : ctx_{kosc::make_receiving_context(second_look)}
+    listener(uint32_t second_look, const soundcomm_cfg_t& cfg) : ctx_{kosc::make_receiving_context(second_look, cfg)}
     {
         soundcomm_set_frame_callback(ctx_.get(), note, &seen_);
     }
@@ -83,17 +85,24 @@ int main(int argc, char** argv)
     const bool one = argc > 1 && argv[1] == std::string("--one");
     argc -= one ? 1 : 0;
     argv += one ? 1 : 0;
-    if (argc < 3) {
-        std::fputs("usage: kosc_false_messages [--one] HOURS SEED [SPEECH.wav...]\n", stderr);
+    if (argc < 4) {
+        std::fputs("usage: kosc_false_messages [--one] BAND HOURS SEED [SPEECH.wav...]\n", stderr);
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
-    const double hours = std::atof(argv[1]);
-    const uint64_t seed = std::strtoull(argv[2], nullptr, 10);
-    listener plain{KOSC_SECOND_LOOK_OFF};
-    listener deep{KOSC_SECOND_LOOK_ON};
+    ko_soundcommu_band_t where;
+    soundcomm_cfg_t cfg;
+    if (ko_soundcommu_find_band(argv[1], &where) != 0 || !soundcomm_cfg_for_band(where.first_subcarrier, &cfg)) {
+        return EXIT_FAILURE;
+    }
+    const double hours = std::atof(argv[2]);
+    const uint64_t seed = std::strtoull(argv[3], nullptr, 10);
+    listener plain{KOSC_SECOND_LOOK_OFF, cfg};
+    listener deep{KOSC_SECOND_LOOK_ON, cfg};
     sound_source source{kosc_link::random_source{0}, plain.modem(), {}};
-    for (int i = 3; i < argc; ++i) {
+    source.random = kosc_link::random_source{seed};
+    source.music = kosc_link::make_music(MUSIC_SECONDS, &source.random);
+    for (int i = 4; i < argc; ++i) {
         const std::vector<int16_t> speech = read_speech(argv[i]);
         source.speech.insert(source.speech.end(), speech.begin(), speech.end());
     }

@@ -16,7 +16,6 @@ constexpr double PI = 3.141592653589793;
 constexpr double SAMPLE_RATE = 48000;
 constexpr size_t WAV_HEADER = 44;
 constexpr double QPSK_AXIS = 0.7071067811865475;
-constexpr band AROUND_THE_BAND = {17500, 21500};
 
 double between(random_source& r, double low, double high) { return low + (high - low) * r.uniform(); }
 size_t below(random_source& r, size_t limit) { return r.bits() % limit; }
@@ -25,10 +24,20 @@ bool coin(random_source& r) { return (r.bits() & 1) != 0; }
 // An amplitude in 16-bit steps: every decade from a thirtieth of a step to what clips is as likely.
 double level(random_source& r) { return std::exp(between(r, std::log(0.03), std::log(60000.0))); }
 
-// Angle a sample, half of them in the modem's band.
-double pitch(random_source& r)
+// The modem's band and some 500 Hz on either side.
+band around_the_band(const sound_source& s)
 {
-    const double hertz = coin(r) ? between(r, AROUND_THE_BAND.low, AROUND_THE_BAND.high) : between(r, 20, 24000);
+    const ofdm_cfg& ofdm = s.modem->cfg.ofdm_cfg;
+    const double first = SAMPLE_RATE / ofdm.symbol_len * ofdm.sc_start_idx;
+    return {std::max(first - 500, 20.0), std::min(first + 3500, 24000.0)};
+}
+
+// Angle a sample, half of them in the modem's band.
+double pitch(sound_source* s)
+{
+    const band around = around_the_band(*s);
+    random_source& r = s->random;
+    const double hertz = coin(r) ? between(r, around.low, around.high) : between(r, 20, 24000);
     return 2 * PI * hertz / SAMPLE_RATE;
 }
 
@@ -70,7 +79,7 @@ void pink(signal* out, sound_source* s)
 void band_noise(signal* out, sound_source* s)
 {
     const double radius = 1 - std::exp(between(s->random, std::log(1e-4), std::log(0.2)));
-    const double turn = 2 * radius * std::cos(pitch(s->random));
+    const double turn = 2 * radius * std::cos(pitch(s));
     double y1 = 0;
     double y2 = 0;
     fill_with(out, [&, a = level(s->random) * std::sqrt(1 - radius)] {
@@ -96,14 +105,14 @@ void add_tone(signal* out, double amplitude, double turn, double phase)
 void tones(signal* out, sound_source* s)
 {
     for (size_t i = 0; i <= below(s->random, 4); ++i) {
-        add_tone(out, level(s->random), pitch(s->random), between(s->random, 0, 2 * PI));
+        add_tone(out, level(s->random), pitch(s), between(s->random, 0, 2 * PI));
     }
 }
 
 void square(signal* out, sound_source* s)
 {
     double phase = 0;
-    fill_with(out, [&, a = level(s->random), turn = pitch(s->random) / (coin(s->random) ? 2 * PI : 40 * PI)] {
+    fill_with(out, [&, a = level(s->random), turn = pitch(s) / (coin(s->random) ? 2 * PI : 40 * PI)] {
         phase += turn - (phase >= 1 ? 1 : 0);
         return phase < 0.5 ? a : -a;
     });
@@ -129,9 +138,10 @@ void add_keyed(signal* out, double amplitude, size_t symbol_len, double bend, Ne
     }
 }
 
-double turn_at(double share)
+double turn_at(const sound_source& s, double share)
 {
-    return 2 * PI * (AROUND_THE_BAND.low + share * (AROUND_THE_BAND.high - AROUND_THE_BAND.low)) / SAMPLE_RATE;
+    const band around = around_the_band(s);
+    return 2 * PI * (around.low + share * (around.high - around.low)) / SAMPLE_RATE;
 }
 
 // Up and down through the band: much slower than a pilot, faster, and nearly as fast.
@@ -140,22 +150,22 @@ void sweeps(signal* out, sound_source* s)
     const size_t pilot_like = 1300 + below(s->random, 130); // its 3000 Hz take 1024 samples
     const size_t length = coin(s->random) ? pilot_like : 256 + below(s->random, coin(s->random) ? 2048 : 96000);
     const bool up = coin(s->random);
-    const double bend = (turn_at(1) - turn_at(0)) / static_cast<double>(length);
-    add_keyed(out, level(s->random), length, up ? bend : -bend, [up](double*) { return turn_at(up ? 0 : 1); });
+    const double bend = (turn_at(*s, 1) - turn_at(*s, 0)) / static_cast<double>(length);
+    add_keyed(out, level(s->random), length, up ? bend : -bend, [=](double*) { return turn_at(*s, up ? 0 : 1); });
 }
 
 void frequency_keying(signal* out, sound_source* s)
 {
     const size_t count = 2 + below(s->random, 15);
     add_keyed(out, level(s->random), 64 + below(s->random, 2000), 0, [&](double*) {
-        return turn_at(static_cast<double>(below(s->random, count)) / static_cast<double>(count));
+        return turn_at(*s, static_cast<double>(below(s->random, count)) / static_cast<double>(count));
     });
 }
 
 void phase_keying(signal* out, sound_source* s)
 {
     add_keyed(out, level(s->random), 12 + below(s->random, 100), 0,
-              [&, turn = turn_at(s->random.uniform())](double* phase) {
+              [&, turn = turn_at(*s, s->random.uniform())](double* phase) {
                   *phase += PI / 2 * static_cast<double>(below(s->random, 4));
                   return turn;
               });
@@ -165,8 +175,8 @@ void phase_keying(signal* out, sound_source* s)
 void chirp_keying(signal* out, sound_source* s)
 {
     const size_t length = size_t{256} << below(s->random, 5);
-    const double bend = (turn_at(1) - turn_at(0)) / static_cast<double>(length);
-    add_keyed(out, level(s->random), length, bend, [&](double*) { return turn_at(s->random.uniform() - 0.5); });
+    const double bend = (turn_at(*s, 1) - turn_at(*s, 0)) / static_cast<double>(length);
+    add_keyed(out, level(s->random), length, bend, [&](double*) { return turn_at(*s, s->random.uniform() - 0.5); });
 }
 
 // Another OFDM modem: its own symbol length, prefix and subcarriers, some symbols over and over.
@@ -175,11 +185,14 @@ void other_ofdm(signal* out, sound_source* s)
     const size_t length = 480 + below(s->random, 1200);
     const size_t prefix = below(s->random, length / 3);
     std::vector<signal> symbols(4, signal(length));
-    const double carriers = (AROUND_THE_BAND.high - AROUND_THE_BAND.low) / SAMPLE_RATE * static_cast<double>(length);
+    const band around = around_the_band(*s);
+    const double carriers = (around.high - around.low) / SAMPLE_RATE * static_cast<double>(length);
+    const ofdm_cfg& ofdm = s->modem->cfg.ofdm_cfg;
+    const double first = static_cast<double>(ofdm.sc_start_idx) / ofdm.symbol_len;
     for (signal& symbol : symbols) {
         for (double k = 0; k < carriers; ++k) {
             const double turn =
-                2 * PI * (k + std::floor(0.375 * static_cast<double>(length))) / static_cast<double>(length);
+                2 * PI * (k + std::floor(first * static_cast<double>(length))) / static_cast<double>(length);
             add_tone(&symbol, 0.1, turn, PI / 2 * static_cast<double>(below(s->random, 4)));
         }
     }
@@ -201,8 +214,15 @@ void speech_in_the_band(signal* out, sound_source* s)
 {
     copy_speech(out, s);
     signal carrier(out->size());
-    add_tone(&carrier, 1, turn_at(s->random.uniform()), 0);
+    add_tone(&carrier, 1, turn_at(*s, s->random.uniform()), 0);
     std::transform(out->begin(), out->end(), carrier.begin(), out->begin(), std::multiplies<>());
+}
+
+// A piece of music, from silent to clipped.
+void copy_music(signal* out, sound_source* s)
+{
+    size_t at = below(s->random, s->music.size());
+    fill_with(out, [&, a = level(s->random) / 4] { return a * s->music[at++ % s->music.size()]; });
 }
 
 // A frame with these QPSK values, which come from a message's code or from nowhere.
@@ -307,15 +327,16 @@ const std::vector<sound_kind>& sound_kinds()
     static const std::vector<sound_kind> all = {
         {"digital silence", 4, nothing, false},
         {"constant offset", 4, offset, false},
-        {"white noise", 18, white, false},
+        {"white noise", 16, white, false},
         {"pink noise", 12, pink, false},
-        {"band noise", 16, band_noise, false},
+        {"band noise", 13, band_noise, false},
         {"tones", 10, tones, false},
         {"square waves", 8, square, false},
         {"clicks", 6, clicks, false},
         {"sweeps", 4, sweeps, false},
         {"speech", 9, copy_speech, true},
         {"speech moved into the band", 5, speech_in_the_band, true},
+        {"music", 5, copy_music, false},
         {"frequency shift keying", 1, frequency_keying, false},
         {"phase shift keying", 1, phase_keying, false},
         {"chirp spread spectrum", 1, chirp_keying, false},

@@ -10,8 +10,9 @@
 // What the sounds are made of.
 struct sound_source {
     kosc_link::random_source random;
-    const soundcomm_paras_t* modem; // the parameter set that frames are made with
+    const soundcomm_paras_t* modem; // the parameter set that frames are made with, and in whose band much of it lies
     std::vector<int16_t> speech;    // may be empty, if no kind with speech is asked for
+    kosc_link::signal music{};      // likewise
 };
 
 // A kind of sound. `fill` writes over a segment of silence, with levels and shapes of its own in each segment.

@@ -43,8 +43,10 @@ constexpr size_t MARGIN = 24000;            // what a fresh receiver hears befor
 constexpr size_t QUIET_KINDS = 8;           // the table's first, which are not taken for frames often
 constexpr uint64_t MAX_BLOCK = 8192;
 
+soundcomm_cfg_t cfg = *soundcomm_default_cfg(); // in the band that is asked for
+
 struct receiver {
-    kosc::context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
+    kosc::context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, cfg);
     std::vector<uint64_t> found;   // starts of the frames decoded since last asked
     std::vector<uint64_t> numbers; // what they carried
     uint64_t wrong_offsets = 0;
@@ -185,10 +187,15 @@ void report(const tally& all, const memory& early, const memory& late)
 int main(int argc, char** argv)
 {
     if (argc < 3) {
-        std::fputs("usage: kosc_soak HOURS SEED [FIRST_SAMPLE]\n", stderr);
+        std::fputs("usage: kosc_soak HOURS SEED [FIRST_SAMPLE [BAND]]\n", stderr);
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
+    ko_soundcommu_band_t band;
+    if (argc > 4 &&
+        (ko_soundcommu_find_band(argv[4], &band) != 0 || !soundcomm_cfg_for_band(band.first_subcarrier, &cfg))) {
+        return EXIT_FAILURE;
+    }
     const auto segments = static_cast<uint64_t>(std::atof(argv[1]) * 3600 * 48000 / SEGMENT);
     receiver listener;
     // As if so many samples had been heard before.
