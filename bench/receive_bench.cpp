@@ -72,6 +72,34 @@ void run_layout(benchmark::State& state, const std::vector<int16_t>& sound)
         benchmark::Counter(static_cast<double>(samples), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
+// The same noise heard in so many bands by a receiver each: what a listener to several bands costs.
+void receive_bands(benchmark::State& state)
+{
+    log_level = 0;
+    std::vector<kosc::context_ptr> receivers;
+    for (const uint32_t first : {384U, 43U, 128U, 7U}) {
+        soundcomm_cfg_t cfg;
+        soundcomm_cfg_for_band(first, &cfg);
+        if (receivers.size() < static_cast<size_t>(state.range(0))) {
+            receivers.push_back(kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, cfg));
+        }
+    }
+    const std::vector<int16_t> noise = make_noise();
+    constexpr uint32_t BLOCK = 4096;
+    size_t samples = 0;
+    for (auto iteration : state) {
+        for (size_t start = 0; start + BLOCK <= noise.size(); start += BLOCK) {
+            for (const kosc::context_ptr& receiver : receivers) {
+                result_set_t results{};
+                soundcomm_receive(receiver.get(), noise.data() + start, BLOCK, &results);
+            }
+            samples += BLOCK;
+        }
+    }
+    state.counters["per_sample"] =
+        benchmark::Counter(static_cast<double>(samples), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
 void receive_layout(benchmark::State& state) { run_layout(state, make_noise()); }
 void receive_layout_decay(benchmark::State& state) { run_layout(state, make_frame_and_silence()); }
 
@@ -85,6 +113,7 @@ BENCHMARK(receive_silence_plain)->Arg(4096)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_silence)->Arg(4096)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_decay_plain)->Arg(4096)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_decay)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(receive_bands)->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(receive_layout)
     ->ArgNames({"subcarriers", "symbol", "tracks"})
     ->Args({32, 1024, 1})
