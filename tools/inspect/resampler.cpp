@@ -8,16 +8,17 @@
 namespace kosc_inspect {
 namespace {
 
-// What passes unchanged; the top subcarrier lies at 20953 Hz, and a sender's clock may be fast.
-constexpr double PASS_BAND = 21000.0;
+// The least share of the lower rate's half that passes: cheap, and leaves most of the spectrum as it was.
+constexpr double LEAST_PASS_BAND = 0.875;
 
 } // namespace
 
-resampler::resampler(double from, double to, uint32_t channels) : channels_(channels), rate_(to), ratio_(to / from)
+resampler::resampler(double from, double to, uint32_t channels, double pass_band)
+    : channels_(channels), rate_(to), ratio_(to / from)
 {
     const soxr_io_spec_t samples = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
     soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-    quality.passband_end = PASS_BAND / (std::min(from, to) / 2.0);
+    quality.passband_end = std::max(pass_band / (std::min(from, to) / 2.0), LEAST_PASS_BAND);
     soxr_error_t error = nullptr;
     converter_.reset(soxr_create(from, to, channels, &error, &samples, &quality, nullptr));
     if (error != nullptr) {

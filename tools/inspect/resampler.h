@@ -14,8 +14,9 @@ namespace kosc_inspect {
 // Flat over the modem's band from every rate that holds it: 0.005 dB are lost at the top subcarrier from 44.1 kHz.
 class resampler {
 public:
-    // Throws when memory is short.
-    resampler(double from, double to, uint32_t channels);
+    // Flat up to `pass_band` Hz, which lies below half of either rate; by default to just above the near-ultrasonic
+    // band. Throws when it does not, or memory is short.
+    resampler(double from, double to, uint32_t channels, double pass_band = 21000.0);
 
     // Puts into `out` what `frames` more interleaved samples yield, which may be nothing, and returns its frames.
     size_t convert(const float* interleaved, size_t frames, std::vector<float>& out);

@@ -12,6 +12,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commands/band_option.h"
 #include "commands/commands.h"
 #include "commands/stop_request.h"
 #include "kosc/kosc.h"
@@ -47,6 +48,7 @@ subcommand add_encode(CLI::App& app)
         ->add_option("-o,--output", options.output,
                      "sound file to write, .wav or .flac; - writes WAV to standard output")
         ->required();
+    add_band_option(*encode, options.band);
     constexpr uint32_t LONGEST_PAD_MS = 60000;
     encode->add_option("--pad", options.pad_ms, "milliseconds of silence before and after the frame")
         ->check(CLI::Range(0U, LONGEST_PAD_MS))
@@ -64,6 +66,7 @@ subcommand add_decode(CLI::App& app)
                      "WAV, FLAC, OGG, Opus, MP3, AIFF, AU, CAF or W64 of 1 to 8 channels; - reads standard input")
         ->required();
     decode->add_option("--raw", options.raw, RAW_HELP);
+    add_bands_option(*decode, options.bands);
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
     decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");

@@ -14,8 +14,6 @@
 namespace {
 
 constexpr int MAX_CHANNELS = 8;
-// The least common rate whose half lies above the modem's band, which ends at 20953 Hz.
-constexpr int MIN_SAMPLE_RATE = 44100;
 constexpr size_t BLOCK_FRAMES = 4096;
 constexpr float FULL_SCALE = 32768.0F;
 
@@ -73,21 +71,21 @@ int16_t to_pcm(float sample)
         std::clamp(std::nearbyint(bounded(sample) * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1.0F));
 }
 
-audio_file::audio_file(const std::string& path, const std::string& raw) : path_(path)
+audio_file::audio_file(const std::string& path, const std::string& raw, const band_list& bands) : path_(path)
 {
     open(raw);
     if (info_.channels > MAX_CHANNELS) {
         throw read_error(path_, "it has " + std::to_string(info_.channels) + " channels, the limit is " +
                                     std::to_string(MAX_CHANNELS));
     }
-    if (info_.samplerate < MIN_SAMPLE_RATE) {
-        throw read_error(path_, "the modem's band (18 to 21 kHz) is not in a recording at " +
-                                    std::to_string(info_.samplerate) + " Hz; it takes " +
-                                    std::to_string(MIN_SAMPLE_RATE) + " Hz or more");
+    try {
+        bands_ = bands_within(sample_rate(), bands);
+    } catch (const std::runtime_error& error) {
+        throw read_error(path_, error.what());
     }
     raw_.resize(BLOCK_FRAMES * channels());
     if (sample_rate() != MODEM_SAMPLE_RATE) {
-        converter_.emplace(info_.samplerate, MODEM_SAMPLE_RATE, channels());
+        converter_.emplace(info_.samplerate, MODEM_SAMPLE_RATE, channels(), highest_edge(bands_));
     }
 }
 

@@ -11,23 +11,28 @@
 #include <string>
 #include <vector>
 
+#include "audio/sound_bands.h"
+#include "kosc/kosc.hpp"
 #include "resampler.h"
 
-constexpr uint32_t MODEM_SAMPLE_RATE = 48000;
+constexpr uint32_t MODEM_SAMPLE_RATE = kosc::SAMPLE_RATE;
 
 // A sample of full scale 1 as 16-bit PCM, clipped; a value that is not a number becomes silence.
 int16_t to_pcm(float sample);
 
 class audio_file {
 public:
-    // Throws when the file cannot be read, has too many channels, or a rate that cannot carry the modem's band.
+    // Throws when the file cannot be read, has too many channels, or a rate that carries none of the bands.
     // `raw` is the format of samples without a header, as raw_format() reads it; empty: the file tells.
-    explicit audio_file(const std::string& path, const std::string& raw = {});
+    explicit audio_file(const std::string& path, const std::string& raw = {},
+                        const band_list& bands = {default_band()});
     audio_file(const audio_file&) = delete;
     audio_file& operator=(const audio_file&) = delete;
 
     uint32_t channels() const { return static_cast<uint32_t>(info_.channels); }
     uint32_t sample_rate() const { return static_cast<uint32_t>(info_.samplerate); }
+    // Those of the bands asked for that its rate has room for: at least one.
+    const band_list& bands() const { return bands_; }
     // 0 when the file does not tell, or is a pipe, whose header may promise anything.
     double seconds() const { return length_known() ? static_cast<double>(info_.frames) / info_.samplerate : 0.0; }
 
@@ -54,6 +59,7 @@ private:
 
     std::string path_;
     SF_INFO info_{};
+    band_list bands_;
     observer heard_;
     bool truncated_ = false; // shorter than its header says
     sf_count_t frames_read_ = 0;

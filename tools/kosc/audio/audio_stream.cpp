@@ -30,8 +30,12 @@ uint32_t input_rate(const audio_system& system, const audio_device& device, uint
         return wanted;
     }
     const std::vector<uint32_t> rates = system.rates(device, direction::INPUT);
-    const bool own = rates.empty() || std::count(rates.begin(), rates.end(), MODEM_SAMPLE_RATE) != 0;
-    return own ? MODEM_SAMPLE_RATE : rates.front();
+    if (rates.empty() || std::count(rates.begin(), rates.end(), MODEM_SAMPLE_RATE) != 0) {
+        return MODEM_SAMPLE_RATE;
+    }
+    constexpr uint32_t WHOLE_SPECTRUM = 44100;
+    const auto whole = std::lower_bound(rates.begin(), rates.end(), WHOLE_SPECTRUM);
+    return whole != rates.end() ? *whole : rates.back();
 }
 
 } // namespace
@@ -105,14 +109,16 @@ double audio_stream::latency() const
     return info == nullptr ? 0.0 : way_ == direction::INPUT ? info->inputLatency : info->outputLatency;
 }
 
-input_stream::input_stream(const audio_system& system, const audio_device& device, uint32_t channels, uint32_t rate)
+input_stream::input_stream(const audio_system& system, const audio_device& device, uint32_t channels, uint32_t rate,
+                           const band_list& bands)
     : audio_stream(device, direction::INPUT), channels_(channels)
 {
     const uint32_t device_rate = input_rate(system, device, rate);
+    bands_ = bands_within(device_rate, bands);
     ring_ = std::make_unique<sample_ring<float>>(size_t{INPUT_RING_SECONDS} * device_rate * channels);
     raw_.resize(READ_FRAMES * channels);
     if (device_rate != MODEM_SAMPLE_RATE) {
-        converter_.emplace(device_rate, MODEM_SAMPLE_RATE, channels);
+        converter_.emplace(device_rate, MODEM_SAMPLE_RATE, channels, highest_edge(bands_));
     }
     open(channels, device_rate, paFloat32, callback, this);
 }

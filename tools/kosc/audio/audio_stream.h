@@ -16,6 +16,7 @@
 
 #include "audio/audio_device.h"
 #include "audio/sample_ring.h"
+#include "audio/sound_bands.h"
 #include "resampler.h"
 
 // What both kinds of streams have in common: a device at work.
@@ -57,11 +58,15 @@ private:
 // Sound from a device at the modem's rate.
 class input_stream : public audio_stream {
 public:
-    // `rate` 0: the modem's own if the device takes it, else the device's. Throws when the device cannot be opened.
-    input_stream(const audio_system& system, const audio_device& device, uint32_t channels, uint32_t rate);
+    // `rate` 0: the modem's own if the device takes it, else the device's. Throws when the device cannot be opened, or
+    // its rate has none of the bands.
+    input_stream(const audio_system& system, const audio_device& device, uint32_t channels, uint32_t rate,
+                 const band_list& bands = {default_band()});
     ~input_stream();
 
     uint32_t channels() const { return channels_; }
+    // Those of the bands asked for that its rate has room for.
+    const band_list& bands() const { return bands_; }
     // What has come since the last call, one vector a channel, all of one length; waits up to a hundredth of a second
     // for it. Throws when the device is gone and everything that it delivered has been read.
     void read(std::vector<std::vector<int16_t>>& pcm);
@@ -76,6 +81,7 @@ private:
                         PaStreamCallbackFlags flags, void* self);
 
     uint32_t channels_;
+    band_list bands_;
     std::unique_ptr<sample_ring<float>> ring_;
     std::atomic<uint64_t> lost_samples_{0};
     std::atomic<uint64_t> device_overruns_{0};

@@ -1,32 +1,22 @@
 #include "audio/frame_sound.h"
 
-#include <memory>
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
-#include "kosc/kosc.h"
+#include "kosc/kosc.hpp"
 
-namespace {
-
-struct handle_releaser {
-    void operator()(soundcommu_handle_t* handle) const { ko_soundcommu_release(handle); }
-};
-using handle_ptr = std::unique_ptr<soundcommu_handle_t, handle_releaser>;
-
-} // namespace
-
-std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after)
+std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after, const sound_band& band)
 {
-    const auto ignore = [](const decode_result_t*, uint32_t) {};
-    const handle_ptr handle{ko_soundcommu_init(ignore, ignore)};
-    audio_para_t play{};
-    audio_para_t record{};
-    if (!handle || ko_soundcommu_get_audio_para(&play, &record) != 0) {
+    const auto encoder = kosc::encoder::make(band.first_subcarrier);
+    if (!encoder) {
         throw std::runtime_error("cannot set up the modem");
     }
-    std::vector<int16_t> pcm(before + play.frame_bytes / sizeof(int16_t) + after);
-    if (ko_soundcommu_encode(handle.get(), message.data(), static_cast<uint32_t>(message.size()), pcm.data() + before,
-                             play.frame_bytes) != 0) {
+    const auto frame = encoder->encode({reinterpret_cast<const char*>(message.data()), message.size()});
+    if (!frame) {
         throw std::runtime_error("cannot encode the message");
     }
+    std::vector<int16_t> pcm(before + frame->size() + after);
+    std::copy(frame->begin(), frame->end(), pcm.begin() + static_cast<std::ptrdiff_t>(before));
     return pcm;
 }

@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "audio/sound_bands.h"
 #include "commands/message_text.h"
 
 // The message's frame behind `before` and before `after` silent samples. Throws when it cannot be made.
-std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after);
+std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after,
+                              const sound_band& band = default_band());
 
 #endif

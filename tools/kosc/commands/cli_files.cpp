@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commands/band_option.h"
 #include "commands/commands.h"
 #include "commands/number_in.h"
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commands/band_option.h"
 #include "commands/commands.h"
 #include "commands/number_in.h"
 
@@ -59,6 +60,7 @@ subcommand add_send(CLI::App& app)
     send->add_option("--gap", options->gap_ms, "milliseconds of silence behind each frame")
         ->check(CLI::Range(0U, LONGEST_GAP_MS))
         ->capture_default_str();
+    add_band_option(*send, options->band);
     send->add_option("--device", options->device, "output device, by index or part of its name");
     send->add_option("--volume", options->volume, "0 to 1, of the loudness that kosc encode has")
         ->check(number_in(0.0, 1.0))
@@ -72,10 +74,11 @@ subcommand add_listen(CLI::App& app)
     const auto options = std::make_shared<listen_options>();
     CLI::App* const listen = app.add_subcommand("listen", "Print the messages that a sound device hears");
     listen->add_option("--device", options->device, "input device, by index or part of its name");
+    add_bands_option(*listen, options->bands);
     constexpr uint32_t MOST_CHANNELS = 8;
     listen->add_option("--channels", options->channels, "channels to listen to; else up to 2, as the device has")
         ->check(CLI::Range(1U, MOST_CHANNELS));
-    constexpr uint32_t LEAST_RATE = 44100, HIGHEST_RATE = 384000;
+    constexpr uint32_t LEAST_RATE = 8000, HIGHEST_RATE = 384000;
     listen->add_option("--rate", options->rate, "the device's rate in Hz; else 48000, or what the device has")
         ->check(CLI::Range(LEAST_RATE, HIGHEST_RATE));
     constexpr double LEAST_SECONDS = 0.001, MOST_SECONDS = 1e9;

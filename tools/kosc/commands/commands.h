@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "audio/sound_bands.h"
+
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
 
 namespace CLI {
@@ -28,6 +30,7 @@ struct encode_options {
     std::optional<std::string> hex;
     std::optional<std::string> file;
     std::string output;
+    sound_band band = default_band();
     uint32_t pad_ms = 100; // many players swallow the first and last hundredth of a second
 };
 
@@ -37,6 +40,7 @@ constexpr const char* RAW_HELP = "RATE:FORMAT:CHANNELS of samples without a head
 struct decode_options {
     std::vector<std::string> inputs;
     std::string raw; // empty: files tell
+    band_list bands = {default_band()};
     bool hex = false;
     bool json = false;
     bool quiet = false;
@@ -48,6 +52,7 @@ struct send_options {
     std::vector<std::string> texts; // STANDARD_STREAM: each line of it
     std::optional<std::string> hex;
     std::string device;
+    sound_band band = default_band();
     uint32_t repeat = 1;
     uint32_t gap_ms = 100; // lets the echoes of a room die away
     double volume = 1.0;
@@ -55,6 +60,7 @@ struct send_options {
 
 struct listen_options {
     std::string device;
+    band_list bands = {default_band()};
     uint32_t channels = 0; // 0: what the device has, up to 2
     uint32_t rate = 0;     // 0: the modem's own, or else the device's
     double seconds = 0.0;  // 0: without end
@@ -86,6 +92,8 @@ struct simulate_options {
     std::string input;
     std::string raw;
     std::string output;
+    sound_band band = default_band();
+    bool within_band = false; // count sound and noise there alone
     std::optional<double> snr_db;
     std::vector<std::string> echoes; // MS:GAIN
     double room_rt60 = 0.0;

@@ -1,8 +1,6 @@
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -22,11 +20,12 @@ namespace {
 class recording {
 public:
     recording(const std::string& path, const decode_options& options)
-        : path_(path), options_(options), file_(path, options.raw)
+        : path_(path), options_(options), file_(path, options.raw, options.bands),
+          listener_(file_.channels(), file_.bands(), !options.plain, BEGINS_SOMEWHERE)
     {
-        for (uint32_t i = 1; i <= file_.channels(); ++i) { // people and audio editors count channels from 1
-            channels_.emplace_back(i, !options.plain);
-            silence_ = channels_.back().begin();
+        if (const std::string missing = left_out(file_.sample_rate(), options.bands);
+            !missing.empty() && !options.quiet) {
+            std::fprintf(stderr, "kosc: %s: %s\n", input_name(path).c_str(), missing.c_str());
         }
     }
 
@@ -34,24 +33,21 @@ public:
     uint64_t decode();
 
 private:
+    static constexpr bool BEGINS_SOMEWHERE = true;
+
     bool one_of_several() const { return options_.inputs.size() > 1; }
-    // Below 0 for a frame whose beginning the recording lacks.
-    double seconds_of(const heard_message& message) const
-    {
-        const auto place = static_cast<int64_t>(message.sample) - static_cast<int64_t>(silence_);
-        return static_cast<double>(place) / MODEM_SAMPLE_RATE;
-    }
     std::string as_json(const heard_message& message) const;
     std::string as_line(const heard_message& message) const;
-    void print_block(std::vector<heard_message>& heard) const;
     void say_that_nothing_was_heard() const;
 
     const std::string& path_;
     const decode_options& options_;
     audio_file file_;
-    std::vector<listener> channels_;
-    uint32_t silence_ = 0; // samples of it before the recording
+    listener listener_;
 };
+
+// Below 0 for a frame whose beginning the recording lacks.
+double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
 
 std::string recording::as_json(const heard_message& message) const
 {
@@ -67,26 +63,13 @@ std::string recording::as_line(const heard_message& message) const
 {
     char place[32];
     std::snprintf(place, sizeof place, "%.3f s", rounded(seconds_of(message), 1000.0));
-    return (one_of_several() ? path_ + ": " : "") + place + rest_of_line(message, options_.hex);
-}
-
-// Prints what a block yielded over all channels, in the order of time: a frame is found with the block that ends it.
-void recording::print_block(std::vector<heard_message>& heard) const
-{
-    std::sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
-        return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
-    });
-    for (const heard_message& message : heard) {
-        write_output(options_.json ? as_json(message) : as_line(message));
-    }
+    return (one_of_several() ? path_ + ": " : "") + place +
+           rest_of_line(message, options_.hex, options_.bands.size() > 1);
 }
 
 void recording::say_that_nothing_was_heard() const
 {
-    uint64_t unreadable = 0;
-    for (const listener& channel : channels_) {
-        unreadable += channel.unreadable_frames();
-    }
+    const uint64_t unreadable = listener_.unreadable_frames();
     std::string sentence = "no message found" + (one_of_several() ? " in " + input_name(path_) : "");
     if (unreadable != 0) {
         sentence += "; possible frames that could not be read: " + std::to_string(unreadable);
@@ -102,14 +85,12 @@ uint64_t recording::decode()
     std::vector<std::vector<int16_t>> pcm;
     for (bool more = true; more;) {
         more = file_.read(pcm);
-        std::vector<heard_message> heard;
-        for (size_t i = 0; i < channels_.size(); ++i) {
-            more ? channels_[i].hear(pcm[i].data(), static_cast<uint32_t>(pcm[i].size()), heard)
-                 : channels_[i].finish(heard);
-        }
+        const std::vector<heard_message> heard = more ? listener_.hear(pcm) : listener_.finish();
         if (!options_.quiet && !heard.empty()) {
             progress.clear();
-            print_block(heard);
+            for (const heard_message& message : heard) {
+                write_output(options_.json ? as_json(message) : as_line(message));
+            }
         }
         messages += heard.size();
         samples += pcm.front().size();

@@ -52,6 +52,6 @@ int run_encode(const encode_options& options)
 {
     check_sound_name(options.output);
     const size_t pad = size_t{options.pad_ms} * MODEM_SAMPLE_RATE / 1000;
-    write_sound(options.output, sound_of(message_to_send(options), pad, pad));
+    write_sound(options.output, sound_of(message_to_send(options), pad, pad, options.band));
     return EXIT_DONE;
 }

@@ -8,11 +8,11 @@
 
 #include "commands/listener.h"
 
-// Adds "channel", "text", "hex", "correlation", "snr_db", "drift_ppm" and "second_look" to an object.
+// Adds "channel", "band", "text", "hex", "correlation", "snr_db", "drift_ppm" and "second_look" to an object.
 void add_message(nlohmann::ordered_json& object, const heard_message& message);
 
-// The channel and the message up to the line's end, as hex digits if wanted or if it is no text.
-std::string rest_of_line(const heard_message& message, bool hex);
+// The channel, the band if wanted, and the message up to the line's end, as hex digits if wanted or if it is no text.
+std::string rest_of_line(const heard_message& message, bool hex, bool band);
 
 // `value` to one of `steps` between whole numbers, without a minus before zero.
 double rounded(double value, double steps);

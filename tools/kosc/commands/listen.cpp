@@ -5,7 +5,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -46,22 +45,17 @@ std::string as_json(const heard_message& message, wall_time time)
     return object.dump() + "\n";
 }
 
-std::string as_line(const heard_message& message, wall_time time, bool hex)
-{
-    return as_text(time, localtime_r, "%H:%M:%S") + rest_of_line(message, hex);
-}
-
 class live_session {
 public:
     live_session(const listen_options& options, const audio_system& system, const audio_device& device,
                  input_stream& input, bool verbose)
         : options_(options), system_(system), device_name_(device.name), input_(input),
-          meter_(system.standard_error(), !verbose)
+          meter_(system.standard_error(), !verbose, input.bands()),
+          listener_(input.channels(), input.bands(), !options.plain, BEGINS_SOMEWHERE), joiner_(input.channels())
     {
-        for (uint32_t i = 1; i <= input.channels(); ++i) { // people count channels from 1
-            ears_.emplace_back(i, !options.plain);
+        if (const std::string missing = left_out(input.rate(), options.bands); !missing.empty()) {
+            system.say(missing);
         }
-        joiner_.emplace(ears_.size(), ears_.front().frame_length());
         if (!options.record.empty()) {
             recorder_.emplace(options.record, input.channels());
         }
@@ -82,11 +76,7 @@ public:
     // What is still in the receivers. The device may be gone by now.
     void finish()
     {
-        std::vector<heard_message> heard;
-        for (listener& ear : ears_) {
-            ear.finish(heard);
-        }
-        take(heard, UINT64_MAX);
+        take(listener_.finish(), INT64_MAX);
         meter_.clear();
         if (losses_said_ != 0) {
             system_.say("in all " + losses());
@@ -99,6 +89,8 @@ public:
     uint64_t messages() const { return messages_; }
 
 private:
+    static constexpr bool BEGINS_SOMEWHERE = false; // what came before the device began is gone
+
     bool time_is_over() const
     {
         return options_.seconds != 0.0 && samples_ != 0 &&
@@ -125,11 +117,8 @@ private:
             begun_ = steady_clock::now();
             say_what_is_heard();
         }
-        std::vector<heard_message> heard;
-        for (size_t i = 0; i < ears_.size(); ++i) {
-            ears_[i].hear(pcm[i].data(), static_cast<uint32_t>(pcm[i].size()), heard);
-        }
-        samples_ += pcm.front().size();
+        const std::vector<heard_message> heard = listener_.hear(pcm);
+        samples_ += static_cast<int64_t>(pcm.front().size());
         last_sample_ = input_.time_of_last_sample();
         take(heard, samples_);
         meter_.hear(pcm.front());
@@ -139,19 +128,16 @@ private:
     }
 
     // Prints what was heard up to `end`: each channel's message at once, or one line when its channels are known.
-    void take(std::vector<heard_message>& heard, uint64_t end)
+    void take(const std::vector<heard_message>& heard, int64_t end)
     {
         const bool at_once = options_.json || options_.all_channels;
-        std::sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
-            return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
-        });
         for (const heard_message& message : heard) {
-            const uint64_t before = messages_ + joiner_->add(message);
+            const uint64_t before = messages_ + joiner_.add(message);
             if (at_once && (options_.count == 0 || before < options_.count)) {
                 print(message);
             }
         }
-        for (heard_message message; !enough() && joiner_->next(end, message); ++messages_) {
+        for (heard_message message; !enough() && joiner_.next(end, message); ++messages_) {
             if (!at_once) {
                 print(message);
             }
@@ -163,7 +149,9 @@ private:
         const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / MODEM_SAMPLE_RATE);
         const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
         meter_.clear();
-        write_output(options_.json ? as_json(message, time) : as_line(message, time, options_.hex));
+        write_output(options_.json ? as_json(message, time)
+                                   : as_text(time, localtime_r, "%H:%M:%S") +
+                                         rest_of_line(message, options_.hex, options_.bands.size() > 1));
     }
 
     std::string losses() const
@@ -189,10 +177,10 @@ private:
     std::string device_name_;
     input_stream& input_;
     meter_line meter_;
-    std::vector<listener> ears_;
-    std::optional<message_joiner> joiner_;
+    listener listener_;
+    message_joiner joiner_;
     std::optional<sound_recorder> recorder_;
-    uint64_t samples_ = 0;           // a channel, heard so far
+    int64_t samples_ = 0;            // a channel, heard so far
     steady_clock::time_point begun_; // when the first samples came
     wall_time last_sample_;
     uint64_t messages_ = 0; // whatever the number of channels that heard them
@@ -207,7 +195,7 @@ int listen(const listen_options& options, bool verbose)
     const audio_device device = system.find(options.device, direction::INPUT);
     constexpr uint32_t USUAL_CHANNELS = 2;
     const uint32_t channels = options.channels != 0 ? options.channels : std::min(device.inputs, USUAL_CHANNELS);
-    input_stream input(system, device, channels, options.rate);
+    input_stream input(system, device, channels, options.rate, options.bands);
     live_session session(options, system, device, input, verbose);
     input.start();
     try {

@@ -1,56 +1,70 @@
 #include "commands/listener.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <tuple>
 
-listener::listener(uint32_t channel, bool second_look)
-    : context_(soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())), channel_(channel)
+namespace {
+
+heard_message message_of(const kosc::heard& frame, const std::string& band)
 {
-    if (!context_ ||
-        !soundcomm_init_receive(context_.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
-        (second_look && !soundcomm_config_second_look(context_.get(), KOSC_SECOND_LOOK_MEASURE))) {
-        throw std::runtime_error("cannot set up the receiver");
+    const frame_quality_t& quality = frame.report.quality;
+    const std::string_view bytes = frame.bytes();
+    return {frame.sample,
+            frame.channel + 1,
+            band,
+            message_bytes(bytes.begin(), bytes.end()),
+            frame.report.correlation,
+            quality.attempts != 0,
+            quality.snr_db,
+            quality.drift_ppm,
+            quality.needed};
+}
+
+} // namespace
+
+listener::listener(uint32_t channels, const band_list& bands, bool second_look, bool cut)
+{
+    for (const sound_band& band : bands) {
+        auto made = kosc::receiver::make(
+            {channels, band.first_subcarrier, second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF, cut});
+        if (!made) {
+            throw std::runtime_error(std::string("cannot set up the receiver: ") + kosc::describe(made.why()));
+        }
+        bands_.push_back({name_of(band), std::move(*made)});
     }
 }
 
-void listener::hear(const int16_t* pcm, uint32_t count, std::vector<heard_message>& heard)
+template <typename Step> std::vector<heard_message> listener::each_band(Step step)
 {
-    struct target {
-        listener* self;
-        std::vector<heard_message>* heard;
-    } to{this, &heard};
-    const auto take_frame = [](const frame_report_t* frame, void* user) {
-        const auto* const into = static_cast<target*>(user);
-        into->self->take(*frame, *into->heard);
-    };
-    soundcomm_set_frame_callback(context_.get(), take_frame, &to); // at every call: a listener may have moved
-    result_set_t counts{};                                         // frames come through the callback
-    if (count != 0 && soundcomm_receive(context_.get(), pcm, count, &counts) != 0) {
-        throw std::runtime_error("the receiver's buffer is in disorder");
+    std::vector<heard_message> heard;
+    for (band_receiver& each : bands_) {
+        const auto on_message = [&](const kosc::heard& frame) { heard.push_back(message_of(frame, each.name)); };
+        const auto on_failed = [&](const kosc::heard&) { ++unreadable_frames_; };
+        if (const kosc::error failed = step(each.receiver, on_message, on_failed); failed != kosc::error::none) {
+            throw std::runtime_error(kosc::describe(failed));
+        }
     }
+    std::stable_sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
+        return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
+    });
+    return heard;
 }
 
-uint32_t listener::begin()
+std::vector<heard_message> listener::hear(const channels_pcm& pcm)
 {
-    std::vector<heard_message> none;
-    finish(none);
-    return soundcomm_get_silence_around(context_.get());
+    return each_band([&](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
+        kosc::error failed = kosc::error::none;
+        for (uint32_t c = 0; c < pcm.size() && failed == kosc::error::none; ++c) {
+            failed = receiver.push_channel(c, pcm[c].data(), pcm[c].size(), on_message, on_failed);
+        }
+        return failed;
+    });
 }
 
-void listener::finish(std::vector<heard_message>& heard)
+std::vector<heard_message> listener::finish()
 {
-    const std::vector<int16_t> silence(soundcomm_get_silence_around(context_.get()));
-    hear(silence.data(), static_cast<uint32_t>(silence.size()), heard);
-}
-
-void listener::take(const frame_report_t& frame, std::vector<heard_message>& heard)
-{
-    constexpr uint32_t CORRECT = 1;
-    const frame_quality_t& quality = frame.quality;
-    if (frame.verdict == CORRECT) {
-        heard.push_back({frame.sample, channel_, message_bytes(frame.msg, frame.msg + frame.msg_len), frame.correlation,
-                         quality.attempts != 0, quality.snr_db, quality.drift_ppm, quality.needed});
-    } else if (frame.sample != last_unreadable_) { // windows overlap, so that a frame may be found again
-        last_unreadable_ = frame.sample;
-        ++unreadable_frames_;
-    }
+    return each_band([](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
+        return receiver.finish(on_message, on_failed);
+    });
 }

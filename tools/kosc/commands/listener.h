@@ -1,17 +1,19 @@
-// Listens to one channel of a recording, and tells where in it each message was heard, and how well.
+// Listens to all channels of a sound in one or more bands, and tells where each message was heard, and how well.
 #ifndef KOSC_TOOL_LISTENER_H
 #define KOSC_TOOL_LISTENER_H
 
 #include <cstdint>
-#include <memory>
+#include <string>
 #include <vector>
 
+#include "audio/sound_bands.h"
 #include "commands/message_text.h"
-#include "kosc/core.h"
+#include "kosc/kosc.hpp"
 
 struct heard_message {
-    uint64_t sample; // where its frame starts, counted from the start of the recording at the modem's rate
-    uint32_t channel;
+    int64_t sample;   // where its frame starts, at the modem's rate; below 0 when its first samples are missing
+    uint32_t channel; // counted from 1, as people and audio editors do
+    std::string band; // as name_of() has it
     message_bytes bytes;
     double correlation;      // height of the synchronisation peak, up to 1
     bool measured;           // the two figures below are; not without the second look
@@ -22,32 +24,29 @@ struct heard_message {
 
 class listener {
 public:
-    // `channel` goes into the messages. Throws when the modem cannot be set up.
-    listener(uint32_t channel, bool second_look);
+    using channels_pcm = std::vector<std::vector<int16_t>>;
 
-    // Hears `count` samples and appends the messages that end in them to `heard`.
-    void hear(const int16_t* pcm, uint32_t count, std::vector<heard_message>& heard);
-    // Hears the silence before a recording, so that a frame is found whose first samples are missing; returns its
-    // samples, which count in the places of messages.
-    uint32_t begin();
-    // Hears the silence behind the recording, so that a frame that ends with it is found too.
-    void finish(std::vector<heard_message>& heard);
+    // `cut`: the sound begins somewhere, so that a frame may lack its first samples. Throws when memory is short.
+    listener(uint32_t channels, const band_list& bands, bool second_look, bool cut);
 
-    uint32_t frame_length() const { return soundcomm_get_frame_length(context_->rx_paras); }
+    // Hears the next samples, one vector a channel; returns the messages that end in them, in the order of time.
+    std::vector<heard_message> hear(const channels_pcm& pcm);
+    // Hears the silence behind the sound, so that a frame that ends with it is found too.
+    std::vector<heard_message> finish();
+
     // Places that sounded like a frame and could not be read: damaged frames, and now and then just noise.
     uint64_t unreadable_frames() const { return unreadable_frames_; }
 
 private:
-    struct releaser {
-        void operator()(soundcomm_context_t* context) const { soundcomm_release(context); }
+    struct band_receiver {
+        std::string name;
+        kosc::receiver receiver;
     };
+    // Hands each receiver, with what it is to do with its frames, to `step`.
+    template <typename Step> std::vector<heard_message> each_band(Step step);
 
-    void take(const frame_report_t& frame, std::vector<heard_message>& heard);
-
-    std::unique_ptr<soundcomm_context_t, releaser> context_;
-    uint32_t channel_;
+    std::vector<band_receiver> bands_;
     uint64_t unreadable_frames_ = 0;
-    uint64_t last_unreadable_ = UINT64_MAX;
 };
 
 #endif

@@ -1,6 +1,7 @@
 #include "commands/message_joiner.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace {
 
@@ -12,8 +13,8 @@ bool is_worse(const heard_message& a, const heard_message& b)
 bool belongs_to(const std::vector<heard_message>& copies, const heard_message& message)
 {
     const heard_message& first = copies.front();
-    const uint64_t apart = std::max(first.sample, message.sample) - std::min(first.sample, message.sample);
-    return first.bytes == message.bytes && apart <= message_joiner::LONGEST_APART &&
+    return first.bytes == message.bytes && first.band == message.band &&
+           std::abs(first.sample - message.sample) <= message_joiner::LONGEST_APART &&
            std::none_of(copies.begin(), copies.end(),
                         [&](const heard_message& copy) { return copy.channel == message.channel; });
 }
@@ -33,14 +34,14 @@ size_t message_joiner::add(const heard_message& message)
     return before;
 }
 
-bool message_joiner::next(uint64_t samples, heard_message& message)
+bool message_joiner::next(int64_t samples, heard_message& message)
 {
     if (waiting_.empty()) {
         return false;
     }
     const copies& heard = waiting_.front();
     // A frame is found as soon as its last sample is there.
-    if (heard.size() < channels_ && samples < heard.front().sample + frame_length_ + LONGEST_APART) {
+    if (heard.size() < channels_ && samples < heard.front().sample + kosc::FRAME_SAMPLES + LONGEST_APART) {
         return false;
     }
     message = *std::max_element(heard.begin(), heard.end(), is_worse);

@@ -9,13 +9,13 @@
 
 #include "commands/listener.h"
 
-// Equal messages are one when they come from different channels and their frames start within LONGEST_APART of each
-// other. A sender that repeats itself cannot be so fast: frames do not overlap, and are twelve times as long.
+// Equal messages are one when they come in one band from different channels and their frames start within LONGEST_APART
+// of each other. A sender that repeats itself cannot be so fast: frames do not overlap, and are twelve times as long.
 class message_joiner {
 public:
-    static constexpr uint64_t LONGEST_APART = 960; // samples; 20 ms, in which sound travels 7 m
+    static constexpr int64_t LONGEST_APART = 960; // samples; 20 ms, in which sound travels 7 m
 
-    message_joiner(size_t channels, uint64_t frame_length) : channels_(channels), frame_length_(frame_length) {}
+    explicit message_joiner(size_t channels) : channels_(channels) {}
 
     // Takes what one channel heard; returns how many other messages wait before the one that it belongs to.
     size_t add(const heard_message& message);
@@ -23,13 +23,12 @@ public:
     // Once every channel has been heard up to `samples`: takes out the next message that no channel can add to any
     // more, as its best channel heard it, which is the one with the highest signal-to-noise ratio, or correlation where
     // that is not measured. False when there is none.
-    bool next(uint64_t samples, heard_message& message);
+    bool next(int64_t samples, heard_message& message);
 
 private:
     using copies = std::vector<heard_message>;
 
     size_t channels_;
-    uint64_t frame_length_;
     std::deque<copies> waiting_;
 };
 

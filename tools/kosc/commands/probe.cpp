@@ -274,11 +274,11 @@ uint64_t count_clipped(const signal& samples)
 
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
-    listener ear(1, true);
-    std::vector<heard_message> heard;
-    ear.begin();
-    ear.hear(recording.data(), static_cast<uint32_t>(recording.size()), heard);
-    ear.finish(heard);
+    constexpr bool SECOND_LOOK = true, CUT = true;
+    listener ear(1, {default_band()}, SECOND_LOOK, CUT);
+    std::vector<heard_message> heard = ear.hear({recording});
+    const std::vector<heard_message> last = ear.finish();
+    heard.insert(heard.end(), last.begin(), last.end());
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
         const message_bytes sent = frame_message(i);
         const auto found = std::find_if(heard.begin(), heard.end(),

@@ -157,7 +157,7 @@ int run_send(const send_options& options, bool verbose)
     const auto send_all = [&] {
         message_bytes message;
         while (source.next(message)) {
-            std::vector<int16_t> pcm = sound_of(message, 0, gap);
+            std::vector<int16_t> pcm = sound_of(message, 0, gap, options.band);
             std::transform(pcm.begin(), pcm.end(), pcm.begin(),
                            [&](int16_t sample) { return static_cast<int16_t>(std::lround(sample * options.volume)); });
             for (uint32_t i = 0; i < options.repeat && output.write(pcm); ++i) {

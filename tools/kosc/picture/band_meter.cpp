@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 
 #include "picture/terminal.h"
 
@@ -12,12 +13,11 @@ namespace {
 
 constexpr size_t INTERVAL = 4800; // samples a line
 constexpr double INTERVAL_SECONDS = 0.1;
-constexpr double BAND_LOW = 18000.0, BAND_HIGH = 21000.0;
 constexpr double FLOOR_RISE_DB = 0.2; // an interval: frames do not lift it, noise that stays does
 constexpr double PEAK_OVER_FLOOR_DB = 10.0;
 
-// A bar for each of so many hertz.
-constexpr double SHOWN_LOW = 15000.0, SHOWN_HIGH = 24000.0, BAR_WIDTH = 500.0;
+// Bars, and the hertz of each: around a single band, or all that there is.
+constexpr double HIGHEST = 24000.0, AROUND = 3000.0, BAND_BARS = 18.0, BAND_BAR_WIDTH = 500.0, ALL_BAR_WIDTH = 1000.0;
 constexpr const char* BARS[] = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr double BAR_DB = 6.0;
 constexpr double LOWEST_BAR_DB = -90.0;
@@ -46,6 +46,12 @@ size_t width_of(const std::string& text)
 
 } // namespace
 
+band_meter::band_meter(const band_list& bands)
+{
+    std::transform(bands.begin(), bands.end(), std::back_inserter(meters_),
+                   [](const sound_band& band) { return level_meter{band}; });
+}
+
 bool band_meter::hear(const std::vector<int16_t>& pcm)
 {
     constexpr double FULL_SCALE = 32768.0;
@@ -55,39 +61,58 @@ bool band_meter::hear(const std::vector<int16_t>& pcm)
     if (window_.size() < INTERVAL) {
         return false;
     }
-    measure();
+    bins_ = mean_spectrum(window_.data(), window_.size());
+    std::for_each(meters_.begin(), meters_.end(), [&](level_meter& each) { each.measure(bins_); });
     window_.clear();
     return true;
 }
 
-void band_meter::measure()
+void level_meter::measure(const spectrum_bins& bins)
 {
-    bins_ = mean_spectrum(window_.data(), window_.size());
-    level_ = level_db(bins_, BAND_LOW, BAND_HIGH);
-    floor_ = floor_ == 0.0 ? level_ : std::min(level_, floor_ + FLOOR_RISE_DB);
-    seconds_since_peak_ += INTERVAL_SECONDS;
+    level = level_db(bins, band.low_hz, band.high_hz);
+    floor = floor == 0.0 ? level : std::min(level, floor + FLOOR_RISE_DB);
+    seconds_since_peak += INTERVAL_SECONDS;
     constexpr double SAME_PEAK_SECONDS = 0.35; // about a frame's length
-    const bool stands_out = level_ > floor_ + PEAK_OVER_FLOOR_DB;
-    if (stands_out && (level_ > peak_ || seconds_since_peak_ > SAME_PEAK_SECONDS || peak_ == 0.0)) {
-        peak_ = level_;
-        seconds_since_peak_ = 0.0;
+    const bool stands_out = level > floor + PEAK_OVER_FLOOR_DB;
+    if (stands_out && (level > peak || seconds_since_peak > SAME_PEAK_SECONDS || peak == 0.0)) {
+        peak = level;
+        seconds_since_peak = 0.0;
     }
+}
+
+std::string band_meter::bars() const
+{
+    const bool one = meters_.size() == 1;
+    const double width = one ? BAND_BAR_WIDTH : ALL_BAR_WIDTH;
+    const double wanted = one ? std::floor((meters_[0].band.low_hz - AROUND) / 1000.0) * 1000.0 : 0.0;
+    const double low = std::clamp(wanted, 0.0, HIGHEST - BAND_BARS * BAND_BAR_WIDTH);
+    const double high = one ? low + BAND_BARS * BAND_BAR_WIDTH : HIGHEST;
+    std::string row;
+    for (double from = low; from < high; from += width) {
+        row += bar(level_db(bins_, from, from + width));
+    }
+    return printed("%.0fk|", low / 1000.0) + row + printed("|%.0fk", high / 1000.0);
 }
 
 std::string band_meter::line(size_t columns) const
 {
-    std::string bars = "15k|";
-    for (double low = SHOWN_LOW; low < SHOWN_HIGH; low += BAR_WIDTH) {
-        bars += bar(level_db(bins_, low, low + BAR_WIDTH));
+    const std::string shown = bars();
+    std::string levels, named;
+    for (const level_meter& each : meters_) {
+        levels += printed("%4.0f", each.level) + (&each == &meters_.back() ? " dB" : " ");
+        named += (named.empty() ? "" : "  ") + name_of(each.band) + printed(": %4.0f dB", each.level);
     }
-    bars += "|24k";
-    const std::string level = printed("%4.0f dB", level_), floor = printed("  floor %4.0f dB", floor_);
-    const std::string peak =
-        peak_ == 0.0 ? "" : printed("  peak %4.0f dB", peak_) + printed(" %.0f s ago", seconds_since_peak_);
-    const std::string band = "18-21 kHz: ";
+    std::string floor, peak;
+    if (meters_.size() == 1) {
+        const level_meter& only = meters_.front();
+        floor = printed("  floor %4.0f dB", only.floor);
+        peak = only.peak == 0.0
+                   ? ""
+                   : printed("  peak %4.0f dB", only.peak) + printed(" %.0f s ago", only.seconds_since_peak);
+    }
     // From the longest to the shortest.
-    for (const std::string& line : {bars + "  " + band + level + floor + peak, bars + "  " + level + floor + peak,
-                                    bars + "  " + level + floor, bars + level, band + level, level}) {
+    for (const std::string& line : {shown + "  " + named + floor + peak, shown + "  " + levels + floor + peak,
+                                    shown + "  " + levels + floor, shown + levels, named, levels}) {
         if (width_of(line) <= columns) {
             return line;
         }
@@ -95,7 +120,8 @@ std::string band_meter::line(size_t columns) const
     return "";
 }
 
-meter_line::meter_line(int descriptor, bool wanted) : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1)
+meter_line::meter_line(int descriptor, bool wanted, const band_list& bands)
+    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), meter_(bands)
 {
 }
 

@@ -1,4 +1,4 @@
-// The modem's band at a glance, in one line of standard error that is rewritten in place.
+// The bands that are listened to at a glance, in one line of standard error that is rewritten in place.
 #ifndef KOSC_TOOL_BAND_METER_H
 #define KOSC_TOOL_BAND_METER_H
 
@@ -6,33 +6,42 @@
 #include <string>
 #include <vector>
 
+#include "audio/sound_bands.h"
 #include "picture/spectrum.h"
 
-// Levels in dB below a full-scale sine wave, of the band from 18 to 21 kHz.
+// Levels in dB below a full-scale sine wave, of one band.
+struct level_meter {
+    sound_band band;
+    double level = 0.0;
+    double floor = 0.0; // 0: nothing measured
+    double peak = 0.0;  // 0: none yet
+    double seconds_since_peak = 0.0;
+
+    void measure(const spectrum_bins& bins);
+};
+
 class band_meter {
 public:
+    explicit band_meter(const band_list& bands);
     // Takes the next samples; true when there is a new line to show.
     bool hear(const std::vector<int16_t>& pcm);
-    // The spectrum from 15 to 24 kHz as a row of bars, the level of the last tenth of a second, the noise floor and the
-    // last peak that stood out of it; of these what fits into so many columns.
+    // The spectrum around the bands as a row of bars, and of each the level of the last tenth of a second, of a single
+    // one also the noise floor and the last peak that stood out of it; of these what fits into so many columns.
     std::string line(size_t columns) const;
 
 private:
-    void measure();
+    std::string bars() const;
 
     std::vector<double> window_; // samples that are not measured yet
     spectrum_bins bins_;
-    double level_ = 0.0;
-    double floor_ = 0.0; // 0: nothing measured
-    double peak_ = 0.0;  // 0: none yet
-    double seconds_since_peak_ = 0.0;
+    std::vector<level_meter> meters_;
 };
 
 // The meter on a terminal, below what is printed there.
 class meter_line {
 public:
     // Shows nothing unless `wanted` and `descriptor` is a terminal.
-    meter_line(int descriptor, bool wanted);
+    meter_line(int descriptor, bool wanted, const band_list& bands);
     ~meter_line() { clear(); }
     meter_line(const meter_line&) = delete;
     meter_line& operator=(const meter_line&) = delete;

@@ -1,0 +1,72 @@
+#include "commands/band_option.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+#include <CLI/CLI.hpp>
+
+#include "kosc/log.h"
+
+namespace {
+
+// The message of the log line "[ERROR][message][line number]".
+std::string complaint;
+void keep_complaint(const char* line)
+{
+    const std::string text = line;
+    const size_t begin = text.find("][") + 2;
+    complaint = text.substr(begin, text.rfind("][") - begin);
+}
+
+// While the command line is read, the log is not yet set up for what follows.
+sound_band band_from(const std::string& text)
+{
+    soundcomm_set_log_callback(keep_complaint);
+    soundcomm_config_log_time(0);
+    soundcomm_set_log_level(KOSC_LEVEL_ERROR);
+    sound_band band;
+    if (ko_soundcommu_find_band(text.c_str(), &band) != 0) {
+        throw std::runtime_error(complaint);
+    }
+    return band;
+}
+
+band_list bands_from(const std::string& text)
+{
+    if (text == "all") {
+        return named_bands();
+    }
+    band_list bands;
+    std::istringstream words(text + ","); // so that an empty word is one too
+    for (std::string word; std::getline(words, word, ',');) {
+        const sound_band band = band_from(word);
+        if (std::none_of(bands.begin(), bands.end(),
+                         [&](const sound_band& each) { return each.first_subcarrier == band.first_subcarrier; })) {
+            bands.push_back(band);
+        }
+    }
+    return bands;
+}
+
+} // namespace
+
+CLI::Option* add_band_option(CLI::App& command, sound_band& band)
+{
+    return command
+        .add_option_function<std::string>(
+            "--band", [&band](const std::string& text) { band = band_from(text); },
+            "a name that kosc info lists, or where the band begins in Hz; the other side must use the same")
+        ->type_name("NAME|HZ")
+        ->default_str(name_of(band));
+}
+
+void add_bands_option(CLI::App& command, band_list& bands)
+{
+    command
+        .add_option_function<std::string>(
+            "--band", [&bands](const std::string& text) { bands = bands_from(text); },
+            "a name that kosc info lists, or where the band begins in Hz; several with commas between, or all")
+        ->type_name("NAME|HZ,...")
+        ->default_str(name_of(bands.front()));
+}
