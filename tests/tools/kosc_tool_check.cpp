@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
 #include <random>
 #include <sstream>
 #include <string>
@@ -60,9 +61,10 @@ protected:
     }
 
     // The frame of a message between so many samples of silence; leaves the bare frame in frame.wav.
-    std::vector<float> recording_of(const std::string& text, size_t before = 0, size_t after = 0) const
+    std::vector<float> recording_of(const std::string& text, size_t before = 0, size_t after = 0,
+                                    const std::string& options = "") const
     {
-        EXPECT_EQ(run("kosc encode '" + text + "' --pad 0 -o frame.wav").code, 0);
+        EXPECT_EQ(run("kosc encode '" + text + "' --pad 0 -o frame.wav " + options).code, 0);
         SndfileHandle file(path("frame.wav"));
         std::vector<float> samples(before + FRAME + after);
         EXPECT_EQ(file.readf(&samples[before], FRAME + after), static_cast<sf_count_t>(FRAME));
@@ -86,17 +88,25 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
         {SF_FORMAT_RAW | SF_FORMAT_PCM_24 | SF_ENDIAN_BIG, RATE, 1.0F, "--raw 48000:s24be:1 "},
         {SF_FORMAT_RAW | SF_FORMAT_FLOAT | SF_ENDIAN_LITTLE, 96000, 1.0F, "--raw 96000:f32:1 "},
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 192000, 1.0F, ""},
+        {SF_FORMAT_WAV | SF_FORMAT_PCM_16, 22050, 1.0F, "--band audible "},
+        {SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 32000, 1.0F, "--band audible,12000 "},
+        {SF_FORMAT_RAW | SF_FORMAT_PCM_16 | SF_ENDIAN_LITTLE, 44100, 1.0F, "--band telephone --raw 44100:s16:1 "},
+        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 96000, 1.0F, "--band 20530 "},
         // So faint that what a poor conversion leaves of the band is lost in 16 bits.
         {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 44100, 0.0001F, ""},
+        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 8000, 0.0001F, "--band telephone "},
+        {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 16000, 0.0001F, "--band 4600 "}, // as far up as it may be
     };
-    for (const auto& [format, rate, gain, raw] : cases) {
+    for (const auto& [format, rate, gain, options] : cases) {
         SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << " at " << rate << " * " << gain);
         const double ratio = static_cast<double>(rate) / RATE;
-        std::vector<float> samples = recording_of("any file", 24000, 4800);
+        const std::string band =
+            options.rfind("--band", 0) == 0 ? options.substr(0, options.find_first_of(" ,", 7)) : "";
+        std::vector<float> samples = recording_of("any file", 24000, 4800, band);
         std::for_each(samples.begin(), samples.end(), [gain = gain](float& sample) { sample *= gain; });
         std::vector<float> sound(samples.size() * static_cast<size_t>(rate) / RATE);
         soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
-        quality.passband_end = 0.95; // also of 44.1 kHz
+        quality.passband_end = 0.985; // also of 44.1 kHz
         ASSERT_EQ(soxr_oneshot(RATE, rate, 1, samples.data(), samples.size(), nullptr, sound.data(), sound.size(),
                                nullptr, nullptr, &quality, nullptr),
                   nullptr);
@@ -105,7 +115,7 @@ TEST_F(KoscTool, ReadsEveryFormatAndRate)
         }
         write_sound(path("a"), format, rate, 1, sound);
         for (const std::string& command :
-             {"kosc decode --json " + raw + "a", "cat a | kosc decode --json " + raw + "-"}) {
+             {"kosc decode --json " + options + "a", "cat a | kosc decode --json " + options + "-"}) {
             const outcome heard = run(command);
             ASSERT_EQ(heard.code, 0) << command << heard.err;
             const auto message = nlohmann::json::parse(heard.out);
@@ -132,6 +142,41 @@ TEST_F(KoscTool, HearsEachChannelOnItsOwnAndPrintsInTheOrderOfTime)
     write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, RATE, CHANNELS, mix);
     EXPECT_EQ(run("kosc decode a.wav").out, "0.100 s  ch 7  first\n0.200 s  ch 2  second\n"
                                             "0.200 s  ch 3  third\n0.450 s  ch 7  fourth\n");
+}
+
+// Bands that lie side by side, and may overlap, take turns; the others sound at once.
+TEST_F(KoscTool, HearsSeveralBandsAtOnceAndTellsThemApart)
+{
+    const auto bands = nlohmann::json::parse(run("kosc info --json").out)["bands"];
+    ASSERT_GE(bands.size(), 4U);
+    std::vector<float> mix(2 * RATE);
+    std::vector<std::string> expected;
+    for (size_t i = 0; i < bands.size(); ++i) {
+        const std::string name = bands[i]["name"];
+        const std::vector<float> sound = recording_of("same", 4800 + 24000 * (i % 2) + 480 * i, 0, "--band " + name);
+        std::transform(sound.begin(), sound.end(), mix.begin(), mix.begin(),
+                       [&](float x, float sum) { return sum + (i == 0 ? 0.4F : 0.1F) * x; });
+        expected.push_back("0." + std::to_string(100 + 500 * (i % 2) + 10 * i) + " s  ch 1  " + name + "  same\n");
+    }
+    write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, mix);
+    const std::string lowest = expected.front();
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(run("kosc decode --band all a.wav").out,
+              std::accumulate(expected.begin(), expected.end(), std::string()));
+    EXPECT_EQ(run("kosc decode --band telephone,audible a.wav | wc -l").out, "2\n");
+    // Noise is measured against the faint one, of which the other is 12 dB louder.
+    ASSERT_EQ(run("kosc simulate --band audible --snr 16 a.wav b.wav").code, 0);
+    EXPECT_NEAR(nlohmann::json::parse(run("kosc decode --band audible --json b.wav").out)["snr_db"], 16, 2);
+    EXPECT_NEAR(nlohmann::json::parse(run("kosc decode --band telephone --json b.wav").out)["snr_db"], 28, 2);
+    // What is left of it in a telephone's samples.
+    std::vector<float> call(mix.size() / 6);
+    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+    soxr_oneshot(RATE, 8000, 1, mix.data(), mix.size(), nullptr, call.data(), call.size(), nullptr, nullptr, &quality,
+                 nullptr);
+    write_sound(path("c.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1, call);
+    const outcome heard = run("kosc decode --band all c.wav");
+    EXPECT_EQ(heard.out, lowest);
+    EXPECT_EQ(heard.err, "kosc: 'c.wav': left out, because not in sound at 8000 Hz: voice, audible, near-ultrasonic\n");
 }
 
 TEST_F(KoscTool, ShowsTextAsTextAndAnythingElseAsHex)
@@ -251,7 +296,12 @@ TEST_F(KoscTool, TellsInOneSentenceAndTheExitCodeWhyThereIsNoMessage)
         {"kosc decode --raw 48000:s15:1 good.wav", 2, "--raw takes RATE:FORMAT:CHANNELS"},
         {"kosc simulate --noise pink good.wav a.wav", 2, "--noise requires --snr"},
         {"(" + small_files + "kosc inspect good.wav --plot a.wav.svg >/dev/null)", 2, "'a.wav.svg': File too large"},
-        {"kosc decode low.wav", 2, "band (18 to 21 kHz) is not in a recording at 44099 Hz"},
+        {"kosc decode low.wav", 2,
+         "'low.wav': the near-ultrasonic band (18000 to 20953 Hz) is not in sound at 44099 Hz; it has telephone, "},
+        {"kosc decode --band 6000,18000 --raw 8000:s16:1 good.wav", 2,
+         "the bands audible, near-ultrasonic are not in sound at 8000 Hz; it has telephone"},
+        {"kosc encode Hi --band soprano -o a.wav", 2, "no band is called soprano; a band is telephone"},
+        {"kosc listen --band voice,21000", 2, "does not lie between 250 and 23500 Hz"},
         {": >nil; kosc inspect nil", 2, "cannot read 'nil': it is empty"},
         {"kosc inspect good.wav --plot good.pdf", 2, "must end in .svg or .png"},
         {"kosc simulate good.wav a.wav --echo 3", 2, "--echo takes MS:GAIN"},

@@ -216,17 +216,21 @@ def talk(server: Server, kosc: str) -> None:
 PAIR = (("left is near", (100, 103), (1.0, 0.5)), ("right is near", (500, 494), (0.5, 1.0)),
         ("again", (900, 919), (1.0, 0.5)), ("again", (1140, 1159), (1.0, 0.5)), # one frame behind the other
         ("left only", (1600, 0), (1.0, 0.0)), ("right only", (0, 1650), (0.0, 1.0)),
-        ("turns", (2000, 0), (1.0, 0.0)), ("turns", (0, 2240), (0.0, 1.0)), ("more", (2600, 2600), (1.0, 0.5)))
+        ("turns", (2000, 0), (1.0, 0.0)), ("turns", (0, 2240), (0.0, 1.0)), ("more", (2600, 0), (1.0, 0.0)))
+# The same at the same moment, in another band and channel.
+ELSEWHERE = (("more", (0, 2604), (0.0, 1.0)),)
 JOINED = [(1, "left is near"), (2, "right is near"), (1, "again"), (1, "again"), (1, "left only"), (2, "right only"),
           (1, "turns"), (2, "turns")]
+BOTH_BANDS = [(channel, f"near-ultrasonic  {text}") for channel, text in JOINED + [(1, "more")]] + [(2, "voice  more")]
 EACH = [(1, "left is near"), (2, "left is near"), (2, "right is near"), (1, "right is near")]
 
 
 def sound_of_pair(server: Server, kosc: str, folder: Path) -> bytes:
     noise = random.Random(1)
     sound = array.array("h", (noise.randint(-3000, 3000) for _ in range(2 * 48 * 3500)))
-    for text, starts, gains in PAIR:
-        server.run(kosc, "encode", text, "--pad", "0", "-o", str(folder / "frame.wav"))
+    for text, starts, gains in PAIR + ELSEWHERE:
+        band = ("--band", "voice") if (text, starts, gains) in ELSEWHERE else ()
+        server.run(kosc, "encode", text, *band, "--pad", "0", "-o", str(folder / "frame.wav"))
         with wave.open(str(folder / "frame.wav")) as file:
             frame = array.array("h", file.readframes(file.getnframes()))
         for channel in (0, 1):
@@ -239,13 +243,16 @@ def listen_to_pair(server: Server, kosc: str, folder: Path) -> None:
     """A message is one however many channels hear it, of which the better one is named; the recording has it all."""
     joined = [Listener(server, kosc, "--count", "8", *options, cable="pair") for options in ((), ("--plain",))]
     each = [Listener(server, kosc, "--count", "2", option, cable="pair") for option in ("--json", "--all-channels")]
+    both = Listener(server, kosc, "--count", "10", "--band", "18000,voice", cable="pair")
+    low = Listener(server, kosc, "--count", "1", "--band", "voice", "--rate", "16000", cable="pair")
     recorder = Listener(server, kosc, "--json", "--record", f"{folder}/record.wav", cable="pair")
     player = server.start("pacat", "--raw", "--rate=48000", "--channels=2", "--device=pair", stdin=subprocess.PIPE)
     player.stdin.buffer.write(sound_of_pair(server, kosc, folder))
     player.stdin.close()
-    for listener in joined + each:
+    for listener, heard in ([(one, JOINED) for one in joined] + [(one, EACH) for one in each] +
+                            [(both, BOTH_BANDS), (low, [(2, "more")])]):
         expect("end after so many messages", listener.end(), (0, ""))
-        expect("what a pair hears", listener.heard(), JOINED if listener in joined else EACH)
+        expect("what a pair hears", listener.heard(), heard)
     player.wait(TIMEOUT)
     recorder.process.send_signal(signal.SIGINT)
     expect("recorder's end", recorder.end(), (-signal.SIGINT, ""))

@@ -227,4 +227,9 @@ signal low_pass(const signal& in, double cutoff, double sample_rate)
     return filter_by_gain(in, sample_rate, [=](double f) { return f < cutoff ? 1.0 : 0.0; });
 }
 
+signal band_pass(const signal& in, band where, double sample_rate)
+{
+    return filter_by_gain(in, sample_rate, [=](double f) { return f > where.low && f < where.high ? 1.0 : 0.0; });
+}
+
 } // namespace kosc_link

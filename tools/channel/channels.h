@@ -89,6 +89,9 @@ signal roll_off(const signal& in, band where, double drop_db, double sample_rate
 // Removes what lies above `cutoff` Hz (half the amplitude there). Linear phase, without delay.
 signal low_pass(const signal& in, double cutoff, double sample_rate);
 
+// Removes what lies outside of `where` likewise.
+signal band_pass(const signal& in, band where, double sample_rate);
+
 } // namespace kosc_link
 
 #endif

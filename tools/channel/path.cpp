@@ -9,7 +9,7 @@ namespace kosc_link {
 namespace {
 
 constexpr double SAMPLE_RATE = 48000;
-constexpr band SUBCARRIERS = {18000, 20953.125};
+constexpr band NEAR_ULTRASONIC = {18000, 20953.125};
 constexpr double ROOM_TAIL_START = 0.001;
 constexpr double ROOM_DIRECT_DB = 6.0;
 
@@ -101,13 +101,18 @@ signal convolve_long(const signal& in, const signal& response)
 
 void add_noise_to(signal* in, const sound_path& path, random_source* random)
 {
-    const double power = loud_power(*in);
+    const auto heard = [&](const signal& whole) {
+        return path.counted ? band_pass(whole, *path.counted, SAMPLE_RATE) : whole;
+    };
+    const double power = loud_power(heard(*in));
     if (path.noise == noise_kind::white) {
-        add_noise(in, noise_variance(power, *path.snr_db, SUBCARRIERS, SAMPLE_RATE), random);
+        const band where = path.counted.value_or(NEAR_ULTRASONIC);
+        add_noise(in, noise_variance(power, *path.snr_db, where, SAMPLE_RATE), random);
         return;
     }
     const signal noise = make_noise(path.noise, in->size(), random);
-    const double level = std::sqrt(power) * from_db(-*path.snr_db);
+    const double noise_power = path.counted ? mean_power(heard(noise), 0, noise.size()) : 1.0;
+    const double level = noise_power > 0.0 ? std::sqrt(power / noise_power) * from_db(-*path.snr_db) : 0.0;
     for (size_t i = 0; i < in->size(); ++i) {
         (*in)[i] += level * noise[i];
     }

@@ -24,13 +24,14 @@ constexpr const char* DECODE_FOOTER =
     R"(Each message is a line: where its frame starts in the recording, its channel, counted from 1, and the message, as
 text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits:
     0.312 s  ch 1  Hello
+With several bands, the message's own stands before it. Bands that the recording's rate has no room for are left out.
 A frame whose beginning is missing starts before 0. With several recordings, each line begins with the file's name.
 Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]".
 With --json the line is an object. "sample" counts at the recording's own rate, "text" is null when the message is no
 such text, "hex" has all 28 bytes, "correlation" is how well the start of the frame was recognised, up to 1; the
 signal-to-noise ratio and the sender's clock drift are measured by the second look, and missing with --plain:
-    {"file":"a.wav","time":0.312,"sample":14976,"channel":1,"text":"Hello","hex":"48656c6c6f00...",
-    "correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
+    {"file":"a.wav","time":0.312,"sample":14976,"channel":1,"band":"near-ultrasonic","text":"Hello",
+    "hex":"48656c6c6f00...","correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
 Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
 
 subcommand add_encode(CLI::App& app)
@@ -136,7 +137,7 @@ std::vector<std::string> arguments_of(int argc, char** argv)
 
 int run(int argc, char** argv)
 {
-    CLI::App app("Sends short messages as sound between 18 and 21 kHz, and hears them.", "kosc");
+    CLI::App app("Sends short messages as sound, between 18 and 21 kHz or in another band, and hears them.", "kosc");
     const std::vector<subcommand> subcommands{add_encode(app),  add_decode(app),   add_send(app),
                                               add_listen(app),  add_devices(app),  add_check(app),
                                               add_inspect(app), add_simulate(app), add_info(app)};

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string_view>
+#include <string>
 
 #include "kosc/kosc.hpp"
 
@@ -10,11 +10,11 @@ std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_
 {
     const auto encoder = kosc::encoder::make(band.first_subcarrier);
     if (!encoder) {
-        throw std::runtime_error("cannot set up the modem");
+        throw std::runtime_error(std::string("cannot set up the modem: ") + kosc::describe(encoder.why()));
     }
     const auto frame = encoder->encode({reinterpret_cast<const char*>(message.data()), message.size()});
     if (!frame) {
-        throw std::runtime_error("cannot encode the message");
+        throw std::runtime_error(std::string("cannot encode the message: ") + kosc::describe(frame.why()));
     }
     std::vector<int16_t> pcm(before + frame->size() + after);
     std::copy(frame->begin(), frame->end(), pcm.begin() + static_cast<std::ptrdiff_t>(before));

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr double SPACING = 48000.0 / 1024; // Hz from one subcarrier to the next
-
 // "telephone, voice"; empty for none.
 std::string names_of(const band_list& bands)
 {
@@ -70,7 +68,8 @@ double highest_edge(const band_list& bands)
 {
     double highest = 0.0;
     for (const sound_band& band : bands) {
-        highest = std::max(highest, band.high_hz + SPACING);
+        const double spacing = band.low_hz / band.first_subcarrier;
+        highest = std::max(highest, band.high_hz + spacing);
     }
     return highest;
 }

@@ -34,16 +34,14 @@ sound_band band_from(const std::string& text)
 
 band_list bands_from(const std::string& text)
 {
-    if (text == "all") {
-        return named_bands();
-    }
     band_list bands;
     std::istringstream words(text + ","); // so that an empty word is one too
     for (std::string word; std::getline(words, word, ',');) {
-        const sound_band band = band_from(word);
-        if (std::none_of(bands.begin(), bands.end(),
-                         [&](const sound_band& each) { return each.first_subcarrier == band.first_subcarrier; })) {
-            bands.push_back(band);
+        for (const sound_band& band : word == "all" ? named_bands() : band_list{band_from(word)}) {
+            if (std::none_of(bands.begin(), bands.end(),
+                             [&](const sound_band& each) { return each.first_subcarrier == band.first_subcarrier; })) {
+                bands.push_back(band);
+            }
         }
     }
     return bands;

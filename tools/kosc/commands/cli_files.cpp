@@ -22,14 +22,15 @@ Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recor
 constexpr const char* INFO_FOOTER =
     R"(With --json the whole is one object on a line: "version", "message_bytes", "crcs", "sample_rate", "bits",
 "frame_samples", "frame_seconds", "symbols", "symbol_samples", "prefix_samples", "layout", "band_low_hz",
-"band_high_hz", "subcarriers", "message_bit_rate" and "air_bit_rate".)";
+"band_high_hz", "subcarriers", "message_bit_rate", "air_bit_rate" and "bands", each with "name", "low_hz", "high_hz" and
+"use".)";
 
 } // namespace
 
 subcommand add_info(CLI::App& app)
 {
     const auto json = std::make_shared<bool>(false);
-    CLI::App* const info = app.add_subcommand("info", "Print version, frame layout, band and bit rate");
+    CLI::App* const info = app.add_subcommand("info", "Print version, frame layout, bit rate, and the bands");
     info->add_flag("--json", *json, "print one JSON object");
     info->footer(INFO_FOOTER);
     return {info, [json](bool) { return run_info(*json); }};
@@ -67,10 +68,13 @@ subcommand add_simulate(CLI::App& app)
     snr->check(number_in(-60.0, 120.0));
     simulate
         ->add_option("--noise", options->noise,
-                     "white, pink or speech; white counts between 18 and 21 kHz, others whole")
+                     "white, pink or speech; white counts between 18 and 21 kHz, others whole, and with --band each in "
+                     "the band")
         ->check(CLI::IsMember({"white", "pink", "speech"}))
         ->needs(snr)
         ->capture_default_str();
+    auto* const band = add_band_option(*simulate, options->band);
+    band->description("the band to count in: a name that kosc info lists, or where it begins in Hz")->default_str("");
     simulate->add_option("--lowpass", options->low_pass, "remove what lies above so many Hz")
         ->check(number_in(100.0, 24000.0));
     simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(number_in(-120.0, 120.0));
@@ -79,5 +83,8 @@ subcommand add_simulate(CLI::App& app)
     simulate->add_option("--seed", options->seed, "another number gives other noise and another room")
         ->capture_default_str();
     simulate->footer("The steps are applied in this order: drift, echo, room, noise, lowpass, gain, clip.");
-    return {simulate, [options](bool) { return run_simulate(*options); }};
+    return {simulate, [options, band](bool) {
+                options->within_band = band->count() != 0;
+                return run_simulate(*options);
+            }};
 }

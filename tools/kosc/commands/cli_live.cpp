@@ -20,20 +20,21 @@ constexpr const char* LISTEN_FOOTER =
 and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits,
 and "[second look]" if it was only decoded there:
     14:03:22.120  ch 1  Hello
+With several bands, the message's own stands before it.
 What several channels hear within 20 ms is one message; its line is that of the channel with the highest signal-to-noise
 ratio, or with --plain the highest correlation. --all-channels prints a line for each, and --json an object:
-    {"time":"2026-03-01T13:03:22.120Z","channel":1,"text":"Hello","hex":"48656c6c6f00...","correlation":0.98,
-    "snr_db":18.3,"drift_ppm":12.0,"second_look":false}
+    {"time":"2026-03-01T13:03:22.120Z","channel":1,"band":"near-ultrasonic","text":"Hello","hex":"48656c6c6f00...",
+    "correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
 "time" is UTC; the other members are those of kosc decode --json.
-On a terminal a line below the messages shows the spectrum from 15 to 24 kHz, and of the modem's band the level of the
-last tenth of a second, the noise floor and the last peak, in dB below full scale, as far as they fit; elsewhere a line
-on standard error tells what is listened to. Lost samples are reported there too. Ctrl-C ends, and what was heard until
-then is printed.
+On a terminal a line below the messages shows the spectrum around the band, the band's level in the last tenth of a
+second, its noise floor and last peak, in dB below full scale, as far as they fit, or of several bands the whole spectrum
+and the level of each; elsewhere a line on standard error tells what is listened to. Lost samples are reported there
+too. Ctrl-C ends, and what was heard until then is printed.
 Exit code: 0 at least one message; 1 none; 2 wrong use, no such device, or the device was lost; 130 Ctrl-C.)";
 
 constexpr const char* DEVICES_FOOTER =
-    R"(For each device: its index and name, the sound system that it belongs to, its channels, and which of the rates 44100,
-48000, 96000 and 192000 Hz it takes. With --json each device is an object on a line.
+    R"(For each device: its index and name, the sound system that it belongs to, its channels, and which of the rates 8000,
+16000, 22050, 32000, 44100, 48000, 96000 and 192000 Hz it takes. With --json each device is an object on a line.
 Exit code: 0 at least one device, 1 none, 2 the sound system does not start.)";
 
 constexpr const char* CHECK_FOOTER =

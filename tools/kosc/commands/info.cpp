@@ -75,6 +75,10 @@ void print_json(const soundcomm_cfg_t& cfg, const facts& f)
     object["subcarriers"] = cfg.ofdm_cfg.sc_num;
     object["message_bit_rate"] = rounded(f.message_rate, 10.0);
     object["air_bit_rate"] = rounded(f.air_rate, 10.0);
+    for (const sound_band& band : named_bands()) {
+        object["bands"].push_back(
+            {{"name", band.name}, {"low_hz", band.low_hz}, {"high_hz", band.high_hz}, {"use", band.use}});
+    }
     write_output(object.dump() + "\n");
 }
 
@@ -89,6 +93,10 @@ void print_text(const soundcomm_cfg_t& cfg, const facts& f)
     print("layout     %s (S synchronisation pilot, P pilot, D data)\n", f.layout.c_str());
     print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", f.band_low, f.band_high, cfg.ofdm_cfg.sc_num);
     print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
+    print("bands      any from 250 to 23500 Hz; those with a name are\n");
+    for (const sound_band& band : named_bands()) {
+        print("  %-16s %5.0f to %5.0f Hz  %s\n", band.name, band.low_hz, band.high_hz, band.use);
+    }
 }
 
 } // namespace

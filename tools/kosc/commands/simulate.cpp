@@ -42,6 +42,9 @@ kosc_link::sound_path path_of(const simulate_options& options)
     path.room_rt60 = options.room_rt60;
     path.snr_db = options.snr_db;
     path.noise = kinds.at(options.noise);
+    if (options.within_band) {
+        path.counted = kosc_link::band{options.band.low_hz, options.band.high_hz};
+    }
     path.low_pass = options.low_pass;
     path.gain_db = options.gain_db;
     if (options.clip) {
@@ -50,9 +53,9 @@ kosc_link::sound_path path_of(const simulate_options& options)
     return path;
 }
 
-std::vector<kosc_link::signal> read_all(const std::string& path, const std::string& raw)
+std::vector<kosc_link::signal> read_all(const simulate_options& options)
 {
-    audio_file file(path, raw);
+    audio_file file(options.input, options.raw, {options.band});
     std::vector<kosc_link::signal> channels(file.channels());
     std::vector<std::vector<int16_t>> pcm;
     while (file.read(pcm)) {
@@ -60,7 +63,8 @@ std::vector<kosc_link::signal> read_all(const std::string& path, const std::stri
             channels[i].insert(channels[i].end(), pcm[i].begin(), pcm[i].end());
         }
         if (channels.front().size() * channels.size() > MOST_SAMPLES) {
-            throw std::runtime_error(input_name(path) + " is too long: half an hour over all channels is the limit");
+            throw std::runtime_error(input_name(options.input) +
+                                     " is too long: half an hour over all channels is the limit");
         }
     }
     file.check_complete();
@@ -86,7 +90,7 @@ int run_simulate(const simulate_options& options)
 {
     check_sound_name(options.output);
     const kosc_link::sound_path path = path_of(options);
-    std::vector<kosc_link::signal> channels = read_all(options.input, options.raw);
+    std::vector<kosc_link::signal> channels = read_all(options);
     kosc_link::random_source random(options.seed);
     size_t length = 0;
     for (kosc_link::signal& channel : channels) {
