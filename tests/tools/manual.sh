@@ -42,4 +42,5 @@ expect "$(offered decode --js)" "--json"
 expect "$(offered --vers)" "--version"
 expect "$(offered encode -o x.wav --he)" "$(printf -- '--help\n--hex' | tr '\n' ' ')"
 expect "$(offered decode rec)" ""
+expect "$(offered encode --band n)$(offered encode --band al)$(offered decode --band al)" "near-ultrasonicall"
 exit $wrong
