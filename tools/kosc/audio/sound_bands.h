@@ -25,7 +25,7 @@ std::string described(const sound_band& band);
 double highest_edge(const band_list& bands);
 // Whether sound at that rate has the band, with room for a converter's filter between its top and half the rate.
 bool holds(uint32_t sample_rate, const sound_band& band);
-// Those of the bands that it has; throws std::runtime_error, with the sentence's end, when there is none.
+// Those of the bands that it has; throws when there is none.
 band_list bands_within(uint32_t sample_rate, const band_list& bands);
 // A sentence about the others; empty when there are none.
 std::string left_out(uint32_t sample_rate, const band_list& bands);

@@ -7,12 +7,11 @@
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
 #include "commands/message_text.h"
-#include "kosc/core.h"
 
 namespace {
 
 // The text in a file, without the line end that editors and `echo` leave behind it.
-std::string read_text(const std::string& path, size_t limit)
+std::string read_text(const std::string& path)
 {
     constexpr size_t MOST_READ = 1U << 20; // a device may have no end
     const stream_ptr stream{path == STANDARD_STREAM ? stdin : std::fopen(path.c_str(), "rb")};
@@ -23,7 +22,7 @@ std::string read_text(const std::string& path, size_t limit)
     }
     if (text.size() == MOST_READ) {
         throw std::runtime_error(input_name(path) + " is longer than " + std::to_string(MOST_READ) +
-                                 " bytes, the limit is " + std::to_string(limit));
+                                 " bytes, the limit is " + std::to_string(kosc::MESSAGE_BYTES));
     }
     for (const char end : {'\n', '\r'}) {
         if (!text.empty() && text.back() == end) {
@@ -35,15 +34,14 @@ std::string read_text(const std::string& path, size_t limit)
 
 message_bytes message_to_send(const encode_options& options)
 {
-    const size_t size = soundcomm_default_cfg()->msg_byte_len;
     if (options.hex) {
-        return message_from_hex(*options.hex, size);
+        return message_from_hex(*options.hex);
     }
     if (!options.text && !options.file) {
         throw std::runtime_error("nothing to send: give a text, --hex or --file");
     }
     const bool from_file = options.file || *options.text == STANDARD_STREAM;
-    return message_from_text(from_file ? read_text(options.file.value_or(STANDARD_STREAM), size) : *options.text, size);
+    return message_from_text(from_file ? read_text(options.file.value_or(STANDARD_STREAM)) : *options.text);
 }
 
 } // namespace

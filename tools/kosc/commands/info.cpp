@@ -36,7 +36,7 @@ template <typename... Arguments> void print(const char* format, Arguments... arg
 struct facts {
     frame_struct_t frame;
     std::string layout;
-    double seconds, band_low, band_high, message_rate, air_rate;
+    double seconds, message_rate, air_rate;
 };
 
 facts facts_of(const soundcomm_cfg_t& cfg)
@@ -46,11 +46,8 @@ facts facts_of(const soundcomm_cfg_t& cfg)
     if (!init_frame_struct(&cfg, &f.frame)) {
         throw std::runtime_error("the modem's configuration gives no frame");
     }
-    const double spacing = static_cast<double>(MODEM_SAMPLE_RATE) / cfg.ofdm_cfg.symbol_len;
     f.layout = symbol_order(f.frame, cfg.pilot_cfg.data_pilot_rate);
     f.seconds = static_cast<double>(f.frame.frame_length) / MODEM_SAMPLE_RATE;
-    f.band_low = cfg.ofdm_cfg.sc_start_idx * spacing;
-    f.band_high = f.band_low + (cfg.ofdm_cfg.sc_num - 1) * spacing;
     f.message_rate = cfg.msg_byte_len * BITS_A_BYTE / f.seconds;
     f.air_rate = f.frame.re_num * BITS_A_SYMBOL / f.seconds;
     return f;
@@ -70,8 +67,8 @@ void print_json(const soundcomm_cfg_t& cfg, const facts& f)
     object["symbol_samples"] = cfg.ofdm_cfg.symbol_len;
     object["prefix_samples"] = cfg.ofdm_cfg.cp_len;
     object["layout"] = f.layout;
-    object["band_low_hz"] = f.band_low;
-    object["band_high_hz"] = f.band_high;
+    object["band_low_hz"] = default_band().low_hz;
+    object["band_high_hz"] = default_band().high_hz;
     object["subcarriers"] = cfg.ofdm_cfg.sc_num;
     object["message_bit_rate"] = rounded(f.message_rate, 10.0);
     object["air_bit_rate"] = rounded(f.air_rate, 10.0);
@@ -91,7 +88,8 @@ void print_text(const soundcomm_cfg_t& cfg, const facts& f)
     print("symbols    %u of %u samples and a prefix of %u\n", f.frame.symbols, cfg.ofdm_cfg.symbol_len,
           cfg.ofdm_cfg.cp_len);
     print("layout     %s (S synchronisation pilot, P pilot, D data)\n", f.layout.c_str());
-    print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", f.band_low, f.band_high, cfg.ofdm_cfg.sc_num);
+    print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", default_band().low_hz, default_band().high_hz,
+          cfg.ofdm_cfg.sc_num);
     print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
     print("bands      any from 250 to 23500 Hz; those with a name are\n");
     for (const sound_band& band : named_bands()) {

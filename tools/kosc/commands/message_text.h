@@ -7,13 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "kosc/kosc.hpp"
+
 using message_bytes = std::vector<uint8_t>;
 
 // The bytes of `text` padded with zeros to `size`; throws when it is not UTF-8 or too long.
-message_bytes message_from_text(const std::string& text, size_t size);
+message_bytes message_from_text(const std::string& text, size_t size = kosc::MESSAGE_BYTES);
 
 // The bytes that the digits of `hex` name, two digits a byte, padded with zeros to `size`; throws likewise.
-message_bytes message_from_hex(const std::string& hex, size_t size);
+message_bytes message_from_hex(const std::string& hex, size_t size = kosc::MESSAGE_BYTES);
 
 // The refusal of a text of `length` bytes.
 std::string too_long(uint64_t length, size_t limit);

@@ -15,7 +15,6 @@
 #include "commands/commands.h"
 #include "commands/message_text.h"
 #include "commands/stop_request.h"
-#include "kosc/core.h"
 #include "picture/terminal.h"
 
 namespace {
@@ -23,8 +22,6 @@ namespace {
 // Standard input, a message a line.
 class line_source {
 public:
-    explicit line_source(size_t size) : size_(size) {}
-
     // Reads a file to its end and goes back to where it began; throws when a line is no message. Of a pipe nothing is
     // read: its lines may be yet to come.
     void check_file()
@@ -51,10 +48,10 @@ public:
                 continue;
             }
             try {
-                if (length > size_) {
-                    throw std::runtime_error(too_long(length, size_));
+                if (length > kosc::MESSAGE_BYTES) {
+                    throw std::runtime_error(too_long(length, kosc::MESSAGE_BYTES));
                 }
-                message = message_from_text(line, size_);
+                message = message_from_text(line);
             } catch (const std::runtime_error& error) {
                 throw std::runtime_error("line " + std::to_string(number_) + " of standard input: " + error.what());
             }
@@ -74,7 +71,7 @@ private:
         while (!stop_requested() && (letter = std::getchar()) != EOF && letter != '\n') {
             ++length;
             carriage_return = letter == '\r';
-            if (line.size() <= size_) {
+            if (line.size() <= kosc::MESSAGE_BYTES) {
                 line.push_back(static_cast<char>(letter));
             }
         }
@@ -89,15 +86,13 @@ private:
         return true;
     }
 
-    size_t size_;
     uint64_t number_ = 0; // of the line that was read last
 };
 
 // What is to be sent, one after the other; lines of standard input are taken as they come.
 class message_source {
 public:
-    explicit message_source(const send_options& options)
-        : hex_(options.hex), texts_(options.texts), size_(soundcomm_default_cfg()->msg_byte_len), lines_(size_)
+    explicit message_source(const send_options& options) : hex_(options.hex), texts_(options.texts)
     {
         if (!hex_ && texts_.empty()) {
             throw std::runtime_error("nothing to send: give a text or --hex");
@@ -106,7 +101,7 @@ public:
             if (text == STANDARD_STREAM) {
                 lines_.check_file();
             } else {
-                message_from_text(text, size_);
+                message_from_text(text);
             }
         }
     }
@@ -115,13 +110,13 @@ public:
     bool next(message_bytes& message)
     {
         if (hex_) {
-            message = message_from_hex(*hex_, size_);
+            message = message_from_hex(*hex_);
             hex_.reset();
             return true;
         }
         for (; position_ < texts_.size(); ++position_) {
             if (texts_[position_] != STANDARD_STREAM) {
-                message = message_from_text(texts_[position_++], size_);
+                message = message_from_text(texts_[position_++]);
                 return true;
             }
             if (lines_.next(message)) {
@@ -134,7 +129,6 @@ public:
 private:
     std::optional<std::string> hex_;
     std::vector<std::string> texts_;
-    size_t size_;
     line_source lines_;
     size_t position_ = 0;
 };
