@@ -40,7 +40,7 @@ bool is_quiet(const evidence& e)
 
 bool is_clipped(const evidence& e)
 {
-    constexpr double NOTABLE = 0.001;
+    constexpr double NOTABLE = 0.002;
     return static_cast<double>(e.frame.clipped) > NOTABLE * modem().frame_length;
 }
 
@@ -48,15 +48,6 @@ bool lost_samples(const evidence& e)
 {
     constexpr size_t LONG_REPEAT = 150, LONG_GAP = 160;
     return e.traits.slip != 0.0 || e.traits.repeated > LONG_REPEAT || e.traits.gap > LONG_GAP;
-}
-
-constexpr size_t FEW_SYMBOLS = 2;
-
-// A pause shorter than two symbols that is neither silence nor a repetition.
-bool is_interrupted(const evidence& e)
-{
-    constexpr double NOTABLE = 4.5;
-    return e.traits.swing_db > NOTABLE && e.traits.faint_symbols <= FEW_SYMBOLS;
 }
 
 bool is_displaced(const evidence& e) { return e.traits.displaced > 0; }
@@ -83,13 +74,22 @@ bool is_cut(const evidence& e)
     return e.traits.step_db > MISSING && e.traits.step_db > NEARLY_ALL * e.traits.range_db;
 }
 
+constexpr size_t FEW_SYMBOLS = 2;
+
+// A pause of some symbols that is neither silence nor a repetition: short, or with sharp ends.
+bool is_interrupted(const evidence& e)
+{
+    constexpr double NOTABLE = 4.5;
+    return e.traits.swing_db > NOTABLE && (e.traits.faint_symbols <= FEW_SYMBOLS || is_cut(e));
+}
+
 // The recording begins or ends within the frame.
 bool is_cut_off(const evidence& e) { return !e.frame.whole && is_cut(e); }
 
-// The level goes up and down more than once.
+// The level goes up and down more than once, and nothing but the level changes.
 bool is_pumped(const evidence& e)
 {
-    constexpr double NOTABLE = 7.0;
+    constexpr double NOTABLE = 7.0, ALIKE = 0.45;
     constexpr size_t OFTEN = 3;
     const std::vector<double>& levels = e.traits.symbol_levels;
     const auto [low, high] = std::minmax_element(levels.begin(), levels.end());
@@ -98,16 +98,18 @@ bool is_pumped(const evidence& e)
     for (size_t i = 1; i < levels.size(); ++i) {
         crossings += (levels[i] < middle) != (levels[i - 1] < middle) ? 1 : 0;
     }
-    return e.traits.swing_db > NOTABLE && e.traits.faint_symbols > FEW_SYMBOLS && crossings >= OFTEN;
+    return e.traits.swing_db > NOTABLE && e.traits.faint_symbols > FEW_SYMBOLS && crossings >= OFTEN &&
+           e.traits.prefixes > ALIKE;
 }
 
 bool is_low_passed(const evidence& e) { return e.traits.missing_above.has_value(); }
 
 bool drifts(const evidence& e)
 {
-    constexpr double NOTABLE_PPM = 500.0, TRUSTED = 0.4;
+    constexpr double NOTABLE_PPM = 500.0, TRUSTED = 0.4, DROWNED_DB = -1.0;
     const frame_quality_t& quality = e.frame.quality;
-    return e.frame.measured && std::fabs(quality.drift_ppm) > NOTABLE_PPM && quality.coherence > TRUSTED;
+    return e.frame.measured && std::fabs(quality.drift_ppm) > NOTABLE_PPM && quality.coherence > TRUSTED &&
+           quality.snr_db > DROWNED_DB;
 }
 
 bool echoes(const evidence& e)
@@ -125,7 +127,7 @@ bool has_company(const evidence& e)
 // The frame again rather than another's pilots: those are a third of a frame, and so is its likeness to itself.
 bool arrives_late(const evidence& e)
 {
-    constexpr double WHOLE = 0.24, SAME_PLACE = 40.0, PREFIXES = 1.1;
+    constexpr double WHOLE = 0.26, SAME_PLACE = 40.0, PREFIXES = 1.1;
     const bool same = has_company(e) && e.traits.echo > WHOLE &&
                       std::fabs(std::fabs(e.traits.second_delay) - e.traits.echo_delay) < SAME_PLACE;
     return (same || echoes(e)) && e.traits.echo_delay > PREFIXES * soundcomm_default_cfg()->ofdm_cfg.cp_len;
@@ -184,9 +186,9 @@ constexpr rule RULES[] = {
     {lost_single_samples, cause::lost_samples},
     {drifts, cause::drift},
     {is_doubled, cause::several_senders},
+    {echoes, cause::echo},
     {is_displaced, cause::lost_samples},
     {has_company, cause::several_senders},
-    {echoes, cause::echo},
     {reverberates, cause::echo},
     {is_noisy, cause::noise},
     {fails, cause::unknown},

@@ -82,11 +82,14 @@ void find_echo(const frame_view& frame, frame_traits* traits)
     }
     transform(&powers, false);
     const auto close_to = [](uint32_t lag, uint32_t other) { return lag + NEAREST > other && lag < other + NEAREST; };
-    // Prefixes repeat their symbols' ends, and the later pilots each other.
+    // Prefixes repeat their symbols' ends, and the later pilots each other: less than a fifth of the frame in either
+    // case.
+    constexpr double OWN = 0.15;
     const uint32_t pilots_apart = (frame.paras.cfg.pilot_cfg.data_pilot_rate + 1) * frame.step;
     for (uint32_t lag = NEAREST; std::abs(powers[0]) > 0.0 && lag < BAND_SAMPLES - frame.length; ++lag) {
-        const double like = std::abs(powers[lag]) / std::abs(powers[0]);
-        if (!close_to(lag, ofdm.symbol_len) && !close_to(lag, pilots_apart) && like > traits->echo) {
+        const double own = close_to(lag, ofdm.symbol_len) || close_to(lag, pilots_apart) ? OWN : 0.0;
+        const double like = std::abs(powers[lag]) / std::abs(powers[0]) - own;
+        if (like > traits->echo) {
             traits->echo = like;
             traits->echo_delay = lag;
         }
