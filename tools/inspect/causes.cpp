@@ -21,7 +21,7 @@ bool is_overlapped(const candidate& c, const std::vector<candidate>& all)
 {
     return std::any_of(all.begin(), all.end(), [&](const candidate& other) {
         return &other != &c && !other.chance && other.channel == c.channel &&
-               std::abs(other.sample - c.sample) < static_cast<int64_t>(modem().frame_length);
+               std::abs(other.sample - c.sample) < FRAME_LENGTH;
     });
 }
 
@@ -41,7 +41,7 @@ bool is_quiet(const evidence& e)
 bool is_clipped(const evidence& e)
 {
     constexpr double NOTABLE = 0.002;
-    return static_cast<double>(e.frame.clipped) > NOTABLE * modem().frame_length;
+    return static_cast<double>(e.frame.clipped) > NOTABLE * FRAME_LENGTH;
 }
 
 bool lost_samples(const evidence& e)
@@ -63,7 +63,7 @@ bool is_suppressed(const evidence& e)
 {
     constexpr double HUSHED = 8.0, FALLS = 6.0, SUPPRESSED = 7.0;
     const bool abrupt = e.traits.step_db > 0.6 * e.traits.range_db;
-    const bool hushed = e.around.low_early - e.around.low_late > HUSHED && e.traits.fall_db > FALLS;
+    const bool hushed = e.around.room_early - e.around.room_late > HUSHED && e.traits.fall_db > FALLS;
     return hushed || (!abrupt && e.traits.fall_db > SUPPRESSED);
 }
 
@@ -205,7 +205,8 @@ cause cause_of(const candidate& c, const channel_figures& channel)
 // For a recording without a frame.
 cause cause_of_absence(const inspection& result)
 {
-    constexpr double HEARD_DB = -82.0, NOISY_DB = -72.0;
+    const double louder = room_over_ultrasound_db(result.band);
+    const double heard_db = -82.0 + louder, noisy_db = -72.0 + louder;
     constexpr double SHORTEST_PART = 0.03, MOST_OF_FRAME = 0.22, STANDS_OUT = 12.0;
     const auto any = [&](auto condition) {
         return std::any_of(result.channels.begin(), result.channels.end(), condition);
@@ -219,23 +220,23 @@ cause cause_of_absence(const inspection& result)
     if (any([](const channel_figures& c) { return c.empty_above.has_value(); })) {
         return cause::low_pass;
     }
-    if (any([](const channel_figures& c) {
-            return c.loudest_db > HEARD_DB && c.longest_burst > SHORTEST_PART && c.longest_burst < MOST_OF_FRAME;
+    if (any([&](const channel_figures& c) {
+            return c.loudest_db > heard_db && c.longest_burst > SHORTEST_PART && c.longest_burst < MOST_OF_FRAME;
         })) {
         return cause::cut;
     }
     if (any([](const channel_figures& c) { return c.gated; })) {
         return cause::suppression;
     }
-    if (any([](const channel_figures& c) {
-            return c.loudest_db > c.floor_db + STANDS_OUT && c.loudest_db > HEARD_DB && c.longest_burst > SHORTEST_PART;
+    if (any([&](const channel_figures& c) {
+            return c.loudest_db > c.floor_db + STANDS_OUT && c.loudest_db > heard_db && c.longest_burst > SHORTEST_PART;
         })) {
         return cause::unknown;
     }
     if (any([](const channel_figures& c) { return c.tone.has_value(); })) {
         return cause::tone;
     }
-    return any([](const channel_figures& c) { return c.floor_db > NOISY_DB; }) ? cause::noise : cause::nothing;
+    return any([&](const channel_figures& c) { return c.floor_db > noisy_db; }) ? cause::noise : cause::nothing;
 }
 
 // The most frequent cause among the frames that failed or, when none did, among all.

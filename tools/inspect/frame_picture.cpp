@@ -2,115 +2,70 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 #include "channels.h"
-#include "kosc/channel_smoother.h"
-#include "kosc/encoder.h"
-#include "kosc/fft.h"
+#include "kosc/kosc.hpp"
 
 namespace kosc_inspect {
 namespace {
 
 using complex = std::complex<double>;
-using spectra = std::vector<std::vector<complex>>; // the subcarriers of each symbol
+using complexes = std::vector<complex>;
 
-constexpr double NO_GAIN_DB = -60.0;
+double* doubles(complexes& values)
+{
+    return reinterpret_cast<double*>(values.data()); // pairs of doubles by the language's own rule
+}
 
-// `offset` is where in its prefix a symbol's FFT window begins.
-spectra demodulate(const soundcomm_paras_t& paras, const std::vector<double>& frame, uint32_t offset)
+// The subcarriers of one symbol.
+complexes demodulate(const ofdm_cfg& ofdm, const double* samples)
+{
+    complexes spectrum(samples, samples + ofdm.symbol_len);
+    kom_fft_complex_radix2_forward(doubles(spectrum), 1, ofdm.symbol_len);
+    return {spectrum.begin() + ofdm.sc_start_idx, spectrum.begin() + ofdm.sc_start_idx + ofdm.sc_num};
+}
+
+// The mean channel of the pilots, each turned to the first's phase.
+complexes pilots_response(const soundcomm_paras_t& paras, const std::vector<double>& samples, uint32_t early)
 {
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
-    spectra symbols;
+    complexes mean(ofdm.sc_num);
+    complexes first;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
-        const size_t start = size_t{i} * (ofdm.symbol_len + ofdm.cp_len) + offset;
-        std::vector<double> work(2 * size_t{ofdm.symbol_len});
-        for (size_t n = 0; n < ofdm.symbol_len && start + n < frame.size(); ++n) {
-            work[2 * n] = frame[start + n];
+        if (!is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i)) {
+            continue;
         }
-        kom_fft_complex_radix2_forward(work.data(), 1, ofdm.symbol_len);
-        std::vector<complex> values;
-        for (uint32_t k = ofdm.sc_start_idx; k < ofdm.sc_start_idx + ofdm.sc_num; ++k) {
-            values.emplace_back(work[2 * k], work[2 * k + 1]);
+        const pilot_t& pilot = first.empty() ? paras.sync_pilot : paras.estimating_pilot;
+        const complexes sent = demodulate(ofdm, pilot.reference);
+        const size_t place = size_t{i} * (ofdm.symbol_len + ofdm.cp_len) + ofdm.cp_len - paras.cfg.fade_cfg.len;
+        complexes response = demodulate(ofdm, samples.data() + place - early);
+        complex turn = 0.0;
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            response[k] *= std::conj(sent[k]) / std::max(std::norm(sent[k]), 1e-30);
+            turn += first.empty() ? response[k] * std::conj(response[k]) : response[k] * std::conj(first[k]);
         }
-        symbols.push_back(values);
-    }
-    return symbols;
-}
-
-bool is_pilot(const soundcomm_paras_t& paras, uint32_t i)
-{
-    return is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, i);
-}
-
-// Turns back the phase pattern, and the slope that FFT windows have which begin inside the prefix.
-std::vector<complex> restored(const soundcomm_paras_t& paras, std::vector<complex> values)
-{
-    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
-    for (size_t i = 0; i < values.size(); ++i) {
-        const auto bin = static_cast<double>(ofdm.sc_start_idx + i % ofdm.sc_num);
-        values[i] *= std::polar(1.0, 2 * kosc_link::PI * bin * paras.cfg.fade_cfg.len / ofdm.symbol_len);
-    }
-    if (paras.phase_pattern != nullptr) {
-        phase_restore(reinterpret_cast<double*>(values.data()), static_cast<uint32_t>(values.size()),
-                      paras.phase_pattern); // complex numbers are pairs of doubles by the language's own rule
-    }
-    return values;
-}
-
-// What was sent: the whole frame where it is known, else its pilots (data symbols stay empty).
-spectra sent_symbols(const soundcomm_paras_t& paras, const candidate& frame, uint32_t offset)
-{
-    std::vector<uint8_t> message = frame.message;
-    message.resize(paras.cfg.msg_byte_len);
-    std::vector<double> sound(paras.frame.frame_length);
-    soundcomm_encode(&paras, message.data(), paras.cfg.msg_byte_len, sound.data(), paras.frame.frame_length);
-    spectra sent = demodulate(paras, sound, offset);
-    for (uint32_t i = 0; i < sent.size() && !frame.decoded; ++i) {
-        if (!is_pilot(paras, i)) {
-            sent[i].clear();
+        first = first.empty() ? response : first;
+        for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+            mean[k] += response[k] * std::polar(1.0, -std::arg(turn));
         }
     }
-    return sent;
+    return mean;
 }
 
-// Channel of one symbol: received over sent; empty where nothing is known.
-std::vector<complex> response_of(const std::vector<complex>& received, const std::vector<complex>& sent)
+complexes smoothed(const ofdm_cfg& ofdm, complexes response, double noise_ratio)
 {
-    std::vector<complex> response;
-    for (size_t k = 0; k < sent.size(); ++k) {
-        response.push_back(received[k] * std::conj(sent[k]) / std::max(std::norm(sent[k]), 1e-30));
+    const kosc::smoother_ptr smoother{channel_smoother_init(ofdm.sc_num, ofdm.symbol_len, ofdm.cp_len)};
+    if (smoother) {
+        complexes coefficients(smoother->rank);
+        channel_smoother_analyse(smoother.get(), doubles(response), doubles(coefficients));
+        channel_smoother_synthesise(smoother.get(), doubles(coefficients), noise_ratio, doubles(response));
     }
     return response;
 }
 
-double turn_between(const std::vector<complex>& response, const std::vector<complex>& reference)
+std::vector<double> gains_db(const complexes& response, double mean_power)
 {
-    complex sum = 0.0;
-    for (size_t k = 0; k < response.size(); ++k) {
-        sum += response[k] * std::conj(reference[k]);
-    }
-    return response.empty() ? 0.0 : std::arg(sum);
-}
-
-std::vector<complex> smoothed(const soundcomm_paras_t& paras, const std::vector<complex>& response, double noise_ratio)
-{
-    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
-    const std::unique_ptr<channel_smoother_t, decltype(&channel_smoother_free)> smoother{
-        channel_smoother_init(ofdm.sc_num, ofdm.symbol_len, ofdm.cp_len), channel_smoother_free};
-    if (!smoother) {
-        return response;
-    }
-    std::vector<complex> coefficients(smoother->rank), result(response.size());
-    channel_smoother_analyse(smoother.get(), reinterpret_cast<const double*>(response.data()),
-                             reinterpret_cast<double*>(coefficients.data()));
-    channel_smoother_synthesise(smoother.get(), reinterpret_cast<const double*>(coefficients.data()), noise_ratio,
-                                reinterpret_cast<double*>(result.data()));
-    return result;
-}
-
-std::vector<double> gains_db(const std::vector<complex>& response, double mean_power)
-{
+    constexpr double NO_GAIN_DB = -60.0;
     std::vector<double> gains;
     for (const complex& value : response) {
         gains.push_back(std::max(10.0 * std::log10(std::max(std::norm(value) / mean_power, 1e-30)), NO_GAIN_DB));
@@ -118,81 +73,34 @@ std::vector<double> gains_db(const std::vector<complex>& response, double mean_p
     return gains;
 }
 
-// As soundcomm_decode() does: two data symbols share the pilot between them.
-std::vector<complex> equalised_by_nearest_pilot(const soundcomm_paras_t& paras, const spectra& received,
-                                                const spectra& sent)
-{
-    std::vector<complex> values;
-    for (uint32_t i = 0; i < received.size(); ++i) {
-        if (is_pilot(paras, i)) {
-            continue;
-        }
-        const uint32_t pilot = i + 1 < received.size() && is_pilot(paras, i + 1) ? i + 1 : i - 1;
-        const std::vector<complex> response = response_of(received[pilot], sent[pilot]);
-        for (size_t k = 0; k < response.size(); ++k) {
-            values.push_back(received[i][k] / (response[k] == 0.0 ? complex(1e-30) : response[k]));
-        }
-    }
-    return restored(paras, values);
-}
-
-// The mean channel of all symbols of which it is known what was sent, each turned to the first's phase.
-std::vector<complex> joint_response(const spectra& received, const spectra& sent, uint32_t reference,
-                                    std::vector<double>* turns, uint32_t* count)
-{
-    const std::vector<complex> first = response_of(received[reference], sent[reference]);
-    std::vector<complex> joint(first.size());
-    *count = 0;
-    for (uint32_t i = 0; i < received.size(); ++i) {
-        const std::vector<complex> response = response_of(received[i], sent[i]);
-        (*turns)[i] = turn_between(response, first);
-        for (size_t k = 0; k < response.size(); ++k) {
-            joint[k] += response[k] * std::polar(1.0, -(*turns)[i]);
-        }
-        *count += response.empty() ? 0 : 1;
-    }
-    for (complex& value : joint) {
-        value /= *count;
-    }
-    return joint;
-}
-
 } // namespace
 
-frame_picture picture_of(const soundcomm_paras_t& paras, const candidate& frame)
+frame_picture picture_of(const soundcomm_context_t& context, const frame_report_t& frame)
 {
+    constexpr uint32_t EARLY = 16; // the smoother takes echoes as late, never as early, so the window begins before
+    const soundcomm_paras_t& paras = *context.rx_paras;
+    const uint32_t length = paras.frame.frame_length;
     frame_picture picture;
-    if (frame.samples.empty()) {
-        return picture;
+    picture.before.resize(paras.frame.re_num);
+    picture.before.resize(
+        soundcomm_equalise(&context, frame.samples, length, doubles(picture.before), paras.frame.re_num));
+    if (frame.quality.attempts != 0) {
+        picture.after.resize(paras.frame.re_num);
+        picture.after.resize(soundcomm_get_equalised_symbols(&context, doubles(picture.after),
+                                                             static_cast<uint32_t>(picture.after.size())));
     }
-    constexpr uint32_t EARLY = 16; // the smoother takes echoes as late, never as early, so windows differ by this
-    const uint32_t offset = paras.cfg.ofdm_cfg.cp_len - paras.cfg.fade_cfg.len;
-    const spectra sent = sent_symbols(paras, frame, offset);
-    picture.before = equalised_by_nearest_pilot(paras, demodulate(paras, frame.samples, offset), sent);
-
-    const double change = frame.quality.drift_change_ppm / 2;
-    const spectra received = demodulate(paras,
-                                        kosc_link::drift(frame.samples, -frame.quality.drift_ppm + change,
-                                                         -frame.quality.drift_ppm - change, 0, frame.samples.size()),
-                                        offset - EARLY);
-    std::vector<double> turns(received.size());
-    uint32_t count = 0;
-    const std::vector<complex> joint = joint_response(received, sent, paras.frame.sync_pilot_index, &turns, &count);
-    const std::vector<complex> smooth = smoothed(paras, joint, frame.quality.evm * frame.quality.evm / count);
-    double mean_power = 0.0;
+    const double middle = -frame.quality.drift_ppm, change = frame.quality.drift_change_ppm / 2;
+    const std::vector<double> samples(frame.samples, frame.samples + length);
+    const complexes response =
+        pilots_response(paras, kosc_link::drift(samples, middle + change, middle - change, 0, samples.size()), EARLY);
+    const uint32_t pilots = paras.frame.symbols / (paras.cfg.pilot_cfg.data_pilot_rate + 1);
+    const complexes smooth =
+        smoothed(paras.cfg.ofdm_cfg, response, frame.quality.evm * frame.quality.evm / std::max(pilots, 1U));
+    double mean_power = 1e-30;
     for (const complex& value : smooth) {
         mean_power += std::norm(value) / static_cast<double>(smooth.size());
     }
-    mean_power = std::max(mean_power, 1e-30);
-    std::vector<complex> values;
-    for (uint32_t i = 0; i < received.size(); ++i) {
-        for (size_t k = 0; k < smooth.size() && !is_pilot(paras, i); ++k) {
-            const complex h = smooth[k] * std::polar(1.0, turns[i]);
-            values.push_back(received[i][k] * std::conj(h) / std::max(std::norm(h), 1e-3 * mean_power));
-        }
-    }
-    picture.after = restored(paras, values);
-    picture.measured_db = gains_db(joint, mean_power);
+    picture.measured_db = gains_db(response, mean_power);
     picture.smoothed_db = gains_db(smooth, mean_power);
     return picture;
 }

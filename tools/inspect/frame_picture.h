@@ -1,25 +1,23 @@
-// A frame's symbols and its channel, for a picture: as the default receiver sees them, and as the second look does.
+// A frame's symbols and its channel, for a picture: as the first look sees them, and as the second look does.
 #ifndef KOSC_INSPECT_FRAME_PICTURE_H
 #define KOSC_INSPECT_FRAME_PICTURE_H
 
 #include <complex>
 #include <vector>
 
-#include "inspection.h"
-#include "kosc/context.h"
+#include "kosc/core.h"
 
 namespace kosc_inspect {
 
 struct frame_picture {
-    std::vector<std::complex<double>> before; // data symbols, each divided by the nearest pilot's channel
-    std::vector<std::complex<double>> after;  // with drift undone, and the channel of all known symbols, smoothed
+    std::vector<std::complex<double>> before; // data symbols of the first look
+    std::vector<std::complex<double>> after;  // of the second look; empty when there was none
     std::vector<double> measured_db;          // gain of each subcarrier by the pilots, against their mean
     std::vector<double> smoothed_db;
 };
 
-// Empty without the candidate's samples. What is sent is known to the second look where the frame decodes; else only
-// its pilots are.
-frame_picture picture_of(const soundcomm_paras_t& paras, const candidate& frame);
+// Of a frame that the context has just reported.
+frame_picture picture_of(const soundcomm_context_t& context, const frame_report_t& frame);
 
 } // namespace kosc_inspect
 

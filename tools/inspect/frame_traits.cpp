@@ -19,6 +19,10 @@ struct frame_view {
     band_signal band;
     uint32_t length, step; // of the frame, from symbol to symbol
 
+    double hz(uint32_t subcarrier) const // counted from the band's first
+    {
+        return (paras.cfg.ofdm_cfg.sc_start_idx + subcarrier) * MODEM_RATE / paras.cfg.ofdm_cfg.symbol_len;
+    }
     size_t reference(uint32_t symbol) const // where the FFT window of a symbol begins
     {
         return size_t{symbol} * step + paras.cfg.ofdm_cfg.cp_len - paras.cfg.fade_cfg.len;
@@ -41,7 +45,8 @@ void measure_levels(const frame_view& frame, frame_traits* traits)
         std::vector<double> symbol(SPECTRUM_LENGTH);
         const double* const first = frame.samples + size_t{i} * frame.step + frame.paras.cfg.ofdm_cfg.cp_len;
         std::transform(first, first + SPECTRUM_LENGTH, symbol.begin(), [](double x) { return x / FULL_SCALE; });
-        levels.push_back(level_db(power_spectrum(symbol.data()), modem().band_low, modem().band_high));
+        levels.push_back(
+            level_db(power_spectrum(symbol.data()), frame.hz(0), frame.hz(frame.paras.cfg.ofdm_cfg.sc_num - 1)));
         power += std::pow(10.0, levels.back() / 10.0) / frame.paras.frame.symbols;
     }
     traits->level_db = to_db(power);
@@ -207,7 +212,7 @@ std::optional<double> end_of_band(const frame_view& frame)
         const double drop = mean(k - EDGE, k) - mean(k + SLOPE, k + SLOPE + EDGE);
         if (drop > deepest && mean(0, k) - mean(k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
             deepest = drop;
-            edge = (ofdm.sc_start_idx + k) * modem().rate / ofdm.symbol_len;
+            edge = frame.hz(k);
         }
     }
     return edge;

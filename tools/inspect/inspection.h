@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "clipping.h"
+#include "frame_picture.h"
 #include "frame_traits.h"
 #include "kosc/second_look.h"
+#include "modem.h"
 #include "other_reading.h"
 #include "spectrum_meter.h"
 
@@ -45,8 +47,8 @@ const char* name_of(cause c);
 
 // Levels in dB just before a frame, within it and just after it.
 struct surroundings {
-    double before_db, after_db;                        // between 18 and 21 kHz
-    double low_before, low_early, low_late, low_after; // between 300 Hz and 15 kHz
+    double before_db, after_db;                            // in the band
+    double room_before, room_early, room_late, room_after; // of the room's sounds, outside of it
 };
 
 // A place where the synchronisation pilot was recognised.
@@ -62,22 +64,22 @@ struct candidate {
     std::vector<uint8_t> message; // with failed CRCs what was read instead of it
     frame_traits traits;
     surroundings around;
-    uint64_t clipped;            // samples within it, at the recording's rate
-    bool whole;                  // the recording neither begins nor ends within it
-    bool chance;                 // noise that is somewhat like a pilot: nothing behind it adds up
-    bool overlapped;             // another found frame of its channel sounds during it
-    cause why;                   // what is wrong with it
-    std::vector<double> samples; // kept for pictures only
+    uint64_t clipped;      // samples within it, at the recording's rate
+    bool whole;            // the recording neither begins nor ends within it
+    bool chance;           // noise that is somewhat like a pilot: nothing behind it adds up
+    bool overlapped;       // another found frame of its channel sounds during it
+    cause why;             // what is wrong with it
+    frame_picture picture; // made where it is wanted
 };
 
 // A peak that rounding alone may have: no sound.
 constexpr double SILENT_PEAK = 2.5 / 32768.0;
 
 struct channel_figures {
-    double band_db = SILENCE_DB;    // mean level between 18 and 21 kHz
+    double band_db = SILENCE_DB;    // mean level in the band
     double below_db = SILENCE_DB;   // mean level below that
-    double floor_db = SILENCE_DB;   // level between 18 and 21 kHz that a tenth of the time stays below
-    double loudest_db = SILENCE_DB; // level between 18 and 21 kHz of the loudest moment
+    double floor_db = SILENCE_DB;   // level in the band that a tenth of the time stays below
+    double loudest_db = SILENCE_DB; // level in the band of the loudest moment
     std::optional<double> empty_above;
     bool gated = false;
     std::optional<double> tone; // Hz of a steady one in the modem's band
@@ -88,6 +90,7 @@ struct channel_figures {
 
 struct inspection {
     uint32_t sample_rate = 0;
+    sound_band band{};
     double seconds = 0.0;
     std::vector<channel_figures> channels;
     std::vector<candidate> candidates;    // in the order of time

@@ -10,7 +10,6 @@ namespace {
 
 constexpr uint32_t HOP = 512;
 constexpr size_t SECONDS_KEPT = 60;
-constexpr double LOWEST_MOVED_BAND = 19000.0; // of a modem at 48 kHz that is labelled 44.1 kHz
 
 // Levels around a frame that starts so many seconds into the recording.
 surroundings surroundings_of(const spectrum_meter& spectrum, double start, double sample_rate)
@@ -25,14 +24,14 @@ surroundings surroundings_of(const spectrum_meter& spectrum, double start, doubl
         }
         return count > 0.0 ? sum / count : SILENCE_DB;
     };
-    const std::vector<float>&band = spectrum.band_levels(), &low = spectrum.low_levels();
-    const double end = start + modem().frame_length / modem().rate;
+    const std::vector<float>&band = spectrum.band_levels(), &room = spectrum.room_levels();
+    const double end = start + FRAME_LENGTH / MODEM_RATE;
     return {mean(band, start - 0.08, start - 0.003),
             mean(band, end + 0.012, end + 0.05),
-            mean(low, start - 0.08, start),
-            mean(low, start, start + 0.045),
-            mean(low, end - 0.08, end),
-            mean(low, end + 0.005, end + 0.05)};
+            mean(room, start - 0.08, start),
+            mean(room, start, start + 0.045),
+            mean(room, end - 0.08, end),
+            mean(room, end + 0.005, end + 0.05)};
 }
 
 // The longest time for which the levels stay clearly above their floor.
@@ -50,15 +49,13 @@ double longest_burst(const std::vector<float>& levels, double floor, double seco
 
 } // namespace
 
-inspector::inspector(uint32_t sample_rate, uint32_t channels, inspect_settings settings)
+inspector::inspector(uint32_t sample_rate, uint32_t channels, const inspect_settings& settings)
     : sample_rate_(sample_rate), settings_(settings)
 {
+    const uint32_t look = settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
     for (uint32_t i = 0; i < channels; ++i) {
-        channels_.push_back({make_receiver(settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF),
-                             {static_cast<double>(sample_rate), HOP},
-                             {},
-                             0.0F,
-                             {}});
+        channels_.push_back(
+            {make_receiver(settings.band, look), {static_cast<double>(sample_rate), HOP, settings.band}, {}, 0.0F, {}});
         const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_.back().context.get()));
         hear(i, silence.data(), silence.size());
     }
@@ -117,8 +114,8 @@ void inspector::take(uint32_t channel, const frame_report_t& frame)
     c.quality = frame.quality;
     c.message.assign(frame.msg, frame.msg + frame.msg_len);
     c.traits = traits_of(paras, frame.samples);
-    if (settings_.keep_samples) {
-        c.samples.assign(frame.samples, frame.samples + paras.frame.frame_length);
+    if (settings_.pictures) {
+        c.picture = picture_of(*context, frame);
     }
     found.push_back(std::move(c));
 }
@@ -128,14 +125,14 @@ channel_figures inspector::figures_of(const channel_state& channel) const
     constexpr double LOWEST = 20.0;
     const std::vector<float>& levels = channel.spectrum.band_levels();
     channel_figures figures;
-    figures.band_db = channel.spectrum.level(modem().band_low, modem().band_high);
-    figures.below_db = channel.spectrum.level(LOWEST, modem().band_low);
+    figures.band_db = channel.spectrum.level(settings_.band.low_hz, settings_.band.high_hz);
+    figures.below_db = channel.spectrum.level(LOWEST, settings_.band.low_hz);
     figures.floor_db = floor_level(levels);
     figures.loudest_db = levels.empty() ? SILENCE_DB : double{*std::max_element(levels.begin(), levels.end())};
     figures.longest_burst = longest_burst(levels, figures.floor_db, static_cast<double>(HOP) / sample_rate_);
-    figures.empty_above = empty_above(channel.spectrum.typical_levels(), sample_rate_);
+    figures.empty_above = empty_above(channel.spectrum.typical_levels(), sample_rate_, settings_.band);
     figures.gated = is_gated(channel.spectrum);
-    figures.tone = steady_tone(channel.spectrum.typical_levels(), sample_rate_);
+    figures.tone = steady_tone(channel.spectrum.typical_levels(), sample_rate_, settings_.band);
     figures.peak = channel.peak;
     figures.clipped = channel.clipping.total();
     return figures;
@@ -145,11 +142,11 @@ inspection inspector::finish()
 {
     inspection result;
     result.sample_rate = sample_rate_;
+    result.band = settings_.band;
     result.seconds = static_cast<double>(frames_) / sample_rate_;
-    const double ratio = sample_rate_ / modem().rate;
+    const double ratio = sample_rate_ / MODEM_RATE;
     for (uint32_t i = 0; i < channels_.size(); ++i) {
         channel_state& channel = channels_[i];
-        const int64_t length = modem().frame_length;
         const std::vector<int16_t> silence(soundcomm_get_silence_around(channel.context.get()));
         hear(i, silence.data(), silence.size());
         channel.spectrum.finish();
@@ -158,9 +155,10 @@ inspection inspector::finish()
             const auto place = [&](int64_t sample) {
                 return static_cast<uint64_t>(std::llround(static_cast<double>(std::max<int64_t>(sample, 0)) * ratio));
             };
-            c.around = surroundings_of(channel.spectrum, static_cast<double>(c.sample) / modem().rate, sample_rate_);
-            c.whole = c.sample >= 0 && static_cast<double>(c.sample + length) * ratio <= static_cast<double>(frames_);
-            c.clipped = channel.clipping.between(place(c.sample), place(c.sample + length));
+            c.around = surroundings_of(channel.spectrum, static_cast<double>(c.sample) / MODEM_RATE, sample_rate_);
+            c.whole =
+                c.sample >= 0 && static_cast<double>(c.sample + FRAME_LENGTH) * ratio <= static_cast<double>(frames_);
+            c.clipped = channel.clipping.between(place(c.sample), place(c.sample + FRAME_LENGTH));
             result.candidates.push_back(std::move(c));
         }
         result.channels.push_back(figures_of(channel));
@@ -173,12 +171,16 @@ inspection inspector::finish()
     const bool recognised = std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) {
         return c.decoded || c.traits.later_pilots > IN_PLACE;
     });
-    const bool has_high_sounds =
-        std::any_of(result.channels.begin(), result.channels.end(), [](const channel_figures& figures) {
-            return figures.peak > SILENT_PEAK && figures.empty_above.value_or(modem().band_high) > LOWEST_MOVED_BAND;
+    // Of sound made at 48 kHz that is labelled 44.1 kHz.
+    constexpr double DOWN = 44100.0 / 48000.0, MARGIN = 250.0;
+    const double moved_end = DOWN * settings_.band.high_hz - MARGIN;
+    const bool has_band =
+        std::any_of(result.channels.begin(), result.channels.end(), [&](const channel_figures& figures) {
+            return figures.peak > SILENT_PEAK && figures.empty_above.value_or(settings_.band.high_hz) > moved_end;
         });
-    if (!recognised && has_high_sounds) {
-        result.reading = reading_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_);
+    if (!recognised && has_band) {
+        result.reading =
+            reading_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_, settings_.band);
     }
     judge(&result);
     return result;

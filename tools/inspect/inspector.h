@@ -8,14 +8,15 @@
 namespace kosc_inspect {
 
 struct inspect_settings {
+    sound_band band;
     bool second_look = true;
-    bool keep_samples = false; // of found frames
+    bool pictures = false; // of found frames
 };
 
 class inspector {
 public:
     // Throws when the modem cannot be set up.
-    inspector(uint32_t sample_rate, uint32_t channels, inspect_settings settings);
+    inspector(uint32_t sample_rate, uint32_t channels, const inspect_settings& settings);
 
     // Hears the recording as it is, interleaved, -1 to 1.
     void hear_raw(const float* interleaved, size_t frames);
@@ -28,7 +29,7 @@ public:
 
 private:
     struct channel_state {
-        context_ptr context;
+        kosc::context_ptr context;
         spectrum_meter spectrum;
         clip_meter clipping;
         float peak;

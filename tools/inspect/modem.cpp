@@ -1,30 +1,36 @@
 #include "modem.h"
 
+#include <cmath>
+#include <cstdio>
 #include <stdexcept>
 
 namespace kosc_inspect {
 
-const modem_facts& modem()
+kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look)
 {
-    static const modem_facts facts = [] {
-        const soundcomm_cfg_t& cfg = *soundcomm_default_cfg();
-        const double rate = soundcomm_default_audio_format().sample_rate;
-        const double spacing = rate / cfg.ofdm_cfg.symbol_len;
-        return modem_facts{rate, soundcomm_get_frame_length_from_cfg(&cfg), cfg.ofdm_cfg.sc_start_idx * spacing,
-                           (cfg.ofdm_cfg.sc_start_idx + cfg.ofdm_cfg.sc_num - 1) * spacing};
-    }();
-    return facts;
-}
-
-context_ptr make_receiver(uint32_t second_look)
-{
-    context_ptr context{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())};
-    if (!context ||
-        !soundcomm_init_receive(context.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
-        !soundcomm_config_second_look(context.get(), second_look)) {
+    soundcomm_cfg_t cfg;
+    kosc::context_ptr context;
+    if (soundcomm_cfg_for_band(band.first_subcarrier, &cfg)) {
+        context = kosc::make_receiving_context(second_look, cfg);
+    }
+    if (!context) {
         throw std::runtime_error("cannot set up the receiver");
     }
     return context;
+}
+
+std::string edges_khz(const sound_band& band, const char* between)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2g%s%.2g", band.low_hz / 1000.0, between, band.high_hz / 1000.0);
+    return text;
+}
+
+double room_over_ultrasound_db(const sound_band& band)
+{
+    constexpr double ULTRASOUND_LOW = 18000.0, ULTRASOUND_HIGH = 20953.125;
+    const double octaves = std::log2(band.high_hz / band.low_hz);
+    return 10.0 * std::log10(octaves / std::log2(ULTRASOUND_HIGH / ULTRASOUND_LOW));
 }
 
 } // namespace kosc_inspect

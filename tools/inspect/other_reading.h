@@ -6,6 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "modem.h"
+
 namespace kosc_inspect {
 
 enum class misreading { rate, speed, stereo_as_mono, mono_as_stereo };
@@ -18,7 +20,7 @@ struct other_reading {
 // How frames decode after all in interleaved samples of -1 to 1 that are labelled with `rate` and `channels`. Only a
 // message with matching CRCs counts.
 std::optional<other_reading> reading_that_decodes(const std::vector<float>& interleaved, uint32_t channels,
-                                                  uint32_t rate);
+                                                  uint32_t rate, const sound_band& band);
 
 } // namespace kosc_inspect
 

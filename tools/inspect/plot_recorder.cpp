@@ -8,22 +8,24 @@ namespace {
 
 constexpr uint32_t WATERFALL_HOP = 256;
 constexpr uint32_t CORRELATION_HOP = 16;
+constexpr double SHOWN_BELOW = 6000.0; // Hz
 
 } // namespace
 
-plot_recorder::plot_recorder(uint32_t sample_rate, uint32_t channels) : sample_rate_(sample_rate)
+plot_recorder::plot_recorder(uint32_t sample_rate, uint32_t channels, const sound_band& band)
+    : sample_rate_(sample_rate), lowest_(std::max(0.0, band.low_hz - SHOWN_BELOW))
 {
     for (uint32_t i = 0; i < channels; ++i) {
-        context_ptr context = make_receiver(KOSC_SECOND_LOOK_OFF);
+        kosc::context_ptr context = make_receiver(band, KOSC_SECOND_LOOK_OFF);
         data_container* const container = soundcomm_get_datacontainer(context->rx_paras, 0);
         lead_ = container->sync_length - 1;
-        channels_.push_back({std::move(context), container, {sample_rate_, WATERFALL_HOP}, {}, {}, 0.0F, 0});
+        channels_.push_back({std::move(context), container, {sample_rate_, WATERFALL_HOP, band}, {}, {}, 0.0F, 0});
     }
 }
 
 void plot_recorder::hear_raw(const float* interleaved, size_t frames)
 {
-    const auto first_bin = static_cast<size_t>(LOWEST / (sample_rate_ / SPECTRUM_LENGTH));
+    const auto first_bin = static_cast<size_t>(lowest_ / (sample_rate_ / SPECTRUM_LENGTH));
     const size_t stride = channels_.size();
     for (size_t c = 0; c < stride; ++c) {
         channel_state& channel = channels_[c];

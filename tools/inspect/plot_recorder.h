@@ -9,13 +9,13 @@ namespace kosc_inspect {
 
 class plot_recorder {
 public:
-    plot_recorder(uint32_t sample_rate, uint32_t channels);
+    plot_recorder(uint32_t sample_rate, uint32_t channels, const sound_band& band);
 
     // As inspector hears.
     void hear_raw(const float* interleaved, size_t frames);
     void hear(uint32_t channel, const int16_t* pcm, size_t count);
 
-    // Spectra in dB from LOWEST Hz on, and the samples at the recording's rate between columns.
+    // Spectra in dB from lowest() Hz on, and the samples at the recording's rate between columns.
     const timeline& waterfall(uint32_t channel) const { return channels_[channel].waterfall; }
     double waterfall_step(uint32_t channel) const;
     // Correlation with the synchronisation pilot, by where a frame would begin, and the modem's samples between
@@ -25,11 +25,11 @@ public:
     // The position of the first correlation column.
     double correlation_start() const { return -static_cast<double>(lead_); }
 
-    static constexpr double LOWEST = 12000.0;
+    double lowest() const { return lowest_; }
 
 private:
     struct channel_state {
-        context_ptr context;
+        kosc::context_ptr context;
         data_container* container; // the context's
         spectrum_meter spectrum;
         timeline waterfall;
@@ -41,6 +41,7 @@ private:
     void correlate(channel_state& channel, const int16_t* pcm, uint32_t count);
 
     double sample_rate_;
+    double lowest_;
     uint32_t lead_ = 0;
     std::vector<channel_state> channels_;
 };

@@ -69,7 +69,7 @@ double power_between(const spectrum_bins& bins, double low, double high, double 
 
 double level_db(const spectrum_bins& bins, double low, double high)
 {
-    return to_db(power_between(bins, low, high, modem().rate));
+    return to_db(power_between(bins, low, high, MODEM_RATE));
 }
 
 } // namespace kosc_inspect

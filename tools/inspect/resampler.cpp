@@ -47,10 +47,10 @@ size_t resampler::convert(const float* interleaved, size_t frames, std::vector<f
 
 double resampler::delay() const { return soxr_delay(converter_.get()) / rate_; }
 
-std::vector<float> resampled(const std::vector<float>& sound, double from, double to)
+std::vector<float> resampled(const std::vector<float>& sound, double from, double to, double pass_band)
 {
     constexpr uint32_t ONE_CHANNEL = 1;
-    resampler converter(from, to, ONE_CHANNEL);
+    resampler converter(from, to, ONE_CHANNEL, pass_band);
     std::vector<float> most, rest;
     converter.convert(sound.data(), sound.size(), most);
     converter.finish(rest);

@@ -37,7 +37,7 @@ private:
 };
 
 // All of one channel's sound at once.
-std::vector<float> resampled(const std::vector<float>& sound, double from, double to);
+std::vector<float> resampled(const std::vector<float>& sound, double from, double to, double pass_band);
 
 } // namespace kosc_inspect
 

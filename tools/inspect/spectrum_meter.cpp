@@ -4,13 +4,9 @@
 #include <cmath>
 #include <numeric>
 
-#include "modem.h"
-
 namespace kosc_inspect {
 namespace {
 
-constexpr double LOW_BAND_BEGIN = 300.0;
-constexpr double LOW_BAND_END = 15000.0;
 // Rounding to 16 bits leaves white noise of a twelfth of a step squared; a full-scale sine has half a square.
 const double ROUNDING_DB = 10.0 * std::log10(2.0 / 12.0 / 32768.0 / 32768.0);
 
@@ -23,8 +19,9 @@ double mean(const std::vector<double>& values, size_t first, size_t last)
 
 } // namespace
 
-spectrum_meter::spectrum_meter(double sample_rate, uint32_t hop)
-    : sample_rate_(sample_rate), hop_(hop), mean_powers_(SPECTRUM_LENGTH / 2), log_sums_(SPECTRUM_LENGTH / 2)
+spectrum_meter::spectrum_meter(double sample_rate, uint32_t hop, const sound_band& band)
+    : sample_rate_(sample_rate), hop_(hop), band_(band), mean_powers_(SPECTRUM_LENGTH / 2),
+      log_sums_(SPECTRUM_LENGTH / 2)
 {
 }
 
@@ -59,8 +56,12 @@ void spectrum_meter::transform()
     const auto level = [&](double low, double high) {
         return static_cast<float>(to_db(power_between(powers_, low, high, sample_rate_)));
     };
-    band_levels_.push_back(level(modem().band_low, modem().band_high));
-    low_levels_.push_back(level(LOW_BAND_BEGIN, LOW_BAND_END));
+    band_levels_.push_back(level(band_.low_hz, band_.high_hz));
+    // Most of a room's sounds are low ones; where the band itself is low, what is above it tells.
+    constexpr double LOWEST = 300.0, HIGHEST = 15000.0, AWAY = 1.2;
+    const bool below = band_.low_hz / AWAY > 4 * LOWEST;
+    room_levels_.push_back(below ? level(LOWEST, std::min(band_.low_hz / AWAY, HIGHEST))
+                                 : level(band_.high_hz * AWAY, HIGHEST));
 }
 
 double spectrum_meter::level(double low, double high) const
@@ -78,9 +79,10 @@ std::vector<double> spectrum_meter::typical_levels() const
     return levels;
 }
 
-std::optional<double> empty_above(const std::vector<double>& typical_levels, double sample_rate)
+std::optional<double> empty_above(const std::vector<double>& typical_levels, double sample_rate, const sound_band& band)
 {
-    constexpr double LOWEST_EDGE = 3000.0, HIGHEST_EDGE = 20200.0, SMOOTH_OVER = 400.0;
+    constexpr double SMOOTH_OVER = 400.0, MISSING = 750.0; // of the band, to tell
+    const double lowest_edge = std::min(3000.0, band.low_hz + MISSING), highest_edge = band.high_hz - MISSING;
     constexpr double TOP_BEGIN = 1100.0, TOP_END = 200.0; // below half the sample rate
     constexpr double EMPTY_ABOVE_ROUNDING = 8.0, RISE = 8.0;
     constexpr double FOOT = 1000.0, SHOULDER = 2800.0, CLIFF = 14.0, HALF_AMPLITUDE = 6.0;
@@ -94,25 +96,25 @@ std::optional<double> empty_above(const std::vector<double>& typical_levels, dou
         return std::nullopt;
     }
     double edge = sample_rate / 2 - TOP_BEGIN;
-    while (edge > LOWEST_EDGE && mean(typical_levels, bin(edge - SMOOTH_OVER), bin(edge)) < top + RISE) {
+    while (edge > lowest_edge && mean(typical_levels, bin(edge - SMOOTH_OVER), bin(edge)) < top + RISE) {
         edge -= width;
     }
     const double shoulder = mean(typical_levels, bin(edge - SHOULDER), bin(edge - FOOT));
-    if (edge <= LOWEST_EDGE || shoulder < top + CLIFF) {
+    if (edge <= lowest_edge || shoulder < top + CLIFF) {
         return std::nullopt;
     }
     while (mean(typical_levels, bin(edge - SMOOTH_OVER), bin(edge)) < shoulder - HALF_AMPLITUDE) {
         edge -= width;
     }
-    return edge < HIGHEST_EDGE ? std::optional<double>(edge) : std::nullopt;
+    return edge < highest_edge ? std::optional<double>(edge) : std::nullopt;
 }
 
-std::optional<double> steady_tone(const std::vector<double>& typical_levels, double sample_rate)
+std::optional<double> steady_tone(const std::vector<double>& typical_levels, double sample_rate, const sound_band& band)
 {
     constexpr double STANDS_OUT = 20.0;
     const double width = sample_rate / SPECTRUM_LENGTH;
-    const auto begin = typical_levels.begin() + static_cast<ptrdiff_t>(modem().band_low / width);
-    const auto end = typical_levels.begin() + std::min(static_cast<ptrdiff_t>(modem().band_high / width) + 1,
+    const auto begin = typical_levels.begin() + static_cast<ptrdiff_t>(band.low_hz / width);
+    const auto end = typical_levels.begin() + std::min(static_cast<ptrdiff_t>(band.high_hz / width) + 1,
                                                        static_cast<ptrdiff_t>(typical_levels.size()));
     std::vector<double> sorted(begin, end);
     std::nth_element(sorted.begin(), sorted.begin() + static_cast<ptrdiff_t>(sorted.size() / 2), sorted.end());
@@ -136,16 +138,16 @@ double floor_level(const std::vector<float>& levels)
 bool is_gated(const spectrum_meter& spectrum)
 {
     constexpr float CLOSED = -93.0F, OPEN = -81.0F; // the first is below the rounding noise of a live recording
-    constexpr float LEAKAGE = 25.0F;                // of frames alone into lower frequencies
+    constexpr float LEAKAGE = 25.0F;                // of frames alone into other frequencies
     constexpr uint32_t MIN_CLOSINGS = 3;
     uint32_t closings = 0;
     bool open = false;
     for (size_t i = 0; i < spectrum.blocks(); ++i) {
-        const float low = spectrum.low_levels()[i];
-        if (open && low < CLOSED) {
+        const float room = spectrum.room_levels()[i];
+        if (open && room < CLOSED) {
             ++closings;
             open = false;
-        } else if (low > OPEN && low > spectrum.band_levels()[i] - LEAKAGE) {
+        } else if (room > OPEN && room > spectrum.band_levels()[i] - LEAKAGE) {
             open = true;
         }
     }

@@ -65,8 +65,8 @@ constexpr cause_words WORDS[] = {
      "the sound is turned down while it lasts; record without voice processing (echo cancelling, suppression, "
      "automatic gain)"},
     {"gain control", "the level rises and falls within the frame; record without automatic gain or compressor"},
-    {"tone", "a steady tone lies in the band from 18 to 21 kHz; find what makes it, or come closer"},
-    {"noise", "noise between 18 and 21 kHz drowns the sound; play louder or come closer"},
+    {"tone", "a steady tone lies between %s kHz; find what makes it, or come closer"},
+    {"noise", "noise between %s kHz drowns the sound; play louder or come closer"},
     {"nothing sent", "nothing was sent while this was recorded, or it did not reach the microphone"},
     {"not recognised", "the cause is not recognised; what was measured may tell more"},
 };
@@ -75,7 +75,7 @@ static_assert(std::size(WORDS) == static_cast<size_t>(cause::unknown) + 1);
 // The lowest frequency in Hz from which on the band is empty.
 double end_of_band(const inspection& result)
 {
-    double lowest = modem().band_high;
+    double lowest = result.band.high_hz;
     for (const channel_figures& channel : result.channels) {
         lowest = std::min(lowest, channel.empty_above.value_or(lowest));
     }
@@ -94,6 +94,9 @@ std::string explain(const inspection& result)
         return text(words, result.sample_rate, result.reading->rate);
     case cause::low_pass:
         return text(words, end_of_band(result) / 1000.0);
+    case cause::tone:
+    case cause::noise:
+        return text(words, edges_khz(result.band).c_str());
     default:
         return words;
     }
@@ -115,8 +118,8 @@ std::string evidence_of(const candidate& c)
     add(t.jumps != 0, text("%zu symbols with a jump in time", t.jumps));
     add(t.displaced != 0, text("%zu symbols displaced", t.displaced));
     add(t.second_sender > 0.25, text("another frame's pilots (%.2f) %.0f ms later", t.second_sender + 0.0,
-                                     1000.0 * t.second_delay / modem().rate));
-    add(t.echo > 0.15, text("itself again (%.2f) %.1f ms later", t.echo, 1000.0 * t.echo_delay / modem().rate));
+                                     1000.0 * t.second_delay / MODEM_RATE));
+    add(t.echo > 0.15, text("itself again (%.2f) %.1f ms later", t.echo, 1000.0 * t.echo_delay / MODEM_RATE));
     add(t.missing_above.has_value(), text("nothing above %.1f kHz", t.missing_above.value_or(0.0) / 1000.0));
     return facts;
 }

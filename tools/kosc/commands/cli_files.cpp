@@ -9,8 +9,8 @@
 namespace {
 
 constexpr const char* INSPECT_FOOTER =
-    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has 0) between 18
-and 21 kHz, their floor and loudest moment, and below; an empty top of the spectrum, noise suppression and clipping.
+    R"(For the recording: sample rate; for each channel the levels in dB against full scale (a full sine has 0) in the
+band, their floor and loudest moment, and below; an empty top of the spectrum, noise suppression and clipping.
 For each frame that was recognised, decoded or not: where it starts, by the recording's own samples, how well its pilot
 was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which
 of the message's two parts failed its CRC, and whether the second look decodes it. A frame whose beginning is missing
@@ -42,6 +42,7 @@ subcommand add_inspect(CLI::App& app)
     CLI::App* const inspect = app.add_subcommand("inspect", "Tell why a recording decodes, or why not");
     inspect->add_option("recording", options->inputs, "any recordings that decode reads; - reads standard input")
         ->required();
+    add_band_option(*inspect, options->band);
     inspect->add_option("--raw", options->raw, RAW_HELP);
     inspect->add_flag("--json", options->json, "print one JSON object");
     inspect->add_option("--plot", options->plot, "draw what was found into an .svg or .png file");

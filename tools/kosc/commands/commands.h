@@ -86,6 +86,7 @@ struct inspect_options {
     std::string plot; // picture to write
     bool json = false;
     bool plain = false;
+    sound_band band = default_band();
 };
 
 struct simulate_options {

@@ -40,7 +40,7 @@ double rounded(double value, double steps) { return std::round(value * steps) / 
 
 int64_t file_sample(const candidate& c, const inspection& result)
 {
-    return std::llround(static_cast<double>(c.sample) * result.sample_rate / modem().rate);
+    return std::llround(static_cast<double>(c.sample) * result.sample_rate / MODEM_RATE);
 }
 
 std::string shown(const std::vector<uint8_t>& message)
@@ -64,7 +64,7 @@ std::string verdict_on(const candidate& c, bool second_look)
 
 std::string as_text(const candidate& c, const inspection& result, bool second_look)
 {
-    const double seconds = static_cast<double>(c.sample) / modem().rate;
+    const double seconds = static_cast<double>(c.sample) / MODEM_RATE;
     std::string line = text("frame      %.6f s  sample %lld  ch %u  correlation %.2f", seconds,
                             static_cast<long long>(file_sample(c, result)), c.channel, c.correlation);
     if (c.measured) {
@@ -78,18 +78,18 @@ std::string as_text(const candidate& c, const inspection& result, bool second_lo
     if (c.why != cause::none) {
         line += text("           named cause: %s", name_of(c.why));
         line += c.why == cause::echo && c.traits.echo_delay > 0.0
-                    ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / modem().rate)
+                    ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / MODEM_RATE)
                     : "\n";
         line += "           measured: " + evidence_of(c) + "\n";
     }
     return line;
 }
 
-std::string as_text(const channel_figures& channel, size_t number)
+std::string as_text(const channel_figures& channel, size_t number, const sound_band& band)
 {
-    std::string lines =
-        text("channel %zu  18-21 kHz %.0f dB (floor %.0f, loudest %.0f), below %.0f dB, peak %.3f\n", number,
-             channel.band_db, channel.floor_db, channel.loudest_db, channel.below_db, channel.peak);
+    std::string lines = text("channel %zu  %s kHz %.0f dB (floor %.0f, loudest %.0f), below %.0f dB, peak %.3f\n",
+                             number, edges_khz(band, "-").c_str(), channel.band_db, channel.floor_db,
+                             channel.loudest_db, channel.below_db, channel.peak);
     if (channel.empty_above) {
         lines += text("           the band above %.1f kHz is empty: low-passed or wrong rate\n",
                       *channel.empty_above / 1000.0);
@@ -108,7 +108,7 @@ std::string as_text(const inspection& result, bool second_look, bool verbose)
     std::string report = text("recording  %u Hz, %zu channel%s, %.3f s\n", result.sample_rate, result.channels.size(),
                               result.channels.size() == 1 ? "" : "s", result.seconds);
     for (size_t i = 0; i < result.channels.size(); ++i) {
-        report += as_text(result.channels[i], i + 1);
+        report += as_text(result.channels[i], i + 1, result.band);
     }
     for (const candidate& c : result.candidates) {
         report += c.chance && !verbose ? "" : as_text(c, result, second_look);
@@ -131,7 +131,7 @@ nlohmann::ordered_json measured_json(const candidate& c)
     object["jumps"] = t.jumps;
     object["displaced_symbols"] = t.displaced;
     object["second_frame"] = rounded(t.second_sender, 100);
-    object["second_frame_ms"] = rounded(1000.0 * t.second_delay / modem().rate, 10);
+    object["second_frame_ms"] = rounded(1000.0 * t.second_delay / MODEM_RATE, 10);
     object["missing_above_hz"] = t.missing_above ? nlohmann::ordered_json(rounded(*t.missing_above, 1)) : nullptr;
     object["before_db"] = rounded(c.around.before_db, 10);
     object["after_db"] = rounded(c.around.after_db, 10);
@@ -144,7 +144,7 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
         return c.measured ? nlohmann::ordered_json(rounded(value, steps)) : nlohmann::ordered_json(nullptr);
     };
     nlohmann::ordered_json object;
-    object["time"] = rounded(static_cast<double>(c.sample) / modem().rate, 1e6);
+    object["time"] = rounded(static_cast<double>(c.sample) / MODEM_RATE, 1e6);
     object["sample"] = file_sample(c, result);
     object["channel"] = c.channel;
     object["correlation"] = rounded(c.correlation, 1000.0);
@@ -165,7 +165,7 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
                                                                  : "fails";
     object["clipped_samples"] = c.clipped;
     object["echo"] = rounded(c.traits.echo, 1000.0);
-    object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / modem().rate, 100.0);
+    object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / MODEM_RATE, 100.0);
     object["measured"] = measured_json(c);
     object["chance"] = c.chance;
     object["cause"] = name_of(c.why);
@@ -197,6 +197,7 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
     object["file"] = path;
     object["sample_rate"] = result.sample_rate;
     object["seconds"] = rounded(result.seconds, 1000.0);
+    object["band"] = name_of(result.band);
     object["channels"] = nlohmann::ordered_json::array();
     for (const channel_figures& channel : result.channels) {
         object["channels"].push_back(as_json(channel));
@@ -216,11 +217,11 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
 
 exit_code inspect_one(const std::string& path, const inspect_options& options, bool verbose)
 {
-    audio_file file(path, options.raw);
-    inspector eyes(file.sample_rate(), file.channels(), {!options.plain, !options.plot.empty()});
+    audio_file file(path, options.raw, {options.band});
+    inspector eyes(file.sample_rate(), file.channels(), {options.band, !options.plain, !options.plot.empty()});
     std::unique_ptr<plot_recorder> recorder;
     if (!options.plot.empty()) {
-        recorder = std::make_unique<plot_recorder>(file.sample_rate(), file.channels());
+        recorder = std::make_unique<plot_recorder>(file.sample_rate(), file.channels(), options.band);
     }
     file.observe([&](const float* samples, size_t frames) {
         eyes.hear_raw(samples, frames);

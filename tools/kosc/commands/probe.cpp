@@ -14,7 +14,6 @@
 #include "commands/listener.h"
 #include "commands/message_text.h"
 #include "kosc/core.h"
-#include "modem.h"
 #include "picture/spectrum.h"
 
 namespace {
@@ -24,14 +23,14 @@ using complex_signal = std::vector<std::complex<double>>;
 
 constexpr double FULL_SCALE = 32768.0;
 constexpr size_t RATE = MODEM_SAMPLE_RATE;
-const double BAND_LOW = kosc_inspect::modem().band_low, BAND_HIGH = kosc_inspect::modem().band_high;
+const double BAND_LOW = default_band().low_hz, BAND_HIGH = default_band().high_hz;
 constexpr double AUDIBLE_LOW = 3000.0, AUDIBLE_HIGH = 14000.0;
 
 // The sound's parts, in samples.
 constexpr size_t SILENCE = RATE * 6 / 10;
 constexpr size_t SWEEP = 2 * RATE;
 constexpr size_t REST = RATE * 3 / 10; // behind each sweep
-const size_t FRAME = kosc_inspect::modem().frame_length;
+constexpr size_t FRAME = kosc::FRAME_SAMPLES;
 constexpr size_t FRAME_DISTANCE = RATE * 4 / 10;
 constexpr size_t FIRST_FRAME = SILENCE + SWEEP + REST;
 constexpr size_t SECOND_SWEEP = FIRST_FRAME + PROBE_FRAMES * FRAME_DISTANCE;

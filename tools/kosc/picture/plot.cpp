@@ -51,7 +51,7 @@ void draw_waterfall(const page& p)
 {
     const timeline& waterfall = p.recorder->waterfall(p.channel);
     const double rate = p.result->sample_rate;
-    const panel place = {LEFT, 106, RIGHT - LEFT, 250, p.begin, p.end, plot_recorder::LOWEST / KHZ, rate / 2 / KHZ};
+    const panel place = {LEFT, 106, RIGHT - LEFT, 250, p.begin, p.end, p.recorder->lowest() / KHZ, rate / 2 / KHZ};
     const auto& columns = waterfall.columns();
     const double step = p.recorder->waterfall_step(p.channel) / rate;
     const double middle = SPECTRUM_LENGTH / 2.0 / rate; // of a column's block
@@ -80,14 +80,15 @@ void draw_waterfall(const page& p)
         p.paper->picture(inner, pixels, static_cast<int>(columns.size()), static_cast<int>(rows));
         p.paper->unclip();
     }
-    const double seconds = modem().frame_length / modem().rate;
+    const double seconds = FRAME_LENGTH / MODEM_RATE;
     p.paper->clip_to(place);
     for (const candidate& c : p.result->candidates) {
         if (c.channel == p.channel + 1 && !c.chance) {
-            const double start = static_cast<double>(c.sample) / modem().rate;
+            const double start = static_cast<double>(c.sample) / MODEM_RATE;
             p.paper->rectangle(
-                place.x(start), place.y(modem().band_high / KHZ + 0.25), place.x(start + seconds) - place.x(start),
-                place.y(modem().band_low / KHZ - 0.25) - place.y(modem().band_high / KHZ + 0.25), colour_of(c), 2.5);
+                place.x(start), place.y(p.result->band.high_hz / KHZ + 0.25), place.x(start + seconds) - place.x(start),
+                place.y(p.result->band.low_hz / KHZ - 0.25) - place.y(p.result->band.high_hz / KHZ + 0.25),
+                colour_of(c), 2.5);
         }
     }
     p.paper->unclip();
@@ -103,7 +104,7 @@ void draw_correlation(const page& p)
     std::vector<double> xs, ys;
     for (size_t i = 0; i < columns.size(); ++i) {
         const double sample = p.recorder->correlation_start() + (static_cast<double>(i) + 0.5) * step;
-        xs.push_back(place.x(sample / modem().rate));
+        xs.push_back(place.x(sample / MODEM_RATE));
         ys.push_back(place.y(std::min(1.0F, columns[i][0])));
     }
     const double threshold = soundcomm_default_rx_sync_paras().peak_threshold;
@@ -112,8 +113,8 @@ void draw_correlation(const page& p)
     p.paper->line(place.left, place.y(threshold), place.left + place.width, place.y(threshold), RED, 1.2, true);
     for (const candidate& c : p.result->candidates) {
         if (c.channel == p.channel + 1 && !c.chance) {
-            p.paper->dot(place.x(static_cast<double>(c.sample) / modem().rate), place.y(c.correlation), 4.5,
-                         colour_of(c), 1);
+            p.paper->dot(place.x(static_cast<double>(c.sample) / MODEM_RATE), place.y(c.correlation), 4.5, colour_of(c),
+                         1);
         }
     }
     p.paper->unclip();
@@ -151,15 +152,15 @@ void draw_response(const page& p, const frame_picture& picture)
                          580,
                          RIGHT - 700,
                          250,
-                         modem().band_low / KHZ,
-                         21.0,
+                         p.result->band.low_hz / KHZ,
+                         p.result->band.high_hz / KHZ,
                          std::min(-15.0, std::max(lowest, -40.0) - 1),
                          std::max(6.0, highest + 1)};
     std::vector<double> xs, measured, smoothed;
     const size_t count = picture.measured_db.size();
     for (size_t k = 0; k < count; ++k) {
-        const double hz = modem().band_low + (modem().band_high - modem().band_low) * static_cast<double>(k) /
-                                                 static_cast<double>(count - 1);
+        const double hz = p.result->band.low_hz + (p.result->band.high_hz - p.result->band.low_hz) *
+                                                      static_cast<double>(k) / static_cast<double>(count - 1);
         xs.push_back(place.x(hz / KHZ));
         measured.push_back(place.y(picture.measured_db[k]));
         smoothed.push_back(place.y(picture.smoothed_db[k]));
@@ -191,11 +192,10 @@ const candidate* frame_to_show(const inspection& result)
 
 void draw_frame(const page& p, const candidate& c)
 {
-    const context_ptr context = make_receiver(KOSC_SECOND_LOOK_OFF);
-    const frame_picture picture = picture_of(*context->rx_paras, c);
+    const frame_picture& picture = c.picture;
     char words[200];
     const int length =
-        std::snprintf(words, sizeof words, "The frame at %.3f s", static_cast<double>(c.sample) / modem().rate);
+        std::snprintf(words, sizeof words, "The frame at %.3f s", static_cast<double>(c.sample) / MODEM_RATE);
     if (c.measured && length > 0) {
         std::snprintf(words + length, sizeof words - static_cast<size_t>(length),
                       ": SNR %.1f dB, EVM %.0f %%, drift %+.0f ppm, %s", c.quality.snr_db, 100 * c.quality.evm,
@@ -205,7 +205,7 @@ void draw_frame(const page& p, const candidate& c)
                                              : "decoded at once");
     }
     p.paper->text(LEFT, 548, words, 13, align::left, c.decoded && c.second_look_needed ? DARK_AMBER : colour_of(c));
-    draw_constellation(p, LEFT, "Symbols, default receiver", picture.before);
+    draw_constellation(p, LEFT, "Symbols, first look", picture.before);
     if (c.measured) {
         draw_constellation(p, LEFT + 310, "Symbols, second look", picture.after);
         draw_response(p, picture);
@@ -229,7 +229,7 @@ void draw(const std::string& path, const std::string& title, const inspection& r
                     &result,
                     &recorder,
                     shown == nullptr ? 0 : shown->channel - 1,
-                    std::min(0.0, shown == nullptr ? 0.0 : static_cast<double>(shown->sample) / modem().rate),
+                    std::min(0.0, shown == nullptr ? 0.0 : static_cast<double>(shown->sample) / MODEM_RATE),
                     std::max(result.seconds, 0.05)};
     char heading[64];
     std::snprintf(heading, sizeof heading, ", channel %u, %u Hz, %.2f s", p.channel + 1, result.sample_rate,
