@@ -119,18 +119,18 @@ TEST(KoscCheck, NamesWhatIsWrongWithADevice)
     const struct {
         const char* name;
         void (*record)(samples& sound, random_source& random);
-        const char *verdict, *cause;
+        const char *verdict, *cause, *band;
     } devices[] = {
-        {"laptop", laptop, "good", "none"},
-        {"two clocks in a room", two_clocks_in_a_room, "good", "none"},
-        {"too loud", too_loud, "usable", "clipping"},
-        {"headset", headset, "unfit", "low-pass"},
-        {"echo canceller", echo_canceller, "usable", "suppression"},
-        {"half duplex", half_duplex, "usable", "suppression"},
-        {"beside a power supply", beside_a_power_supply, "unfit", "noise"},
-        {"across the hall", across_the_hall, "unfit", "faint"},
-        {"muted", muted, "unfit", "nothing"},
-        {"busy computer", busy_computer, "usable", "lost-samples"},
+        {"laptop", laptop, "good", "none", "near-ultrasonic"},
+        {"two clocks in a room", two_clocks_in_a_room, "good", "none", "near-ultrasonic"},
+        {"too loud", too_loud, "usable", "clipping", "audible"},
+        {"headset", headset, "unfit", "low-pass", "audible"},
+        {"echo canceller", echo_canceller, "usable", "suppression", "audible"},
+        {"half duplex", half_duplex, "usable", "suppression", "audible"},
+        {"beside a power supply", beside_a_power_supply, "unfit", "noise", "none"},
+        {"across the hall", across_the_hall, "unfit", "faint", "none"},
+        {"muted", muted, "unfit", "nothing", "none"},
+        {"busy computer", busy_computer, "usable", "lost-samples", "audible"},
     };
     const std::string folder = testing::TempDir() + "kosc_check_" + std::to_string(getpid()) + "/";
     std::filesystem::create_directories(folder);
@@ -141,6 +141,9 @@ TEST(KoscCheck, NamesWhatIsWrongWithADevice)
     SndfileHandle file(folder + "signal.wav");
     std::vector<int16_t> played(static_cast<size_t>(file.frames()));
     file.readf(played.data(), file.frames());
+    ASSERT_EQ(check("--band voice --write-signal voice.wav"), 0);
+    EXPECT_EQ(check("--band voice --recording voice.wav >out"), 0);
+    EXPECT_EQ(check("--recording voice.wav >out"), 1); // its frames are not in the band that is tried
     ASSERT_EQ(check("--recording signal.wav --json >out"), 0);
     std::ifstream clean(folder + "out");
     EXPECT_EQ(nlohmann::json::parse(clean)["clipped_samples"], 0);
@@ -157,6 +160,8 @@ TEST(KoscCheck, NamesWhatIsWrongWithADevice)
         const auto report = nlohmann::json::parse(output);
         EXPECT_EQ(report["verdict"].get<std::string>(), device.verdict) << report;
         EXPECT_EQ(report["cause"].get<std::string>(), device.cause) << report;
+        EXPECT_EQ(report["best_band"].is_null() ? "none" : report["best_band"].get<std::string>(), device.band)
+            << report;
     }
     std::filesystem::remove_all(folder);
 }

@@ -15,8 +15,11 @@
 #include "commands/heard_text.h"
 #include "commands/probe.h"
 #include "commands/stop_request.h"
-#include "picture/spectrum.h"
+#include "modem.h"
 #include "picture/terminal.h"
+#include "power_spectrum.h"
+
+using kosc_inspect::SILENCE_DB;
 
 namespace {
 
@@ -33,7 +36,7 @@ trial record_live(const check_options& options, bool verbose)
 {
     constexpr double LONGEST_LATENCY = 2.0;
     const audio_system system(verbose);
-    pcm_samples sound = probe_sound();
+    pcm_samples sound = probe_sound(options.band);
     std::transform(sound.begin(), sound.end(), sound.begin(),
                    [&](int16_t sample) { return static_cast<int16_t>(std::lround(sample * options.volume)); });
     input_stream input(system, system.find(options.input_device, direction::INPUT), 1, 0);
@@ -55,10 +58,10 @@ trial record_live(const check_options& options, bool verbose)
     return done;
 }
 
-pcm_samples read_recording(const std::string& path)
+pcm_samples read_recording(const std::string& path, const sound_band& band)
 {
     constexpr size_t LONGEST = size_t{60} * MODEM_SAMPLE_RATE;
-    audio_file file(path);
+    audio_file file(path, {}, {band});
     pcm_samples recording;
     for (std::vector<pcm_samples> pcm; file.read(pcm);) {
         recording.insert(recording.end(), pcm.front().begin(), pcm.front().end());
@@ -91,6 +94,17 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
     object["latency_ms"] = std::round(latency * 1000.0); // null when not a number
     object["noise_db"] = level(report.noise_db);
     object["clipped_samples"] = report.clipped_samples;
+    object["band"] = name_of(report.band);
+    const band_prospect* const best = best_band(report, verdict.fit);
+    object["best_band"] = best != nullptr ? json(best->band.name) : json(nullptr);
+    object["bands"] = json::array();
+    for (const band_prospect& each : report.prospects) {
+        object["bands"].push_back(
+            {{"name", each.band.name},
+             {"over_noise_db", level(each.over_noise_db)},
+             {"spread_db", each.over_noise_db > SILENCE_DB ? json(rounded(each.spread_db, 10.0)) : json(nullptr)},
+             {"good", each.good}});
+    }
     if (report.heard) {
         object["signal_db"] = level(report.signal_db);
         object["audible_gain_db"] = level(report.audible_gain_db);
@@ -99,7 +113,7 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
         object["hush_db"] = rounded(report.hush_db, 10.0);
         object["stretch_ppm"] = rounded(report.stretch_ppm, 10.0);
         for (size_t i = 0; i < report.gain_db.size(); ++i) {
-            object["response"].push_back({{"hz", RESPONSE_LOW + (static_cast<double>(i) + 0.5) * RESPONSE_STEP},
+            object["response"].push_back({{"hz", report.response_low + (static_cast<double>(i) + 0.5) * RESPONSE_STEP},
                                           {"gain_db", level(report.gain_db[i])}});
         }
     }
@@ -119,7 +133,7 @@ std::string response_lines(const probe_report& report)
     const double highest = *std::max_element(report.gain_db.begin(), report.gain_db.end());
     std::string text;
     for (size_t i = 0; i < report.gain_db.size(); ++i) {
-        const double khz = (RESPONSE_LOW + (static_cast<double>(i) + 0.5) * RESPONSE_STEP) / 1000.0;
+        const double khz = (report.response_low + (static_cast<double>(i) + 0.5) * RESPONSE_STEP) / 1000.0;
         const double bars = std::clamp(BARS - (highest - report.gain_db[i]) / BAR_DB, 0.0, BARS);
         text += i == 0 ? "response     " : "             ";
         if (report.gain_db[i] > SILENCE_DB) {
@@ -141,10 +155,11 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
         text += report.audible_gain_db > SILENCE_DB
                     ? line("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
                     : "audible      nothing but noise from 3 to 14 kHz\n";
-        text += line("level        frames %.1f dB, %.1f dB over the noise, from 18 to 21 kHz\n", report.signal_db,
-                     report.signal_db - report.noise_db);
+        text += line("level        frames %.1f dB, %.1f dB over the noise, from %s kHz\n", report.signal_db,
+                     report.signal_db - report.noise_db, kosc_inspect::edges_khz(report.band, " to ").c_str());
     }
-    text += line("noise floor  %.1f dB from 18 to 21 kHz\n", report.noise_db);
+    text += line("noise floor  %.1f dB from %s kHz\n", report.noise_db,
+                 kosc_inspect::edges_khz(report.band, " to ").c_str());
     text += line("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
     if (report.heard) {
         text += report.second_sweep_gain_db
@@ -159,8 +174,20 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
     }
     text += line("frames       %u of %u heard, %u of them only in the second look\n", report.frames_heard, PROBE_FRAMES,
                  report.frames_second_look);
+    for (const band_prospect& each : report.prospects) {
+        text += line("band         %-16s", each.band.name);
+        text += each.over_noise_db > SILENCE_DB
+                    ? line("%.0f dB over the noise, %s\n", each.over_noise_db, each.good ? "good" : "not good")
+                    : "nothing but noise\n";
+    }
     text += std::string("verdict      ") + FITNESS[static_cast<int>(verdict.fit)] + ": " + verdict.sentence + "\n";
-    return text + "advice       " + verdict.advice + "\n";
+    text += "advice       " + verdict.advice + "\n";
+    const band_prospect* const best = best_band(report, verdict.fit);
+    if (best != nullptr) {
+        const std::string name = best->band.name;
+        text += "best band    " + name + ": kosc send --band " + name + ", kosc listen --band " + name + "\n";
+    }
+    return text;
 }
 
 } // namespace
@@ -168,13 +195,13 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
 int run_check(const check_options& options, bool verbose)
 {
     if (!options.signal_file.empty()) {
-        write_sound(options.signal_file, probe_sound());
+        write_sound(options.signal_file, probe_sound(options.band));
         return EXIT_DONE;
     }
     catch_stop_signals(false);
-    const trial done =
-        options.recording.empty() ? record_live(options, verbose) : trial{read_recording(options.recording)};
-    const probe_report report = analyse_probe(done.recording);
+    const trial done = options.recording.empty() ? record_live(options, verbose)
+                                                 : trial{read_recording(options.recording, options.band)};
+    const probe_report report = analyse_probe(done.recording, options.band);
     const probe_verdict verdict = judge(report);
     const double latency = report.heard ? done.lead_seconds + report.start_seconds : NAN;
     write_output(options.json ? as_json(report, verdict, latency) : as_text(report, verdict, latency));

@@ -38,10 +38,11 @@ constexpr const char* DEVICES_FOOTER =
 Exit code: 0 at least one device, 1 none, 2 the sound system does not start.)";
 
 constexpr const char* CHECK_FOOTER =
-    R"(Plays a sweep from 2 to 22.5 kHz, six frames and the sweep again, eight seconds in all, records them at the same time
-and tells: the response from 17 to 21.5 kHz, noise floor, clipping, whether the path turns the sound down while it lasts,
+    R"(Plays a sweep from 0.15 to 22.5 kHz, six frames and the sweep again, eight seconds in all, records them meanwhile,
+and tells: the response around the band, noise floor, clipping, whether the path turns the sound down while it lasts,
 whether samples get lost, the latency there and back (with the buffers of this command), how many frames were heard,
-and a verdict with one piece of advice. Levels are in dB below a full-scale sine wave, gains over what was played.
+a verdict with one piece of advice, how each named band would stand out of the noise, and which is best: the highest that
+is good. Levels are in dB against a full-scale sine wave, gains over what was played.
 Without devices: --write-signal leaves the sound in a file, --recording reads what another device recorded of it; of a
 recording with several channels, the first is used. With --json the result is one object on a line.
 Exit code: 0 the path is good or usable, 1 unfit, 2 wrong use, no such device, or the device was lost.)";
@@ -111,6 +112,7 @@ subcommand add_check(CLI::App& app)
     CLI::App* const check = app.add_subcommand("check", "Try how well a loudspeaker and a microphone fit the modem");
     check->add_option("--input", options->input_device, "input device, by index or part of its name");
     check->add_option("--output", options->output_device, "output device, likewise");
+    add_band_option(*check, options->band);
     check->add_option("--volume", options->volume, "0 to 1")->check(number_in(0.0, 1.0))->capture_default_str();
     auto* const recording = check->add_option("--recording", options->recording, "judge a recording; - standard input");
     check

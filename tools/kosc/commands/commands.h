@@ -78,6 +78,7 @@ struct check_options {
     std::string signal_file; // to write, instead of playing
     double volume = 1.0;
     bool json = false;
+    sound_band band = default_band(); // of the frames
 };
 
 struct inspect_options {

@@ -14,7 +14,9 @@
 #include "commands/listener.h"
 #include "commands/message_text.h"
 #include "kosc/core.h"
-#include "picture/spectrum.h"
+#include "power_spectrum.h"
+
+using namespace kosc_inspect;
 
 namespace {
 
@@ -23,7 +25,6 @@ using complex_signal = std::vector<std::complex<double>>;
 
 constexpr double FULL_SCALE = 32768.0;
 constexpr size_t RATE = MODEM_SAMPLE_RATE;
-const double BAND_LOW = default_band().low_hz, BAND_HIGH = default_band().high_hz;
 constexpr double AUDIBLE_LOW = 3000.0, AUDIBLE_HIGH = 14000.0;
 
 // The sound's parts, in samples.
@@ -45,7 +46,7 @@ message_bytes frame_message(uint32_t number)
 // A linear sweep, faded in and out.
 signal sweep()
 {
-    constexpr double LOW = 2000.0, HIGH = 22500.0, AMPLITUDE = 0.5;
+    constexpr double LOW = 150.0, HIGH = 22500.0, AMPLITUDE = 0.5;
     constexpr size_t FADE = RATE / 100;
     signal sound(SWEEP);
     for (size_t i = 0; i < SWEEP; ++i) {
@@ -231,31 +232,53 @@ double level_at(const signal& recording, ptrdiff_t start, size_t count, double l
     return level_db(mean_spectrum(recording.data() + begin, static_cast<size_t>(end - begin)), low, high);
 }
 
-void measure_levels(const signal& recording, ptrdiff_t probe_start, probe_report& report)
+// Level of a band just before or after the sounds, whichever is louder or fainter.
+std::pair<double, double> quiet_levels(const signal& recording, ptrdiff_t probe_start, double low, double high)
 {
     constexpr size_t MARGIN = RATE / 10; // echoes and filters spread the parts
+    constexpr size_t LENGTH = SILENCE - 2 * MARGIN;
+    return {level_at(recording, probe_start + static_cast<ptrdiff_t>(MARGIN), LENGTH, low, high),
+            level_at(recording, probe_start + static_cast<ptrdiff_t>(PROBE - SILENCE + MARGIN), LENGTH, low, high)};
+}
+
+band_prospect prospect_of(const signal& recording, ptrdiff_t probe_start, const path_response& path,
+                          const sound_band& band)
+{
+    constexpr double SENT_DB = -10.0, ENOUGH_DB = 10.0, EVEN_DB = 15.0;
+    band_prospect found{band};
+    const auto [before, after] = quiet_levels(recording, probe_start, band.low_hz, band.high_hz);
+    const double gain = path.gain_db(band.low_hz, band.high_hz);
+    found.over_noise_db = gain > SILENCE_DB ? gain + SENT_DB - std::max(before, after) : SILENCE_DB;
+    double weakest = 0.0, strongest = SILENCE_DB;
+    for (double low = band.low_hz; low + RESPONSE_STEP <= band.high_hz; low += RESPONSE_STEP) {
+        const double part = path.gain_db(low, low + RESPONSE_STEP);
+        weakest = std::min(weakest, part);
+        strongest = std::max(strongest, part);
+    }
+    found.spread_db = strongest - weakest;
+    found.good = found.over_noise_db > ENOUGH_DB && found.spread_db < EVEN_DB;
+    return found;
+}
+
+void measure_levels(const signal& recording, ptrdiff_t probe_start, probe_report& report)
+{
+    const double band_low = report.band.low_hz, band_high = report.band.high_hz;
     constexpr double ROOM_LOW = 300.0, ROOM_HIGH = 1500.0;
-    const auto quiet = [&](double low, double high) {
-        constexpr size_t LENGTH = SILENCE - 2 * MARGIN;
-        return std::pair(
-            level_at(recording, probe_start + static_cast<ptrdiff_t>(MARGIN), LENGTH, low, high),
-            level_at(recording, probe_start + static_cast<ptrdiff_t>(PROBE - SILENCE + MARGIN), LENGTH, low, high));
-    };
-    const auto [before, after] = quiet(BAND_LOW, BAND_HIGH);
+    const auto [before, after] = quiet_levels(recording, probe_start, band_low, band_high);
     report.noise_db = std::max(before, after);
-    const signal played = scaled(probe_sound());
+    const signal played = scaled(probe_sound(report.band));
     std::vector<double> frames, gains, room;
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
         const auto place = static_cast<ptrdiff_t>(FIRST_FRAME + i * FRAME_DISTANCE);
         const ptrdiff_t start = probe_start + place;
-        frames.push_back(level_at(recording, start, FRAME, BAND_LOW, BAND_HIGH));
-        gains.push_back(frames.back() - level_at(played, place, FRAME, BAND_LOW, BAND_HIGH)); // no two are equally loud
+        frames.push_back(level_at(recording, start, FRAME, band_low, band_high));
+        gains.push_back(frames.back() - level_at(played, place, FRAME, band_low, band_high)); // no two are equally loud
         room.push_back(level_at(recording, start, FRAME, ROOM_LOW, ROOM_HIGH));
     }
     report.signal_db = *std::max_element(frames.begin(), frames.end());
     report.frames_change_db = gains.back() - gains.front();
     // A room that was louder only on one side of the frames has not been hushed.
-    const auto [room_before, room_after] = quiet(ROOM_LOW, ROOM_HIGH);
+    const auto [room_before, room_after] = quiet_levels(recording, probe_start, ROOM_LOW, ROOM_HIGH);
     constexpr double ROOM_TO_TELL_DB = -85.0;
     const double room_quiet = std::min(room_before, room_after);
     std::nth_element(room.begin(), room.begin() + PROBE_FRAMES / 2, room.end());
@@ -274,7 +297,7 @@ uint64_t count_clipped(const signal& samples)
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
     constexpr bool SECOND_LOOK = true, CUT = true;
-    listener ear(1, {default_band()}, SECOND_LOOK, CUT);
+    listener ear(1, {report.band}, SECOND_LOOK, CUT);
     std::vector<heard_message> heard = ear.hear({recording});
     const std::vector<heard_message> last = ear.finish();
     heard.insert(heard.end(), last.begin(), last.end());
@@ -291,7 +314,7 @@ void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 
 } // namespace
 
-std::vector<int16_t> probe_sound()
+std::vector<int16_t> probe_sound(const sound_band& band)
 {
     std::vector<int16_t> sound(PROBE);
     const signal tone = sweep();
@@ -300,21 +323,26 @@ std::vector<int16_t> probe_sound()
                        [](double sample) { return to_pcm(static_cast<float>(sample)); });
     }
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
-        const std::vector<int16_t> frame = sound_of(frame_message(i), 0, 0);
+        const std::vector<int16_t> frame = sound_of(frame_message(i), 0, 0, band);
         std::copy(frame.begin(), frame.end(), sound.begin() + static_cast<ptrdiff_t>(FIRST_FRAME + i * FRAME_DISTANCE));
     }
     return sound;
 }
 
-probe_report analyse_probe(const std::vector<int16_t>& recording)
+probe_report analyse_probe(const std::vector<int16_t>& recording, const sound_band& band)
 {
+    constexpr double SHOWN_BELOW = 1000.0;
+    constexpr size_t RESPONSE_PARTS = 18;
+    const double band_low = band.low_hz, band_high = band.high_hz;
     probe_report report;
+    report.band = band;
+    report.response_low = std::max(1.0, std::floor((band_low - SHOWN_BELOW) / RESPONSE_STEP)) * RESPONSE_STEP;
     count_frames(recording, report);
     const signal samples = scaled(recording);
     report.clipped_samples = count_clipped(samples);
     const found_sweeps found = find_sweeps(samples);
     if (!found.first) {
-        report.noise_db = level_at(samples, 0, samples.size(), BAND_LOW, BAND_HIGH);
+        report.noise_db = level_at(samples, 0, samples.size(), band_low, band_high);
         return report;
     }
     report.heard = true;
@@ -322,14 +350,17 @@ probe_report analyse_probe(const std::vector<int16_t>& recording)
     report.start_seconds = static_cast<double>(probe_start) / RATE;
     const path_response first(samples, *found.first);
     report.audible_gain_db = first.gain_db(AUDIBLE_LOW, AUDIBLE_HIGH);
-    for (size_t i = 0; i < RESPONSE_BANDS; ++i) {
-        const double low = RESPONSE_LOW + static_cast<double>(i) * RESPONSE_STEP;
+    for (size_t i = 0; i < RESPONSE_PARTS; ++i) {
+        const double low = report.response_low + static_cast<double>(i) * RESPONSE_STEP;
         report.gain_db.push_back(first.gain_db(low, low + RESPONSE_STEP));
+    }
+    for (const sound_band& each : named_bands()) {
+        report.prospects.push_back(prospect_of(samples, probe_start, first, each));
     }
     if (found.second) {
         const path_response second(samples, *found.second);
         report.second_sweep_gain_db =
-            std::min(second.change_db(first, BAND_LOW, BAND_HIGH), second.change_db(first, AUDIBLE_LOW, AUDIBLE_HIGH));
+            std::min(second.change_db(first, band_low, band_high), second.change_db(first, AUDIBLE_LOW, AUDIBLE_HIGH));
         const auto stretch = static_cast<double>(*found.second - *found.first) / SWEEP_DISTANCE;
         report.stretch_ppm = (stretch - 1.0) * 1e6;
     } else if (found.clear) {

@@ -2,13 +2,19 @@
 #include <cmath>
 
 #include "commands/probe.h"
-#include "picture/spectrum.h"
+#include "modem.h"
 
 namespace {
 
-// Bands of the response that frames use.
-constexpr size_t FIRST_BAND = static_cast<size_t>((18000.0 - RESPONSE_LOW) / RESPONSE_STEP);
-constexpr size_t LAST_BAND = static_cast<size_t>((21000.0 - RESPONSE_LOW) / RESPONSE_STEP);
+// The parts of the response that frames use: the weakest and the strongest.
+std::pair<double, double> extremes(const probe_report& report)
+{
+    const auto begin = report.gain_db.begin();
+    const auto place = [&](double hz) { return (hz - report.response_low) / RESPONSE_STEP; };
+    const auto [low, high] = std::minmax_element(begin + static_cast<ptrdiff_t>(place(report.band.low_hz)),
+                                                 begin + static_cast<ptrdiff_t>(std::ceil(place(report.band.high_hz))));
+    return {*low, *high};
+}
 
 bool nothing(const probe_report& report) { return !report.heard && report.frames_heard == 0; }
 
@@ -32,23 +38,13 @@ bool suppressed(const probe_report& report)
     return report.heard && (sweep_fades || report.frames_change_db < -LOSS_DB || report.hush_db > HUSH_DB);
 }
 
-double weakest_band(const probe_report& report)
-{
-    return *std::min_element(report.gain_db.begin() + FIRST_BAND, report.gain_db.begin() + LAST_BAND);
-}
-
-double strongest_band(const probe_report& report)
-{
-    return *std::max_element(report.gain_db.begin() + FIRST_BAND, report.gain_db.begin() + LAST_BAND);
-}
-
 // The audible part of the sweep comes through so well that the modem's band would stand out of the noise, and some of
 // that hardly comes or not at all.
 bool low_passed(const probe_report& report)
 {
     constexpr double LOSS_DB = 35.0, SENT_DB = -10.0, CLEAR_DB = 20.0;
     const bool clear = report.audible_gain_db + SENT_DB - report.noise_db > CLEAR_DB;
-    return report.heard && clear && weakest_band(report) < report.audible_gain_db - LOSS_DB;
+    return report.heard && clear && extremes(report).first < report.audible_gain_db - LOSS_DB;
 }
 
 bool too_faint(const probe_report& report)
@@ -59,14 +55,14 @@ bool too_faint(const probe_report& report)
 
 bool noisy(const probe_report& report)
 {
-    constexpr double LOUD_NOISE_DB = -60.0;
-    return too_faint(report) && report.noise_db > LOUD_NOISE_DB;
+    const double loud_noise_db = -60.0 + kosc_inspect::room_over_ultrasound_db(report.band);
+    return too_faint(report) && report.noise_db > loud_noise_db;
 }
 
 bool uneven(const probe_report& report)
 {
     constexpr double SPREAD_DB = 15.0;
-    return report.heard && strongest_band(report) - weakest_band(report) > SPREAD_DB;
+    return report.heard && extremes(report).second - extremes(report).first > SPREAD_DB;
 }
 
 bool frames_lost(const probe_report& report) { return report.frames_heard < PROBE_FRAMES; }
@@ -85,11 +81,11 @@ constexpr rule RULES[] = {
     {clipped, "clipping", "The recording is overdriven.", "Turn down the volume or the microphone's gain."},
     {samples_lost, "lost-samples", "Samples were lost or repeated on the way.",
      "Close other programs that use sound or much computing time."},
-    {noisy, "noise", "There is much noise between 18 and 21 kHz.",
+    {noisy, "noise", "There is much noise between BAND kHz.",
      "Move away from its source, such as a switching power supply or an ultrasonic sensor, or turn up the volume."},
     {suppressed, "suppression", "The sound is turned down while it lasts.",
      "Switch off echo cancelling, noise suppression and automatic gain for the microphone."},
-    {low_passed, "low-pass", "The upper end of the band from 18 to 21 kHz does not come through.",
+    {low_passed, "low-pass", "Part of the band between BAND kHz does not come through.",
      "Set the devices to 48000 Hz without voice processing, and use no Bluetooth headset; or try another microphone."},
     {too_faint, "faint", "The sound is too faint.", "Turn up the volume, or bring loudspeaker and microphone closer."},
     {uneven, "uneven", "Parts of the band come through much weaker than others.",
@@ -108,5 +104,27 @@ probe_verdict judge(const probe_report& report)
         return {fitness::GOOD, "none", "This path is fit for use.", "Nothing needs to be done."};
     }
     const bool most_heard = report.frames_heard * 2 > PROBE_FRAMES;
-    return {most_heard ? fitness::USABLE : fitness::UNFIT, found->cause, found->sentence, found->advice};
+    std::string sentence = found->sentence;
+    const std::string stands_for_it = "BAND";
+    const size_t place = sentence.find(stands_for_it);
+    if (place != std::string::npos) {
+        sentence.replace(place, stands_for_it.size(), kosc_inspect::edges_khz(report.band));
+    }
+    return {most_heard ? fitness::USABLE : fitness::UNFIT, found->cause, sentence, found->advice};
+}
+
+const band_prospect* best_band(const probe_report& report, fitness of_frames)
+{
+    const band_prospect* best = nullptr;
+    bool best_is_good = false;
+    for (const band_prospect& each : report.prospects) {
+        const bool tried = each.band.first_subcarrier == report.band.first_subcarrier;
+        const bool good = each.good && (!tried || of_frames == fitness::GOOD);
+        const bool clearer = best == nullptr || each.over_noise_db > best->over_noise_db;
+        if (good || (!best_is_good && clearer && each.over_noise_db > 0.0)) {
+            best = &each;
+            best_is_good = good;
+        }
+    }
+    return best;
 }
