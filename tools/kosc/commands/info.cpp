@@ -91,7 +91,7 @@ void print_text(const soundcomm_cfg_t& cfg, const facts& f)
     print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", default_band().low_hz, default_band().high_hz,
           cfg.ofdm_cfg.sc_num);
     print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
-    print("bands      any from 250 to 23500 Hz; those with a name are\n");
+    write_output("bands      any from 250 to 23500 Hz; those with a name are\n");
     for (const sound_band& band : named_bands()) {
         print("  %-16s %5.0f to %5.0f Hz  %s\n", band.name, band.low_hz, band.high_hz, band.use);
     }

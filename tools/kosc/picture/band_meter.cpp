@@ -61,15 +61,15 @@ bool band_meter::hear(const std::vector<int16_t>& pcm)
     if (window_.size() < INTERVAL) {
         return false;
     }
-    bins_ = mean_spectrum(window_.data(), window_.size());
+    bins_ = kosc_inspect::mean_spectrum(window_.data(), window_.size());
     std::for_each(meters_.begin(), meters_.end(), [&](level_meter& each) { each.measure(bins_); });
     window_.clear();
     return true;
 }
 
-void level_meter::measure(const spectrum_bins& bins)
+void level_meter::measure(const kosc_inspect::spectrum_bins& bins)
 {
-    level = level_db(bins, band.low_hz, band.high_hz);
+    level = kosc_inspect::level_db(bins, band.low_hz, band.high_hz);
     floor = floor == 0.0 ? level : std::min(level, floor + FLOOR_RISE_DB);
     seconds_since_peak += INTERVAL_SECONDS;
     constexpr double SAME_PEAK_SECONDS = 0.35; // about a frame's length
@@ -89,7 +89,7 @@ std::string band_meter::bars() const
     const double high = one ? low + BAND_BARS * BAND_BAR_WIDTH : HIGHEST;
     std::string row;
     for (double from = low; from < high; from += width) {
-        row += bar(level_db(bins_, from, from + width));
+        row += bar(kosc_inspect::level_db(bins_, from, from + width));
     }
     return printed("%.0fk|", low / 1000.0) + row + printed("|%.0fk", high / 1000.0);
 }

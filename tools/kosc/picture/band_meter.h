@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "audio/sound_bands.h"
-#include "picture/spectrum.h"
+#include "power_spectrum.h"
 
 // Levels in dB below a full-scale sine wave, of one band.
 struct level_meter {
@@ -17,7 +17,7 @@ struct level_meter {
     double peak = 0.0;  // 0: none yet
     double seconds_since_peak = 0.0;
 
-    void measure(const spectrum_bins& bins);
+    void measure(const kosc_inspect::spectrum_bins& bins);
 };
 
 class band_meter {
@@ -33,7 +33,7 @@ private:
     std::string bars() const;
 
     std::vector<double> window_; // samples that are not measured yet
-    spectrum_bins bins_;
+    kosc_inspect::spectrum_bins bins_;
     std::vector<level_meter> meters_;
 };
 

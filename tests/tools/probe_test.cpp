@@ -123,14 +123,14 @@ TEST(KoscCheck, NamesWhatIsWrongWithADevice)
     } devices[] = {
         {"laptop", laptop, "good", "none", "near-ultrasonic"},
         {"two clocks in a room", two_clocks_in_a_room, "good", "none", "near-ultrasonic"},
-        {"too loud", too_loud, "usable", "clipping", "audible"},
-        {"headset", headset, "unfit", "low-pass", "audible"},
-        {"echo canceller", echo_canceller, "usable", "suppression", "audible"},
-        {"half duplex", half_duplex, "usable", "suppression", "audible"},
+        {"too loud", too_loud, "usable", "clipping", "high"},
+        {"headset", headset, "unfit", "low-pass", "high"},
+        {"echo canceller", echo_canceller, "usable", "suppression", "high"},
+        {"half duplex", half_duplex, "usable", "suppression", "high"},
         {"beside a power supply", beside_a_power_supply, "unfit", "noise", "none"},
         {"across the hall", across_the_hall, "unfit", "faint", "none"},
         {"muted", muted, "unfit", "nothing", "none"},
-        {"busy computer", busy_computer, "usable", "lost-samples", "audible"},
+        {"busy computer", busy_computer, "usable", "lost-samples", "high"},
     };
     const std::string folder = testing::TempDir() + "kosc_check_" + std::to_string(getpid()) + "/";
     std::filesystem::create_directories(folder);

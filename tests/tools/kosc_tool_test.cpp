@@ -176,7 +176,8 @@ TEST_F(KoscTool, HearsSeveralBandsAtOnceAndTellsThemApart)
     write_sound(path("c.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1, call);
     const outcome heard = run("kosc decode --band all c.wav");
     EXPECT_EQ(heard.out, lowest);
-    EXPECT_EQ(heard.err, "kosc: 'c.wav': left out, because not in sound at 8000 Hz: voice, audible, near-ultrasonic\n");
+    EXPECT_EQ(heard.err,
+              "kosc: 'c.wav': left out, because not in sound at 8000 Hz: voice, audible, high, near-ultrasonic\n");
 }
 
 TEST_F(KoscTool, ShowsTextAsTextAndAnythingElseAsHex)

@@ -1,4 +1,4 @@
-"""The commands that work on sound devices, and the example that does, on virtual ones: `live_check.py <kosc>
+"""The commands that work on sound devices, and the example that does, on virtual ones: `live_test.py <kosc>
 <pulseaudio> <duplex>`.
 
 A sound server of its own plays into null sinks, whose monitors are the microphones; it needs no sound card, and none
