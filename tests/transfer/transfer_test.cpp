@@ -21,21 +21,24 @@ struct {
     size_t live, most;       // bytes
 } heap;
 
-} // namespace
+bool must_fail() { return heap.on && ++heap.asked == heap.failing; }
 
-extern "C" {
-void* __real_malloc(size_t);
-void __real_free(void*);
-void* __wrap_malloc(size_t size)
+void* counted(void* block)
 {
-    if (heap.on && ++heap.asked == heap.failing) {
-        return nullptr;
-    }
-    void* const block = __real_malloc(size);
     heap.live += heap.on ? malloc_usable_size(block) : 0;
     heap.most = std::max(heap.most, heap.live);
     return block;
 }
+
+} // namespace
+
+extern "C" {
+void* __real_malloc(size_t);
+void* __real_calloc(size_t, size_t);
+void __real_free(void*);
+void* __wrap_malloc(size_t size) { return must_fail() ? nullptr : counted(__real_malloc(size)); }
+// What clang makes of malloc() and memset().
+void* __wrap_calloc(size_t count, size_t size) { return must_fail() ? nullptr : counted(__real_calloc(count, size)); }
 void __wrap_free(void* block)
 {
     heap.live -= heap.on && block != nullptr ? malloc_usable_size(block) : 0;
