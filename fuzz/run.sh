@@ -1,5 +1,5 @@
 #!/bin/bash
-# Builds the fuzzers and runs all three side by side for so many seconds each (60), starting from the kept corpus and
+# Builds the fuzzers and runs all four side by side for so many seconds each (60), starting from the kept corpus and
 # from what earlier runs found. Findings and new inputs go to build/fuzz/found; fails when something was found.
 #
 #   fuzz/run.sh [SECONDS]
