@@ -5,6 +5,7 @@ import { openMicrophone } from "./capture.js";
 import { ask, onFrame } from "./decoder.js";
 import { judge, measure } from "./device-check.js";
 import { addMessage, countFrames } from "./messages.js";
+import { Offline } from "./offline.js";
 import { play } from "./play.js";
 import { decodeFile } from "./recording.js";
 import { compareSettings } from "./settings.js";
@@ -99,6 +100,7 @@ function showListening() {
     $("listen-button").textContent = on ? "Stop listening" : "Start listening";
     $("listen-button").classList.toggle("on", on);
     $("picture").classList.toggle("idle", !on);
+    showUpdate();
     if (on) {
         say("listen-status", `Listening at ${microphone.context.sampleRate / 1000} kHz: ${countFrames(frames)}.`);
     }
@@ -218,6 +220,44 @@ document.ondrop = (event) => {
     takeFile(event.dataTransfer.files[0]);
 };
 
+// Without network, and new builds
+
+const offline = new Offline();
+let updateReady = false;
+let wanted = false;
+
+// Nothing would be lost by loading the page again.
+const isUnused = () => microphone === null && $("message").value === "" && !document.querySelector(".messages li, [aria-disabled]");
+
+function showUpdate(reason = "") {
+    if (updateReady) {
+        const listening = microphone !== null;
+        say("update-status", `A new version of this page is ready. ${listening ? "It can wait until listening is stopped." : reason}`.trim());
+        $("update-button").hidden = listening;
+    }
+}
+
+async function keepOffline() {
+    await offline.start({
+        onUpdate: () => {
+            updateReady = true;
+            showUpdate();
+        },
+        onOthers: () => showUpdate("First close the other windows that show the page."),
+        onChanged: () => microphone === null && (wanted || isUnused()) && location.reload(),
+    });
+    await library; // all is loaded: Chromium may not change workers for minutes while the old one is loading files
+    if (updateReady && isUnused()) {
+        offline.change();
+    }
+}
+
+$("update-button").onclick = () => {
+    wanted = true;
+    offline.change();
+};
+
 showLength();
 showSettings();
 $("needs-server").remove();
+keepOffline().catch(() => {}); // then the page needs the network, as any page does
