@@ -1,4 +1,4 @@
-// A message as the sound that carries it.
+// Messages as the sound that carries them.
 #ifndef KOSC_TOOL_FRAME_SOUND_H
 #define KOSC_TOOL_FRAME_SOUND_H
 
@@ -8,9 +8,25 @@
 
 #include "audio/sound_bands.h"
 #include "commands/message_text.h"
+#include "kosc/kosc.hpp"
 
 // The message's frame behind `before` and before `after` silent samples. Throws when it cannot be made.
 std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after,
                               const sound_band& band = default_band());
+
+// Frames in one or several bands at the same time.
+class frame_encoder {
+public:
+    // Throws when there is no memory, or two of the bands overlap.
+    explicit frame_encoder(const band_list& bands);
+
+    size_t bands() const { return encoders_.size(); }
+    // The frames of up to as many messages as there are bands, the first in the first band, and `after` silent samples
+    // behind them. One alone is as the library makes it; the sum of several is scaled to full scale.
+    std::vector<int16_t> encode(const std::vector<message_bytes>& messages, size_t after = 0) const;
+
+private:
+    std::vector<kosc::encoder> encoders_;
+};
 
 #endif

@@ -39,6 +39,32 @@ band_list named_bands()
     return bands;
 }
 
+band_list wide_bands()
+{
+    // As far apart as there is room between the lowest, voice, and the highest, near-ultrasonic.
+    band_list bands;
+    for (const char* const name : {"voice", "5203.125", "8390.625", "11578.125", "14765.625", "near-ultrasonic"}) {
+        sound_band band;
+        if (ko_soundcommu_find_band(name, &band) == 0) {
+            bands.push_back(band);
+        }
+    }
+    return bands;
+}
+
+void check_apart(const band_list& bands)
+{
+    for (auto one = bands.begin(); one != bands.end(); ++one) {
+        const auto other = std::find_if(std::next(one), bands.end(), [&](const sound_band& each) {
+            return each.low_hz <= one->high_hz && one->low_hz <= each.high_hz;
+        });
+        if (other != bands.end()) {
+            throw std::runtime_error("the bands " + name_of(*one) + " and " + name_of(*other) +
+                                     " overlap, so that messages cannot be sent in both at once");
+        }
+    }
+}
+
 const sound_band& default_band()
 {
     static const sound_band band = [] {

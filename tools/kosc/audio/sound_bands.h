@@ -15,6 +15,10 @@ using band_list = std::vector<sound_band>;
 const sound_band& default_band();
 // All bands that have a name, from the lowest up.
 band_list named_bands();
+// Six bands side by side, from the lowest up, that messages may sound in at once: all that loudspeakers carry.
+band_list wide_bands();
+// Throws when two of the bands overlap, so that messages cannot sound in both at once.
+void check_apart(const band_list& bands);
 
 // What --band takes for it: its name, or else where it begins in Hz.
 std::string name_of(const sound_band& band);

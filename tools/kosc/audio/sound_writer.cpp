@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <string_view>
 #include <system_error>
 
 #include "audio/audio_file.h"
@@ -28,32 +30,20 @@ int container_for(const std::string& path)
     throw std::runtime_error("cannot write '" + path + "': its name must end in .wav or .flac");
 }
 
-// The bytes of a sound file. It is made in a temporary one, because its header is completed last, and so that what is
-// written to a pipe or over an existing file is whole.
-std::string sound_file(const std::vector<int16_t>& pcm, uint32_t channels, int container)
+// Opens the file, has it filled, and leaves no part of it when that fails.
+void write_by(const std::string& path, const std::function<bool(std::FILE*)>& fill)
 {
-    const stream_ptr temporary{std::tmpfile()};
-    if (!temporary) {
-        throw file_error("write", "temporary file");
+    stream_ptr stream{std::fopen(path.c_str(), "wb")};
+    const bool opened = stream != nullptr;
+    if (opened && fill(stream.get()) && std::fclose(stream.release()) == 0) {
+        return;
     }
-    SF_INFO info{};
-    info.samplerate = MODEM_SAMPLE_RATE;
-    info.channels = static_cast<int>(channels);
-    info.format = container | SF_FORMAT_PCM_16;
-    constexpr int LEAVE_OPEN = 0;
-    SNDFILE* const file = sf_open_fd(fileno(temporary.get()), SFM_WRITE, &info, LEAVE_OPEN);
-    const auto count = static_cast<sf_count_t>(pcm.size() / channels);
-    const bool written = sf_writef_short(file, pcm.data(), count) == count;
-    if (sf_close(file) != SF_ERR_NO_ERROR || !written) {
-        throw file_error("write", "temporary file");
+    const std::runtime_error error = file_error("write", path);
+    std::error_code ignored;
+    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored))) {
+        std::filesystem::remove(path, ignored);
     }
-    std::rewind(temporary.get());
-    std::string bytes;
-    char buffer[4096];
-    while (const size_t got = std::fread(buffer, 1, sizeof buffer, temporary.get())) {
-        bytes.append(buffer, got);
-    }
-    return bytes;
+    throw error;
 }
 
 } // namespace
@@ -70,18 +60,8 @@ std::runtime_error file_error(const char* verb, const std::string& path)
 
 void write_file(const std::string& path, const std::string& bytes)
 {
-    stream_ptr stream{std::fopen(path.c_str(), "wb")};
-    const bool opened = stream != nullptr;
-    if (opened && std::fwrite(bytes.data(), 1, bytes.size(), stream.get()) == bytes.size() &&
-        std::fclose(stream.release()) == 0) {
-        return;
-    }
-    const std::runtime_error error = file_error("write", path);
-    std::error_code ignored;
-    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored))) {
-        std::filesystem::remove(path, ignored);
-    }
-    throw error;
+    write_by(path,
+             [&](std::FILE* stream) { return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size(); });
 }
 
 std::string ending_of(const std::string& path)
@@ -97,12 +77,69 @@ void check_sound_name(const std::string& path) { container_for(path); }
 
 int sound_container(const std::string& path) { return container_for(path); }
 
+sound_file::sound_file(std::string path, uint32_t channels)
+    : path_(std::move(path)), channels_(channels), temporary_(std::tmpfile())
+{
+    SF_INFO info{};
+    info.samplerate = MODEM_SAMPLE_RATE;
+    info.channels = static_cast<int>(channels);
+    info.format = container_for(path_) | SF_FORMAT_PCM_16;
+    if (!temporary_) {
+        throw file_error("write", "temporary file");
+    }
+    constexpr int LEAVE_OPEN = 0;
+    file_.reset(sf_open_fd(fileno(temporary_.get()), SFM_WRITE, &info, LEAVE_OPEN));
+    if (!file_) {
+        throw file_error("write", "temporary file");
+    }
+}
+
+void sound_file::write(const std::vector<int16_t>& pcm)
+{
+    const auto count = static_cast<sf_count_t>(pcm.size() / channels_);
+    if (sf_writef_short(file_.get(), pcm.data(), count) != count) {
+        throw file_error("write", "temporary file");
+    }
+}
+
+void sound_file::finish()
+{
+    if (sf_close(file_.release()) != SF_ERR_NO_ERROR) {
+        throw file_error("write", "temporary file");
+    }
+    std::rewind(temporary_.get());
+    std::vector<char> piece(1U << 16);
+    const auto each_piece = [&](const auto& put) {
+        bool good = true;
+        for (size_t got = 1; good && got != 0;) {
+            got = std::fread(piece.data(), 1, piece.size(), temporary_.get());
+            good = std::ferror(temporary_.get()) == 0 && put(std::string_view(piece.data(), got));
+        }
+        return good;
+    };
+    if (path_ == STANDARD_STREAM) {
+        each_piece([](std::string_view bytes) {
+            write_output(bytes);
+            return true;
+        });
+    } else {
+        write_by(path_, [&](std::FILE* stream) {
+            return each_piece([stream](std::string_view bytes) {
+                return std::fwrite(bytes.data(), 1, bytes.size(), stream) == bytes.size();
+            });
+        });
+    }
+}
+
+uint64_t most_samples(const std::string& path)
+{
+    constexpr uint64_t HEADER = 4096; // and more than one has
+    return container_for(path) == SF_FORMAT_WAV ? (UINT32_MAX - HEADER) / sizeof(int16_t) : UINT64_MAX;
+}
+
 void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels)
 {
-    const std::string bytes = sound_file(pcm, channels, container_for(path));
-    if (path == STANDARD_STREAM) {
-        write_output(bytes);
-    } else {
-        write_file(path, bytes);
-    }
+    sound_file file(path, channels);
+    file.write(pcm);
+    file.finish();
 }

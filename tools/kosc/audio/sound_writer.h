@@ -2,6 +2,8 @@
 #ifndef KOSC_TOOL_SOUND_WRITER_H
 #define KOSC_TOOL_SOUND_WRITER_H
 
+#include <sndfile.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -31,6 +33,32 @@ void check_sound_name(const std::string& path);
 
 // What its name asks for, SF_FORMAT_WAV or SF_FORMAT_FLAC; throws likewise.
 int sound_container(const std::string& path);
+
+// A sound file at the modem's rate in the making. It grows in a temporary one, because its header is completed last,
+// and so that what is written to a pipe or over an existing file is whole.
+class sound_file {
+public:
+    // Throws when the name does not end in .wav or .flac and is not STANDARD_STREAM's, which means WAV.
+    explicit sound_file(std::string path, uint32_t channels = 1);
+
+    // Appends interleaved samples; throws when that fails.
+    void write(const std::vector<int16_t>& pcm);
+    // Puts the file into its place; throws when that fails, and leaves no part of it.
+    void finish();
+
+private:
+    struct file_closer {
+        void operator()(SNDFILE* file) const { sf_close(file); }
+    };
+
+    std::string path_;
+    uint32_t channels_;
+    stream_ptr temporary_;
+    std::unique_ptr<SNDFILE, file_closer> file_; // writes to temporary_
+};
+
+// The most samples that a file of this name holds.
+uint64_t most_samples(const std::string& path);
 
 // Writes interleaved samples at the modem's rate, to standard output as WAV. Throws when that fails.
 void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels = 1);
