@@ -12,7 +12,7 @@ fi
 text=${1-hello over sound}
 out=build/demo
 
-need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev portaudio19-dev sox
+need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev portaudio19-dev libsodium-dev sox
 mkdir -p $out
 if ! { cmake -S . -B $out -DCMAKE_BUILD_TYPE=Release -DKOSC_BUILD_TESTS=OFF &&
     cmake --build $out --target kosc_tool --parallel "$(nproc)"; } > $out/build.log 2>&1; then

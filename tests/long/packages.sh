@@ -7,7 +7,7 @@ cd "$(dirname "$0")/../.."
 work=$(realpath -m "${1:-build/packages-test}")
 packages="libkosc1 libkosc-transfer1 libkosc-dev libkosc-doc kosc-tools python3-kosc"
 
-need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev \
+need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev libsodium-dev \
     portaudio19-dev scdoc lintian mmdebstrap dpkg-dev
 rm -rf build/packages "$work"
 mkdir -p "$work/debs"

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
-need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev \
+need_packages cmake make g++ pkg-config libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev libsodium-dev \
     portaudio19-dev libgtest-dev python3 python3-numpy lame opus-tools ffmpeg
 cmake --preset release > /dev/null
 cmake --build --preset release --parallel "$(nproc)" --target kosc_tool > /dev/null

@@ -53,7 +53,7 @@ class Server:
              f"--load=module-native-protocol-unix socket={socket} auth-anonymous=1"], env=self.environment)
 
     def start(self, *command: str, **streams) -> subprocess.Popen:
-        return subprocess.Popen(command, env=self.environment, text=True, stderr=subprocess.PIPE, **streams)
+        return subprocess.Popen(command, env=self.environment, text=True, errors="surrogateescape", stderr=subprocess.PIPE, **streams)
 
     def run(self, *command: str, stdin=None, **variables: str) -> subprocess.CompletedProcess:
         return subprocess.run(command, env={**self.environment, **variables}, text=True, capture_output=True,
@@ -187,10 +187,10 @@ def talk(server: Server, kosc: str) -> None:
     leaving.stdout.close()
     expect("end where nobody reads", (leaving.wait(TIMEOUT), leaving.stderr.read()), (-signal.SIGPIPE, ""))
     shrinking.resize(30)
-    sender.stdin.write("\r\n".join(MESSAGES[1:]) + "\n\n" + 29 * "x")
+    sender.stdin.write("\r\n".join(MESSAGES[1:]) + "\n\n\udcff")
     sender.stdin.close()
     expect_refusal("send of a long line", sender.wait(TIMEOUT), sender.stderr.read(),
-                   "line 53 of standard input: the message is 29 bytes long, the limit is 28")
+                   "line 53 of standard input: the text is not UTF-8")
     lazy.send_signal(signal.SIGINT)
     lost = lazy.communicate(timeout=TIMEOUT)[1]
     expect("exit code with lost samples", lazy.returncode, -signal.SIGINT)
@@ -281,7 +281,7 @@ def main() -> None:
             silent = Listener(server, kosc, "--for", "0.5", cable="probe")
             expect("listening to nothing", (silent.end(), silent.lines), ((1, ""), []))
             lines = Path(folder) / "lines"
-            lines.write_text("good\n\n" + 29 * "x" + "\n")
+            lines.write_bytes(b"good\n\n\xff\n")
             for arguments, reason in (
                     (("listen", "--device", "nowhere"), "there is no input device 'nowhere'"),
                     (("listen", "--device", "-in"), "several devices"),
@@ -289,7 +289,7 @@ def main() -> None:
                     (("listen", "--record", "-"), "--record takes a file"),
                     (("listen", "--device", "talk-in", "--record", f"{folder}/none/a.wav"), "No such file"),
                     (("listen", "--device", "talk-in", "--record", "/dev/full"), "must end in .wav or .flac"),
-                    (("send", "-", "--device", "talk-out"), "line 3 of standard input: the message is 29 bytes long")):
+                    (("send", "-", "--device", "talk-out"), "line 3 of standard input: the text is not UTF-8")):
                 with lines.open() as file:
                     refused = server.run(kosc, *arguments, stdin=file)
                 expect_refusal(arguments, refused.returncode, refused.stderr, reason)

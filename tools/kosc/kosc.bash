@@ -12,7 +12,11 @@ _kosc() {
         [[ $word == -* || $word == help ]] || { subcommand=$word; break; }
     done
     if [[ ${COMP_WORDS[COMP_CWORD-1]} == --band ]]; then
-        [[ $subcommand == decode || $subcommand == listen ]] && word=all || word=
+        case $subcommand in
+            decode | listen) word="all wide" ;;
+            encode | send) word=wide ;;
+            *) word= ;;
+        esac
         mapfile -t COMPREPLY < <(compgen -W "$(_kosc_bands "$command") $word" -- "$current")
         return
     fi

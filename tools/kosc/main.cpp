@@ -15,6 +15,7 @@
 #include "commands/band_option.h"
 #include "commands/commands.h"
 #include "commands/stop_request.h"
+#include "commands/transfer_options.h"
 #include "kosc/kosc.h"
 #include "picture/terminal.h"
 
@@ -27,33 +28,59 @@ text if it is UTF-8 without control characters (trailing zero bytes dropped), el
 With several bands, the message's own stands before it. Bands that the recording's rate has no room for are left out.
 A frame whose beginning is missing starts before 0. With several recordings, each line begins with the file's name.
 Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]".
+A text or file sent as a transfer is one message, at the place of the one that made it whole. Of a file the line tells
+name and size, and with --save where it was saved: under the last part of its name, never over another file unless
+--force. Transfers that are not whole are told at the end.
 With --json the line is an object. "sample" counts at the recording's own rate, "text" is null when the message is no
 such text, "hex" has all 28 bytes, "correlation" is how well the start of the frame was recognised, up to 1; the
 signal-to-noise ratio and the sender's clock drift are measured by the second look, and missing with --plain:
     {"file":"a.wav","time":0.312,"sample":14976,"channel":1,"band":"near-ultrasonic","text":"Hello",
     "hex":"48656c6c6f00...","correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
+and of a transfer, which is not whole when "held" is less than "messages":
+    {"file":"a.wav","time":4.1,"sample":196800,"channel":1,"band":"near-ultrasonic","text":null,"transfer":{"id":57803,
+    "messages":12,"held":12,"kind":"file","bytes":210,"sealed":false,"name":"a.txt","saved":"in/a.txt"}}
 Exit code: 0 at least one message, 1 none, 2 wrong use or unreadable recording.)";
+
+constexpr const char* ENCODE_FOOTER =
+    R"(A text or file that does not fit into the 28 bytes of one message is sent as a transfer: as many messages as its bytes
+need at 20 each, half as many again and four for each round, of which any sufficient number gives it back. Files go with
+their names. With several bands the messages of a transfer are dealt over them and sound at once, so that it takes a
+sixth of the time with six; a single message sounds in all of them. Without a key anybody hears what is sent, and may
+send in your name.
+Exit code: 0 the file is written, 2 wrong use, or it cannot be written.)";
 
 subcommand add_encode(CLI::App& app)
 {
     const auto kept = std::make_shared<encode_options>();
     encode_options& options = *kept;
     CLI::App* const encode = app.add_subcommand("encode", "Turn a message into a sound file");
-    auto* const text =
-        encode->add_option("text", options.text, "UTF-8 text of up to 28 bytes; - reads it from standard input");
+    auto* const text = encode->add_option("text", options.text, "UTF-8 text; - reads it from standard input");
     auto* const hex = encode->add_option("--hex", options.hex, "the message's bytes as hex digits, up to 28 bytes");
-    encode->add_option("--file", options.file, "a file that holds the text; one line end at its end is dropped")
-        ->excludes(text)
-        ->excludes(hex->excludes(text));
+    auto* const file =
+        encode
+            ->add_option("--file", options.file,
+                         "a file; one of up to 28 bytes is the message itself, without a line end at its end")
+            ->excludes(text)
+            ->excludes(hex->excludes(text));
+    encode->add_flag("--as-file", options.as_file, "send a file of up to 28 bytes as a file too, with its name")
+        ->needs(file);
     encode
         ->add_option("-o,--output", options.output,
                      "sound file to write, .wav or .flac; - writes WAV to standard output")
         ->required();
-    add_band_option(*encode, options.band);
-    constexpr uint32_t LONGEST_PAD_MS = 60000;
+    add_sending_bands_option(*encode, options.bands);
+    constexpr uint32_t LONGEST_PAD_MS = 60000, MOST_ROUNDS = 1000;
     encode->add_option("--pad", options.pad_ms, "milliseconds of silence before and after the frame")
         ->check(CLI::Range(0U, LONGEST_PAD_MS))
         ->capture_default_str();
+    encode->add_option("--gap", options.gap_ms, "milliseconds of silence between the frames of a transfer")
+        ->check(CLI::Range(0U, LONGEST_PAD_MS))
+        ->capture_default_str();
+    encode->add_option("--rounds", options.rounds, "rounds of a transfer; one makes up for a third of lost messages")
+        ->check(CLI::Range(1U, MOST_ROUNDS))
+        ->capture_default_str();
+    add_key_options(*encode, options.key);
+    encode->footer(ENCODE_FOOTER);
     return {encode, [kept](bool) { return run_encode(*kept); }};
 }
 
@@ -71,6 +98,7 @@ subcommand add_decode(CLI::App& app)
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
     decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
+    add_receive_options(*decode, options.transfers);
     decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
     decode->footer(DECODE_FOOTER);
     return {decode, [kept](bool verbose) {
@@ -138,9 +166,9 @@ std::vector<std::string> arguments_of(int argc, char** argv)
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound, between 18 and 21 kHz or in another band, and hears them.", "kosc");
-    const std::vector<subcommand> subcommands{add_encode(app),  add_decode(app),   add_send(app),
-                                              add_listen(app),  add_devices(app),  add_check(app),
-                                              add_inspect(app), add_simulate(app), add_info(app)};
+    const std::vector<subcommand> subcommands{add_encode(app),  add_decode(app), add_send(app),    add_listen(app),
+                                              add_devices(app), add_check(app),  add_inspect(app), add_simulate(app),
+                                              add_info(app),    add_key(app)};
     app.set_version_flag("--version", KOSC_VERSION);
     app.require_subcommand(1);
     app.footer("kosc help and kosc help COMMAND print the same as --help, kosc version the same as --version.");

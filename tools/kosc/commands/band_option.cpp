@@ -37,7 +37,10 @@ band_list bands_from(const std::string& text)
     band_list bands;
     std::istringstream words(text + ","); // so that an empty word is one too
     for (std::string word; std::getline(words, word, ',');) {
-        for (const sound_band& band : word == "all" ? named_bands() : band_list{band_from(word)}) {
+        const band_list meant = word == "all"    ? named_bands()
+                                : word == "wide" ? wide_bands()
+                                                 : band_list{band_from(word)};
+        for (const sound_band& band : meant) {
             if (std::none_of(bands.begin(), bands.end(),
                              [&](const sound_band& each) { return each.first_subcarrier == band.first_subcarrier; })) {
                 bands.push_back(band);
@@ -48,6 +51,22 @@ band_list bands_from(const std::string& text)
 }
 
 } // namespace
+
+void add_sending_bands_option(CLI::App& command, band_list& bands)
+{
+    command
+        .add_option_function<std::string>(
+            "--band",
+            [&bands](const std::string& text) {
+                bands = bands_from(text);
+                check_apart(bands);
+            },
+            "a name that kosc info lists, or where the band begins in Hz; several at once with commas between, or "
+            "wide, "
+            "six side by side; the other side must use the same")
+        ->type_name("NAME|HZ,...")
+        ->default_str(name_of(bands.front()));
+}
 
 CLI::Option* add_band_option(CLI::App& command, sound_band& band)
 {
@@ -64,7 +83,9 @@ void add_bands_option(CLI::App& command, band_list& bands)
     command
         .add_option_function<std::string>(
             "--band", [&bands](const std::string& text) { bands = bands_from(text); },
-            "a name that kosc info lists, or where the band begins in Hz; several with commas between, or all")
+            "a name that kosc info lists, or where the band begins in Hz; several with commas between; wide, six side "
+            "by "
+            "side; or all that have a name")
         ->type_name("NAME|HZ,...")
         ->default_str(name_of(bands.front()));
 }

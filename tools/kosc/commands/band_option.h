@@ -13,7 +13,9 @@ class Option;
 
 // Adds --band NAME|HZ, which overwrites `band`; it must live as long as the parser.
 CLI::Option* add_band_option(CLI::App& command, sound_band& band);
-// Adds --band NAME|HZ,...|all, which overwrites `bands` by one or more, each but once.
+// Adds --band NAME|HZ,...|wide|all, which overwrites `bands` by one or more, each but once.
 void add_bands_option(CLI::App& command, band_list& bands);
+// The same for who sends: bands that overlap are refused.
+void add_sending_bands_option(CLI::App& command, band_list& bands);
 
 #endif

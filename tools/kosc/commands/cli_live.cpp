@@ -5,6 +5,7 @@
 #include "commands/band_option.h"
 #include "commands/commands.h"
 #include "commands/number_in.h"
+#include "commands/transfer_options.h"
 
 namespace {
 
@@ -13,6 +14,11 @@ constexpr const char* SEND_FOOTER =
 each line is a message, sent as it comes; empty lines are skipped. A line that is no message is named by its number: of a
 file before anything is sent, of a pipe when it comes. A device is named by its index or a part of its name, as kosc
 devices shows them. Ctrl-C ends at once.
+A text that does not fit into the 28 bytes of one message, and any --file, is sent as a transfer: as many messages as its
+bytes need at 20 each, half as many again and four for each round, of which any sufficient number gives it back. On a
+terminal a line shows how far it is. With several bands the messages of a transfer are dealt over them and sound at once,
+so that it takes a sixth of the time with six; a single message sounds in all of them. Without a key anybody hears what
+is sent, and may send in your name.
 Exit code: 0 everything was sent; 2 wrong use, no such device, or the device was lost; 130 Ctrl-C.)";
 
 constexpr const char* LISTEN_FOOTER =
@@ -26,6 +32,10 @@ ratio, or with --plain the highest correlation. --all-channels prints a line for
     {"time":"2026-03-01T13:03:22.120Z","channel":1,"band":"near-ultrasonic","text":"Hello","hex":"48656c6c6f00...",
     "correlation":0.98,"snr_db":18.3,"drift_ppm":12.0,"second_look":false}
 "time" is UTC; the other members are those of kosc decode --json.
+A text or file sent as a transfer is one message, when it is whole. Of a file the line tells name and size, and with
+--save where it was saved: under the last part of its name, never over another file unless --force. On a terminal a line
+shows how far a transfer is. With a key only what is sealed is taken, once each, and not if the time of the seal is too
+far from this clock.
 On a terminal a line below the messages shows the spectrum around the band, the band's level in the last tenth of a
 second, its noise floor and last peak, in dB below full scale, as far as they fit, or of several bands the whole spectrum
 and the level of each; elsewhere a line on standard error tells what is listened to. Lost samples are reported there
@@ -53,16 +63,24 @@ subcommand add_send(CLI::App& app)
 {
     const auto options = std::make_shared<send_options>();
     CLI::App* const send = app.add_subcommand("send", "Play messages on a sound device");
-    auto* const texts = send->add_option("text", options->texts, "UTF-8 texts of up to 28 bytes each");
-    send->add_option("--hex", options->hex, "a message's bytes as hex digits, up to 28 bytes")->excludes(texts);
-    constexpr uint32_t MOST = 1000000, LONGEST_GAP_MS = 60000;
-    send->add_option("--repeat", options->repeat, "times that each message is sent")
+    auto* const texts = send->add_option("text", options->texts, "UTF-8 texts");
+    auto* const hex = send->add_option("--hex", options->hex, "a message's bytes as hex digits, up to 28 bytes");
+    send->add_option("--file", options->file, "a file, which is sent with its name; - reads standard input")
+        ->excludes(hex->excludes(texts))
+        ->excludes(texts);
+    constexpr uint32_t MOST = 1000000, LONGEST_GAP_MS = 60000, MOST_ROUNDS = 1000;
+    send->add_option("--repeat", options->repeat, "times that each message, or all rounds of a transfer, are sent")
         ->check(CLI::Range(1U, MOST))
         ->capture_default_str();
-    send->add_option("--gap", options->gap_ms, "milliseconds of silence behind each frame")
-        ->check(CLI::Range(0U, LONGEST_GAP_MS))
+    send->add_option("--gap", options->gap_ms,
+                     "milliseconds of silence behind each frame; else 100, and 0 in transfers")
+        ->check(CLI::Range(0U, LONGEST_GAP_MS));
+    send->add_option("--rounds", options->rounds,
+                     "rounds of a transfer; one makes up for a third of lost messages; 0 goes on until Ctrl-C")
+        ->check(CLI::Range(0U, MOST_ROUNDS))
         ->capture_default_str();
-    add_band_option(*send, options->band);
+    add_sending_bands_option(*send, options->bands);
+    add_key_options(*send, options->key);
     send->add_option("--device", options->device, "output device, by index or part of its name");
     send->add_option("--volume", options->volume, "0 to 1, of the loudness that kosc encode has")
         ->check(number_in(0.0, 1.0))
@@ -93,6 +111,9 @@ subcommand add_listen(CLI::App& app)
     auto* const hex = listen->add_flag("--hex", options->hex, "print messages as hex digits");
     listen->add_flag("--json", options->json, "print one JSON object a line for every channel")->excludes(hex);
     listen->add_flag("--plain", options->plain, "no second look at frames that do not decode at once");
+    constexpr double USUAL_WINDOW = 3600.0;
+    options->transfers.window = USUAL_WINDOW;
+    add_receive_options(*listen, options->transfers);
     listen->footer(LISTEN_FOOTER);
     return {listen, [options](bool verbose) { return run_listen(*options, verbose); }};
 }

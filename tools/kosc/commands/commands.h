@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "audio/sound_bands.h"
+#include "transfer/collector.h"
 
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
 
@@ -30,8 +31,12 @@ struct encode_options {
     std::optional<std::string> hex;
     std::optional<std::string> file;
     std::string output;
-    sound_band band = default_band();
+    band_list bands = {default_band()};
     uint32_t pad_ms = 100; // many players swallow the first and last hundredth of a second
+    bool as_file = false;  // also what fits into one message
+    uint32_t rounds = 1;
+    uint32_t gap_ms = 0; // between the frames of a transfer
+    key_options key;
 };
 
 // What --raw says in the help of every command that has it.
@@ -46,16 +51,20 @@ struct decode_options {
     bool quiet = false;
     bool plain = false; // no second look
     bool verbose = false;
+    receive_options transfers;
 };
 
 struct send_options {
     std::vector<std::string> texts; // STANDARD_STREAM: each line of it
     std::optional<std::string> hex;
+    std::optional<std::string> file;
     std::string device;
-    sound_band band = default_band();
+    band_list bands = {default_band()};
     uint32_t repeat = 1;
-    uint32_t gap_ms = 100; // lets the echoes of a room die away
+    uint32_t rounds = 1;            // of a transfer; 0: without end
+    std::optional<uint32_t> gap_ms; // none: 100, which lets the echoes of a room die away, and 0 in transfers
     double volume = 1.0;
+    key_options key;
 };
 
 struct listen_options {
@@ -70,6 +79,7 @@ struct listen_options {
     bool hex = false;
     bool json = false;
     bool plain = false;
+    receive_options transfers;
 };
 
 struct check_options {
@@ -111,6 +121,7 @@ struct simulate_options {
 subcommand add_inspect(CLI::App& app);
 subcommand add_simulate(CLI::App& app);
 subcommand add_info(CLI::App& app);
+subcommand add_key(CLI::App& app);
 
 int run_inspect(const inspect_options& options, bool verbose);
 int run_simulate(const simulate_options& options);
@@ -128,5 +139,6 @@ int run_check(const check_options& options, bool verbose);
 int run_encode(const encode_options& options);
 int run_decode(const decode_options& options);
 int run_info(bool json);
+int run_key(const std::string& path);
 
 #endif

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,11 @@ namespace {
 // Where messages are heard, and how they are shown.
 class recording {
 public:
-    recording(const std::string& path, const decode_options& options)
+    recording(const std::string& path, const decode_options& options, const std::optional<secret_key>& key)
         : path_(path), options_(options), file_(path, options.raw, options.bands),
-          listener_(file_.channels(), file_.bands(), !options.plain, BEGINS_SOMEWHERE)
+          listener_(file_.channels(), file_.bands(), !options.plain, BEGINS_SOMEWHERE),
+          progress_(!options.quiet && !options.verbose, file_.seconds()),
+          collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {
         if (const std::string missing = left_out(file_.sample_rate(), options.bands);
             !missing.empty() && !options.quiet) {
@@ -29,42 +32,96 @@ public:
         }
     }
 
-    // Prints the messages and returns how many there are.
-    uint64_t decode();
+    // Prints the messages and tells whether there are any.
+    exit_code decode();
 
 private:
     static constexpr bool BEGINS_SOMEWHERE = true;
 
     bool one_of_several() const { return options_.inputs.size() > 1; }
-    std::string as_json(const heard_message& message) const;
-    std::string as_line(const heard_message& message) const;
+    template <typename Fill> void print(const heard_message& message, Fill fill, const std::string& rest);
+    void print(const heard_message& message);
+    void hear(const heard_message& message);
+    void end_transfers();
+    void say(const std::string& sentence);
     void say_that_nothing_was_heard() const;
 
     const std::string& path_;
     const decode_options& options_;
     audio_file file_;
     listener listener_;
+    progress_bar progress_;
+    collector collector_;
+    uint64_t messages_ = 0; // a transfer is one
 };
 
 // Below 0 for a frame whose beginning the recording lacks.
 double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
 
-std::string recording::as_json(const heard_message& message) const
+// A line, or an object of which `fill` knows all but the place.
+template <typename Fill> void recording::print(const heard_message& message, Fill fill, const std::string& rest)
 {
+    if (options_.quiet) {
+        return;
+    }
+    progress_.clear();
+    if (!options_.json) {
+        char place[32];
+        std::snprintf(place, sizeof place, "%.3f s", rounded(seconds_of(message), 1000.0));
+        write_output((one_of_several() ? path_ + ": " : "") + place + rest);
+        return;
+    }
     nlohmann::ordered_json object;
     object["file"] = path_;
     object["time"] = rounded(seconds_of(message), 1000.0);
     object["sample"] = std::llround(seconds_of(message) * file_.sample_rate());
-    add_message(object, message);
-    return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"; // a path may be any bytes
+    fill(object);
+    // A path may be any bytes, and so may a name that was sent.
+    write_output(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
-std::string recording::as_line(const heard_message& message) const
+void recording::print(const heard_message& message)
 {
-    char place[32];
-    std::snprintf(place, sizeof place, "%.3f s", rounded(seconds_of(message), 1000.0));
-    return (one_of_several() ? path_ + ": " : "") + place +
-           rest_of_line(message, options_.hex, options_.bands.size() > 1);
+    ++messages_;
+    print(
+        message, [&](nlohmann::ordered_json& object) { add_message(object, message); },
+        rest_of_line(message, options_.hex, options_.bands.size() > 1));
+}
+
+void recording::hear(const heard_message& message)
+{
+    delivery delivered;
+    const collector::verdict verdict = collector_.take(message, delivered);
+    if (verdict == collector::verdict::OTHER) {
+        print(message);
+    } else if (verdict == collector::verdict::DELIVERED) {
+        ++messages_;
+        print(
+            message, [&](nlohmann::ordered_json& object) { add_delivery(object, message, delivered); },
+            rest_of_line(message, delivered, options_.hex, options_.bands.size() > 1));
+    }
+}
+
+void recording::end_transfers()
+{
+    for (const unfinished& each : collector_.rest()) {
+        if (each.held == 1) { // one that is alone may only look like a transfer's
+            print(each.first);
+        }
+        if (options_.json) {
+            print(
+                each.first, [&](nlohmann::ordered_json& object) { add_unfinished(object, each); }, "");
+        }
+    }
+    collector_.say_what_is_missing();
+}
+
+void recording::say(const std::string& sentence)
+{
+    if (!options_.quiet) {
+        progress_.clear();
+        std::fprintf(stderr, "kosc: %s\n", ((one_of_several() ? input_name(path_) + ": " : "") + sentence).c_str());
+    }
 }
 
 void recording::say_that_nothing_was_heard() const
@@ -77,38 +134,32 @@ void recording::say_that_nothing_was_heard() const
     std::fprintf(stderr, "kosc: %s\n", sentence.c_str());
 }
 
-uint64_t recording::decode()
+exit_code recording::decode()
 {
-    progress_bar progress(!options_.quiet && !options_.verbose, file_.seconds());
-    uint64_t messages = 0;
     uint64_t samples = 0;
     std::vector<std::vector<int16_t>> pcm;
     for (bool more = true; more;) {
         more = file_.read(pcm);
-        const std::vector<heard_message> heard = more ? listener_.hear(pcm) : listener_.finish();
-        if (!options_.quiet && !heard.empty()) {
-            progress.clear();
-            for (const heard_message& message : heard) {
-                write_output(options_.json ? as_json(message) : as_line(message));
-            }
+        for (const heard_message& message : more ? listener_.hear(pcm) : listener_.finish()) {
+            hear(message);
         }
-        messages += heard.size();
         samples += pcm.front().size();
-        progress.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE, messages);
+        progress_.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE, messages_);
     }
-    progress.clear();
+    end_transfers();
+    progress_.clear();
     file_.check_complete(options_.quiet);
-    if (messages == 0 && !options_.quiet) {
+    if (messages_ == 0 && !options_.quiet) {
         say_that_nothing_was_heard();
     }
-    return messages;
+    return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
 }
 
 } // namespace
 
 int run_decode(const decode_options& options)
 {
-    return for_each_recording(options.inputs, [&](const std::string& path) {
-        return recording(path, options).decode() != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
-    });
+    const std::optional<secret_key> key = key_of(options.transfers.key);
+    return for_each_recording(options.inputs,
+                              [&](const std::string& path) { return recording(path, options, key).decode(); });
 }

@@ -12,7 +12,9 @@ exit_code for_each_recording(const std::vector<std::string>& paths,
     bool failed = false;
     for (const std::string& path : paths) {
         try {
-            heard = hear(path) == EXIT_DONE || heard;
+            const exit_code code = hear(path);
+            heard = code == EXIT_DONE || heard;
+            failed = code == EXIT_FAILED || failed;
         } catch (const reader_gone&) {
             throw;
         } catch (const std::runtime_error& error) {

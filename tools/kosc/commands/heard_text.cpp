@@ -1,8 +1,47 @@
 #include "commands/heard_text.h"
 
 #include <cmath>
+#include <cstdio>
 
 #include "commands/message_text.h"
+
+namespace {
+
+std::string digits_of(char byte)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(byte)));
+    return text;
+}
+
+// UTF-8 text for a terminal: control characters as \x1b and the like, further lines indented, so that none looks like a
+// message.
+std::string printable(const std::string& text)
+{
+    constexpr char C1_LEAD = '\xC2';
+    std::string shown;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char letter = text[i];
+        if (letter == '\n') {
+            shown += i + 1 < text.size() ? "\n    " : "";
+        } else if (letter == '\t' || (letter == '\r' && text.substr(i + 1, 1) == "\n")) {
+            shown += letter == '\t' ? "\t" : "";
+        } else if (letter == C1_LEAD && has_controls(text.substr(i, 2))) {
+            shown += digits_of(letter) + digits_of(text[++i]);
+        } else {
+            shown += has_controls({letter}) ? digits_of(letter) : std::string{letter};
+        }
+    }
+    return shown;
+}
+
+std::optional<std::string> text_in(const delivery& delivered)
+{
+    std::string text(delivered.content.bytes.begin(), delivered.content.bytes.end());
+    return delivered.content.kind == KOSC_TRANSFER_TEXT && is_utf8(text) ? std::optional(text) : std::nullopt;
+}
+
+} // namespace
 
 double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; }
 
@@ -21,10 +60,60 @@ void add_message(nlohmann::ordered_json& object, const heard_message& message)
     object["second_look"] = message.second_look_needed;
 }
 
+namespace {
+
+std::string origin(const heard_message& message, bool band)
+{
+    return "  ch " + std::to_string(message.channel) + "  " + (band ? message.band + "  " : "");
+}
+
+} // namespace
+
+std::string rest_of_line(const heard_message& last, const delivery& delivered, bool hex, bool band)
+{
+    std::string shown;
+    if (const auto text = text_in(delivered)) {
+        shown = hex ? hex_of_message(delivered.content.bytes) : printable(*text);
+    } else {
+        shown = delivered.content.kind == KOSC_TRANSFER_FILE ? "file " : "";
+        shown += delivered.name.empty() ? "" : safe_name(delivered.name, "?") + ", ";
+        shown += std::to_string(delivered.size) + (delivered.size == 1 ? " byte, " : " bytes, ");
+        shown += delivered.saved.empty() ? "not saved" : "saved as " + delivered.saved;
+    }
+    return origin(last, band) + shown + (delivered.sealed ? "  [sealed]\n" : "\n");
+}
+
+void add_delivery(nlohmann::ordered_json& object, const heard_message& last, const delivery& delivered)
+{
+    const auto text = text_in(delivered);
+    object["channel"] = last.channel;
+    object["band"] = last.band;
+    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
+    nlohmann::ordered_json& transfer = object["transfer"];
+    transfer["id"] = delivered.id;
+    transfer["messages"] = delivered.messages;
+    transfer["held"] = delivered.messages;
+    transfer["kind"] = text ? "text" : delivered.content.kind == KOSC_TRANSFER_FILE ? "file" : "bytes";
+    transfer["bytes"] = delivered.size;
+    transfer["sealed"] = delivered.sealed;
+    if (!text) {
+        transfer["name"] = delivered.name;
+        transfer["saved"] =
+            delivered.saved.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(delivered.saved);
+    }
+}
+
+void add_unfinished(nlohmann::ordered_json& object, const unfinished& part)
+{
+    object["channel"] = part.first.channel;
+    object["band"] = part.first.band;
+    object["text"] = nullptr;
+    object["transfer"] = {{"id", part.id}, {"messages", part.needed}, {"held", part.held}};
+}
+
 std::string rest_of_line(const heard_message& message, bool hex, bool band)
 {
     const std::string digits = hex_of_message(message.bytes);
-    return "  ch " + std::to_string(message.channel) + "  " + (band ? message.band + "  " : "") +
-           (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
+    return origin(message, band) + (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
            (message.second_look_needed ? "  [second look]\n" : "\n");
 }

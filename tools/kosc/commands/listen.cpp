@@ -37,21 +37,14 @@ std::string as_text(wall_time time, std::tm* (*broken_down)(const std::time_t*, 
     return text;
 }
 
-std::string as_json(const heard_message& message, wall_time time)
-{
-    nlohmann::ordered_json object;
-    object["time"] = as_text(time, gmtime_r, "%Y-%m-%dT%H:%M:%S") + "Z";
-    add_message(object, message);
-    return object.dump() + "\n";
-}
-
 class live_session {
 public:
-    live_session(const listen_options& options, const audio_system& system, const audio_device& device,
-                 input_stream& input, bool verbose)
+    live_session(const listen_options& options, const std::optional<secret_key>& key, const audio_system& system,
+                 const audio_device& device, input_stream& input, bool verbose)
         : options_(options), system_(system), device_name_(device.name), input_(input),
           meter_(system.standard_error(), !verbose, input.bands()),
-          listener_(input.channels(), input.bands(), !options.plain, BEGINS_SOMEWHERE), joiner_(input.channels())
+          listener_(input.channels(), input.bands(), !options.plain, BEGINS_SOMEWHERE), joiner_(input.channels()),
+          collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {
         if (const std::string missing = left_out(input.rate(), options.bands); !missing.empty()) {
             system.say(missing);
@@ -77,6 +70,7 @@ public:
     void finish()
     {
         take(listener_.finish(), INT64_MAX);
+        end_transfers();
         meter_.clear();
         if (losses_said_ != 0) {
             system_.say("in all " + losses());
@@ -86,7 +80,10 @@ public:
         }
     }
 
-    uint64_t messages() const { return messages_; }
+    exit_code result() const
+    {
+        return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+    }
 
 private:
     static constexpr bool BEGINS_SOMEWHERE = false; // what came before the device began is gone
@@ -121,7 +118,7 @@ private:
         samples_ += static_cast<int64_t>(pcm.front().size());
         last_sample_ = input_.time_of_last_sample();
         take(heard, samples_);
-        meter_.hear(pcm.front());
+        meter_.hear(pcm.front(), meter_.enabled() ? collector_.progress(samples_, meter_.columns()) : "");
         if (recorder_) {
             recorder_->write(pcm);
         }
@@ -132,6 +129,9 @@ private:
     {
         const bool at_once = options_.json || options_.all_channels;
         for (const heard_message& message : heard) {
+            if (taken_as_transfer(message)) {
+                continue;
+            }
             const uint64_t before = messages_ + joiner_.add(message);
             if (at_once && (options_.count == 0 || before < options_.count)) {
                 print(message);
@@ -144,14 +144,59 @@ private:
         }
     }
 
+    // Whether no more is to be done with it; a transfer is one message, whatever the number of channels that hear it.
+    bool taken_as_transfer(const heard_message& message)
+    {
+        delivery delivered;
+        const collector::verdict verdict = collector_.take(message, delivered);
+        if (verdict == collector::verdict::DELIVERED && !enough()) {
+            ++messages_;
+            print(
+                message, [&](nlohmann::ordered_json& object) { add_delivery(object, message, delivered); },
+                rest_of_line(message, delivered, options_.hex, options_.bands.size() > 1));
+        }
+        return verdict != collector::verdict::OTHER;
+    }
+
+    void end_transfers()
+    {
+        for (const unfinished& each : collector_.rest()) {
+            if (each.held == 1 && !enough()) { // one that is alone may only look like a transfer's
+                ++messages_;
+                print(each.first);
+            }
+        }
+        collector_.say_what_is_missing();
+    }
+
     void print(const heard_message& message)
+    {
+        print(
+            message, [&](nlohmann::ordered_json& object) { add_message(object, message); },
+            rest_of_line(message, options_.hex, options_.bands.size() > 1));
+    }
+
+    // A line, or an object of which `fill` knows all but the time.
+    template <typename Fill> void print(const heard_message& message, Fill fill, const std::string& rest)
     {
         const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / MODEM_SAMPLE_RATE);
         const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
         meter_.clear();
-        write_output(options_.json ? as_json(message, time)
-                                   : as_text(time, localtime_r, "%H:%M:%S") +
-                                         rest_of_line(message, options_.hex, options_.bands.size() > 1));
+        if (!options_.json) {
+            write_output(as_text(time, localtime_r, "%H:%M:%S") + rest);
+            return;
+        }
+        nlohmann::ordered_json object;
+        object["time"] = as_text(time, gmtime_r, "%Y-%m-%dT%H:%M:%S") + "Z";
+        fill(object);
+        // A name that was sent may be any bytes.
+        write_output(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    }
+
+    void say(const std::string& sentence)
+    {
+        meter_.clear();
+        system_.say(sentence);
     }
 
     std::string losses() const
@@ -168,8 +213,7 @@ private:
         }
         losses_said_ = now;
         quiet_until_ = steady_clock::now() + std::chrono::seconds(1);
-        meter_.clear();
-        system_.say(losses());
+        say(losses());
     }
 
     const listen_options& options_;
@@ -179,6 +223,7 @@ private:
     meter_line meter_;
     listener listener_;
     message_joiner joiner_;
+    collector collector_;
     std::optional<sound_recorder> recorder_;
     int64_t samples_ = 0;            // a channel, heard so far
     steady_clock::time_point begun_; // when the first samples came
@@ -190,13 +235,14 @@ private:
 
 int listen(const listen_options& options, bool verbose)
 {
+    const std::optional<secret_key> key = key_of(options.transfers.key);
     catch_stop_signals(false);
     const audio_system system(verbose);
     const audio_device device = system.find(options.device, direction::INPUT);
     constexpr uint32_t USUAL_CHANNELS = 2;
     const uint32_t channels = options.channels != 0 ? options.channels : std::min(device.inputs, USUAL_CHANNELS);
     input_stream input(system, device, channels, options.rate, options.bands);
-    live_session session(options, system, device, input, verbose);
+    live_session session(options, key, system, device, input, verbose);
     input.start();
     try {
         session.run();
@@ -205,7 +251,7 @@ int listen(const listen_options& options, bool verbose)
         throw;
     }
     session.finish();
-    return session.messages() != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+    return session.result();
 }
 
 } // namespace

@@ -10,6 +10,8 @@ namespace {
 
 constexpr size_t DIGITS_A_BYTE = 2;
 
+} // namespace
+
 bool is_utf8(const std::string& text)
 {
     try {
@@ -20,7 +22,6 @@ bool is_utf8(const std::string& text)
     }
 }
 
-// Whether UTF-8 text holds what may move a cursor, ring a bell or end a line: the C0 and C1 sets and DEL.
 bool has_controls(const std::string& text)
 {
     constexpr uint8_t SPACE = 0x20, DEL = 0x7F, C1_LEAD = 0xC2, C1_END = 0xA0;
@@ -32,8 +33,6 @@ bool has_controls(const std::string& text)
         return byte < SPACE || byte == DEL || second_of_c1;
     });
 }
-
-} // namespace
 
 std::string too_long(uint64_t length, size_t limit)
 {

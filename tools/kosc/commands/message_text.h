@@ -20,6 +20,11 @@ message_bytes message_from_hex(const std::string& hex, size_t size = kosc::MESSA
 // The refusal of a text of `length` bytes.
 std::string too_long(uint64_t length, size_t limit);
 
+bool is_utf8(const std::string& text);
+
+// Whether UTF-8 text holds what may move a cursor, ring a bell or end a line: the C0 and C1 sets and DEL.
+bool has_controls(const std::string& text);
+
 // The message as text without its trailing zeros; nothing when that is empty, not UTF-8, or has control characters.
 std::optional<std::string> text_of_message(const message_bytes& message);
 

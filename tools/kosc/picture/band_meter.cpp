@@ -128,14 +128,16 @@ meter_line::meter_line(int descriptor, bool wanted, const band_list& bands)
 // The cursor waits at the line's start: when the window becomes narrower, a terminal that breaks its lines anew puts
 // all of the broken line behind the cursor, where it is erased. The terminal's own wrapping is off meanwhile, for those
 // that draw bars two columns wide.
-void meter_line::hear(const std::vector<int16_t>& pcm)
+void meter_line::hear(const std::vector<int16_t>& pcm, const std::string& instead)
 {
     if (descriptor_ >= 0 && meter_.hear(pcm)) {
-        const size_t columns = terminal_columns(descriptor_);
-        dprintf(descriptor_, "\r\033[J\033[?7l%s\033[?7h\r", meter_.line(columns - 1).c_str());
+        const std::string line = instead.empty() ? meter_.line(columns() - 1) : instead;
+        dprintf(descriptor_, "\r\033[J\033[?7l%s\033[?7h\r", line.c_str());
         shown_ = true;
     }
 }
+
+size_t meter_line::columns() const { return terminal_columns(descriptor_); }
 
 void meter_line::clear()
 {

@@ -47,7 +47,9 @@ public:
     meter_line& operator=(const meter_line&) = delete;
 
     bool enabled() const { return descriptor_ >= 0; }
-    void hear(const std::vector<int16_t>& pcm);
+    // `instead`, where it is not empty, is shown in the meter's place; it has up to columns().
+    void hear(const std::vector<int16_t>& pcm, const std::string& instead = "");
+    size_t columns() const;
     // Takes the line away, so that other output does not run into it; hear() shows it again.
     void clear();
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "kosc_transfer/transfer.h"
 #include "picture/terminal.h"
 
 namespace {
@@ -26,13 +27,39 @@ std::string as_clock(double seconds)
     return text;
 }
 
-std::string bar(double share, size_t width)
+// `line` behind a bar, if there is room for one and a share to show.
+std::string with_bar(std::optional<double> share, std::string line, size_t columns)
 {
-    const auto done = static_cast<size_t>(share * static_cast<double>(width));
-    return "[" + std::string(done, '#') + std::string(width - done, '-') + "] ";
+    constexpr size_t WIDEST = 30, NARROWEST = 8, BRACKETS = 4;
+    const size_t room = columns - std::min(columns, line.size() + BRACKETS);
+    if (share && room >= NARROWEST) {
+        const size_t width = std::min(room, WIDEST);
+        const auto done = static_cast<size_t>(*share * static_cast<double>(width));
+        line.insert(0, "[" + std::string(done, '#') + std::string(width - done, '-') + "] ");
+    }
+    line.resize(std::min(line.size(), columns - 1)); // one more and the terminal would begin another line
+    return line;
+}
+
+std::string percentage(double share)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%3.0f %%", std::floor(100.0 * share));
+    return text;
 }
 
 } // namespace
+
+std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns)
+{
+    const double share = all != 0 ? static_cast<double>(messages) / static_cast<double>(all) : 0.0;
+    std::string line = all != 0 ? percentage(share) : std::to_string(messages) + " messages";
+    if (rate > 0.0) {
+        line += ", " + std::to_string(std::lround(rate * KOSC_TRANSFER_CONTENT_BYTES)) + " bytes/s";
+        line += all != 0 ? ", " + as_clock(static_cast<double>(all - messages) / rate) + " left" : "";
+    }
+    return with_bar(all != 0 ? std::optional(share) : std::nullopt, line, columns);
+}
 
 progress_bar::progress_bar(bool wanted, double total_seconds)
     : total_seconds_(total_seconds), enabled_(wanted && isatty(STDERR_FILENO) != 0), next_(start_ + PATIENCE)
@@ -52,8 +79,7 @@ void progress_bar::update(double seconds, std::optional<uint64_t> messages)
     std::snprintf(figures, sizeof figures, speed < 10.0 ? ", %.1fx speed" : ", %.0fx speed", speed);
     std::string line = figures;
     if (total_seconds_ > 0.0) {
-        std::snprintf(figures, sizeof figures, "%3.0f %%", std::floor(100.0 * share));
-        line = figures + line;
+        line = percentage(share) + line;
         line += speed > 0.0 ? ", " + as_clock((1.0 - share) * total_seconds_ / speed) + " left" : "";
     } else {
         line = as_clock(seconds) + " heard" + line;
@@ -61,13 +87,7 @@ void progress_bar::update(double seconds, std::optional<uint64_t> messages)
     if (messages) {
         line += ", " + std::to_string(*messages) + (*messages == 1 ? " message" : " messages");
     }
-    constexpr size_t WIDEST = 30, NARROWEST = 8, BRACKETS = 4;
-    const size_t columns = terminal_columns(STDERR_FILENO);
-    const size_t room = columns - std::min(columns, line.size() + BRACKETS);
-    if (total_seconds_ > 0.0 && room >= NARROWEST) {
-        line = bar(share, std::min(room, WIDEST)) + line;
-    }
-    line.resize(std::min(line.size(), columns - 1)); // one more and the terminal would begin another line
+    line = with_bar(total_seconds_ > 0.0 ? std::optional(share) : std::nullopt, line, terminal_columns(STDERR_FILENO));
     std::fprintf(stderr, "\r%s\033[K", line.c_str());
     shown_ = true;
 }
@@ -76,6 +96,31 @@ void progress_bar::clear()
 {
     if (shown_) {
         std::fputs("\r\033[K", stderr);
+        shown_ = false;
+    }
+}
+
+sending_bar::sending_bar(int descriptor, bool wanted)
+    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), next_(start_ + PATIENCE)
+{
+}
+
+void sending_bar::update(uint64_t messages, uint64_t all)
+{
+    const clock::time_point now = clock::now();
+    if (descriptor_ < 0 || now < next_) {
+        return;
+    }
+    next_ = now + INTERVAL;
+    const double rate = static_cast<double>(messages) / std::chrono::duration<double>(now - start_).count();
+    dprintf(descriptor_, "\r%s\033[K", transfer_line(messages, all, rate, terminal_columns(descriptor_)).c_str());
+    shown_ = true;
+}
+
+void sending_bar::clear()
+{
+    if (shown_) {
+        dprintf(descriptor_, "\r\033[K");
         shown_ = false;
     }
 }

@@ -5,6 +5,11 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
+
+// How far a transfer is, in a line of up to so many columns: "[###---]  41 %, 83 bytes/s, 0:25 left". `rate` is that of
+// its messages, 0 when it is not known; without an end, `all` is 0.
+std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns);
 
 class progress_bar {
 public:
@@ -24,6 +29,27 @@ private:
 
     double total_seconds_;
     bool enabled_;
+    bool shown_ = false;
+    clock::time_point start_ = clock::now();
+    clock::time_point next_;
+};
+
+// The same for a transfer that is being sent, on any terminal.
+class sending_bar {
+public:
+    sending_bar(int descriptor, bool wanted);
+    ~sending_bar() { clear(); }
+    sending_bar(const sending_bar&) = delete;
+    sending_bar& operator=(const sending_bar&) = delete;
+
+    // So many messages of `all` have been sent; without an end, `all` is 0.
+    void update(uint64_t messages, uint64_t all);
+    void clear();
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    int descriptor_; // -1: none
     bool shown_ = false;
     clock::time_point start_ = clock::now();
     clock::time_point next_;
