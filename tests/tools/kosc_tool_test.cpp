@@ -1,16 +1,12 @@
 // The kosc command from outside: what it prints, where, and with which exit code.
 #include <sndfile.hh>
 #include <soxr.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <numeric>
 #include <random>
 #include <sstream>
@@ -21,21 +17,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "command.h"
+
 namespace {
 
 constexpr int RATE = 48000;
 constexpr size_t FRAME = 11520;
-
-struct outcome {
-    int code;
-    std::string out, err;
-};
-
-std::string contents(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void write_sound(const std::string& path, int format, int rate, int channels, const std::vector<float>& samples)
 {
@@ -44,22 +31,8 @@ void write_sound(const std::string& path, int format, int rate, int channels, co
     file.writef(samples.data(), static_cast<sf_count_t>(samples.size()) / channels);
 }
 
-class KoscTool : public testing::Test {
+class KoscTool : public command_test {
 protected:
-    KoscTool() { std::filesystem::create_directories(directory_); }
-    ~KoscTool() override { std::filesystem::remove_all(directory_); }
-
-    std::string path(const std::string& name) const { return directory_ + "/" + name; }
-
-    // Runs a shell command in which `kosc` stands for the tool, in a directory of its own.
-    outcome run(const std::string& command) const
-    {
-        const std::string script = "kosc() { '" KOSC_TOOL "' \"$@\"; }\ncd '" + directory_ + "'\n{ " + command +
-                                   "\n} >'" + path("out") + "' 2>'" + path("err") + "'";
-        const int status = std::system(script.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(path("out")), contents(path("err"))};
-    }
-
     // The frame of a message between so many samples of silence; leaves the bare frame in frame.wav.
     std::vector<float> recording_of(const std::string& text, size_t before = 0, size_t after = 0,
                                     const std::string& options = "") const
@@ -70,8 +43,6 @@ protected:
         EXPECT_EQ(file.readf(&samples[before], FRAME + after), static_cast<sf_count_t>(FRAME));
         return samples;
     }
-
-    const std::string directory_ = testing::TempDir() + "kosc_tool_" + std::to_string(getpid());
 };
 
 // Float files may hold samples that are beyond full scale or no numbers.

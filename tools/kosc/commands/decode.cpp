@@ -105,7 +105,7 @@ void recording::hear(const heard_message& message)
 void recording::end_transfers()
 {
     for (const unfinished& each : collector_.rest()) {
-        if (each.held == 1) { // one that is alone may only look like a transfer's
+        if (each.held == 1 && collector_.takes_plain()) { // one that is alone may only look like a transfer's
             print(each.first);
         }
         if (options_.json) {

@@ -161,7 +161,8 @@ private:
     void end_transfers()
     {
         for (const unfinished& each : collector_.rest()) {
-            if (each.held == 1 && !enough()) { // one that is alone may only look like a transfer's
+            if (each.held == 1 && collector_.takes_plain() &&
+                !enough()) { // one that is alone may only look like a transfer's
                 ++messages_;
                 print(each.first);
             }

@@ -63,6 +63,8 @@ public:
     // "[###---] 41 %, 83 bytes/s, 0:25 left" of the transfer that came further within the last seconds before `sample`;
     // empty when there is none.
     std::string progress(int64_t sample, size_t columns) const;
+    // Whether plain messages are taken too: not with a key, since they could be anybody's.
+    bool takes_plain() const { return !opener_; }
     // Whether something could not be saved.
     bool failed() const { return failed_; }
 
