@@ -25,7 +25,7 @@ from pathlib import Path
 TIMEOUT = 120  # seconds after which something hangs
 MESSAGES = [f"message number {number}" for number in range(1, 51)]
 # Cables of their own, so that checks do not hear each other.
-CABLES = ("talk", "probe", "pair")
+CABLES = ("talk", "probe", "pair", "file")
 
 
 def devices_of_alsa() -> str:
@@ -261,6 +261,51 @@ def listen_to_pair(server: Server, kosc: str, folder: Path) -> None:
     expect("what was recorded", parsed(decoded), recorder.heard())
 
 
+class Terminal:
+    """A terminal for a process's standard error, and what was shown on it."""
+
+    def __init__(self, server: Server, *command: str) -> None:
+        self.outer, inner = pty.openpty()
+        self.process = subprocess.Popen(command, env=server.environment, text=True, stdout=subprocess.PIPE, stderr=inner)
+        os.close(inner)
+        self.shown = b""
+        self.ready = threading.Event()
+        self.thread = threading.Thread(target=self.read)
+        self.thread.start()
+
+    def read(self) -> None:
+        try:
+            while part := os.read(self.outer, 4096):
+                self.shown += part
+                self.ready.set()
+        except OSError: # nobody has the other end open any more
+            pass
+
+    def end(self) -> str:
+        output = self.process.communicate(timeout=TIMEOUT)[0]
+        self.thread.join(TIMEOUT)
+        expect("exit code", self.process.returncode, 0)
+        if not re.search(rb"\[#+-+\] +\d+ %, \d+ bytes/s, 0:\d\d left", self.shown):
+            sys.exit(f"no progress is shown: {self.shown!r}")
+        return output
+
+
+def carry_a_file(server: Server, kosc: str, folder: Path) -> None:
+    """A picture arrives byte for byte, sealed, over six bands; both ends show on a terminal how far it is."""
+    picture, key, inbox = folder / "picture.png", str(folder / "key"), folder / "inbox"
+    picture.write_bytes(random.Random(2).randbytes(2048))
+    inbox.mkdir()
+    server.run(kosc, "key", key)
+    options = ("--band", "wide", "--key", key, "--device")
+    listener = Terminal(server, kosc, "listen", *options, "file-in", "--save", str(inbox), "--count", "1")
+    listener.ready.wait(TIMEOUT)
+    sender = Terminal(server, kosc, "send", *options, "file-out", "--file", str(picture))
+    expect("what arrives", listener.end().split("  ", 3)[3],
+           f"file picture.png, 2048 bytes, saved as {inbox}/picture.png  [sealed]\n")
+    expect("what is sent", sender.end(), f"sent '{picture}', a transfer of 107 messages\n")
+    expect("the picture", (inbox / "picture.png").read_bytes(), picture.read_bytes())
+
+
 def main() -> None:
     kosc, pulseaudio, duplex = sys.argv[1:]
     with tempfile.TemporaryDirectory(prefix="kosc") as folder:
@@ -271,6 +316,7 @@ def main() -> None:
                                  stdout=subprocess.PIPE)
             listen_to_pair(server, kosc, Path(folder))
             talk(server, kosc)
+            carry_a_file(server, kosc, Path(folder))
             report = json.loads(check.communicate(timeout=TIMEOUT)[0])
             expect("check's verdict", (report["verdict"], report["cause"], report["frames_heard"]), ("good", "none", 6))
 

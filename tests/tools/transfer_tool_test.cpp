@@ -152,6 +152,31 @@ TEST_F(KoscTransfers, ComeFromTheMiddleOnAndInTurnsAmongMessages)
     EXPECT_EQ(std::count(single.out.begin(), single.out.end(), '\n'), 5 + 2 * (whole(one) + 1));
 }
 
+// Two senders who do not hear each other speak at once, now and then: then one frame is heard, or none.
+TEST_F(KoscTransfers, ArriveFromSendersWhoCollide)
+{
+    const std::string texts[] = {"the one is so long that it needs several messages of its sender",
+                                 "and the other one does too, from another place in the same room"};
+    std::vector<float> mix;
+    for (const std::string& text : texts) {
+        run("kosc encode --rounds 2 --gap " + std::string(&text == texts ? "300" : "410") + " -o a.wav '" + text + "'");
+        SndfileHandle file(path("a.wav"));
+        std::vector<float> sound(static_cast<size_t>(file.frames()));
+        file.readf(sound.data(), file.frames());
+        mix.resize(std::max(mix.size(), sound.size()));
+        std::transform(sound.begin(), sound.end(), mix.begin(), mix.begin(),
+                       [](float a, float sum) { return sum + 0.4F * a; });
+    }
+    SndfileHandle(path("b.wav"), SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, kosc::SAMPLE_RATE)
+        .write(mix.data(), static_cast<sf_count_t>(mix.size()));
+    const outcome heard = run("kosc decode b.wav");
+    for (const std::string& text : texts) {
+        EXPECT_NE(heard.out.find("  " + text), std::string::npos) << heard.out;
+    }
+    const std::string lines = run("kosc decode --single b.wav | wc -l").out;
+    EXPECT_LT(std::stoul(lines), 2 * 2 * kosc_transfer_round(4)) << "none collided";
+}
+
 TEST_F(KoscTransfers, AreSavedUnderNoNameThatDoesHarm)
 {
     std::filesystem::create_directories(path("in"));
