@@ -148,8 +148,8 @@ private:
     bool taken_as_transfer(const heard_message& message)
     {
         delivery delivered;
-        const collector::verdict verdict = collector_.take(message, delivered);
-        if (verdict == collector::verdict::DELIVERED && !enough()) {
+        const auto verdict = enough() ? collector::verdict::OTHER : collector_.take(message, delivered);
+        if (verdict == collector::verdict::DELIVERED) {
             ++messages_;
             print(
                 message, [&](nlohmann::ordered_json& object) { add_delivery(object, message, delivered); },

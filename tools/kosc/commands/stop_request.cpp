@@ -31,6 +31,12 @@ void catch_stop_signals(bool break_reads)
     sigaction(SIGTERM, &action, nullptr);
 }
 
+void release_stop_signals()
+{
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
 bool stop_requested() { return requested != 0; }
 
 int run_stoppable(const std::function<int()>& command)
@@ -40,6 +46,8 @@ int run_stoppable(const std::function<int()>& command)
         code = command();
     } catch (const reader_gone&) {
         end_by(SIGPIPE);
+    } catch (const stopped&) {
+        end_by(requested);
     }
     if (stop_requested()) {
         end_by(requested);

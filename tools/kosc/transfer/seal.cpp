@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "audio/sound_writer.h"
+#include "commands/stop_request.h"
 #include "kosc_transfer/transfer.h"
 
 namespace {
@@ -65,6 +66,7 @@ std::string asked(const char* question)
     if (!terminal || tcgetattr(fileno(terminal.get()), &before) != 0) {
         throw std::runtime_error("there is no terminal to ask for the pass phrase; --passphrase-file reads one");
     }
+    catch_stop_signals(true); // so that what is typed later is shown again
     termios hidden = before;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     tcsetattr(fileno(terminal.get()), TCSAFLUSH, &hidden);
@@ -74,6 +76,11 @@ std::string asked(const char* question)
     const bool got = std::fgets(typed.data(), static_cast<int>(typed.size()), terminal.get()) != nullptr;
     tcsetattr(fileno(terminal.get()), TCSAFLUSH, &before);
     std::fputs("\n", terminal.get());
+    if (stop_requested()) {
+        wipe(typed);
+        throw stopped();
+    }
+    release_stop_signals();
     typed.resize(got ? typed.find('\0') : 0);
     drop_line_end(typed);
     return typed;
