@@ -79,7 +79,9 @@ set(CPACK_DEBIAN_DOCUMENTS_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkosc1 (>= ${PROJECT_VERSION}), libkosc-transfer1 (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, python3-numpy, libkosc1 (>= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-matplotlib, python3-pyaudio, python3-scipy, python3-soundfile")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3, python3-numpy, libkosc1 (>= ${PROJECT_VERSION}), libkosc-transfer1 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS
+    "python3-matplotlib, python3-nacl, python3-pyaudio, python3-scipy, python3-soundfile")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${DEBIAN}/postinst;${DEBIAN}/prerm")
 include(CPack)

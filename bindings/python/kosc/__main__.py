@@ -9,8 +9,12 @@ import wave
 from typing import Any, Callable, Iterable, Iterator, Union
 
 import kosc
+from kosc._showing import Display, add_key_options, key_of
+from kosc.sealing import WINDOW
+from kosc.transfer import Sender, encode_together
 
-NO_MESSAGE, WRONG_USE = 1, 2
+WRONG_USE = 2
+SAMPLE_BYTES = 2
 SILENCE = kosc.SAMPLE_RATE // 10  # samples on both sides of a frame
 BLOCK = 4096
 
@@ -19,10 +23,17 @@ def parser() -> argparse.ArgumentParser:
     commands = argparse.ArgumentParser(prog="python -m kosc", description="Short messages as sound, and back.")
     commands.add_argument("--version", action="version", version=kosc.__version__)
     choice = commands.add_subparsers(dest="command", required=True, metavar="COMMAND")
-    encode = choice.add_parser("encode", help="write a message into a WAV file")
-    encode.add_argument("text", help=f"the message, up to {kosc.MESSAGE_LENGTH} bytes of UTF-8; - for standard input")
-    encode.add_argument("--band", default=kosc.DEFAULT_BAND, metavar="NAME|HZ", help="as bands lists them, or where it "
-                        f"begins in Hz; {kosc.DEFAULT_BAND} unless given")
+    encode = choice.add_parser("encode", help="write a message, a long text or a file into a WAV file")
+    content = encode.add_mutually_exclusive_group(required=True)
+    content.add_argument("text", nargs="?", help=f"the message; over {kosc.MESSAGE_LENGTH} bytes of UTF-8 it goes out as "
+                         "several; - for standard input")
+    content.add_argument("--file", metavar="FILE", help="sends the file with its name")
+    encode.add_argument("--rounds", type=int, default=1, metavar="N", help="of what goes out as several messages: one "
+                        "bears the loss of every fifth, two of every second; 1 unless given")
+    encode.add_argument("--band", type=several, default=kosc.DEFAULT_BAND, metavar="NAME|HZ", help="as bands lists them, "
+                        f"or where it begins in Hz; {kosc.DEFAULT_BAND} unless given; for several messages also several "
+                        "with commas between, or wide, six side by side")
+    add_key_options(encode, "seal what is sent")
     encode.add_argument("-o", "--output", required=True, metavar="FILE")
     decode = choice.add_parser("decode", help="print the messages in sound files")
     decode.add_argument("files", nargs="+", metavar="FILE")
@@ -32,35 +43,53 @@ def parser() -> argparse.ArgumentParser:
     listen.add_argument("--channels", type=int, help="1 for the microphone unless given, 2 for standard input")
     for receiving in (decode, listen):
         receiving.add_argument("--band", type=several, default=kosc.DEFAULT_BAND, metavar="NAME|HZ",
-                               help="where to listen: as for encode, or several with commas between, or all")
+                               help="where to listen: as for encode, or several with commas between, wide, or all")
+        receiving.add_argument("--save", metavar="FOLDER", help="save the files that come, under safe names")
+        receiving.add_argument("--force", action="store_true", help="overwrite files there; else a number is added")
+        add_key_options(receiving, "open what was sealed, and take nothing else, ")
     choice.add_parser("bands", help="list the bands that have a name")
     return commands
 
 
 def several(text: str) -> Union[str, list[str]]:
-    return text if text == "all" else text.split(",")
+    return text if text in ("all", "wide") else text.split(",")
 
 
 def encode(arguments: argparse.Namespace) -> int:
-    text = arguments.text
-    frame = kosc.encode(sys.stdin.read().rstrip("\r\n") if text == "-" else text, band=arguments.band)
+    sound = encoded(arguments)
     with open(arguments.output, "wb") as output, wave.open(output, "wb") as file:
-        file.setparams((1, frame.itemsize, kosc.SAMPLE_RATE, 0, "NONE", "not compressed"))
-        silence = bytes(SILENCE * frame.itemsize)
-        file.writeframes(silence + frame.astype("<i2").tobytes() + silence)
+        file.setparams((1, SAMPLE_BYTES, kosc.SAMPLE_RATE, 0, "NONE", "not compressed"))
+        file.writeframes(bytes(SILENCE * SAMPLE_BYTES))
+        for block in sound:
+            file.writeframes(block.astype("<i2").tobytes())
+        file.writeframes(bytes(SILENCE * SAMPLE_BYTES))
     return 0
 
 
+def encoded(arguments: argparse.Namespace) -> Iterable[Any]:
+    """Blocks of sound: a frame for what fits into a message, else a transfer."""
+    key, band = key_of(arguments), arguments.band
+    if arguments.rounds < 1:
+        raise ValueError(f"there are 1 or more rounds, not {arguments.rounds}")
+    if arguments.file is not None:
+        return Sender.from_file(arguments.file, key).sound(arguments.rounds, band=band)
+    text = sys.stdin.read().rstrip("\r\n") if arguments.text == "-" else arguments.text
+    if key is None and len(text.encode()) <= kosc.MESSAGE_LENGTH:
+        return [encode_together([text], band)]
+    return Sender(text, key=key).sound(arguments.rounds, band=band)
+
+
 def decode(arguments: argparse.Namespace) -> int:
-    many = len(arguments.files) > 1
-    return max(guarded(show, kosc.listen(file, band=arguments.band), f"{file}: " if many else "")
-               for file in arguments.files)
+    many, key = len(arguments.files) > 1, key_of(arguments)
+    return max(guarded(Display(arguments, key, window=None).show, kosc.listen(file, band=arguments.band),
+                       f"{file}: " if many else "") for file in arguments.files)
 
 
 def listen(arguments: argparse.Namespace) -> int:
+    display = Display(arguments, key_of(arguments), WINDOW)
     if arguments.source is not None:
-        return show(kosc.listen(sys.stdin.buffer, arguments.channels, band=arguments.band))
-    return show(hear_microphone(1 if arguments.channels is None else arguments.channels, arguments.band))
+        return display.show(kosc.listen(sys.stdin.buffer, arguments.channels, band=arguments.band))
+    return display.show(hear_microphone(1 if arguments.channels is None else arguments.channels, arguments.band))
 
 
 def bands(_: argparse.Namespace) -> int:
@@ -87,24 +116,11 @@ def hear_microphone(channels: int, band: Any) -> Iterator[kosc.Message]:
             portaudio.terminate()
 
 
-def show(messages: Iterable[kosc.Message], before: str = "") -> int:
-    """Prints messages as the command kosc does."""
-    status = NO_MESSAGE
-    for message in messages:
-        status = 0
-        shown = message.data.hex() if message.text is None else message.text
-        look = "  [second look]" if message.second_look_needed else ""
-        start = round(message.time, 3) + 0.0  # no minus before zero
-        band = "" if message.band == kosc.DEFAULT_BAND else f"  [{message.band}]"
-        print(f"{before}{start:.3f} s  ch {message.channel + 1}  {shown}{look}{band}", flush=True)
-    return status
-
-
 def guarded(action: Callable[..., int], *arguments: Any) -> int:
     """The action's exit status, or a sentence and that of wrong use."""
     try:
         return action(*arguments)
-    except (OSError, ValueError, kosc.KoscError) as error:
+    except (OSError, ValueError, kosc.KoscError, kosc.LibraryNotFoundError) as error:
         named = isinstance(error, OSError) and error.filename is not None
         print(f"kosc: {error.filename}: {error.strerror}" if named else f"kosc: {error}", file=sys.stderr)
         return WRONG_USE

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import ctypes
+import itertools
 import numbers
 from typing import Any, Iterable, NamedTuple, Union
 
@@ -10,6 +11,7 @@ from . import _records as records
 from ._library import lib
 
 ALL = "all"
+WIDE = "wide"
 
 
 class Band(NamedTuple):
@@ -62,14 +64,29 @@ def find_band(band: BandChoice) -> Band:
     return _copied(record)
 
 
+WIDE_BANDS: tuple[Band, ...] = tuple(
+    find_band(band) for band in ("voice", 5203.125, 8390.625, 11578.125, 14765.625, "near-ultrasonic"))
+"""Six bands side by side, from the lowest up, that messages may sound in at once: all that loudspeakers carry."""
+SETS = {ALL: BANDS, WIDE: WIDE_BANDS}
+
+
 def find_bands(choice: Union[BandChoice, Iterable[BandChoice]]) -> tuple[Band, ...]:
-    """The bands, each once, that `choice` means: one, several, or "all" that have a name."""
-    if isinstance(choice, str) and choice == ALL:
-        return BANDS
+    """The bands, each once, that `choice` means: one, several, "wide" for WIDE_BANDS, or "all" that have a name."""
+    if isinstance(choice, str) and choice in SETS:
+        return SETS[choice]
     several = isinstance(choice, Iterable) and not isinstance(choice, (str, Band))
     found = tuple(dict.fromkeys(find_band(band) for band in (choice if several else (choice,))))
     if not found:
         raise ValueError("there is no band to listen on")
+    return found
+
+
+def bands_apart(choice: Union[BandChoice, Iterable[BandChoice]]) -> tuple[Band, ...]:
+    """The same for who sends on all of them at once, which those that overlap do not bear."""
+    found = find_bands(choice)
+    for one, other in itertools.combinations(found, 2):
+        if one.low_hz <= other.high_hz and other.low_hz <= one.high_hz:
+            raise ValueError(f"the bands {one} and {other} overlap, so that messages cannot be sent in both at once")
     return found
 
 

@@ -130,8 +130,8 @@ class Receiver:
     follows senders who walk, and every message comes with what it measured, which takes longer than decoding it.
     With `recording`, the samples are a recording from its start on, and finish() ends it: a frame is found, too, whose
     first samples the recording lacks.
-    `band` is as for find_band(), or several of these, or "all" that have a name: then it listens on all at once, and
-    Message.band tells on which one a message came.
+    `band` is as for find_band(), or several of these, "wide" for WIDE_BANDS, or "all" that have a name: then it listens
+    on all at once, and Message.band tells on which one a message came.
     """
 
     def __init__(self, channels: int = 2, second_look: bool = True, recording: bool = False,

@@ -19,4 +19,5 @@ assert importlib.metadata.version("kosc") == kosc.__version__
 with kosc.Receiver(channels=1) as receiver:
     heard = receiver.push(kosc.encode("from pip")) + receiver.finish()
 assert [message.text for message in heard] == ["from pip"], heard
+assert kosc.transfer.Collector().take(kosc.transfer.Sender("x").message(5)).payload.text == "x"
 '
