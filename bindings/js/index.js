@@ -7,6 +7,7 @@ import base64 from "./module.js";
 export const module = new WebAssembly.Module(Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0)));
 
 export const {
-    version, sampleRate, messageBytes, frameSamples, channels, bands, defaultBand, findBand, encode, Receiver, inspect,
+    version, sampleRate, messageBytes, frameSamples, channels, bands, wideBands, defaultBand, findBand, encode,
+    encodeTogether, Receiver, inspect, TransferSender, TransferCollector, safeName,
 } = instantiate(module);
 export { KoscError } from "./instantiate.js";

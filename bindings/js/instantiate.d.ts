@@ -22,6 +22,9 @@ export interface Band {
 /** A band's name, where it begins in Hz (moved to the nearest subcarrier), or a record like those in `bands`. */
 export type BandChoice = string | number | Pick<Band, "firstSubcarrier">;
 
+/** One band or several: a list, "wide" for `wideBands`, or "all" that have a name. */
+export type BandsChoice = "all" | "wide" | BandChoice | readonly BandChoice[];
+
 /** A frame that a receiver found. */
 export interface Frame {
     channel: number;
@@ -59,8 +62,8 @@ export interface Message extends Frame {
 }
 
 export interface ReceiverOptions {
-    /** Where to listen: a band, a list of up to 16, or "all" that have a name; `defaultBand` unless given. */
-    band?: "all" | BandChoice | readonly BandChoice[];
+    /** Where to listen: a band, a list of up to 16, "wide" for `wideBands`, or "all" that have a name; `defaultBand` unless given. */
+    band?: BandsChoice;
     /** Looks again, deeper, at frames that do not decode, and measures those that do. On unless switched off. */
     secondLook?: boolean;
     /**
@@ -96,6 +99,88 @@ export interface Receiver {
     readonly bands: readonly Band[];
 }
 
+/** 32 bytes that a sender and its receivers share. */
+export type SealingKey = Uint8Array;
+
+/** What a sender had to send. Nothing in it is to be trusted: without a key, anybody can have sent it. */
+export interface Payload {
+    kind: "bytes" | "text" | "file" | "unknown";
+    /** The bytes; of a file its contents, of a text its UTF-8. */
+    data: Uint8Array;
+    /** The text, if it is one and UTF-8; may have control characters. */
+    text: string | null;
+    /** Of a file, as it was sent, which may be anything; null of others. See safeName(). */
+    name: string | null;
+    /** Unix time in seconds when it was sealed; null when it was not. */
+    sealedAt: number | null;
+}
+
+/** What a message was to a collector. */
+export interface TransferEvent {
+    /**
+     * "plain": no part of a transfer; "progress": one more is held; "repeated": nothing new; "finished": the payload is
+     * whole; "mismatch": what was collected does not fit together, and begins anew; "refused": `reason` says why.
+     */
+    state: "plain" | "progress" | "repeated" | "finished" | "mismatch" | "refused";
+    /** Of the transfer, among those that need as many messages. */
+    id: number;
+    /** Messages held that bring the transfer further. */
+    held: number;
+    /** Messages that it needs. */
+    needed: number;
+    /** With "finished" alone. */
+    payload: Payload | null;
+    /** With "refused", in words. */
+    reason: string;
+}
+
+export interface TransferSenderOptions {
+    /** Makes it a file of this name, which receivers do not trust. */
+    name?: string;
+    /** Another number of 32 bits makes the same payload another transfer, which is received once more. */
+    nonce?: number;
+    /** Seals the payload: sealer(key) of kosc/sealed. */
+    seal?: (content: Uint8Array, kind: number) => Uint8Array;
+}
+
+/** A payload that is being sent: an endless sequence of messages, of which any `needed` suffice. */
+export interface TransferSender {
+    readonly needed: number;
+    /** Messages of one round: enough for who loses one in five; two rounds are for who loses every second. */
+    readonly round: number;
+    /** Any message of the sequence. */
+    message(index: number): Uint8Array;
+    /**
+     * The messages from `start` on as sound, a frame and `gap` seconds of silence at a time; with several bands each frame
+     * carries as many messages. `rounds`: 1 unless given; Infinity never ends.
+     */
+    sound(options?: SoundOptions & { format?: "int16" }): Generator<Int16Array>;
+    sound(options: SoundOptions & { format: "float32" }): Generator<Float32Array>;
+}
+
+export interface SoundOptions {
+    rounds?: number;
+    start?: number;
+    gap?: number;
+    band?: BandsChoice;
+}
+
+export interface TransferCollectorOptions {
+    /** Opens what is sealed, new Opener(key) of kosc/sealed; nothing else is given out then. */
+    opener?: { open(payload: Uint8Array, kind: number): { content: Uint8Array; sealedAt: number } };
+    /** The longest payload that is taken; 1048576 unless given. */
+    mostBytes?: number;
+}
+
+/**
+ * Takes messages of any number of transfers, in any order, with gaps and repeats, and gives each payload once. Holds
+ * 6 MiB at most, whatever it hears.
+ */
+export interface TransferCollector {
+    /** @throws TypeError for what has not 28 bytes, KoscError when memory is short */
+    take(message: Uint8Array | Message): TransferEvent;
+}
+
 export interface Modem {
     readonly version: string;
     /** 48000 Hz. */
@@ -108,6 +193,8 @@ export interface Modem {
     readonly channels: number;
     /** The bands that have a name, from the lowest up. */
     readonly bands: readonly Band[];
+    /** Six bands side by side, from the lowest up, that messages may sound in at once: all that loudspeakers carry. */
+    readonly wideBands: readonly Band[];
     /** The band of sender and receiver unless another is asked for: near-ultrasonic. */
     readonly defaultBand: Band;
     /**
@@ -124,12 +211,28 @@ export interface Modem {
      */
     encode(message: string | Uint8Array, options?: { format?: "int16"; band?: BandChoice }): Int16Array;
     encode(message: string | Uint8Array, options: { format: "float32"; band?: BandChoice }): Float32Array;
+    /**
+     * One frame of sound with a message on each band, in their order, the sum scaled to full scale; `band` is "wide"
+     * unless given.
+     *
+     * @throws RangeError when there are more messages than bands, or bands overlap
+     */
+    encodeTogether(messages: readonly (string | Uint8Array)[], options?: { format?: "int16"; band?: BandsChoice }): Int16Array;
+    encodeTogether(messages: readonly (string | Uint8Array)[], options: { format: "float32"; band?: BandsChoice }): Float32Array;
     /** Every frame in a whole recording, decoded or not, with its figures. */
     inspect(samples: Samples, options?: Pick<ReceiverOptions, "band">): Frame[];
     Receiver: new (options?: ReceiverOptions) => Receiver;
+    /**
+     * @throws RangeError when the payload is empty or longer than 1048576 bytes, with a file's name and its length, and 49
+     *         bytes when it is sealed; TypeError for what is neither text nor bytes
+     */
+    TransferSender: new (content: string | Uint8Array, options?: TransferSenderOptions) => TransferSender;
+    TransferCollector: new (options?: TransferCollectorOptions) => TransferCollector;
+    /** A file's name without a path, made of one that was sent: nothing unseen, no dot at its beginning. */
+    safeName(name: string): string;
 }
 
-/** The modem cannot go on: it is closed, or memory is short. */
+/** The modem cannot go on: it is closed, or memory is short; or what came cannot be opened. */
 export class KoscError extends Error {}
 
 /**

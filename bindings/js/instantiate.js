@@ -1,22 +1,16 @@
 // The modem over a WebAssembly module that the caller has: what AudioWorklets need, who can neither load nor wait.
 // Uses nothing but the language and WebAssembly, since a worklet has no TextDecoder either.
+import { KoscError } from "./kosc-error.js";
+import { transfers } from "./transfer.js";
+import { utf8Bytes, utf8Text } from "./utf8.js";
+
+export { KoscError };
 
 const SAMPLE_RATE = 48000;
 const FULL_SCALE = 32768;
 const WASI_ENOSYS = 52;
+const WIDE = ["voice", 5203.125, 8390.625, 11578.125, 14765.625, "near-ultrasonic"]; // side by side
 const LOG_LEVELS = ["off", "error", "warn", "info", "debug"];
-
-/** The modem cannot go on: it is closed, or memory is short. */
-export class KoscError extends Error {
-    name = "KoscError";
-}
-
-// Strictly UTF-8 to text and back, in every kind of scope.
-const utf8Text = (bytes) =>
-    decodeURIComponent(Array.from(bytes, (byte) => `%${byte.toString(16).padStart(2, "0")}`).join(""));
-const utf8Bytes = (text) =>
-    Uint8Array.from(encodeURIComponent(text).match(/%..|./g) ?? [], (part) =>
-        part.length > 1 ? parseInt(part.slice(1), 16) : part.charCodeAt(0));
 
 /** The message as text without its trailing zeros; null when that is empty, not UTF-8, or has control characters. */
 function messageText(data) {
@@ -87,7 +81,7 @@ class Modem {
 
     // The library's own sentence, when no band is meant.
     findBand(text) {
-        const bytes = textBytes(text.replaceAll("\0", " "));
+        const bytes = utf8Bytes(text.replaceAll("\0", " "));
         const address = this.room(bytes.length + 1);
         this.bytes(address, bytes.length + 1).set([...bytes, 0]);
         if (!this.exports.findBand(address)) {
@@ -140,19 +134,11 @@ function checkLogLevel({ onLog, logLevel = "info" }) {
     return onLog ? level : 0;
 }
 
-function textBytes(text) {
-    try {
-        return utf8Bytes(text);
-    } catch {
-        throw new TypeError("The text has half of a surrogate pair and is no UTF-8.");
-    }
-}
-
 // The message's bytes, padded with zeros.
 function messageData(message, size) {
     let data = message;
     if (typeof message === "string") {
-        data = textBytes(message);
+        data = utf8Bytes(message);
     } else if (!(message instanceof Uint8Array)) {
         throw new TypeError("A message is a string or a Uint8Array.");
     }
@@ -178,6 +164,7 @@ export function instantiate(source) {
     const bands = Object.freeze(encoder.namedBands());
     const spacing = bands[0].lowHz / bands[0].firstSubcarrier; // Hz from one subcarrier to the next
     const defaultBand = findBand({ firstSubcarrier: encoder.exports.firstSubcarrier() });
+    const wideBands = Object.freeze(WIDE.map(findBand));
 
     function findBand(band) {
         const isRecord = typeof band === "object" && Number.isInteger(band?.firstSubcarrier);
@@ -190,12 +177,25 @@ export function instantiate(source) {
 
     // The bands, each once, that a receiver's option names.
     function findBands(choice = defaultBand) {
-        const named = choice === "all" ? bands : (Array.isArray(choice) ? choice : [choice]).map(findBand);
+        const set = choice === "all" ? bands : choice === "wide" ? wideBands : null;
+        const named = set ?? (Array.isArray(choice) ? choice : [choice]).map(findBand);
         const found = [...new Map(named.map((band) => [band.firstSubcarrier, band])).values()];
         if (found.length < 1 || found.length > mostBands) {
             throw new RangeError(`A receiver listens to 1 to ${mostBands} bands, not ${found.length}.`);
         }
         return Object.freeze(found);
+    }
+
+    // The same for who sends on all of them at once, which those that overlap do not bear.
+    function bandsApart(choice) {
+        const found = findBands(choice);
+        const sorted = [...found].sort((a, b) => a.lowHz - b.lowHz);
+        const next = sorted.findIndex(({ lowHz }, i) => i > 0 && lowHz <= sorted[i - 1].highHz);
+        if (next > 0) {
+            const [one, other] = [sorted[next - 1], sorted[next]].map(({ name, lowHz }) => name || `${lowHz} Hz`);
+            throw new RangeError(`The bands ${one} and ${other} overlap, so that messages cannot be sent in both at once.`);
+        }
+        return found;
     }
 
     function encode(message, { format = "int16", band = defaultBand } = {}) {
@@ -211,6 +211,22 @@ export function instantiate(source) {
         }
         const pcm = new Int16Array(encoder.exports.memory.buffer, frame, frameSamples);
         return format === "int16" ? pcm.slice() : Float32Array.from(pcm, (sample) => sample / FULL_SCALE);
+    }
+
+    function encodeTogether(messages, { format = "int16", band = "wide" } = {}) {
+        const places = bandsApart(band);
+        if (messages.length < 1 || messages.length > places.length) {
+            throw new RangeError(`${places.length} bands carry 1 to ${places.length} messages at once, not ${messages.length}.`);
+        }
+        if (messages.length === 1) {
+            return encode(messages[0], { format, band: places[0] });
+        }
+        const sum = new Float64Array(frameSamples);
+        messages.forEach((message, i) =>
+            encode(message, { band: places[i] }).forEach((sample, at) => (sum[at] += sample)));
+        const scale = (FULL_SCALE - 1) / sum.reduce((most, sample) => Math.max(most, Math.abs(sample)), 1);
+        const pcm = Int16Array.from(sum, (sample) => Math.round(sample * scale));
+        return format === "int16" ? pcm : Float32Array.from(pcm, (sample) => sample / FULL_SCALE);
     }
 
     class Receiver {
@@ -297,9 +313,11 @@ export function instantiate(source) {
         return receiver.bands.length > 1 ? frames.sort((a, b) => a.sample - b.sample) : frames;
     }
 
+    const makeInstance = () => new Modem(module, { secondLook: false, logLevel: 0 });
     const version = encoder.text(encoder.exports.version());
     return {
-        version, sampleRate: SAMPLE_RATE, messageBytes, frameSamples, channels, bands, defaultBand, findBand,
-        encode, Receiver, inspect,
+        version, sampleRate: SAMPLE_RATE, messageBytes, frameSamples, channels, bands, wideBands, defaultBand, findBand,
+        encode, encodeTogether, Receiver, inspect,
+        ...transfers(makeInstance, { encodeTogether, bandsApart, sampleRate: SAMPLE_RATE }),
     };
 }

@@ -15,6 +15,7 @@ from kosc.sealing import Opener, seal
 from kosc.transfer import BYTES, FILE, TEXT, Collector, Key, Payload, Sender, encode_together, safe_name
 
 VECTORS = json.loads((Path(__file__).parents[3] / "tests" / "vectors" / "transfer.json").read_text())
+NAMES = Path(__file__).parents[2] / "test" / "file_names.json"
 KEY = bytes(range(32))
 
 
@@ -114,11 +115,8 @@ def test_with_a_key_nothing_else_is_given_out_and_nothing_twice():
 
 
 def test_no_name_that_is_sent_leads_out_of_the_folder_or_over_a_file(tmp_path):
-    for sent, safe in (
-            ("a.png", "a.png"), ("../../etc/passwd", "passwd"), ("C:\\Windows\\x.exe", "x.exe"), ("/", "received"),
-            ("", "received"), ("..", "received"), (".bashrc", "_bashrc"), ("-rf", "_rf"), ("a\0b\n\x1b[2J", "a_b__[2J"),
-            ("exe\u202egnp.x", "exe_gnp.x"), ("nul.txt", "_nul.txt"), ("a:b?", "a_b_"), ("end. ", "end"),
-            ("ü" * 300 + ".jpeg", "ü" * 97 + ".jpeg"), ("\ufffd\udc80", "\ufffd_"), ("x." + "y" * 300, "x." + "y" * 198)):
+    long = [("ü" * 300 + ".jpeg", "ü" * 97 + ".jpeg"), ("x." + "y" * 300, "x." + "y" * 198), ("\udc80", "_")]
+    for sent, safe in json.loads(NAMES.read_text()) + long:
         assert safe_name(sent) == safe, sent
         assert Payload(FILE, b"1", sent).save(tmp_path).parent == tmp_path
     target = tmp_path / "target"
