@@ -2,9 +2,9 @@
 import { describe } from "./bands.js";
 import { ask } from "./decoder.js";
 
-const ALL = "all";
+const ALL = "all", WIDE = "wide";
 
-/** What the library has: `bands` and `defaultBand`. */
+/** What the library has: `bands`, `wideBands` and `defaultBand`. */
 export const library = ask("bands");
 library.catch(() => {}); // said by whoever needs it
 
@@ -37,9 +37,8 @@ export class BandChoice {
         };
         this.ready = library.then(({ bands, defaultBand }) => {
             const options = bands.map((band) => [band.name, describe(band)]);
-            if (select.dataset.all) {
-                options.push([ALL, select.dataset.all]);
-            }
+            const sets = [[WIDE, select.dataset.wide], [ALL, select.dataset.all]];
+            options.push(...sets.filter(([, text]) => text));
             select.append(...options.map(([value, text]) => new Option(text, value)));
             const before = remembered(select.id);
             select.value = options.some(([value]) => value === before) ? before : defaultBand.name;
@@ -60,7 +59,7 @@ export class BandChoice {
     /** The bands chosen, once the list is known. */
     async bands() {
         await this.ready;
-        const { bands } = await library;
-        return bands.filter(({ name }) => this.isAll || name === this.#select.value);
+        const { bands, wideBands } = await library;
+        return this.#select.value === WIDE ? wideBands : bands.filter(({ name }) => this.isAll || name === this.#select.value);
     }
 }

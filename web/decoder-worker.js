@@ -1,7 +1,10 @@
 // The modem's thread: encodes, and decodes what the microphone or a file gives. Requests carry an id, and get one
 // answer with it; frames that the microphone brings are told as they come.
-import { bands, channels, defaultBand, encode, frameSamples, Receiver, sampleRate } from "./kosc/index.js";
+import {
+    bands, channels, defaultBand, encodeTogether, frameSamples, Receiver, sampleRate, wideBands,
+} from "./kosc/index.js";
 import { Resampler } from "./resampler.js";
+import { recordingCollector, taken, transferRequests } from "./transfer-thread.js";
 
 let tuned = defaultBand;
 let listening = null;
@@ -23,7 +26,7 @@ function tune({ band }) {
     if (listening !== null) {
         const start = listening.pushed / sampleRate;
         listening.receiver?.close();
-        const onFrame = (frame) => postMessage({ frame: { ...frame, time: start + frame.time } });
+        const onFrame = (frame) => postMessage({ frame: taken({ ...frame, time: start + frame.time }) });
         listening.receiver = new Receiver({ band, onFrame });
     }
 }
@@ -58,21 +61,24 @@ function decodeRecording({ id, tracks, rate, band }) {
         decodeChannel(receiver, channel, samples, rate,
             (part) => postMessage({ id, progress: (channel + part) / tracks.length })));
     receiver.close();
-    return frames.sort((a, b) => a.sample - b.sample);
+    const collector = recordingCollector();
+    return frames.sort((a, b) => a.sample - b.sample).map((frame) => taken(frame, collector));
 }
 
 const requests = {
-    bands: () => ({ bands, defaultBand }),
-    encode: ({ message, band }) => encode(message, { format: "float32", band }),
+    bands: () => ({ bands, wideBands, defaultBand }),
+    // One message, on all bands that are chosen.
+    encode: ({ message, band }) => encodeTogether(band.map(() => message), { format: "float32", band }),
     listen,
     tune,
     stop: stopListening,
     decodeRecording,
+    ...transferRequests,
 };
 
-onmessage = ({ data }) => {
+onmessage = async ({ data }) => {
     try {
-        postMessage({ id: data.id, answer: requests[data.request](data) });
+        postMessage({ id: data.id, answer: await requests[data.request](data) });
     } catch (error) {
         postMessage({ id: data.id, error: error.message });
     }

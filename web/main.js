@@ -2,70 +2,22 @@
 import { BandChoice, library } from "./band-choice.js";
 import { nameOf } from "./bands.js";
 import { openMicrophone } from "./capture.js";
+import { $, isBusy, say, withButton } from "./controls.js";
 import { ask, onFrame } from "./decoder.js";
 import { judge, measure } from "./device-check.js";
+import { Incoming } from "./incoming.js";
 import { addMessage, countFrames } from "./messages.js";
 import { Offline } from "./offline.js";
-import { play } from "./play.js";
 import { decodeFile } from "./recording.js";
+import { sendChoice, showLength } from "./sending.js";
 import { compareSettings } from "./settings.js";
 import { Waterfall } from "./waterfall.js";
 
-const RATE = 48000, MESSAGE_BYTES = 28, FRAME_SECONDS = 0.24;
-const $ = (id) => document.getElementById(id);
-
-const say = (id, text, kind = "") => {
-    $(id).textContent = text;
-    $(id).dataset.kind = kind;
-};
-
-// Runs what a button starts, with the button off meanwhile, and says what went wrong.
-async function withButton(button, statusId, action) {
-    button.setAttribute("aria-disabled", "true"); // stays in the order of focus
-    try {
-        await action();
-    } catch (error) {
-        say(statusId, error.message, "bad");
-    } finally {
-        button.removeAttribute("aria-disabled");
-    }
-}
-const isBusy = (button) => button.getAttribute("aria-disabled") === "true";
-
-// Sending
-
-const messageLength = () => new TextEncoder().encode($("message").value).length;
-
-function showLength() {
-    const length = messageLength();
-    say("length", `${length} of ${MESSAGE_BYTES} bytes`, length > MESSAGE_BYTES ? "bad" : "");
-    $("message").setAttribute("aria-invalid", length > MESSAGE_BYTES);
-}
-
-async function send() {
-    const message = $("message").value;
-    if (message === "") {
-        throw new Error("Type a message first.");
-    }
-    const [band] = await sendChoice.bands();
-    const samples = await ask("encode", { message, band });
-    say("send-status", "Sending …");
-    await play(samples, RATE);
-    say("send-status", `Sent “${message}”.`, "good");
-}
-
-const sendChoice = new BandChoice($("send-band"), ([{ use }]) => say("send-use", `${use[0].toUpperCase()}${use.slice(1)}.`));
-
-$("message").oninput = showLength;
-$("send").onsubmit = (event) => {
-    event.preventDefault();
-    if (!isBusy($("send-button"))) {
-        withButton($("send-button"), "send-status", send);
-    }
-};
+const FRAME_SECONDS = 0.24;
 
 // Listening
 
+const incoming = new Incoming($("transfers"));
 const waterfall = new Waterfall($("waterfall"), $("edges"));
 let microphone = null;
 let frames = [];
@@ -124,6 +76,16 @@ async function stopListening(reason = "") {
     say("listen-status", `${reason} Stopped: ${countFrames(frames)}.`.trim(), reason ? "bad" : "");
 }
 
+// With a key, plain messages are left out: they could be anybody's.
+function showMessage(list, transfers, frame, time) {
+    const { state, needed } = frame.transfer;
+    if (state === "plain") {
+        addMessage(list, frame, time);
+    } else if (needed > 0) {
+        transfers.take(frame, time);
+    }
+}
+
 onFrame((frame) => {
     if (microphone === null) {
         return;
@@ -134,7 +96,7 @@ onFrame((frame) => {
     if (frame.decoded) {
         const secondsAgo = microphone.context.currentTime - start;
         $("no-messages").hidden = true;
-        addMessage($("messages"), frame, new Date(Date.now() - 1000 * secondsAgo).toLocaleTimeString());
+        showMessage($("messages"), incoming, frame, new Date(Date.now() - 1000 * secondsAgo).toLocaleTimeString());
     }
     showListening();
 });
@@ -180,17 +142,20 @@ $("check-button").onclick = () => {
 // Recordings
 
 const fileChoice = new BandChoice($("file-band"));
+const foundTransfers = new Incoming($("found-transfers"));
 
 async function decodeRecording(file) {
     $("found").replaceChildren();
+    foundTransfers.clear();
     say("file-status", `Reading ${file.name} …`);
     const result = await decodeFile(file, fileChoice,
         (part) => say("file-status", `Decoding ${file.name}: ${Math.round(100 * part)} %`));
     for (const frame of result.frames.filter(({ decoded }) => decoded)) {
         const channel = result.tracks > 1 ? `, channel ${frame.channel + 1}` : "";
         const start = Math.round(1000 * frame.time) / 1000 + 0; // no minus before zero
-        addMessage($("found"), frame, `${start.toFixed(3)} s${channel}`);
+        showMessage($("found"), foundTransfers, frame, `${start.toFixed(3)} s${channel}`);
     }
+    foundTransfers.end();
     const good = result.frames.some(({ decoded }) => decoded);
     say("file-status", `${file.name}, ${result.seconds.toFixed(1)} s: ${countFrames(result.frames)}.`, good ? "good" : "");
 }
@@ -227,7 +192,8 @@ let updateReady = false;
 let wanted = false;
 
 // Nothing would be lost by loading the page again.
-const isUnused = () => microphone === null && $("message").value === "" && !document.querySelector(".messages li, [aria-disabled]");
+const isUnused = () => microphone === null && ["message", "send-file", "key"].every((id) => $(id).value === "") &&
+    !document.querySelector(".messages li, [aria-disabled]");
 
 function showUpdate(reason = "") {
     if (updateReady) {

@@ -4,7 +4,7 @@ import { nameOf } from "./bands.js";
 const hex = (data) => Array.from(data, (byte) => byte.toString(16).padStart(2, "0")).join(" ");
 const signed = (value) => new Intl.NumberFormat("en", { maximumFractionDigits: 0, signDisplay: "exceptZero" }).format(value);
 
-function element(name, className, text) {
+export function element(name, className, text) {
     const made = document.createElement(name);
     made.className = className;
     made.textContent = text;

@@ -12,6 +12,10 @@ if ! python3 -c 'import socket, sys; socket.create_server(("127.0.0.1", int(sys.
 fi
 echo "Building the page; the first time this takes a minute."
 mkdir -p build
+if [ ! -e web/node_modules/@noble/hashes ]; then
+    command -v npm > /dev/null || need_packages npm
+    npm ci --prefix web --omit=dev --no-audit --no-fund --silent # what seals transfers
+fi
 if ! { cmake --preset web && cmake --build --preset web --parallel "$(nproc)"; } > build/web.log 2>&1; then
     cat build/web.log >&2
     exit 2

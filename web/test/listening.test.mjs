@@ -1,6 +1,7 @@
 // The page's microphone in a real browser, held against the native tool.
 import assert from "node:assert/strict";
 import { test } from "node:test";
+import { hearItself } from "./air.mjs";
 import { status, withPage } from "./browser.mjs";
 import { kosc, makeNoise, nativeMessages, noisyRecording, resample, writeWav } from "./sounds.mjs";
 
@@ -40,31 +41,6 @@ for (const [rate, refuse] of [[FAKE_RATE, 0], [48000, FAKE_RATE]]) {
 test("a device that hears itself passes the check and hears its own message; a deaf one is told", { timeout: 120_000 }, async () => {
     const normal = makeNoise(5);
     const silence = writeWav("quiet.wav", Float32Array.from({ length: FAKE_RATE }, () => 20 * normal()), FAKE_RATE);
-    // Through the air with its noise, and a microphone that ends at `cutoff`.
-    const hearItself = (cutoff) => {
-        const context = new AudioContext({ sampleRate: 48000 });
-        const air = context.createMediaStreamDestination();
-        const { connect } = AudioNode.prototype;
-        const filters = cutoff ? Array.from({ length: 6 }, () => new BiquadFilterNode(context, { frequency: cutoff })) : [];
-        const inlet = filters.reduce((target, filter) => connect.call(filter, target) && filter, air);
-        const noise = new AudioBuffer({ length: 48000, sampleRate: 48000 });
-        noise.getChannelData(0).forEach((_, i, samples) => (samples[i] = 0.01 * (Math.random() - 0.5)));
-        const hiss = new AudioBufferSourceNode(context, { buffer: noise, loop: true });
-        connect.call(hiss, air);
-        hiss.start();
-        AudioNode.prototype.connect = function (target, ...rest) {
-            if (target === this.context.destination) {
-                const copy = this.context.createMediaStreamDestination();
-                connect.call(this, copy);
-                connect.call(context.createMediaStreamSource(copy.stream), inlet);
-            }
-            return connect.call(this, target, ...rest);
-        };
-        navigator.mediaDevices.getUserMedia = async () => {
-            await context.resume(); // a page may start sound once it was clicked
-            return air.stream.clone();
-        };
-    };
     const best = kosc.bands.at(-1);
     const cutBest = kosc.bands.findLast(({ highHz }) => highHz < 10000);
     for (const [prepare, cutoff, verdict] of [
