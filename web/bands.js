@@ -10,7 +10,7 @@ export const edges = ({ lowHz, highHz }) => `${kilohertz(lowHz).replace(" kHz", 
 
 export const nameOf = (band) => band.name || edges(band);
 
-export const describe = (band) => `${nameOf(band)}, ${edges(band)}`;
+export const describe = (band) => (band.name ? `${band.name}, ${edges(band)}` : edges(band));
 
 /** The highest frequency that is heard of sound that comes at `rate`. */
 export const endOf = (rate) => (rate < MODEM_RATE ? PASSED * rate : MODEM_RATE / 2);

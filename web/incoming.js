@@ -4,7 +4,7 @@ import { element } from "./messages.js";
 import { ofTransfer } from "./progress.js";
 
 const MOST_ITEMS = 100; // others may begin any number
-const LEAST_SECONDS = 0.5; // before a rate is told
+const FRAME_SECONDS = 0.24;
 
 export class Incoming {
     #list;
@@ -44,8 +44,8 @@ export class Incoming {
     #show(name, frame) {
         const { transfer } = frame;
         const entry = this.#items.get(name) ?? this.#begin(name, frame);
-        const seconds = frame.time - entry.time;
-        const rate = seconds >= LEAST_SECONDS ? (transfer.held - entry.held) / seconds : 0;
+        const seconds = frame.time + FRAME_SECONDS - entry.time;
+        const rate = seconds > 2 * FRAME_SECONDS ? (transfer.held - entry.before) / seconds : 0;
         entry.transfer = transfer;
         entry.bar.value = transfer.held;
         entry.figures.textContent = `${ofTransfer(transfer.held, transfer.needed, rate)}, ${nameOf(frame.band)}`;
@@ -63,7 +63,7 @@ export class Incoming {
         const figures = element("p", "figures", "");
         item.append(bar, figures);
         this.#append(item);
-        const entry = { item, bar, figures, time, held: transfer.held, transfer };
+        const entry = { item, bar, figures, time, before: transfer.held - 1, transfer };
         this.#items.set(name, entry);
         return entry;
     }

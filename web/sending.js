@@ -30,7 +30,7 @@ export async function showLength() {
 
 async function sendTransfer(content, name, band) {
     const rounds = Number($("send-rounds").value) || Infinity;
-    const { needed, total } = await ask("beginTransfer", { content, name, rounds, band });
+    const { needed, total } = await ask("beginTransfer", { content, name, rounds, band, sealed: $("key").value !== "" });
     player = new Player(RATE);
     const rate = band.length / FRAME_SECONDS;
     $("send-progress").max = total === Infinity ? needed : total;
@@ -101,7 +101,9 @@ $("send").onsubmit = (event) => {
 };
 $("stop-button").onclick = () => player?.close();
 
+$("key").value = ""; // where a browser kept it: the thread has none yet
 let keySet = Promise.resolve();
 $("key").onchange = () => {
-    keySet = withButton($("key"), "key-status", setKey);
+    keySet = setKey();
+    keySet.catch((error) => say("key-status", error.message, "bad")); // and nothing is sent: it would not be sealed
 };

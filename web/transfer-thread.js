@@ -20,7 +20,10 @@ async function setKey({ text }) {
     listening = new TransferCollector({ opener: secret.openers() });
 }
 
-function beginTransfer({ content, name, rounds, band }) {
+function beginTransfer({ content, name, rounds, band, sealed }) {
+    if (sealed !== (secret !== NO_KEY)) {
+        throw new Error("The key is not the one that is set; type it again.");
+    }
     const sender = new TransferSender(content, { name, seal: secret.seal });
     sound = sender.sound({ rounds, band, format: "float32" });
     return { needed: sender.needed, total: rounds * sender.round };

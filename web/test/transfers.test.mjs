@@ -20,6 +20,10 @@ test("a page that hears itself receives its own sealed file and text, on one ban
     await withPage({ prepare: hearItself, argument: 0 }, async (page) => {
         const send = page.getByRole("button", { name: "Send", exact: true });
         await page.getByText("Secrecy").click();
+        await page.getByRole("textbox", { name: "Message" }).fill("not to be sent in the clear");
+        await page.getByLabel("Key").fill("w".repeat(1025));
+        await send.click();
+        await status(page, "#send-status", "1 to 1024 bytes, not 1025");
         await page.getByLabel("Key").fill("six words that nobody else has");
         await page.getByLabel("Key").press("Tab");
         await status(page, "#key-status", "What is sent is sealed");

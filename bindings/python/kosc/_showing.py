@@ -12,7 +12,7 @@ from kosc.transfer import Collector, Event, Key, Payload
 
 NO_MESSAGE = 1
 CONTENT_BYTES = 20  # of a payload in a message
-LEAST_SECONDS = 1.0  # before a rate is told
+FRAME_SECONDS = kosc.FRAME_LENGTH / kosc.SAMPLE_RATE
 OBEYED = re.compile("[\x00-\x08\x0b-\x1f\x7f-\x9f\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]")  # by terminals; not tab and line end
 
 
@@ -39,12 +39,12 @@ class Progress:
         self._begun: dict[tuple[int, int], tuple[float, int]] = {}
 
     def tell(self, transfer: tuple[int, int], done: int, needed: int, now: float) -> None:
-        start, before = self._begun.setdefault(transfer, (now, done))
+        start, before = self._begun.setdefault(transfer, (now, done - 1))
         if self._stream is None:
             return
         line = f"{100 * done // needed} %"
-        if now - start >= LEAST_SECONDS and done > before:
-            rate = (done - before) / (now - start)
+        if now > start:
+            rate = (done - before) / (now + FRAME_SECONDS - start)
             left = round((needed - done) / rate)
             line += f", {rate * CONTENT_BYTES:.0f} bytes/s, {left // 60}:{left % 60:02} left"
         self._stream.write(f"\r{line}\x1b[K")
