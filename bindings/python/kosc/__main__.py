@@ -3,18 +3,21 @@
 from __future__ import annotations
 
 import argparse
+import itertools
 import signal
 import sys
 import wave
 from typing import Any, Callable, Iterable, Iterator, Union
 
 import kosc
+from kosc._bands import bands_apart
 from kosc._showing import Display, add_key_options, key_of
 from kosc.sealing import WINDOW
 from kosc.transfer import Sender, encode_together
 
 WRONG_USE = 2
 SAMPLE_BYTES = 2
+MOST_GAP = 60000  # milliseconds
 SILENCE = kosc.SAMPLE_RATE // 10  # samples on both sides of a frame
 BLOCK = 4096
 
@@ -30,6 +33,8 @@ def parser() -> argparse.ArgumentParser:
     content.add_argument("--file", metavar="FILE", help="sends the file with its name")
     encode.add_argument("--rounds", type=int, default=1, metavar="N", help="of what goes out as several messages: one "
                         "bears the loss of every fifth, two of every second; 1 unless given")
+    encode.add_argument("--gap", type=int, default=0, metavar="MS", help="milliseconds of silence between those; 0 unless "
+                        "given, 200 for calls")
     encode.add_argument("--band", type=several, default=kosc.DEFAULT_BAND, metavar="NAME|HZ", help="as bands lists them, "
                         f"or where it begins in Hz; {kosc.DEFAULT_BAND} unless given; for several messages also several "
                         "with commas between, or wide, six side by side")
@@ -56,11 +61,12 @@ def several(text: str) -> Union[str, list[str]]:
 
 
 def encode(arguments: argparse.Namespace) -> int:
-    sound = encoded(arguments)
+    sound = iter(encoded(arguments))
+    first = next(sound)  # what is refused leaves no file
     with open(arguments.output, "wb") as output, wave.open(output, "wb") as file:
         file.setparams((1, SAMPLE_BYTES, kosc.SAMPLE_RATE, 0, "NONE", "not compressed"))
         file.writeframes(bytes(SILENCE * SAMPLE_BYTES))
-        for block in sound:
+        for block in itertools.chain([first], sound):
             file.writeframes(block.astype("<i2").tobytes())
         file.writeframes(bytes(SILENCE * SAMPLE_BYTES))
     return 0
@@ -71,12 +77,16 @@ def encoded(arguments: argparse.Namespace) -> Iterable[Any]:
     key, band = key_of(arguments), arguments.band
     if arguments.rounds < 1:
         raise ValueError(f"there are 1 or more rounds, not {arguments.rounds}")
+    if not 0 <= arguments.gap <= MOST_GAP:
+        raise ValueError(f"a gap has 0 to {MOST_GAP} milliseconds, not {arguments.gap}")
+    how = {"rounds": arguments.rounds, "band": band, "gap": arguments.gap / 1000}
     if arguments.file is not None:
-        return Sender.from_file(arguments.file, key).sound(arguments.rounds, band=band)
+        return Sender.from_file(arguments.file, key).sound(**how)
     text = sys.stdin.read().rstrip("\r\n") if arguments.text == "-" else arguments.text
     if key is None and len(text.encode()) <= kosc.MESSAGE_LENGTH:
-        return [encode_together([text], band)]
-    return Sender(text, key=key).sound(arguments.rounds, band=band)
+        bands = bands_apart(band)
+        return [encode_together([text] * len(bands), bands)]
+    return Sender(text, key=key).sound(**how)
 
 
 def decode(arguments: argparse.Namespace) -> int:

@@ -12,6 +12,7 @@ from kosc.transfer import Collector, Event, Key, Payload
 
 NO_MESSAGE = 1
 CONTENT_BYTES = 20  # of a payload in a message
+INDENTED = "\n    "  # so that no line of a text looks like a message
 FRAME_SECONDS = kosc.FRAME_LENGTH / kosc.SAMPLE_RATE
 OBEYED = re.compile("[\x00-\x08\x0b-\x1f\x7f-\x9f\u061c\u200e\u200f\u202a-\u202e\u2066-\u2069]")  # by terminals; not tab and line end
 
@@ -108,7 +109,7 @@ class Display:
 
     def _told(self, payload: Payload) -> str:
         if payload.text is not None:
-            return OBEYED.sub("\ufffd", payload.text)
+            return OBEYED.sub("\ufffd", payload.text).replace("\n", INDENTED)
         name = OBEYED.sub("\ufffd", payload.name).replace("\n", "\ufffd") or "without a name"
         place = "not saved: --save FOLDER does that" if self._folder is None else (
             f"saved as {payload.save(self._folder, self._overwrite)}")

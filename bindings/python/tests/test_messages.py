@@ -177,6 +177,8 @@ def test_the_commands_write_and_read_files_and_streams(tmp_path):
     assert run("encode", "a\nb", "-o", "two.wav", "--band", "6000") == (0, "")
     assert run("decode", "two.wav", "--band", "9000,6000")[1].endswith(f"000  [{kosc.find_band(6000)}]\n")
     assert [line.split()[0] for line in run("bands")[1].splitlines()] == [band.name for band in kosc.BANDS]
+    assert run("encode", "both", "-o", "both.wav", "--band", "voice,6000") == (0, "")
+    assert [run("decode", "both.wav", "--band", band)[1][:20] for band in ("voice", "6000")] == 2 * ["0.100 s  ch 1  both "]
     assert run("encode", "a\nb", "-o", "two.wav") == (0, "")
     assert run("decode", "one.wav") == (0, "0.100 s  ch 1  Grüße\n")
     code, text = run("decode", "one.wav", "none.wav", "two.wav")
@@ -186,6 +188,7 @@ def test_the_commands_write_and_read_files_and_streams(tmp_path):
     assert run("listen", "-", stdin=raw[4:]) == (0, "0.000 s  ch 1  both\n0.000 s  ch 2  both\n")
     assert run("listen", "-", "--channels", "1", stdin=bytes(4000)) == (1, "")
     for words, reason in (("decode nowhere.wav", "nowhere.wav"), ("encode x --rounds 0 -o x.wav", "1 or more rounds"),
-                          ("encode x -o /none/x.wav", "/none/x.wav"), ("listen - --band x", "no band is called x"), ("listen - --channels 0", "1 to")):
+                          ("encode x -o /none/x.wav", "/none/x.wav"), ("encode x -o x.wav --band all", "overlap"), ("listen - --band x", "no band is called x"), ("listen - --channels 0", "1 to")):
         code, text = run(*words.split())
         assert code == 2 and text.startswith("kosc: ") and reason in text and text.count("\n") == 1
+    assert not (tmp_path / "x.wav").exists()

@@ -133,13 +133,13 @@ def test_the_commands_carry_files_and_long_texts_sealed_or_not(tmp_path):
         return done.returncode, done.stdout.decode(), done.stderr.decode()
 
     text = "A text \x1b that is longer than one message.\n\tAnd has two lines."
-    shown = text.replace("\x1b", "\ufffd")
+    shown = text.replace("\x1b", "\ufffd").replace("\n", "\n    ")
     (tmp_path / "in.bin").write_bytes(bytes(100))
     (tmp_path / "key").write_text(KEY.hex() + "\n")
     (tmp_path / "phrase").write_text("some words\r\n")
     assert run("encode", text, "-o", "text.wav", "--band", "wide", "--rounds", "2") == (0, "", "")
     assert run("decode", "text.wav", "--band", "wide") == (0, f"0.100 s  ch 1  {shown}  [{kosc.WIDE_BANDS[3]}]\n", "")
-    assert run("encode", "--file", "in.bin", "-o", "file.wav") == (0, "", "")
+    assert run("encode", "--file", "in.bin", "-o", "file.wav", "--gap", "10") == (0, "", "")
     assert run("decode", "file.wav")[1].endswith("file in.bin, 100 bytes, not saved: --save FOLDER does that\n")
     code, shown, _ = run("decode", "file.wav", "--save", ".")
     assert code == 0 and shown.endswith("saved as in-2.bin\n") and (tmp_path / "in-2.bin").read_bytes() == bytes(100)
