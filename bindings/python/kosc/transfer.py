@@ -79,14 +79,28 @@ class Payload:
         Where there is such a file, and it is not to be overwritten, a number is added to the name.
         """
         name = safe_name(self.name)
+        if overwrite:
+            path, part = Path(folder) / name, Path(folder) / f".kosc-{os.urandom(8).hex()}"
+            _write_new(part, self.data)
+            os.replace(part, path)  # a link there is not followed, and a full disk spoils nothing
+            return path
         for number in range(1, MOST_NUMBERS):
             path = Path(folder) / numbered(name, number)
-            if overwrite:
-                path.unlink(missing_ok=True)  # a link there is not followed
-            with contextlib.suppress(FileExistsError), open(path, "xb") as file:
-                file.write(self.data)
+            with contextlib.suppress(FileExistsError):
+                _write_new(path, self.data)
                 return path
         raise FileExistsError(errno.EEXIST, "there are too many files of this name", str(path))
+
+
+def _write_new(path: Path, data: bytes) -> None:
+    """A file that was not there, whole or not at all."""
+    with open(path, "xb") as file:
+        try:
+            file.write(data)
+            file.flush()
+        except OSError:
+            path.unlink()
+            raise
 
 
 def _packed(content: Union[str, bytes], name: Optional[str]) -> tuple[int, bytes]:
