@@ -75,7 +75,7 @@ def low_passed(sound, cutoff):
 
 def at_speed(sound, factor):
     """Played so many times as fast, with all frequencies of the result."""
-    size = 1 << 17
+    size = 1 << len(sound).bit_length()
     padded = np.concatenate([sound, np.zeros(size - len(sound))])
     length = int(round(size / factor / 2) * 2)
     return np.fft.irfft(np.fft.rfft(padded)[:length // 2 + 1], length)[:int(len(sound) / factor)] * length / size
