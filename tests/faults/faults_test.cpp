@@ -207,8 +207,7 @@ int init_context(context* c)
 // Another code, another spreading, and symbols that are too wide and too long for the fast ways.
 void make_unusual(soundcomm_cfg_t& cfg)
 {
-    cfg.channel_code_cfg.type = KOSC_CODE_LINEAR;
-    cfg.channel_code_cfg.paras.linear = {8, 2};
+    use_block_code(cfg);
     cfg.ofdm_cfg = {2048, 256, 600, 256, KOSC_PAPR_DFT_SPREAD};
 }
 
@@ -312,25 +311,5 @@ TEST_P(ShortOfMemory, FailsAsDocumentedLosesNothingAndRecovers)
 
 INSTANTIATE_TEST_SUITE_P(Calls, ShortOfMemory, testing::Range<size_t>(0, std::size(ROWS)),
                          [](const auto& at) { return ROWS[at.param].call + ("_" + std::to_string(at.index)); });
-
-// The array of angles in radians is scratch: only the pattern and its two arrays have a message.
-TEST(PhasePattern, FailsWithAMessageOnceForEachOfItsThreeAllocations)
-{
-    for (const int papr : {KOSC_PAPR_SHORT_PATTERN, KOSC_PAPR_LONG_PATTERN}) {
-        const log_capture log{KOSC_LEVEL_ERROR};
-        soundcomm_cfg_t cfg = *soundcomm_default_cfg();
-        cfg.ofdm_cfg.papr = papr;
-        blocks.all_later = false;
-        blocks.failing = 0;
-        do {
-            ++blocks.failing;
-            blocks.failed = 0;
-            short_of_memory([&] { return context_ptr{soundcomm_init(&cfg, &cfg)}; });
-        } while (blocks.failed != 0);
-        const text_list lines = logged();
-        const auto is_text = [](const auto& line) { return line.find("PAPR reduction context") != line.npos; };
-        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_text), 2 * 3) << papr << ": two directions";
-    }
-}
 
 } // namespace

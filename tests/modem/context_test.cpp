@@ -8,16 +8,10 @@ namespace {
 
 using cfg_t = soundcomm_cfg_t;
 
-void make_linear(cfg_t& cfg, uint32_t n, uint32_t k)
-{
-    cfg.channel_code_cfg.type = KOSC_CODE_LINEAR;
-    cfg.channel_code_cfg.paras.linear = {n, k};
-}
-
 // Block code, and one data symbol of `subcarriers` values.
 void make_wide(cfg_t& cfg, uint32_t msg_byte_len, uint32_t subcarriers)
 {
-    make_linear(cfg, 8, 2);
+    use_block_code(cfg);
     cfg.msg_byte_len = msg_byte_len;
     cfg.ofdm_cfg.symbol_len = 2048;
     cfg.ofdm_cfg.sc_num = subcarriers;
@@ -42,7 +36,7 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
              c.channel_code_cfg.paras.conv = {1, ONES, 3};
          },
          {"Fail to init punch code."}},
-        {[](cfg_t& c) { make_linear(c, 6, 2); }, {"Unsupported linear code paras n,k=6,2"}},
+        {[](cfg_t& c) { use_block_code(c, 6, 2); }, {"Unsupported linear code paras n,k=6,2"}},
         {[](cfg_t& c) { c.ofdm_cfg.sc_start_idx = 448; },
          {"pilot map subcarries faild.", "init sync pilot failed.", "Init pilot failed"}},
         {[](cfg_t& c) { c.ofdm_cfg.symbol_len = 1000; },
@@ -67,7 +61,7 @@ TEST(Context, ReportsTheFirstOfItsFailingChecks)
 TEST(Context, ChecksThatNothingDividedByOrAllocatedIsZero)
 {
     cfg_t conv = *soundcomm_default_cfg(), linear = conv;
-    make_linear(linear, 8, 2);
+    use_block_code(linear);
     conv.crc_cfg.bits = conv.crc_cfg.put_crc = conv.ofdm_cfg.sc_start_idx = conv.fade_cfg.len = 0; // may be
     EXPECT_TRUE(cfg_zero_length_check(conv) && cfg_zero_length_check(linear));
     for (uint32_t* const field :
@@ -88,7 +82,7 @@ TEST(Context, DumpsItsRecordsAtDebug)
     make_context();
     expect_logged({"DEBUG CRC config: 16 bits, group=2, put crc AT_LAST"});
     make_context([](cfg_t& c) {
-        make_linear(c, 8, 2);
+        use_block_code(c);
         c.crc_cfg.put_crc = 0;
         c.mod_cfg.type = c.pilot_cfg.pilot_type = 1;
     });

@@ -1,7 +1,9 @@
 #include "kosc/receiver.h"
 
 #include <array>
+#include <cmath>
 
+#include "channels.h"
 #include "support/modem.h"
 
 namespace {
@@ -39,13 +41,6 @@ struct receiver {
     result_set_t results{};
 };
 
-void set_linear(soundcomm_cfg_t& cfg, int32_t papr)
-{
-    cfg.channel_code_cfg = {KOSC_CODE_LINEAR, {}};
-    cfg.channel_code_cfg.paras.linear = {8, 2};
-    cfg.ofdm_cfg.papr = papr;
-}
-
 void set_code(soundcomm_cfg_t& cfg, uint32_t constraint, const uint32_t* polynomials, uint32_t count)
 {
     cfg.channel_code_cfg.paras.conv = {constraint, polynomials, count};
@@ -67,9 +62,9 @@ TEST(Receiver, HearsEveryConfigurationAtAnyCorrelationStep)
         [](auto& c) { set_code(c, 3, SHORT_CODE, 3), c.ofdm_cfg.papr = KOSC_PAPR_NONE; },
         [](auto& c) { set_code(c, 9, LONG_CODE, 3), c.ofdm_cfg.papr = KOSC_PAPR_SHORT_PATTERN; },
         [](auto& c) { set_code(c, 7, HALF_RATE_CODE, 2), c.ofdm_cfg.papr = KOSC_PAPR_DFT_SPREAD; },
-        [](auto& c) { set_linear(c, KOSC_PAPR_NONE); },
-        [](auto& c) { set_linear(c, KOSC_PAPR_DFT_SPREAD); },
-        [](auto& c) { set_linear(c, KOSC_PAPR_LONG_PATTERN); },
+        [](auto& c) { use_block_code(c), c.ofdm_cfg.papr = KOSC_PAPR_NONE; },
+        [](auto& c) { use_block_code(c), c.ofdm_cfg.papr = KOSC_PAPR_DFT_SPREAD; },
+        [](auto& c) { use_block_code(c), c.ofdm_cfg.papr = KOSC_PAPR_LONG_PATTERN; },
         [](auto& c) { c.crc_cfg.group = 1, c.msg_byte_len = 30, c.interleaver_cfg.stride = 48; },
         [](auto& c) { c.crc_cfg.group = 4, c.msg_byte_len = 24, c.fade_cfg.enable = 0; },
         [](auto& c) { c.crc_cfg.bits = 8, c.ofdm_cfg.sc_num = 60, c.fade_cfg.enable = 2; },
@@ -77,10 +72,15 @@ TEST(Receiver, HearsEveryConfigurationAtAnyCorrelationStep)
         [](auto& c) { set_ofdm(c, 512, 128, 192, 32, KOSC_PAPR_LONG_PATTERN); },
         [](auto& c) { set_ofdm(c, 2048, 300, 700, 128, KOSC_PAPR_DFT_SPREAD); },
         [](auto& c) { set_ofdm(c, 1024, 256, 300, 192, KOSC_PAPR_NONE), c.pilot_cfg.data_pilot_rate = 4; },
+        [](auto& c) { set_ofdm(c, 1024, 168, 40, 64, KOSC_PAPR_LONG_PATTERN); }, // low: loud sounds are not taken out
+        [](auto& c) { set_ofdm(c, 1024, 1020, 300, 192, KOSC_PAPR_LONG_PATTERN); }, // one pilot
+        [](auto& c) { c.pilot_cfg.data_pilot_rate = 1, c.fade_cfg = {}; },
     };
     const log_capture log;
     for (const edit& change : cases) {
-        for (const uint32_t step : {1U, 5U}) {
+        // The last two only with the second look: their pilots are found at their prefixes, or among each other.
+        const count_list steps = &change < std::end(cases) - 2 ? count_list{1, 5} : count_list{};
+        for (const uint32_t step : steps) {
             SCOPED_TRACE(testing::Message() << "configuration " << &change - cases << ", step " << step);
             receiver r{make_context(change), {0.4, 20, step}};
             const pcm frame = r.frame("found");
@@ -91,6 +91,21 @@ TEST(Receiver, HearsEveryConfigurationAtAnyCorrelationStep)
             EXPECT_EQ(r.stored(r.results.correct), text_list{"found"});
             EXPECT_EQ(logged_offsets(), text_list{"DEBUG Global offset: " + std::to_string(around - cut)});
             EXPECT_EQ(logged("INFO][Adjacent peak_offset ").empty(), step == 1);
+        }
+        // The second look, through an echo that makes subcarriers fade: gains from 0.1 to 1.9.
+        const context_ptr ctx = make_context(change);
+        const bool convolutional = ctx->rx_paras->cfg.channel_code_cfg.type == KOSC_CODE_CONV;
+        ASSERT_EQ(soundcomm_config_second_look(ctx.get(), KOSC_SECOND_LOOK_ON), convolutional);
+        if (convolutional) {
+            byte_list msg = message("any shape", ctx->rx_paras->cfg.msg_byte_len), found(msg.size());
+            const double_list sound = kosc_link::apply_taps(encode(ctx.get(), msg), {{0, 1.0}, {40, 0.9}});
+            frame_quality_t quality{};
+            EXPECT_EQ(soundcomm_decode_second_look(ctx.get(), sound.data(), static_cast<uint32_t>(sound.size()),
+                                                   found.data(), static_cast<uint32_t>(found.size()), &quality),
+                      1U);
+            EXPECT_EQ(found, msg);
+            EXPECT_NEAR(quality.drift_ppm, 0.0, 30.0);
+            EXPECT_TRUE(std::isfinite(quality.snr_db) && std::isfinite(quality.evm) && quality.coherence <= 1.0);
         }
     }
 }

@@ -96,6 +96,12 @@ inline context_ptr make_context(const edit& change = [](soundcomm_cfg_t&) {})
     return context_ptr{soundcomm_init(&cfg, &cfg)};
 }
 
+inline void use_block_code(soundcomm_cfg_t& cfg, uint32_t n = 8, uint32_t k = 2)
+{
+    cfg.channel_code_cfg.type = KOSC_CODE_LINEAR;
+    cfg.channel_code_cfg.paras.linear = {n, k};
+}
+
 inline double_list encode(const soundcomm_context_t* ctx, const byte_list& msg)
 {
     const uint32_t len = ctx->tx_paras->frame.frame_length;

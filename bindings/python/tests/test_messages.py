@@ -1,7 +1,6 @@
 """Messages into sound and back, through encode(), Receiver and listen()."""
 
 import io
-import itertools
 import json
 import math
 import subprocess
@@ -18,7 +17,6 @@ import kosc
 from kosc.resample import resampled
 
 VECTORS = Path(__file__).parents[3] / "tests" / "vectors"
-RECORDINGS = json.loads((VECTORS / "recordings.json").read_text())
 
 
 def recording(channels, *sounds, length=48000, noise=0, band=kosc.DEFAULT_BAND):
@@ -36,23 +34,6 @@ def hear(blocks, **options):
 
 def places(messages):
     return [(round(m.time * kosc.SAMPLE_RATE), m.channel, m.text) for m in messages]
-
-
-@pytest.mark.parametrize("name", ["frame_count", "frame_random1"])
-def test_encodes_the_known_frames(name):
-    message = bytes.fromhex(json.loads((VECTORS / f"{name}.json").read_text())["message"])
-    assert kosc.encode(message).tobytes() == (VECTORS / f"{name}.s16").read_bytes()
-
-
-@pytest.mark.parametrize("name", [name for name in RECORDINGS if name != "cycle"])
-def test_hears_the_known_recordings_however_they_are_cut(name):
-    sound = np.fromfile(VECTORS / RECORDINGS[name]["file"], "<i2")
-    for cutting, expected in RECORDINGS[name]["results"].items():
-        sizes = {"whole": [sound.size], "cycle": RECORDINGS["cycle"]}.get(cutting) or [int(cutting)]
-        ends = np.cumsum(list(itertools.islice(itertools.cycle(sizes), sound.size // min(sizes) + 1)))
-        with kosc.Receiver(channels=1, second_look=False) as receiver:
-            heard = [m for block in np.split(sound, ends[ends < sound.size]) for m in receiver.push(block)]
-        assert [m.data.hex() for m in heard] == expected["messages"], cutting
 
 
 @given(st.binary(max_size=28), st.integers(1, 4), st.data())
@@ -74,7 +55,8 @@ def test_the_second_look_hears_deeper_and_measures():
     assert places(deep) == sorted(places(deep))
     assert {m.text for m in deep if m.second_look_needed} == {m.text for m in deep} - {m.text for m in plain}
     assert all((m.failed_crcs != 0) == m.second_look_needed for m in deep)
-    assert all(0.4 < m.correlation < 0.99 and 0 < m.coherence <= 1 and m.evm > 0.1 for m in deep)
+    assert all(0.4 < m.correlation < 0.99 and 0 < m.coherence <= 1 and 0.1 < m.evm < 2 and abs(m.drift_ppm) < 100
+               for m in deep)
     assert all(math.isnan(figure) for m in plain for figure in (m.snr_db, m.drift_ppm, m.coherence, m.evm))
     # The band is 3 of 24 kHz wide and gets an eighth of the noise.
     expected = 10 * math.log10(np.mean((0.1 * kosc.encode(b"0").astype(float)) ** 2) / (1250**2 / 8))
@@ -89,15 +71,6 @@ def test_all_bands_carry_their_messages_at_the_same_moment_and_each_says_which_i
         heard = hear([sound], channels=1, band=choice)
         assert [(m.text, m.band, m.time) for m in heard] == [(str(band), band, 9000 / 48000) for band in bands], choice
     assert [m.band for m in kosc.listen(sound, channels=1)] == [kosc.DEFAULT_BAND]
-
-
-def test_measures_the_drift_of_a_fast_sender():
-    frame = kosc.encode(b"fast").astype(float)
-    spectrum = np.fft.rfft(np.pad(frame, (4000, 50000 - 4000 - frame.size)))
-    sound = np.fft.irfft(spectrum, 49950) * 49950 / 50000  # 50 samples fewer of 50000: 1001 ppm
-    heard = hear([sound.astype(np.int16)], channels=1)
-    assert [m.text for m in heard] == ["fast"]
-    assert heard[0].drift_ppm == pytest.approx(1001, abs=15)
 
 
 def test_listens_to_files_streams_and_blocks(tmp_path):
