@@ -1,19 +1,18 @@
 // Plays sounds that hold no message to a default receiver and to one with the second look on. Prints what they took for
 // a frame, and fails when a message comes out. With --one just the latter listens: it decodes at first as the default
 // one does, so it delivers whatever that would. Both listen in one band.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <utility>
 
-#include "kosc/kosc.hpp"
+#include "listener.h"
 #include "noises.h"
 #include "non_signals.h"
 
 namespace {
 
 constexpr size_t SEGMENT = size_t{1} << 17; // 2.7 seconds
-constexpr uint32_t BLOCK = 4096;
 constexpr double MUSIC_SECONDS = 60;
 constexpr double SEGMENTS_AN_HOUR = 3600.0 * 48000 / SEGMENT;
 
@@ -21,46 +20,23 @@ struct counts {
     uint64_t candidates, rejects, attempts, messages;
 };
 
-class listener {
-public:
-    listener(uint32_t second_look, const soundcomm_cfg_t& cfg) : ctx_{kosc::make_receiving_context(second_look, cfg)}
-    {
-        soundcomm_set_frame_callback(ctx_.get(), note, &seen_);
-    }
-    const soundcomm_paras_t* modem() const { return ctx_->tx_paras; }
-    void hear(const std::vector<int16_t>& sound)
-    {
-        for (size_t at = 0; at < sound.size(); at += BLOCK) {
-            result_set_t results{};
-            if (soundcomm_receive(ctx_.get(), &sound[at], BLOCK, &results) != 0) {
-                std::puts("the receiver failed");
-                std::exit(EXIT_FAILURE);
-            }
-            seen_.messages += results.correct.count;
+// Of what a listener has heard since the last call.
+counts take(listener* heard)
+{
+    counts sum{};
+    for (const noted_frame& frame : heard->take()) {
+        sum.candidates += 1;
+        sum.rejects += frame.decoded ? 0 : 1;
+        sum.attempts += frame.attempts;
+        sum.messages += frame.decoded ? 1 : 0;
+        if (frame.decoded) {
+            std::printf("a message at sample %llu:", static_cast<unsigned long long>(frame.sample));
+            std::for_each(frame.message.begin(), frame.message.end(), [](uint8_t byte) { std::printf(" %02x", byte); });
+            std::printf(" (%s)\n", frame.needed ? "second look" : "at once");
         }
     }
-    // What was seen since the last call.
-    counts take() { return std::exchange(seen_, counts{}); }
-
-private:
-    static void note(const frame_report_t* report, void* user)
-    {
-        counts& seen = *static_cast<counts*>(user);
-        ++seen.candidates;
-        seen.rejects += report->verdict == 0 ? 1 : 0;
-        seen.attempts += report->quality.attempts;
-        if (report->verdict == 1) {
-            std::printf("a message at sample %llu:", static_cast<unsigned long long>(report->sample));
-            for (uint32_t i = 0; i < report->msg_len; ++i) {
-                std::printf(" %02x", report->msg[i]);
-            }
-            std::printf(" (%s)\n", report->quality.needed ? "second look" : "at once");
-        }
-    }
-
-    kosc::context_ptr ctx_;
-    counts seen_{};
-};
+    return sum;
+}
 
 void print(const char* name, double hours, const counts& plain, const counts& deep)
 {
@@ -90,16 +66,12 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
-    ko_soundcommu_band_t where;
-    soundcomm_cfg_t cfg;
-    if (ko_soundcommu_find_band(argv[1], &where) != 0 || !soundcomm_cfg_for_band(where.first_subcarrier, &cfg)) {
-        return EXIT_FAILURE;
-    }
+    const soundcomm_cfg_t cfg = configuration_of(argv[1]);
     const double hours = std::atof(argv[2]);
     const uint64_t seed = std::strtoull(argv[3], nullptr, 10);
     listener plain{KOSC_SECOND_LOOK_OFF, cfg};
     listener deep{KOSC_SECOND_LOOK_ON, cfg};
-    sound_source source{kosc_link::random_source{0}, plain.modem(), {}};
+    sound_source source{kosc_link::random_source{0}, plain.context()->tx_paras, {}};
     source.random = kosc_link::random_source{seed};
     source.music = kosc_link::make_music(MUSIC_SECONDS, &source.random);
     for (int i = 4; i < argc; ++i) {
@@ -125,12 +97,12 @@ int main(int argc, char** argv)
             kind.fill(&sound, &source);
             const std::vector<int16_t> pcm = to_samples(sound);
             if (!one) {
-                plain.hear(pcm);
+                plain.hear(pcm.data(), pcm.size());
             }
-            deep.hear(pcm);
+            deep.hear(pcm.data(), pcm.size());
         }
-        const counts found = plain.take();
-        const counts found_deep = deep.take();
+        const counts found = take(&plain);
+        const counts found_deep = take(&deep);
         print(kind.name, segments / SEGMENTS_AN_HOUR, found, found_deep);
         add(&plain_sum, found);
         add(&deep_sum, found_deep);

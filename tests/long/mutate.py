@@ -2,9 +2,9 @@
 """Breaks src/ in small ways, one at a time, and counts how many of them the tests notice.
 
 A mutant is one comparison, constant or operator of one line, changed; lines are drawn with a seed. Each mutant is
-built into a copy of the tree, where only its file is compiled anew, and tested until the first failure; with --sanitize
-what survives is tested once more under AddressSanitizer. The working tree is not touched. Results are appended to
-mutants.jsonl in the build directory, where a second run goes on; --again tries the survivors anew.
+built in a copy of the tree, and tested until the first failure; with --sanitize what survives is tested once more under
+AddressSanitizer. The working tree is not touched. Results are appended to mutants.jsonl in the build directory, where a
+second run goes on; --again tries the survivors anew.
 """
 
 import argparse
@@ -14,7 +14,6 @@ import os
 import random
 import re
 import resource
-import shlex
 import shutil
 import subprocess
 import sys
@@ -112,20 +111,16 @@ def succeeds(command, is_sanitized=False, **options):
 
 
 class Tree:
-    """A copy of what git would commit."""
+    """A copy of what git would commit; what did not change keeps its time."""
 
     def __init__(self, folder):
         self.folder = folder
         files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True, text=True,
                                capture_output=True).stdout.split()
-        for name in files:
-            if not (ROOT / name).exists():
-                continue
-            target = folder / name
-            target.parent.mkdir(parents=True, exist_ok=True)
-            if not target.exists() or target.read_bytes() != (ROOT / name).read_bytes():
-                shutil.copy2(ROOT / name, target)
-                target.touch()
+        for source, target in ((ROOT / name, folder / name) for name in files):
+            if source.exists() and not (target.exists() and target.read_bytes() == source.read_bytes()):
+                target.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, target)
 
     def put(self, mutant):
         """Writes a mutant into its file and returns the content of before."""
@@ -138,83 +133,42 @@ class Tree:
 
 
 class Build:
-    """The tests, built once; single objects of the library are replaced."""
+    """The tests; make builds anew what a mutant is part of."""
 
     def __init__(self, tree, out, sanitizer, jobs):
-        self.tree, self.out, self.sanitizer = tree.folder, out, sanitizer
+        self.tree, self.out, self.sanitizer, self.jobs = tree.folder, out, sanitizer, jobs
         subprocess.run(["cmake", "-G", "Unix Makefiles", "-S", self.tree, "-B", self.out, "-DCMAKE_BUILD_TYPE=None",
                         "-DCMAKE_CXX_FLAGS=-O1 -w", "-DCMAKE_C_FLAGS=-O1", "-DKOSC_BUILD_TOOLS=OFF",
-                        f"-DKOSC_SANITIZE={sanitizer}", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"],
+                        "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", f"-DKOSC_SANITIZE={sanitizer}"],
                        check=True, stdout=subprocess.DEVNULL)
-        subprocess.run(["cmake", "--build", self.out, "--parallel", str(jobs)], check=True, stdout=subprocess.DEVNULL)
-        commands = json.loads((self.out / "compile_commands.json").read_text())
-        self.objects = {}
-        for command in commands:
-            words = shlex.split(command["command"])
-            output = words[words.index("-o") + 1]
-            if "kosc_objects.dir" in output or "kosc_wide_objects.dir" in output:
-                self.objects[output] = {**command, "words": words}
+        if not self.make():
+            sys.exit("the tests do not build")
+        self.code = self.library().read_bytes()
 
-    def sources_of(self, path):
-        """Objects of the library that are made from the file, or include it."""
-        wanted = str(self.tree / path)
-        found = {}
-        for name, command in self.objects.items():
-            output = Path(command["directory"]) / name
-            depends = output.with_name(output.name + ".d")
-            if command["file"] == wanted or wanted in depends.read_text().split():
-                found[output] = command
-        return found
+    def make(self):
+        return subprocess.run(["cmake", "--build", self.out, "--parallel", str(self.jobs), "--target", "kosc_tests",
+                               "kosc_internal_tests", "kosc_fault_tests"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
 
-    def link(self):
-        for name in ("src/CMakeFiles/kosc.dir", "src/CMakeFiles/kosc_static.dir", "bench/CMakeFiles/kosc_plain.dir",
-                     "tests/CMakeFiles/kosc_internal_tests.dir", "tests/faults/CMakeFiles/kosc_fault_tests.dir"):
-            command = self.out / name / "link.txt"
-            if command.exists():
-                if name.endswith("static.dir"):
-                    (self.out / "src/libkosc.a").unlink(missing_ok=True)  # or the archive would keep what it has
-                subprocess.run(command.read_text(), shell=True, check=True, cwd=self.out / name.split("/CMakeFiles")[0])
-
-    def plain_object(self, output):
-        """The same object in the plain form of the library, which has its own of some files."""
-        library = self.out / "src/CMakeFiles/kosc_objects.dir"
-        if not output.is_relative_to(library):
-            return None  # for wider registers, which the plain form does without
-        other = self.out / "bench/CMakeFiles/kosc_plain.dir/__/src" / output.relative_to(library)
-        return other if other.exists() else None
+    def library(self):
+        return self.out / "src/libkosc.so"
 
     def tests(self):
         kosc_tests = self.out / "tests/kosc_tests"
         yield [kosc_tests, "--gtest_fail_fast", "--gtest_filter=-" + SLOW]
         for name in ("tests/kosc_internal_tests", "tests/faults/kosc_fault_tests"):
-            if (self.out / name).exists():
-                yield [self.out / name, "--gtest_fail_fast"]
+            yield [self.out / name, "--gtest_fail_fast"]
         yield [kosc_tests, "--gtest_fail_fast", "--gtest_filter=" + SLOW]
         if not self.sanitizer:
-            yield [sys.executable, "-B", self.tree / "tests/vectors/run_vectors.py", self.out / "src/libkosc.so"]
+            yield [sys.executable, "-B", self.tree / "tests/vectors/run_vectors.py", self.library()]
 
-    def verdict(self, mutant):
+    def verdict(self):
         """What becomes of the mutant that is in the tree now."""
-        kept = {}
-        try:
-            same = True
-            for output, command in self.sources_of(mutant["file"]).items():
-                kept[output] = output.read_bytes()
-                if not succeeds(command["words"], cwd=command["directory"]):
-                    return "does not compile"
-                same = same and output.read_bytes() == kept[output]
-                other = self.plain_object(output)
-                if other:
-                    kept[other] = other.read_bytes()
-                    shutil.copyfile(output, other)
-            if same:
-                return "same code"
-            self.link()
-            return "survived" if self.passes() else "killed"
-        finally:
-            for output, content in kept.items():
-                output.write_bytes(content)
-            self.link()
+        if not self.make():
+            return "does not compile"
+        if self.library().read_bytes() == self.code:
+            return "same code"
+        return "survived" if self.passes() else "killed"
 
     def passes(self):
         return all(succeeds(test, self.sanitizer != "") for test in self.tests())
@@ -271,7 +225,7 @@ def main():
     for mutant in todo:
         original = tree.put(mutant)
         for build in builds:
-            mutant["verdict"] = build.verdict(mutant)
+            mutant["verdict"] = build.verdict()
             if mutant["verdict"] != "survived":
                 break
         (tree.folder / mutant["file"]).write_text(original)

@@ -8,8 +8,9 @@
 #include <cstring>
 #include <fstream>
 #include <malloc.h>
+#include <optional>
 
-#include "kosc/kosc.hpp"
+#include "listener.h"
 #include "non_signals.h"
 
 static int64_t blocks_held = 0;
@@ -43,42 +44,6 @@ constexpr size_t MARGIN = 24000;            // what a fresh receiver hears befor
 constexpr size_t QUIET_KINDS = 8;           // the table's first, which are not taken for frames often
 constexpr uint64_t MAX_BLOCK = 8192;
 
-soundcomm_cfg_t cfg = *soundcomm_default_cfg(); // in the band that is asked for
-
-struct receiver {
-    kosc::context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, cfg);
-    std::vector<uint64_t> found;   // starts of the frames decoded since last asked
-    std::vector<uint64_t> numbers; // what they carried
-    uint64_t wrong_offsets = 0;
-
-    receiver()
-    {
-        soundcomm_set_frame_callback(ctx.get(), note, this);
-        found.reserve(16);
-        numbers.reserve(16);
-    }
-    static void note(const frame_report_t* report, void* user)
-    {
-        receiver& r = *static_cast<receiver*>(user);
-        if (report->verdict == 1) {
-            uint64_t number = 0;
-            std::memcpy(&number, report->msg, sizeof number);
-            r.found.push_back(report->sample);
-            r.numbers.push_back(number);
-        }
-        const sync_iter& iter = soundcomm_get_datacontainer(r.ctx->rx_paras, 0)->iter;
-        r.wrong_offsets += sync_iter_get_global_offset(&iter) != static_cast<uint32_t>(report->sample) ? 1 : 0;
-    }
-    void hear(const int16_t* sound, size_t count)
-    {
-        result_set_t results{};
-        if (soundcomm_receive(ctx.get(), sound, static_cast<uint32_t>(count), &results) != 0) {
-            std::puts("the receiver failed");
-            std::exit(EXIT_FAILURE);
-        }
-    }
-};
-
 // The running energy against a fresh sum over the same samples.
 double residue(const data_container& c)
 {
@@ -106,9 +71,20 @@ memory measure_memory()
 
 // What came of the frames, and the running energy.
 struct tally {
-    uint64_t sent, expected, lost, more, shifted, furthest;
+    uint64_t sent, expected, lost, more, shifted, furthest, wrong_offsets;
     double loudest, residue, worst_residue;
 };
+
+// Of what was found since last asked.
+std::optional<noted_frame> first_decoded(listener* heard, tally* all)
+{
+    std::optional<noted_frame> first;
+    for (const noted_frame& frame : heard->take()) {
+        all->wrong_offsets += frame.offset != static_cast<uint32_t>(frame.sample) ? 1 : 0;
+        first = frame.decoded && !first ? frame : first;
+    }
+    return first;
+}
 
 // Adds the frame of message `number` to a segment and returns where it starts.
 size_t add_frame(kosc_link::signal* sound, sound_source* source, uint64_t number)
@@ -127,36 +103,36 @@ size_t add_frame(kosc_link::signal* sound, sound_source* source, uint64_t number
 }
 
 // One segment, which holds message `number` and begins at sample `first`, for the listener and for a fresh receiver.
-void hear_segment(receiver* listener, sound_source* source, uint64_t number, uint64_t first, tally* all)
+void hear_segment(listener* daily, const soundcomm_cfg_t& cfg, sound_source* source, uint64_t number, uint64_t first,
+                  tally* all)
 {
     kosc_link::signal sound(SEGMENT);
     sound_kinds()[source->random.bits() % QUIET_KINDS].fill(&sound, source);
     const size_t start = add_frame(&sound, source, number);
     const std::vector<int16_t> pcm = to_samples(sound);
-    receiver fresh;
+    listener fresh{KOSC_SECOND_LOOK_ON, cfg};
     fresh.hear(&pcm[start - MARGIN], MARGIN + source->modem->frame.frame_length + MARGIN);
-    const data_container& container = *soundcomm_get_datacontainer(listener->ctx->rx_paras, 0);
+    const data_container& container = *daily->buffer();
     for (size_t at = 0, size = 0; at < pcm.size(); at += size) {
         size = std::min<size_t>(pcm.size() - at, 1 + source->random.bits() % MAX_BLOCK);
-        listener->hear(&pcm[at], size);
+        daily->hear(&pcm[at], size);
         all->residue = residue(container);
         all->worst_residue = std::max(all->worst_residue, all->residue);
         all->loudest = std::max(all->loudest, vector_back(container.data_norm));
     }
-    const bool finds = !fresh.found.empty();
-    const bool found = !listener->found.empty() && listener->numbers[0] == number;
+    const std::optional<noted_frame> expected = first_decoded(&fresh, all), heard = first_decoded(daily, all);
+    const bool finds = expected.has_value();
+    const bool found = heard && std::memcmp(heard->message.data(), &number, sizeof number) == 0;
     ++all->sent;
     all->expected += finds ? 1 : 0;
     all->lost += finds && !found ? 1 : 0;
     all->more += found && !finds ? 1 : 0;
     if (found && finds) {
         // A peak right behind a search window is found by its flank, at most as early as windows overlap.
-        const auto shift = static_cast<int64_t>(listener->found[0] - first - (start - MARGIN + fresh.found[0]));
+        const auto shift = static_cast<int64_t>(heard->sample - first - (start - MARGIN + expected->sample));
         all->shifted += shift != 0 ? 1 : 0;
         all->furthest = std::max<uint64_t>(all->furthest, static_cast<uint64_t>(std::abs(shift)));
     }
-    listener->found.clear();
-    listener->numbers.clear();
 }
 
 void print(const char* what, uint64_t value)
@@ -191,23 +167,19 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
-    ko_soundcommu_band_t band;
-    if (argc > 4 &&
-        (ko_soundcommu_find_band(argv[4], &band) != 0 || !soundcomm_cfg_for_band(band.first_subcarrier, &cfg))) {
-        return EXIT_FAILURE;
-    }
+    const soundcomm_cfg_t cfg = configuration_of(argc > 4 ? argv[4] : "near-ultrasonic");
     const auto segments = static_cast<uint64_t>(std::atof(argv[1]) * 3600 * 48000 / SEGMENT);
-    receiver listener;
+    listener daily{KOSC_SECOND_LOOK_ON, cfg};
     // As if so many samples had been heard before.
     const uint64_t first = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 0;
-    data_container* const container = soundcomm_get_datacontainer(listener.ctx->rx_paras, 0);
-    listener.ctx->rx_paras->received = first;
+    data_container* const container = daily.buffer();
+    daily.context()->rx_paras->received = first;
     container->removed_length = static_cast<uint32_t>(first);
-    sound_source source{kosc_link::random_source{std::strtoull(argv[2], nullptr, 10)}, listener.ctx->tx_paras, {}};
+    sound_source source{kosc_link::random_source{std::strtoull(argv[2], nullptr, 10)}, daily.context()->tx_paras, {}};
     tally all{};
     memory early{};
     for (uint64_t n = 0; n < segments; ++n) {
-        hear_segment(&listener, &source, n, first + n * SEGMENT, &all);
+        hear_segment(&daily, cfg, &source, n, first + n * SEGMENT, &all);
         if (n == segments / 10) {
             early = measure_memory();
         }
@@ -216,10 +188,10 @@ int main(int argc, char** argv)
     print("samples heard", segments * SEGMENT);
     print("index of the last, in 64 bits", first + segments * SEGMENT - 1);
     print("positions removed from the buffer, in 32 bits", container->removed_length);
-    print("32-bit offsets that are not the 64-bit ones modulo 2^32", listener.wrong_offsets);
+    print("32-bit offsets that are not the 64-bit ones modulo 2^32", all.wrong_offsets);
     report(all, early, late);
     const bool good = all.expected > 0 && all.lost == 0 && all.furthest <= container->search_margin &&
-                      listener.wrong_offsets == 0 && late.blocks == early.blocks && late.bytes == early.bytes &&
+                      all.wrong_offsets == 0 && late.blocks == early.blocks && late.bytes == early.bytes &&
                       all.worst_residue < 1.0;
     return good ? EXIT_SUCCESS : EXIT_FAILURE;
 }
