@@ -13,6 +13,7 @@
 namespace {
 
 constexpr size_t SEGMENT = size_t{1} << 17; // 2.7 seconds
+constexpr uint32_t BLOCK = 4096;
 constexpr double MUSIC_SECONDS = 60;
 constexpr double SEGMENTS_AN_HOUR = 3600.0 * 48000 / SEGMENT;
 
@@ -96,10 +97,10 @@ int main(int argc, char** argv)
             sound.assign(SEGMENT, 0.0);
             kind.fill(&sound, &source);
             const std::vector<int16_t> pcm = to_samples(sound);
-            if (!one) {
-                plain.hear(pcm.data(), pcm.size());
+            for (size_t at = 0; at < SEGMENT; at += BLOCK) {
+                one ? void() : plain.hear(&pcm[at], BLOCK);
+                deep.hear(&pcm[at], BLOCK);
             }
-            deep.hear(pcm.data(), pcm.size());
         }
         const counts found = take(&plain);
         const counts found_deep = take(&deep);
