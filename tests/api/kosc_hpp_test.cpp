@@ -89,16 +89,4 @@ TEST(KoscHpp, HearsInterleavedChannelsOfARecordingThatIsCut)
     }
 }
 
-// It lies where two search windows overlap, and fails in both.
-TEST(KoscHpp, HandsOutAFailedFrameOnce)
-{
-    const log_capture quiet{0};
-    const pcm sound = join({silence(9000), bad_frame(), silence(24000)});
-    auto receiver = kosc::receiver::make();
-    notes heard;
-    receiver->push(sound.data(), sound.size(), heard.on_message(), heard.on_failed());
-    EXPECT_EQ(heard.messages, text_list{});
-    EXPECT_EQ(heard.failed, text_list{"0 9000"});
-}
-
 } // namespace
