@@ -17,6 +17,17 @@ bool is_chance(const candidate& c)
     return !c.decoded && c.correlation < RARELY_BY_CHANCE && !adds_up;
 }
 
+// A second peak beside a frame, whose pilots are then far clearer, and just as far away.
+bool is_side_peak(const candidate& c, const std::vector<candidate>& all)
+{
+    constexpr double CLEARER = 1.8, SAME_PLACE = 40.0;
+    return !c.decoded && c.traits.second_sender > CLEARER * c.traits.pilots &&
+           std::any_of(all.begin(), all.end(), [&](const candidate& other) {
+               return other.channel == c.channel && other.traits.pilots > CLEARER * c.traits.pilots &&
+                      std::fabs(static_cast<double>(other.sample - c.sample) - c.traits.second_delay) < SAME_PLACE;
+           });
+}
+
 bool is_overlapped(const candidate& c, const std::vector<candidate>& all)
 {
     return std::any_of(all.begin(), all.end(), [&](const candidate& other) {
@@ -99,7 +110,7 @@ bool is_pumped(const evidence& e)
         crossings += (levels[i] < middle) != (levels[i - 1] < middle) ? 1 : 0;
     }
     return e.traits.swing_db > NOTABLE && e.traits.faint_symbols > FEW_SYMBOLS && crossings >= OFTEN &&
-           e.traits.prefixes > ALIKE;
+           e.traits.prefixes > ALIKE && !e.traits.missing_above;
 }
 
 bool is_low_passed(const evidence& e) { return e.traits.missing_above.has_value(); }
@@ -217,7 +228,7 @@ cause cause_of_absence(const inspection& result)
     if (!any([](const channel_figures& c) { return c.peak > SILENT_PEAK; })) {
         return cause::silence;
     }
-    if (any([](const channel_figures& c) { return c.empty_above.has_value(); })) {
+    if (any([](const channel_figures& c) { return c.empty_above || c.burst_ends; })) {
         return cause::low_pass;
     }
     if (any([&](const channel_figures& c) {
@@ -260,7 +271,7 @@ cause cause_of_frames(const std::vector<candidate>& candidates)
 void find_causes(inspection* result)
 {
     for (candidate& c : result->candidates) {
-        c.chance = is_chance(c);
+        c.chance = is_chance(c) || is_side_peak(c, result->candidates);
     }
     for (candidate& c : result->candidates) {
         c.overlapped = is_overlapped(c, result->candidates);

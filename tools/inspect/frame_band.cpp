@@ -59,7 +59,7 @@ std::vector<double> likeness(const band_signal& signal, const band_signal& patte
     return shares;
 }
 
-double self_likeness(const band_signal& signal, size_t start, size_t length, size_t lag)
+std::complex<double> self_likeness(const band_signal& signal, size_t start, size_t length, size_t lag)
 {
     std::complex<double> product = 0.0;
     double first = 1e-9, second = 1e-9;
@@ -68,7 +68,7 @@ double self_likeness(const band_signal& signal, size_t start, size_t length, siz
         first += std::norm(signal[i]);
         second += std::norm(signal[i + lag]);
     }
-    return std::abs(product) / std::sqrt(first * second);
+    return product / std::sqrt(first * second);
 }
 
 } // namespace kosc_inspect

@@ -22,8 +22,9 @@ band_signal band_of(const ofdm_cfg& ofdm, const double* samples, size_t count);
 // Share of the energy at each place that a pattern of so many samples explains there: magnitudes from 0 to 1.
 std::vector<double> likeness(const band_signal& signal, const band_signal& pattern, size_t length);
 
-// The same of signal and its copy `lag` samples later, within `length` samples from `start` on.
-double self_likeness(const band_signal& signal, size_t start, size_t length, size_t lag);
+// The same of signal and its copy `lag` samples later, within `length` samples from `start` on; the argument is by how
+// much the copy is turned.
+std::complex<double> self_likeness(const band_signal& signal, size_t start, size_t length, size_t lag);
 
 } // namespace kosc_inspect
 

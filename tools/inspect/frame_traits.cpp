@@ -27,6 +27,19 @@ struct frame_view {
     {
         return size_t{symbol} * step + paras.cfg.ofdm_cfg.cp_len - paras.cfg.fade_cfg.len;
     }
+    bool is_pilot(size_t symbol) const
+    {
+        return is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, static_cast<uint32_t>(symbol));
+    }
+    uint32_t pilots_apart() const { return (paras.cfg.pilot_cfg.data_pilot_rate + 1) * step; }
+    double energy(size_t start, size_t count) const // of the band
+    {
+        double sum = 0.0;
+        for (size_t i = start; i < start + count; ++i) {
+            sum += std::norm(band[i]);
+        }
+        return sum;
+    }
 };
 
 double median(std::vector<double> values)
@@ -90,9 +103,8 @@ void find_echo(const frame_view& frame, frame_traits* traits)
     // Prefixes repeat their symbols' ends, and the later pilots each other: less than a fifth of the frame in either
     // case.
     constexpr double OWN = 0.15;
-    const uint32_t pilots_apart = (frame.paras.cfg.pilot_cfg.data_pilot_rate + 1) * frame.step;
     for (uint32_t lag = NEAREST; std::abs(powers[0]) > 0.0 && lag < BAND_SAMPLES - frame.length; ++lag) {
-        const double own = close_to(lag, ofdm.symbol_len) || close_to(lag, pilots_apart) ? OWN : 0.0;
+        const double own = close_to(lag, ofdm.symbol_len) || close_to(lag, frame.pilots_apart()) ? OWN : 0.0;
         const double like = std::abs(powers[lag]) / std::abs(powers[0]) - own;
         if (like > traits->echo) {
             traits->echo = like;
@@ -133,7 +145,7 @@ std::vector<pilot_place> find_pilots(const frame_view& frame)
     const std::vector<double> sync = alike(frame.paras.sync_pilot), later = alike(frame.paras.estimating_pilot);
     std::vector<pilot_place> pilots;
     for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
-        if (is_pilot_index(frame.paras.cfg.pilot_cfg.data_pilot_rate, i)) {
+        if (frame.is_pilot(i)) {
             pilots.push_back({pilots.empty() ? sync : later, static_cast<ptrdiff_t>(frame.reference(i))});
         }
     }
@@ -164,7 +176,7 @@ void find_second_sender(const frame_view& frame, const std::vector<pilot_place>&
 {
     constexpr ptrdiff_t STEP = 16, NEAREST = 320;
     const auto size = static_cast<ptrdiff_t>(frame.paras.cfg.ofdm_cfg.symbol_len);
-    const auto apart = static_cast<ptrdiff_t>((frame.paras.cfg.pilot_cfg.data_pilot_rate + 1) * frame.step);
+    const auto apart = static_cast<ptrdiff_t>(frame.pilots_apart());
     const auto length = static_cast<ptrdiff_t>(frame.length);
     for (ptrdiff_t delay = -length; delay < length; delay += STEP) {
         double sum = 0.0, count = 0.0;
@@ -186,7 +198,8 @@ void find_second_sender(const frame_view& frame, const std::vector<pilot_place>&
 }
 
 // Where the pilots' subcarriers end, if they end as at a low-pass filter.
-std::optional<double> end_of_band(const frame_view& frame)
+// Of the rest, no subcarrier's level is farther from the mean than `uneven_db`.
+std::optional<double> end_of_band(const frame_view& frame, double uneven_db)
 {
     constexpr double CLIFF_DB = 18.0;
     constexpr uint32_t EDGE = 6, SLOPE = 4; // subcarriers
@@ -210,7 +223,9 @@ std::optional<double> end_of_band(const frame_view& frame)
     std::optional<double> edge;
     for (uint32_t k = EDGE; k + SLOPE + EDGE <= ofdm.sc_num; ++k) {
         const double drop = mean(k - EDGE, k) - mean(k + SLOPE, k + SLOPE + EDGE);
-        if (drop > deepest && mean(0, k) - mean(k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
+        const bool even = std::all_of(levels.begin(), levels.begin() + k - SLOPE,
+                                      [&](double level) { return std::fabs(level - mean(0, k)) < uneven_db; });
+        if (drop > deepest && even && mean(0, k) - mean(k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
             deepest = drop;
             edge = frame.hz(k);
         }
@@ -249,28 +264,15 @@ size_t count_concealed(const frame_view& frame)
 {
     constexpr size_t WINDOW = 160, LAG_STEP = 4, SHORTEST = 96, LONGEST = 960;
     constexpr double SAME = 0.985;
-    double energy = 0.0;
-    for (size_t i = 0; i < frame.length; ++i) {
-        energy += std::norm(frame.band[i]);
-    }
     constexpr double AUDIBLE = 0.01; // of the mean power
-    const double least = AUDIBLE * energy * WINDOW / frame.length;
+    const double least = AUDIBLE * frame.energy(0, frame.length) * WINDOW / frame.length;
     size_t concealed = 0;
     for (size_t start = 0; start + WINDOW + LONGEST < frame.length; start += WINDOW) {
-        const auto symbol_of = [&](size_t place) { return static_cast<uint32_t>(place / frame.step); };
-        const uint32_t rate = frame.paras.cfg.pilot_cfg.data_pilot_rate;
-        double here = 0.0;
-        for (size_t i = start; i < start + WINDOW; ++i) {
-            here += std::norm(frame.band[i]);
-        }
-        bool found = here < least;
-        if (found) {
-            continue;
-        }
-        for (size_t lag = SHORTEST; lag < LONGEST && !found; lag += LAG_STEP) {
-            const bool in_pilot =
-                is_pilot_index(rate, symbol_of(start)) || is_pilot_index(rate, symbol_of(start + lag + WINDOW - 1));
-            found = !in_pilot && self_likeness(frame.band, start, WINDOW, lag) > SAME;
+        bool found = false;
+        const bool audible = frame.energy(start, WINDOW) >= least && !frame.is_pilot(start / frame.step);
+        for (size_t lag = SHORTEST; audible && lag < LONGEST && !found; lag += LAG_STEP) {
+            found = !frame.is_pilot((start + lag + WINDOW - 1) / frame.step) &&
+                    std::abs(self_likeness(frame.band, start, WINDOW, lag)) > SAME;
         }
         concealed += found ? WINDOW : 0;
     }
@@ -284,11 +286,7 @@ size_t longest_gap(const frame_view& frame)
     constexpr double FAINT = 0.004; // of the median power
     std::vector<double> powers;
     for (size_t start = 0; start + BLOCK <= frame.length; start += BLOCK) {
-        double power = 0.0;
-        for (size_t i = start; i < start + BLOCK; ++i) {
-            power += std::norm(frame.band[i]);
-        }
-        powers.push_back(power);
+        powers.push_back(frame.energy(start, BLOCK));
     }
     const double limit = FAINT * median(powers);
     size_t longest = 0, run = 0;
@@ -315,7 +313,7 @@ bool is_displaced(const frame_view& frame, size_t start, size_t count)
     const auto place = static_cast<ptrdiff_t>(start), length = static_cast<ptrdiff_t>(count);
     const auto same = [&](ptrdiff_t from, ptrdiff_t lag) {
         return from >= 0 && lag > length && from + lag + length <= end &&
-               self_likeness(frame.band, static_cast<size_t>(from), count, static_cast<size_t>(lag)) > SAME;
+               std::abs(self_likeness(frame.band, static_cast<size_t>(from), count, static_cast<size_t>(lag))) > SAME;
     };
     for (ptrdiff_t shift = -REACH; shift <= REACH; shift += STEP) {
         if (std::abs(shift) >= NEAREST &&
@@ -332,27 +330,24 @@ void compare_prefixes(const frame_view& frame, frame_traits* traits)
     constexpr double CLEAR = 0.7, APART = 1.2;
     const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
     const uint32_t margin = frame.paras.cfg.fade_cfg.len / 2;
+    constexpr double LOST = 0.6;
+    const size_t count = ofdm.cp_len - 2 * margin;
     std::vector<double> alike;
-    std::vector<std::complex<double>> turns;
+    band_signal likenesses;
     for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
         const size_t start = size_t{i} * frame.step + margin;
-        const size_t count = ofdm.cp_len - 2 * margin;
-        alike.push_back(self_likeness(frame.band, start, count, ofdm.symbol_len));
-        constexpr double LOST = 0.6;
+        likenesses.push_back(self_likeness(frame.band, start, count, ofdm.symbol_len));
+        alike.push_back(std::abs(likenesses.back()));
         traits->displaced += alike.back() < LOST && is_displaced(frame, start, count) ? 1 : 0;
-        std::complex<double> product = 0.0;
-        for (size_t n = start; n < start + count; ++n) {
-            product += frame.band[n + ofdm.symbol_len] * std::conj(frame.band[n]);
-        }
-        turns.push_back(product / std::max(std::abs(product), 1e-12));
     }
     traits->prefixes = median(alike);
     // The phase that most symbols share.
     size_t most = 0, clear = 0;
-    for (size_t i = 0; i < turns.size(); ++i) {
+    for (size_t i = 0; i < alike.size(); ++i) {
         size_t near = 0;
-        for (size_t k = 0; k < turns.size(); ++k) {
-            near += alike[k] > CLEAR && std::fabs(std::arg(turns[k] * std::conj(turns[i]))) < APART / 2 ? 1 : 0;
+        for (size_t k = 0; k < alike.size(); ++k) {
+            near +=
+                alike[k] > CLEAR && std::fabs(std::arg(likenesses[k] * std::conj(likenesses[i]))) < APART / 2 ? 1 : 0;
         }
         most = std::max(most, near);
         clear += alike[i] > CLEAR ? 1 : 0;
@@ -360,13 +355,24 @@ void compare_prefixes(const frame_view& frame, frame_traits* traits)
     traits->jumps = clear - std::min(most, clear);
 }
 
+frame_view view_of(const soundcomm_paras_t& paras, const double* samples)
+{
+    const uint32_t length = std::min(paras.frame.frame_length, BAND_SAMPLES);
+    return {paras, samples, band_of(paras.cfg.ofdm_cfg, samples, length), length,
+            paras.cfg.ofdm_cfg.symbol_len + paras.cfg.ofdm_cfg.cp_len};
+}
+
 } // namespace
+
+std::optional<double> end_of_even_band(const soundcomm_paras_t& paras, const double* samples)
+{
+    constexpr double UNEVEN_DB = 14.0;
+    return end_of_band(view_of(paras, samples), UNEVEN_DB);
+}
 
 frame_traits traits_of(const soundcomm_paras_t& paras, const double* samples)
 {
-    const uint32_t length = std::min(paras.frame.frame_length, BAND_SAMPLES);
-    const frame_view frame = {paras, samples, band_of(paras.cfg.ofdm_cfg, samples, length), length,
-                              paras.cfg.ofdm_cfg.symbol_len + paras.cfg.ofdm_cfg.cp_len};
+    const frame_view frame = view_of(paras, samples);
     frame_traits traits;
     measure_levels(frame, &traits);
     find_echo(frame, &traits);
@@ -378,7 +384,7 @@ frame_traits traits_of(const soundcomm_paras_t& paras, const double* samples)
     }
     traits.slip = slip_of(pilots);
     find_second_sender(frame, pilots, &traits);
-    traits.missing_above = end_of_band(frame);
+    traits.missing_above = end_of_band(frame, HUGE_VAL);
     traits.repeated = std::max(count_repeated(frame), count_concealed(frame));
     traits.gap = longest_gap(frame);
     compare_prefixes(frame, &traits);

@@ -40,6 +40,9 @@ struct frame_traits {
 // `samples` are frame_length values in 16-bit steps.
 frame_traits traits_of(const soundcomm_paras_t& paras, const double* samples);
 
+// `missing_above` of sound that need not be a frame, where what is left of the band is even, as a frame's is.
+std::optional<double> end_of_even_band(const soundcomm_paras_t& paras, const double* samples);
+
 } // namespace kosc_inspect
 
 #endif

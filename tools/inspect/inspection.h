@@ -82,10 +82,11 @@ struct channel_figures {
     double loudest_db = SILENCE_DB; // level in the band of the loudest moment
     std::optional<double> empty_above;
     bool gated = false;
-    std::optional<double> tone; // Hz of a steady one in the modem's band
-    uint64_t clipped = 0;       // samples
-    double peak = 0.0;          // of full scale
-    double longest_burst = 0.0; // seconds for which the band was clearly louder than its floor
+    std::optional<double> burst_ends; // Hz from which on the loudest part lacks the band, where no frame was found
+    std::optional<double> tone;       // Hz of a steady one in the modem's band
+    uint64_t clipped = 0;             // samples
+    double peak = 0.0;                // of full scale
+    double longest_burst = 0.0;       // seconds for which the band was clearly louder than its floor
 };
 
 struct inspection {

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "frame_search.h"
+
 namespace kosc_inspect {
 namespace {
 
@@ -138,19 +140,10 @@ channel_figures inspector::figures_of(const channel_state& channel) const
     return figures;
 }
 
-inspection inspector::finish()
+void inspector::gather(inspection* result)
 {
-    inspection result;
-    result.sample_rate = sample_rate_;
-    result.band = settings_.band;
-    result.seconds = static_cast<double>(frames_) / sample_rate_;
     const double ratio = sample_rate_ / MODEM_RATE;
-    for (uint32_t i = 0; i < channels_.size(); ++i) {
-        channel_state& channel = channels_[i];
-        const std::vector<int16_t> silence(soundcomm_get_silence_around(channel.context.get()));
-        hear(i, silence.data(), silence.size());
-        channel.spectrum.finish();
-        channel.clipping.finish();
+    for (channel_state& channel : channels_) {
         for (candidate& c : channel.candidates) {
             const auto place = [&](int64_t sample) {
                 return static_cast<uint64_t>(std::llround(static_cast<double>(std::max<int64_t>(sample, 0)) * ratio));
@@ -159,13 +152,51 @@ inspection inspector::finish()
             c.whole =
                 c.sample >= 0 && static_cast<double>(c.sample + FRAME_LENGTH) * ratio <= static_cast<double>(frames_);
             c.clipped = channel.clipping.between(place(c.sample), place(c.sample + FRAME_LENGTH));
-            result.candidates.push_back(std::move(c));
+            result->candidates.push_back(std::move(c));
         }
-        result.channels.push_back(figures_of(channel));
+        channel.candidates.clear();
     }
-    std::sort(result.candidates.begin(), result.candidates.end(), [](const candidate& a, const candidate& b) {
+    std::sort(result->candidates.begin(), result->candidates.end(), [](const candidate& a, const candidate& b) {
         return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
     });
+}
+
+void inspector::take_hidden_frames(inspection* result)
+{
+    for (uint32_t c = 0; sample_rate_ == MODEM_RATE && c < channels_.size(); ++c) {
+        std::vector<double> samples;
+        for (size_t i = c; i < kept_.size(); i += channels_.size()) {
+            samples.push_back(32768.0 * kept_[i]);
+        }
+        const soundcomm_context_t* const context = channels_[c].context.get();
+        const std::optional<size_t> place = result->why == cause::unknown
+                                                ? find_by_later_pilots(*context->rx_paras, samples)
+                                                : std::nullopt; // of a cut frame too little is there
+        if (place) {
+            frame_report_t frame{};
+            frame.sample = *place + soundcomm_get_silence_around(context);
+            frame.samples = &samples[*place];
+            take(c, frame);
+        } else if (const std::optional<size_t> loudest = find_loudest_part(*context->rx_paras, samples)) {
+            result->channels[c].burst_ends = end_of_even_band(*context->rx_paras, &samples[*loudest]);
+        }
+    }
+}
+
+inspection inspector::finish()
+{
+    inspection result;
+    result.sample_rate = sample_rate_;
+    result.band = settings_.band;
+    result.seconds = static_cast<double>(frames_) / sample_rate_;
+    for (uint32_t i = 0; i < channels_.size(); ++i) {
+        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_[i].context.get()));
+        hear(i, silence.data(), silence.size());
+        channels_[i].spectrum.finish();
+        channels_[i].clipping.finish();
+        result.channels.push_back(figures_of(channels_[i]));
+    }
+    gather(&result);
     // Frames that are read as they were made have their pilots in place, decoded or not.
     constexpr double IN_PLACE = 0.6;
     const bool recognised = std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) {
@@ -183,6 +214,12 @@ inspection inspector::finish()
             reading_that_decodes(kept_, static_cast<uint32_t>(channels_.size()), sample_rate_, settings_.band);
     }
     judge(&result);
+    if (!result.reading && (result.why == cause::unknown || result.why == cause::cut) &&
+        std::all_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.chance; })) {
+        take_hidden_frames(&result);
+        gather(&result);
+        judge(&result);
+    }
     return result;
 }
 

@@ -37,13 +37,17 @@ private:
     };
 
     void take(uint32_t channel, const frame_report_t& frame);
+    // Moves what the channels have found into the result.
+    void gather(inspection* result);
+    // Takes the frames of which only the rest is recognised, and measures the loudest sound where there is none.
+    void take_hidden_frames(inspection* result);
     channel_figures figures_of(const channel_state& channel) const;
 
     uint32_t sample_rate_;
     inspect_settings settings_;
     std::vector<channel_state> channels_;
     uint64_t frames_ = 0;
-    std::vector<float> kept_; // the beginning of the recording, for another try at another rate
+    std::vector<float> kept_; // the beginning of the recording, for other tries
 };
 
 } // namespace kosc_inspect

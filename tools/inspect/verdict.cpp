@@ -77,7 +77,7 @@ double end_of_band(const inspection& result)
 {
     double lowest = result.band.high_hz;
     for (const channel_figures& channel : result.channels) {
-        lowest = std::min(lowest, channel.empty_above.value_or(lowest));
+        lowest = std::min(lowest, channel.empty_above.value_or(channel.burst_ends.value_or(lowest)));
     }
     for (const candidate& c : result.candidates) {
         lowest = std::min(lowest, c.chance ? lowest : c.traits.missing_above.value_or(lowest));

@@ -57,9 +57,10 @@ std::string verdict_on(const candidate& c, bool second_look)
     constexpr const char* FAILURES[] = {"cannot be read", "the CRC of the first half fails",
                                         "the CRC of the second half fails", "the CRCs of both halves fail"};
     const std::string failure = FAILURES[c.failed_crcs & 3U];
-    return failure + (c.decoded     ? "; the second look decodes: " + shown(c.message)
-                      : second_look ? "; the second look fails too"
-                                    : "");
+    return failure + (c.decoded      ? "; the second look decodes: " + shown(c.message)
+                      : !second_look ? ""
+                      : c.measured   ? "; the second look fails too"
+                                     : ", as its beginning is not recognised");
 }
 
 std::string as_text(const candidate& c, const inspection& result, bool second_look)
