@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
-need_packages cmake make g++ gcovr python3 pkg-config \
+need_packages cmake make g++ gcovr python3 python3-numpy pkg-config \
     libgtest-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev
 
 cmake --preset coverage > /dev/null
