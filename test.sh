@@ -11,7 +11,7 @@ need_packages abigail-tools cmake make doxygen g++ g++-11 clang libclang-rt-14-d
     libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libsndfile1-dev libsoxr-dev libcairo2-dev \
     libsodium-dev portaudio19-dev pulseaudio libasound2-plugins scdoc valgrind espeak-ng \
     python3-pytest python3-hypothesis python3-numpy python3-scipy python3-soundfile python3-matplotlib python3-venv \
-    python3-hatchling python3-nacl \
+    python3-hatchling python3-nacl openjdk-17-jdk-headless junit4 libgoogle-gson-java kotlin \
     emscripten binaryen node-acorn chromium
 command -v npm > /dev/null || need_packages npm
 

@@ -1,0 +1,8 @@
+// A stand-in for tests, not Android's: only what the helper and the example call.
+package android;
+
+public final class Manifest {
+    public static final class permission {
+        public static final String RECORD_AUDIO = "android.permission.RECORD_AUDIO";
+    }
+}

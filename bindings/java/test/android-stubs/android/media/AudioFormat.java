@@ -1,0 +1,27 @@
+// A stand-in for tests, not Android's: only what the helper and the example call.
+package android.media;
+
+public final class AudioFormat {
+    public static final int ENCODING_PCM_16BIT = 2;
+    public static final int CHANNEL_IN_MONO = 16;
+    public static final int CHANNEL_IN_STEREO = 12;
+    public static final int CHANNEL_OUT_MONO = 4;
+
+    public static class Builder {
+        public Builder setSampleRate(int rate) {
+            return this;
+        }
+
+        public Builder setEncoding(int encoding) {
+            return this;
+        }
+
+        public Builder setChannelMask(int mask) {
+            return this;
+        }
+
+        public AudioFormat build() {
+            return new AudioFormat();
+        }
+    }
+}
