@@ -212,7 +212,8 @@ async function keepOffline() {
         onOthers: () => showUpdate("First close the other windows that show the page."),
         onChanged: () => microphone === null && (wanted || isUnused()) && location.reload(),
     });
-    await library; // all is loaded: Chromium may not change workers for minutes while the old one is loading files
+    // All is loaded, or fails and had better be replaced: while the old worker loads files, Chromium may not change for minutes.
+    await library.catch(() => {});
     if (updateReady && isUnused()) {
         offline.change();
     }
