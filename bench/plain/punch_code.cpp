@@ -24,7 +24,7 @@ bool punch_code(const punch_template_t* t, const uint8_t* in, uint32_t in_len, u
             out[kept++] = in[i];
         }
     }
-    memset_s(out + kept, out_len - kept, 0, out_len - kept);
+    bounded_set(out + kept, out_len - kept, 0, out_len - kept);
     return true;
 }
 

@@ -65,7 +65,7 @@ conv_code_t* conv_code_init(uint32_t constraint, const uint32_t* polynomials, ui
     KOSC_RETURN_IF(!code, nullptr, "malloc conv_code_t failed.");
     code->polynomials = alloc_array<uint32_t>(polynomial_num);
     const size_t polynomial_bytes = size_t{polynomial_num} * sizeof(uint32_t);
-    KOSC_RETURN_IF(!memcpy_s(code->polynomials, polynomial_bytes, polynomials, polynomial_bytes), nullptr,
+    KOSC_RETURN_IF(!bounded_copy(code->polynomials, polynomial_bytes, polynomials, polynomial_bytes), nullptr,
                    "malloc polynomials failed.");
     code->constraint = constraint;
     code->polynomial_num = polynomial_num;

@@ -23,7 +23,7 @@ bool punch_code(const punch_template_t* t, const uint8_t* in, uint32_t in_len, u
         std::copy_n(in + from, std::min(run, out_len - kept), out + kept);
         kept += std::min(run, out_len - kept);
     }
-    memset_s(out + kept, out_len - kept, 0, out_len - kept);
+    bounded_set(out + kept, out_len - kept, 0, out_len - kept);
     return true;
 }
 

@@ -156,9 +156,7 @@ viterbi64_table* viterbi64_init(const conv_code_t* code)
     if (code->constraint != CONSTRAINT || n > MAX_POLYNOMIALS) {
         return nullptr;
     }
-    // malloc aligns to less than a vector on some processors.
-    auto* const table =
-        static_cast<viterbi64_table*>(std::aligned_alloc(alignof(viterbi64_table), sizeof(viterbi64_table)));
+    auto* const table = alloc_aligned<viterbi64_table>();
     for (uint32_t group = 0; table != nullptr && group < GROUPS; ++group) {
         uint8_t received[MAX_POLYNOMIALS];
         for (uint32_t i = 0; i < MAX_POLYNOMIALS; ++i) {
@@ -170,7 +168,7 @@ viterbi64_table* viterbi64_init(const conv_code_t* code)
     return table;
 }
 
-void viterbi64_free(viterbi64_table* table) { std::free(table); }
+void viterbi64_free(viterbi64_table* table) { free_aligned(table); }
 
 bool viterbi64_suits(const uint8_t* coded, size_t count)
 {

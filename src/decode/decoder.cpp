@@ -223,7 +223,7 @@ bool copy_decoded_msg(const soundcomm_paras_t* paras, const kom_vector_uint8* by
         const uint64_t from = s * part_stride;
         const uint32_t to = s * part_len;
         if (from + part_len > bytes->size || to > output_len ||
-            !memcpy_s(output + to, output_len - to, bytes->data + from, part_len)) {
+            !bounded_copy(output + to, output_len - to, bytes->data + from, part_len)) {
             return false;
         }
     }

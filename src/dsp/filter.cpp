@@ -143,7 +143,7 @@ void butterworth_bandpass_reset_buffer(butterworth_bandpass* filter_record)
 {
     if (filter_record != nullptr && filter_record->w != nullptr) {
         const size_t bytes = filter_record->nw * sizeof(double);
-        memset_s(filter_record->w, bytes, 0, bytes);
+        bounded_set(filter_record->w, bytes, 0, bytes);
     }
 }
 

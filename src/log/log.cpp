@@ -3,17 +3,17 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
-#include <sys/time.h>
 
 #include "platform/bounded.h"
+#include "platform/clock.h"
 #include "platform/owned.h"
 
 uint32_t log_level = KOSC_LEVEL_DEBUG;
 
 namespace {
 
-using kosc::snprintf_s;
-using kosc::vsnprintf_s;
+using kosc::bounded_print;
+using kosc::bounded_vprint;
 
 constexpr size_t LINE_SIZE = 4096;
 constexpr size_t STAMP_SIZE = 1024;
@@ -32,14 +32,12 @@ const char* level_name(uint32_t level) { return LEVEL_NAMES[level > TOP_LEVEL ? 
 // Date and time in the shared buffer, then the millisecond in six digits: hosts parse this width.
 const char* time_stamp()
 {
-    timeval now{};
-    gettimeofday(&now, nullptr);
-    tm local{};
+    tm now{};
+    int millisecond = 0;
     stamp[0] = '\0';
-    if (localtime_r(&now.tv_sec, &local) != nullptr) {
-        const size_t length = strftime(stamp, STAMP_SIZE, "%Y-%m-%d %H:%M:%S", &local);
-        const int millisecond = static_cast<int>(now.tv_usec / 1000);
-        snprintf_s(stamp + length, STAMP_SIZE - length, STAMP_SIZE - 1 - length, ",%06d", millisecond);
+    if (kosc::local_time(&now, &millisecond)) {
+        const size_t length = strftime(stamp, STAMP_SIZE, "%Y-%m-%d %H:%M:%S", &now);
+        bounded_print(stamp + length, STAMP_SIZE - length, STAMP_SIZE - 1 - length, ",%06d", millisecond);
     }
     return stamp;
 }
@@ -71,9 +69,9 @@ struct line_writer {
 int write_prefix(const line_writer& line, uint32_t level)
 {
     if (log_time_enabled != 0) {
-        return snprintf_s(line.end(), line.room(), line.room() - 1, "[%s][%s][", time_stamp(), level_name(level));
+        return bounded_print(line.end(), line.room(), line.room() - 1, "[%s][%s][", time_stamp(), level_name(level));
     }
-    return snprintf_s(line.end(), line.room(), line.room() - 1, "[%s][", level_name(level));
+    return bounded_print(line.end(), line.room(), line.room() - 1, "[%s][", level_name(level));
 }
 
 void deliver(const char* text)
@@ -113,19 +111,17 @@ void log_msg(uint32_t level, int line_number, const char* format, ...)
     }
     va_list args;
     va_start(args, format);
-    const int message = vsnprintf_s(line.end(), line.room(), line.room() - 1, format, args);
+    const int message = bounded_vprint(line.end(), line.room(), line.room() - 1, format, args);
     va_end(args);
     if (line.accept(message) &&
-        line.accept(snprintf_s(line.end(), line.room(), line.room() - 1, "][%d]\n", line_number))) {
+        line.accept(bounded_print(line.end(), line.room(), line.room() - 1, "][%d]\n", line_number))) {
         deliver(line.text);
     }
 }
 
-void timer_start(struct timespec* t) { clock_gettime(CLOCK_MONOTONIC, t); }
+void timer_start(struct timespec* t) { *t = kosc::monotonic_time(); }
 
 long timer_end(const struct timespec* start)
 {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long>(to_milliseconds(now) - to_milliseconds(*start));
+    return static_cast<long>(to_milliseconds(kosc::monotonic_time()) - to_milliseconds(*start));
 }

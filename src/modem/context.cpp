@@ -114,7 +114,7 @@ soundcomm_paras_t* make_paras(const soundcomm_cfg_t* cfg)
     }
     paras_ptr paras{alloc_record<soundcomm_paras_t>()};
     KOSC_RETURN_IF(!paras, nullptr, "No enough memory to init.");
-    memcpy_s(&paras->cfg, sizeof(paras->cfg), cfg, sizeof(*cfg));
+    bounded_copy(&paras->cfg, sizeof(paras->cfg), cfg, sizeof(*cfg));
     dump_cfg(paras->cfg);
     KOSC_RETURN_IF(!init_frame_struct(&paras->cfg, &paras->frame) || paras->frame.frame_length > MAX_FRAME_LENGTH,
                    nullptr, "Init frame struct failed");

@@ -5,7 +5,7 @@
 
 namespace kosc {
 
-bool memcpy_s(void* dest, size_t room, const void* src, size_t count)
+bool bounded_copy(void* dest, size_t room, const void* src, size_t count)
 {
     if (dest == nullptr || src == nullptr || count > room) {
         return false;
@@ -14,7 +14,7 @@ bool memcpy_s(void* dest, size_t room, const void* src, size_t count)
     return true;
 }
 
-bool memset_s(void* dest, size_t room, int value, size_t count)
+bool bounded_set(void* dest, size_t room, int value, size_t count)
 {
     if (dest == nullptr || count > room) {
         return false;
@@ -23,7 +23,7 @@ bool memset_s(void* dest, size_t room, int value, size_t count)
     return true;
 }
 
-int vsnprintf_s(char* dest, size_t room, size_t max_chars, const char* format, va_list args)
+int bounded_vprint(char* dest, size_t room, size_t max_chars, const char* format, va_list args)
 {
     if (dest == nullptr || format == nullptr || max_chars >= room) {
         return -1;
@@ -32,11 +32,11 @@ int vsnprintf_s(char* dest, size_t room, size_t max_chars, const char* format, v
     return length < 0 || static_cast<size_t>(length) > max_chars ? -1 : length;
 }
 
-int snprintf_s(char* dest, size_t room, size_t max_chars, const char* format, ...)
+int bounded_print(char* dest, size_t room, size_t max_chars, const char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    const int length = vsnprintf_s(dest, room, max_chars, format, args);
+    const int length = bounded_vprint(dest, room, max_chars, format, args);
     va_end(args);
     return length;
 }

@@ -36,11 +36,32 @@ template <typename T> T* alloc_zeroed(uint64_t count)
     return addressable != count ? nullptr : static_cast<T*>(std::calloc(addressable, sizeof(T)));
 }
 
+// A record that is aligned to more than malloc's blocks are on some processors, not cleared; free_aligned() releases
+// it. Made from malloc, since C libraries of older phones have no aligned_alloc() and Windows has another one. The byte
+// before the record says how far into its block it lies.
+template <typename T> T* alloc_aligned()
+{
+    static_assert(alignof(T) <= UINT8_MAX);
+    auto* const block = static_cast<uint8_t*>(std::malloc(sizeof(T) + alignof(T)));
+    if (block == nullptr) {
+        return nullptr;
+    }
+    const size_t shift = alignof(T) - reinterpret_cast<uintptr_t>(block) % alignof(T);
+    block[shift - 1] = static_cast<uint8_t>(shift);
+    return reinterpret_cast<T*>(block + shift);
+}
+
+template <typename T> void free_aligned(T* record)
+{
+    auto* const place = reinterpret_cast<uint8_t*>(record);
+    std::free(place == nullptr ? nullptr : place - place[-1]);
+}
+
 // A cleared record.
 template <typename T> T* alloc_record()
 {
     auto* record = static_cast<T*>(std::malloc(sizeof(T)));
-    memset_s(record, sizeof(T), 0, sizeof(T));
+    bounded_set(record, sizeof(T), 0, sizeof(T));
     return record;
 }
 

@@ -15,7 +15,7 @@ namespace {
 void append(result_part_t* part, const frame_report_t& frame)
 {
     if (frame.msg != nullptr && has_room(*part, frame.msg_len)) {
-        memcpy_s(part->buffer, part->room, frame.msg, frame.msg_len);
+        bounded_copy(part->buffer, part->room, frame.msg, frame.msg_len);
         part->buffer += frame.msg_len;
         part->room -= frame.msg_len;
     }
@@ -124,7 +124,7 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
             return frame;
         }
         if (frame.quality.needed) {
-            memcpy_s(last->msg, frame.msg_len, frame.msg, frame.msg_len);
+            bounded_copy(last->msg, frame.msg_len, frame.msg, frame.msg_len);
             *last = {true, frame.sample, frame.quality, last->msg};
         }
     }

@@ -180,11 +180,11 @@ void multiply_leaves(overlap_save* e, const leaf_pattern* pattern, uint32_t coun
 // the linker keeps either copy for all files, and an older processor would meet its instructions.
 uint32_t smaller(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
-void clear(double* data, uint32_t count) { memset_s(data, count * sizeof(double), 0, count * sizeof(double)); }
+void clear(double* data, uint32_t count) { bounded_set(data, count * sizeof(double), 0, count * sizeof(double)); }
 
 void copy(const double* from, uint32_t count, double* to)
 {
-    memcpy_s(to, count * sizeof(double), from, count * sizeof(double));
+    bounded_copy(to, count * sizeof(double), from, count * sizeof(double));
 }
 
 // Lays a block of up to 2 * size samples out as complex numbers, zeros behind it.

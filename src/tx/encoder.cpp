@@ -58,8 +58,8 @@ kom_vector_uint8* add_crc(const uint8_t* input, uint32_t input_len, const crc_cf
     bytes_ptr block{block_len <= UINT32_MAX ? kom_vector_uint8_alloc(static_cast<uint32_t>(block_len)) : nullptr};
     KOSC_RETURN_IF(!crcs || !block, nullptr, "alloc crc buff failed");
     KOSC_RETURN_IF(calculate_crc(input, input_len, cfg, crcs.get()) != crc_len, nullptr, "calulate crc failed");
-    memcpy_s(block->data, block_len, input, input_len);
-    memcpy_s(block->data + input_len, crc_len, crcs.get(), crc_len);
+    bounded_copy(block->data, block_len, input, input_len);
+    bounded_copy(block->data + input_len, crc_len, crcs.get(), crc_len);
     return block.release();
 }
 

@@ -18,7 +18,7 @@ bool modulate_by_spectrum(const ofdm_cfg& ofdm, const kom_vector_complex* values
     const complex_ptr spectrum{ofdm_map_subcarries(values, ofdm.symbol_len, ofdm.sc_start_idx)};
     const doubles_ptr symbol{ofdm_mod_halfcomplex(spectrum.get())};
     const size_t bytes = ofdm.symbol_len * sizeof(double);
-    return symbol && memcpy_s(samples, bytes, symbol->data, bytes);
+    return symbol && bounded_copy(samples, bytes, symbol->data, bytes);
 }
 
 // Writes one data symbol behind its prefix to `symbol`, faded; `work` is for the pruned inverse FFT where there is one.
@@ -32,7 +32,7 @@ bool put_data_symbol(const soundcomm_paras_t& paras, const kom_vector_complex* v
         return false;
     }
     const size_t prefix_bytes = ofdm.cp_len * sizeof(double);
-    memcpy_s(symbol, prefix_bytes, samples + (ofdm.symbol_len - ofdm.cp_len), prefix_bytes);
+    bounded_copy(symbol, prefix_bytes, samples + (ofdm.symbol_len - ofdm.cp_len), prefix_bytes);
     if (paras.fade_window != nullptr) {
         apply_fade(paras.fade_window, paras.cfg.fade_cfg.len, symbol, ofdm.symbol_len + ofdm.cp_len);
     } else {
@@ -65,7 +65,7 @@ bool kosc::generate_frame(const soundcomm_paras_t& paras, const kom_vector_compl
             if (pilot.samples == nullptr) {
                 return false;
             }
-            memcpy_s(symbol, length * sizeof(double), pilot.samples->data, length * sizeof(double));
+            bounded_copy(symbol, length * sizeof(double), pilot.samples->data, length * sizeof(double));
             continue;
         }
         // A layout with fewer pilot positions than pilot symbols asks for more data than there is.

@@ -11,6 +11,15 @@
 
 using text_set = std::set<std::string>;
 
+// Whether a text is what a pattern says, in which * stands for any characters.
+inline bool fits(const char* text, const char* pattern)
+{
+    if (*pattern == '*') {
+        return fits(text, pattern + 1) || (*text != '\0' && fits(text + 1, pattern));
+    }
+    return *text == *pattern && (*text == '\0' || fits(text + 1, pattern + 1));
+}
+
 // The headers, each comment in one line.
 inline std::string read_headers(const char* directory)
 {
@@ -23,7 +32,7 @@ inline std::string read_headers(const char* directory)
     return std::regex_replace(text.str(), std::regex{"\\s*\n \\*(?!/) *"}, " ");
 }
 
-// The messages, as file patterns, in the comment on `call`, from its result on, and on the calls that it names there.
+// The messages, as patterns, in the comment on `call`, from its result on, and on the calls that it names there.
 inline void find_texts(const std::string& headers, const std::string& call, text_set* calls, text_set* texts)
 {
     std::smatch declared;

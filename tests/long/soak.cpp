@@ -21,7 +21,6 @@ static int64_t bytes_held = 0;
 extern "C" {
 void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
-void* __libc_memalign(size_t, size_t);
 void __libc_free(void*);
 
 static void* count(void* block, int sign)
@@ -32,7 +31,6 @@ static void* count(void* block, int sign)
 }
 void* malloc(size_t size) { return count(__libc_malloc(size), 1); }
 void* calloc(size_t number, size_t size) { return count(__libc_calloc(number, size), 1); }
-void* aligned_alloc(size_t alignment, size_t size) { return count(__libc_memalign(alignment, size), 1); }
 void free(void* block) { __libc_free(count(block, -1)); }
 }
 #endif
