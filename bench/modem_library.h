@@ -2,38 +2,16 @@
 #ifndef KOSC_BENCH_MODEM_LIBRARY_H
 #define KOSC_BENCH_MODEM_LIBRARY_H
 
-#include <cstdio>
-#include <cstdlib>
-#include <dlfcn.h>
-
+#include "dynamic_library.h"
 #include "kosc/core.h"
 
 #define KOSC_LOADED(name) decltype(&::name) name = reinterpret_cast<decltype(&::name)>(find(#name))
 
 // The functions of one form of the library. Symbols of the two forms never mix: each calls its own.
-class modem_library {
+class modem_library : dynamic_library {
 public:
-    explicit modem_library(const char* path) : handle_(dlopen(path, RTLD_NOW | RTLD_LOCAL))
-    {
-        if (handle_ == nullptr) {
-            std::fprintf(stderr, "%s\n", dlerror());
-            std::abort();
-        }
-    }
+    using dynamic_library::dynamic_library;
 
-private:
-    void* find(const char* name) const
-    {
-        void* const address = dlsym(handle_, name);
-        if (address == nullptr) {
-            std::fprintf(stderr, "%s\n", dlerror());
-            std::abort();
-        }
-        return address;
-    }
-    void* handle_;
-
-public:
     KOSC_LOADED(soundcomm_set_log_level);
     KOSC_LOADED(kom_fft_complex_radix2_forward);
     KOSC_LOADED(kom_fft_complex_radix2_inverse);

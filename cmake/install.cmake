@@ -8,9 +8,11 @@ include(CMakePackageConfigHelpers)
 
 set(KOSC_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kosc)
 install(TARGETS kosc kosc_static EXPORT kosc
+    RUNTIME COMPONENT library
     LIBRARY COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
 install(TARGETS kosc_transfer kosc_transfer_static EXPORT kosc
+    RUNTIME COMPONENT transfer
     LIBRARY COMPONENT transfer NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
 install(DIRECTORY include/kosc include/kosc_transfer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)

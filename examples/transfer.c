@@ -6,6 +6,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
 
 enum { MOST_BYTES = 65536 };
 
@@ -67,6 +71,9 @@ int main(int argc, char** argv)
     if (file != NULL) {
         fclose(file);
     }
+#ifdef _WIN32
+    _setmode(_fileno(stdout), _O_BINARY); /* else each line feed would leave as two bytes */
+#endif
     audio_para_t play, record;
     ko_soundcommu_register_log(on_log_line);
     soundcomm_set_log_level(KOSC_LEVEL_WARN); /* not a line a frame */

@@ -9,10 +9,15 @@ namespace {
 // Nothing that the modem is asked for here may need more; what would is to be refused before it is asked of the system.
 constexpr size_t MOST_BYTES = size_t{1} << 28;
 
-thread_local bool armed = false;
-thread_local bool failed = false;
-thread_local uint32_t rate_of_256 = 0;
-thread_local uint32_t state = 0;
+#ifdef _WIN32 // where a thread's own variables come from malloc, and replays have one thread
+#define KOSC_OF_A_THREAD
+#else
+#define KOSC_OF_A_THREAD thread_local
+#endif
+KOSC_OF_A_THREAD bool armed = false;
+KOSC_OF_A_THREAD bool failed = false;
+KOSC_OF_A_THREAD uint32_t rate_of_256 = 0;
+KOSC_OF_A_THREAD uint32_t state = 0;
 
 bool refuses(size_t count, size_t size)
 {

@@ -35,12 +35,12 @@ bool replay(const fs::path& file)
     std::ifstream stream(file, std::ios::binary);
     const std::vector<char> content{std::istreambuf_iterator<char>(stream), {}};
     if (!stream) {
-        std::fprintf(stderr, "cannot read %s\n", file.c_str());
+        std::fprintf(stderr, "cannot read %s\n", file.string().c_str());
         return false;
     }
     // A block of just this size, so that a target which reads past its input is seen.
     const std::vector<uint8_t> input(content.begin(), content.end());
-    std::fprintf(stderr, "%s\n", file.c_str());
+    std::fprintf(stderr, "%s\n", file.string().c_str());
     LLVMFuzzerTestOneInput(input.data(), input.size());
     return true;
 }

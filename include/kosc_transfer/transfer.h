@@ -21,7 +21,7 @@
 
 /** @def KOSC_TRANSFER_API
  * Marks what the library exports. */
-#if defined(__GNUC__)
+#if defined(__GNUC__) && !defined(_WIN32)
 #define KOSC_TRANSFER_API __attribute__((visibility("default")))
 #else
 #define KOSC_TRANSFER_API

@@ -9,7 +9,7 @@ from pathlib import Path
 
 MOST_BYTES = 256 * 1024
 SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1", "ld-linux-armhf.so.3",
-                    "ld64.so.1"}
+                    "ld64.so.1", "KERNEL32.dll", "msvcrt.dll"}
 
 # The folders of src from the bottom up: a file uses its own layer and layers of lower rank, so siblings of one rank
 # (coding and dsp, tx and decode) never use each other.
@@ -39,7 +39,12 @@ def map_names(map_file):
 
 
 def exported(readelf, library, map_file):
-    """readelf, library, version script: the library exports the names of the script, in their nodes."""
+    """readelf, library, version script: the library exports the names of the script, in their nodes. Of a DLL, which
+    has no nodes, objdump tells the names."""
+    if str(library).endswith(".dll"):
+        table = run(readelf, "-p", library).split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
+        names = set(re.findall(r"^\s*\[ *\d+\].*?(\w+)$", table, re.M))
+        return differences(("exported", names), ("in the map", {name.split("@")[0] for name in map_names(map_file)}))
     rows = [line.split() for line in run(readelf, "--dyn-syms", "--wide", library).splitlines()]
     names = {row[7] for row in rows if len(row) >= 8 and row[0][0].isdigit() and row[3] != "SECTION" and
              row[6] not in ("UND", "ABS")}
@@ -60,8 +65,11 @@ def declared(include, map_file):
 
 
 def needed(readelf, library):
-    """readelf, library: it loads nothing but the C library and its mathematics."""
-    names = set(re.findall(r"\(NEEDED\).*\[(.*)\]", run(readelf, "--dynamic", library)))
+    """readelf, library: it loads nothing but the C library and its mathematics. Of a DLL, objdump tells."""
+    if str(library).endswith(".dll"):
+        names = set(re.findall(r"DLL Name: (\S+)", run(readelf, "-p", library)))
+    else:
+        names = set(re.findall(r"\(NEEDED\).*\[(.*)\]", run(readelf, "--dynamic", library)))
     return [f"needs {name}" for name in sorted(names - SYSTEM_LIBRARIES)] + ([] if names else ["no NEEDED entry read"])
 
 
@@ -136,6 +144,29 @@ def symbols(nm, *objects):
             if name in homes and upward(layer, homes[name])] if homes and uses else ["no symbol read"]
 
 
+def asked(nm, list_file, *objects):
+    """nm, list of names, object files: what they ask of the system is on the list."""
+    allowed = set(re.sub(r"#.*", "", Path(list_file).read_text()).split())
+    rows = [row.split() for row in run(nm, "--format=posix", *objects).splitlines() if " " in row]
+    own = {name for name, kind, *_ in rows if kind not in "Uw"}
+    names = {name for name, kind, *_ in rows if kind in "Uw"} - own
+    return [f"asks for {name}" for name in sorted(names - allowed)] if names else ["no symbol read"]
+
+
+def export_lists(cmake, script, map_file, folder):
+    """cmake, its script, version script, folder: the lists for Apple's and Windows' linkers have the names of the
+    version script; variables are marked for Windows."""
+    names, lists = {name.split("@")[0] for name in map_names(map_file)}, {}
+    for kind in ("apple", "windows"):
+        path = Path(folder, f"{kind}.exports")
+        run(cmake, f"-DKIND={kind}", f"-DMAP={map_file}", f"-DLIST={path}", "-P", script)
+        lists[kind] = set(path.read_text().splitlines())
+    variables = {"log_level", "POLY", "HOLE"}
+    expected = {"EXPORTS"} | {f"    {name}{' DATA' if name in variables else ''}" for name in names}
+    return (differences(("in Apple's list", lists["apple"]), ("in the map", {f"_{name}" for name in names})) +
+            differences(("in the module definition", lists["windows"]), ("in the map", expected)))
+
+
 def readme(readme_file, *examples):
     """README, examples: the README shows the examples as they are."""
     blocks = re.findall(r"^```c(?:pp)?\n(.*?)^```$", Path(readme_file).read_text(), re.S | re.M)
@@ -163,5 +194,5 @@ def frames(*libraries):
 
 if __name__ == "__main__":
     CHECKS = {check.__name__: check for check in (exported, declared, needed, interface, take_snapshot, size, includes,
-                                              symbols, readme, frames)}
+                                              symbols, asked, export_lists, readme, frames)}
     sys.exit("\n".join(CHECKS[sys.argv[1]](*sys.argv[2:])) or 0)

@@ -13,6 +13,10 @@
 
 #include "message.h"
 
+#ifdef _WIN32
+#define malloc_usable_size _msize
+#endif
+
 namespace {
 
 struct {
