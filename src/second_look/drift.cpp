@@ -8,6 +8,7 @@
 #include "math/complex_ops.h"
 #include "math/constants.h"
 #include "platform/owned.h"
+#include "second_look/drift_near.h"
 #include "second_look/frame_clock.h"
 
 using namespace kosc;
@@ -31,6 +32,9 @@ constexpr double RATE_CHANGE_PENALTY = 0.0033;
 // Two candidates closer than this are one.
 constexpr double SAME_RATE = 200 * PPM;
 constexpr double SAME_RATE_CHANGE = 1000 * PPM / 11520;
+// Likewise of the distance from where a drift is expected, in coarse steps.
+constexpr double NEAR_STEP = 320 * PPM;
+constexpr double NEAR_PENALTY = 0.005;
 constexpr int REFINEMENTS = 4; // halvings of both steps
 constexpr uint32_t BLOCK_LEN = 32;
 constexpr uint32_t MIN_SYMBOL_LEN = 2 * BLOCK_LEN;
@@ -52,6 +56,8 @@ struct drift_search_t {
     double* coefficients; // owned; [pilot][coarse rate][rank] complex: the channel along the smoother's sequences
     double* energy;       // owned; [pilot][coarse rate] sum of the channel's powers
     double* sum;          // owned; rank complex values: the pilots' coefficients, joined
+    uint32_t first_rate;  // coarse rates that were measured, besides 0; all of them unless the drift is roughly known
+    uint32_t last_rate;
 };
 
 namespace {
@@ -110,6 +116,9 @@ void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uin
     const auto first_sample = static_cast<int64_t>(start) - int64_t{s.margin} * BLOCK_LEN;
     sum_blocks(s, frame, first_sample);
     for (uint32_t g = 0; g < COARSE_NUM; ++g) {
+        if ((g < s.first_rate || g > s.last_rate) && g != COARSE_REACH) {
+            continue;
+        }
         const frame_clock clock = make_clock(*s.paras, coarse_rate(g), 0.0);
         const double shift = clock.received_time(start + half) - (start + half);
         const double blocks = std::clamp(std::round(shift / BLOCK_LEN) + s.margin, 0.0, 2.0 * s.margin);
@@ -151,7 +160,8 @@ double coherence(const drift_search_t& s, double rate, double rate_change)
         const size_t row = size_t{p} * COARSE_NUM;
         const double local = clock.rate_at(s.middles[row + COARSE_REACH]);
         const double nearest = std::round(local / COARSE_STEP) + COARSE_REACH;
-        const auto g = static_cast<uint32_t>(std::clamp(nearest, 0.0, COARSE_NUM - 1.0));
+        const auto g = static_cast<uint32_t>(
+            std::clamp(nearest, static_cast<double>(s.first_rate), static_cast<double>(s.last_rate)));
         const double middle = s.middles[row + g];
         const frame_clock measured = make_clock(*s.paras, coarse_rate(g), 0.0);
         const double phase = middle_omega * (measured.sent_time(middle) - clock.sent_time(middle));
@@ -230,6 +240,23 @@ void refine(const drift_search_t& s, drift_t* d)
     }
 }
 
+// Measures all pilots of a frame at the coarse rates from `first` to `last`; their number.
+uint32_t measure_pilots(drift_search_t* s, const double* frame, uint32_t first, uint32_t last)
+{
+    const soundcomm_paras_t& paras = *s->paras;
+    s->first_rate = first;
+    s->last_rate = last;
+    uint32_t pilots = 0;
+    for (uint32_t i = 0; i < paras.frame.symbols && pilots < paras.frame.pilot_symbols; ++i) {
+        const frame_symbol place = frame_symbol_at(paras, i);
+        if (place.is_pilot) {
+            measure_pilot(*s, frame, place.number, i);
+            ++pilots;
+        }
+    }
+    return pilots;
+}
+
 } // namespace
 
 drift_search_t* drift_search_init(const soundcomm_paras_t* paras, const channel_smoother_t* smoother)
@@ -279,15 +306,7 @@ void drift_search_free(drift_search_t* search)
 
 uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t* found, uint32_t max_found)
 {
-    const soundcomm_paras_t& paras = *search->paras;
-    uint32_t pilots = 0;
-    for (uint32_t i = 0; i < paras.frame.symbols && pilots < paras.frame.pilot_symbols; ++i) {
-        const frame_symbol place = frame_symbol_at(paras, i);
-        if (place.is_pilot) {
-            measure_pilot(*search, frame, place.number, i);
-            ++pilots;
-        }
-    }
+    const uint32_t pilots = measure_pilots(search, frame, 0, COARSE_NUM - 1);
     if (pilots < 2 && max_found != 0) { // nothing to compare
         found[0] = {0.0, 0.0, coherence(*search, 0.0, 0.0)};
         return 1;
@@ -305,3 +324,52 @@ uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t*
     std::sort(found, found + count, [](const drift_t& a, const drift_t& b) { return a.coherence > b.coherence; });
     return count;
 }
+
+namespace kosc {
+
+drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t frame_num)
+{
+    const auto coarse = [](double r) { return std::clamp(r / COARSE_STEP + COARSE_REACH, 0.0, COARSE_NUM - 1.0); };
+    // A change of rate moves the outer pilots' rates by half of what it amounts to along the frame.
+    const double outer = reach + RATE_CHANGE_REACH * RATE_CHANGE_STEP * frames[0].search->paras->frame.frame_length / 2;
+    for (uint32_t n = 0; n < frame_num; ++n) {
+        measure_pilots(frames[n].search, frames[n].samples, static_cast<uint32_t>(std::floor(coarse(rate - outer))),
+                       static_cast<uint32_t>(std::ceil(coarse(rate + outer))));
+    }
+    const auto joined = [&](double middle, double rate_change) {
+        drift_t d{0.0, rate_change, 0.0};
+        for (uint32_t n = 0; n < frame_num; ++n) {
+            const drift_t own = with_middle_rate(*frames[n].search, middle, rate_change);
+            d.rate = own.rate;
+            d.coherence += own.coherence / frame_num;
+        }
+        const double steps = (middle - rate) / NEAR_STEP;
+        d.coherence -= NEAR_PENALTY * steps * steps;
+        return d;
+    };
+    const drift_search_t& s = *frames[0].search;
+    const int fine = static_cast<int>(reach / FINE_STEP);
+    drift_t best{};
+    for (int b = -RATE_CHANGE_REACH; b <= RATE_CHANGE_REACH; ++b) {
+        for (int f = -fine; f <= fine; ++f) {
+            const drift_t tried = joined(rate + f * FINE_STEP, b * RATE_CHANGE_STEP);
+            best = tried.coherence > best.coherence ? tried : best;
+        }
+    }
+    double rate_step = FINE_STEP / 2;
+    double change_step = RATE_CHANGE_STEP / 2;
+    for (int i = 0; i < REFINEMENTS; ++i, rate_step /= 2, change_step /= 2) {
+        for (int way = -1; way <= 1; way += 2) {
+            const drift_t moved = joined(middle_rate(s, best) + way * rate_step, best.rate_change);
+            best = moved.coherence > best.coherence ? moved : best;
+            const drift_t changed = joined(middle_rate(s, best), best.rate_change + way * change_step);
+            best = changed.coherence > best.coherence ? changed : best;
+        }
+    }
+    for (uint32_t n = 0; n < frame_num; ++n) {
+        frames[n].coherence = coherence(*frames[n].search, best.rate, best.rate_change);
+    }
+    return best;
+}
+
+} // namespace kosc

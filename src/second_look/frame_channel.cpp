@@ -130,12 +130,17 @@ void take_frame(const double* frame, frame_channel* channel)
     const int64_t length = channel->paras->frame.frame_length;
     double* const out = channel->samples;
     if (!removes_low_sounds(channel->paras->cfg.ofdm_cfg)) {
-        std::copy_n(frame, length, out);
+        std::copy(frame, frame == out ? frame : frame + length, out);
         return;
     }
-    const auto at = [&](int64_t n) { return n >= 0 && n < length ? frame[n] : 0.0; };
+    double before = 0.0; // the two samples before, which `out` may have replaced
+    double earlier = 0.0;
+    const auto at = [&](int64_t n) { return n < length ? frame[n] : 0.0; };
     for (int64_t n = 0; n < length; ++n) {
-        out[n] = KERNEL[0] * at(n) + KERNEL[1] * (at(n - 1) + at(n + 1)) + KERNEL[2] * (at(n - 2) + at(n + 2));
+        const double sample = frame[n];
+        out[n] = KERNEL[0] * sample + KERNEL[1] * (before + at(n + 1)) + KERNEL[2] * (earlier + at(n + 2));
+        earlier = before;
+        before = sample;
     }
 }
 

@@ -47,7 +47,8 @@ inline double* coefficient_row(const frame_channel& channel, uint32_t i)
 void init_tilt_gain(frame_channel* channel);
 
 // Fills `samples` from a frame, without speech and hum, which lie far below the subcarriers but may be a hundred times
-// as loud: off the FFT's grid they would leak into the band. Where the subcarriers lie low it copies all.
+// as loud: off the FFT's grid they would leak into the band. Where the subcarriers lie low it copies all. The frame may
+// lie in `samples` already.
 void take_frame(const double* frame, frame_channel* channel);
 
 // Fills `received`: the subcarrier values of every symbol, each demodulated at the place and at the frequencies that
