@@ -22,6 +22,7 @@ extern "C" {
 
 struct pruned_ifft;
 struct frame_report_t;
+struct combining_t;
 
 /** Most interleaved tracks that a context can receive. */
 enum { KOSC_MAX_TRACKS = 2 };
@@ -57,7 +58,9 @@ typedef struct soundcomm_paras_t {
     struct second_look_t* second_look;      /**< owned; null unless soundcomm_config_second_look() switched it on */
     void (*frame_callback)(const struct frame_report_t* report, void* user); /**< soundcomm_set_frame_callback() */
     void* frame_callback_user;                                               /**< handed to it */
-    uint64_t received; /**< samples a track since soundcomm_init_receive() */
+    uint64_t received;             /**< samples a track since soundcomm_init_receive() */
+    struct combining_t* combining; /**< owned, by two sets where they combine together; null unless
+                                        soundcomm_config_combining() switched it on */
 } soundcomm_paras_t;
 
 /** A modem context. */

@@ -9,6 +9,7 @@
 #include "kosc/bands.h"
 #include "kosc/block_code.h"
 #include "kosc/channel_smoother.h"
+#include "kosc/combining.h"
 #include "kosc/config.h"
 #include "kosc/context.h"
 #include "kosc/conv_code.h"

@@ -26,6 +26,7 @@ struct soundcommu_handle_t {
     recv_callback_t recv_callback[KOSC_CHANNELS]; /**< of ko_soundcommu_init(), else null */
     ko_soundcommu_receive_t on_messages;          /**< of ko_soundcommu_init_with(), may be null */
     void* user;                                   /**< handed to it */
+    void* combined[KOSC_CHANNELS]; /**< owned; what is known of combined messages in `result`, null without combining */
 };
 
 #ifdef __cplusplus

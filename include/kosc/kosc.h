@@ -11,7 +11,8 @@
  * and change no setting of the logger while they run. Then these may run at the same time:
  * - calls with different handles;
  * - with one handle, any number of encode calls, one decode call of channel 0 and one of channel 1; its init, release
- *   and ko_soundcommu_config_second_look() each alone.
+ *   ko_soundcommu_config_second_look() and ko_soundcommu_config_combining() each alone. With combining in mode 2 the
+ *   decode calls of its two channels must not overlap either: the two are one receiver then.
  * Callbacks run on the thread of the call that causes them, so the log callback may run on several at once.
  */
 #ifndef KOSC_KOSC_H
@@ -69,6 +70,7 @@ typedef struct ko_soundcommu_options_t {
     ko_soundcommu_receive_t on_messages; /**< of both channels; default null: messages are counted, not delivered */
     void* user;                          /**< handed to it; default null */
     uint32_t second_look;                /**< as of ko_soundcommu_config_second_look(); default 0 */
+    uint32_t combining;                  /**< as of ko_soundcommu_config_combining(); default 0 */
 } ko_soundcommu_options_t;
 
 /** A modem with one receiver for each of two recorded channels; its record is in kosc/handle.h. */
@@ -124,7 +126,8 @@ KOSC_API void ko_soundcommu_default_options(ko_soundcommu_options_t* options, ui
  * @return the handle, for ko_soundcommu_release(); null with ERROR "options is NULL", "options have size %u; fill them
  *         with ko_soundcommu_default_options()" (below 4), "options have size %u, but this library knows only %u bytes
  *         of them", the message of soundcomm_cfg_for_band(), or as ko_soundcommu_init() where memory is short, also
- *         for the second look (WARN "no second look for this configuration")
+ *         for the second look (WARN "no second look for this configuration") and combining (as
+ *         ko_soundcommu_config_combining())
  */
 KOSC_API soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* options);
 
@@ -174,6 +177,55 @@ KOSC_API int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* da
  *         second look for this configuration"
  */
 KOSC_API int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enable);
+
+/**
+ * Has the receivers add up repeats of a message, and both microphones: senders who repeat for some seconds are heard
+ * from much deeper in the noise than any single frame (docs/link.md), through a search of its own. What is delivered
+ * without stays as it is. A message that only the sum gives comes besides, about half a second after its last frame and
+ * once in 12 seconds, behind the other messages of its decode call; ko_soundcommu_get_combined() tells which they are.
+ *
+ * In mode 2 the two channels are one receiver: sample n of channel 0 and sample n of channel 1, counted from this call
+ * on, are the same moment. Feed the channels in turns, 0 before 1, blocks of the same duration; up to 0.25 s they are
+ * searched together. A message comes by the decode call that completes it, on that call's channel, whichever microphone
+ * heard it. A channel that is never fed, or no longer, costs the other nothing but a quarter of a second; fed late or
+ * again, it is heard in step from then on.
+ *
+ * Costs some two percent of a processor core and half a megabyte a channel. Messages that differ in little, as counters
+ * do, may be mixed: kosc/combining.h has the safeguard and docs/trust.md its measured rate.
+ *
+ * @param handle  from ko_soundcommu_init() or ko_soundcommu_init_with()
+ * @param mode    0 off, as after init; 1 each channel alone; 2 both together. What was kept of earlier sound is
+ * forgotten
+ * @return 0; or -1, and the handle goes on without combining, with ERROR "kosc is NULL" (before any change), "unknown
+ *         combining mode %u" or, when memory is short, WARN "no combining for this configuration"
+ */
+KOSC_API int ko_soundcommu_config_combining(soundcommu_handle_t* handle, uint32_t mode);
+
+/** What a message was put together from; later versions add fields at the end. */
+typedef struct ko_soundcommu_combined_t {
+    uint32_t frames;      /**< sent frames that were summed; 1: one frame, found by the search for weak frames */
+    uint32_t hearings;    /**< the same, each counted as often as microphones heard it */
+    uint32_t microphones; /**< that heard some of them: 1 or 2 */
+    uint32_t channels;    /**< which: bit 0 channel 0, bit 1 channel 1 */
+    double snr_db; /**< signal-to-noise ratio of all of it together, in the band, where one frame needs about 0 */
+    double newest_snr_db; /**< of the newest frame alone, by the microphone that heard it better */
+    double seconds;       /**< from the first frame's start to the newest one's */
+} ko_soundcommu_combined_t;
+
+/**
+ * Tells whether a message was put together by combining, and from what. May be called within the receive callback for
+ * the messages that it was handed, and until the next decode call on that channel.
+ *
+ * @param handle    handle
+ * @param channel   0 or 1
+ * @param index     of the message among those of the channel's last decode call, from 0
+ * @param combined  filled up to `size` when it was put together
+ * @param size      sizeof(ko_soundcommu_combined_t); the rest of a larger record is zeroed
+ * @return 1 when it was put together, 0 when it was delivered as without combining, -1 with ERROR "kosc is NULL",
+ *         "Invalid channel %d", "combined is NULL" or "no message %u"
+ */
+KOSC_API int ko_soundcommu_get_combined(const soundcommu_handle_t* handle, int channel, uint32_t index,
+                                        ko_soundcommu_combined_t* combined, uint32_t size);
 
 #ifdef __cplusplus
 }

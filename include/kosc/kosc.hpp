@@ -189,6 +189,9 @@ struct receiver_settings {
     /** The sound begins somewhere, with a file or a cut: the receiver hears silence before it, so that a frame is found
      * which lacks its first samples. */
     bool cut = false;
+    /** KOSC_COMBINING_...: repeats are added up, with KOSC_COMBINING_TOGETHER those of two channels; what is delivered
+     * so has `report.combined`. */
+    uint32_t combining = KOSC_COMBINING_OFF;
 };
 
 /**
@@ -201,12 +204,16 @@ struct receiver_settings {
  */
 class receiver {
 public:
-    /** error::length for no channels, error::band, error::memory. */
+    /** error::length for no channels, error::channel for other than two that are to be combined together, error::band,
+     * error::memory, also where combining is not one of its modes. */
     static result<receiver> make(const receiver_settings& settings = {})
     {
         soundcomm_cfg_t cfg;
         if (settings.channels == 0) {
             return error::length;
+        }
+        if (settings.combining == KOSC_COMBINING_TOGETHER && settings.channels != 2) {
+            return error::channel;
         }
         if (!soundcomm_cfg_for_band(settings.first_subcarrier, &cfg)) {
             return error::band;
@@ -218,6 +225,9 @@ public:
             if (!channel.context) {
                 return error::memory;
             }
+        }
+        if (!made.combine(settings.combining)) {
+            return error::memory;
         }
         made.block_.resize(settings.channels > 1 ? PIECE : 0);
         if (settings.cut && made.push_silence(FRAME_SAMPLES, nothing, nothing) != error::none) {
@@ -303,13 +313,26 @@ private:
     receiver() = default;
     static void nothing(const heard&) {}
 
+    bool combine(uint32_t mode)
+    {
+        if (mode == KOSC_COMBINING_TOGETHER) {
+            return soundcomm_config_combining(channels_[0].context.get(), channels_[1].context.get(), mode);
+        }
+        return mode == KOSC_COMBINING_OFF ||
+               std::all_of(channels_.begin(), channels_.end(), [&](const channel_state& channel) {
+                   return soundcomm_config_combining(channel.context.get(), nullptr, mode);
+               });
+    }
+
     template <typename OnMessage, typename OnFailed>
     error push_silence(size_t count, OnMessage&& on_message, OnFailed&& on_failed)
     {
-        const std::vector<int16_t> silence(count);
+        const std::vector<int16_t> silence(std::min(count, PIECE));
         error worst = error::none;
-        for (uint32_t c = 0; c < channels_.size() && worst == error::none; ++c) {
-            worst = push_channel(c, silence.data(), count, on_message, on_failed);
+        for (size_t done = 0; done < count; done += PIECE) {
+            for (uint32_t c = 0; c < channels_.size() && worst == error::none; ++c) {
+                worst = push_channel(c, silence.data(), std::min(count - done, PIECE), on_message, on_failed);
+            }
         }
         return worst;
     }

@@ -8,6 +8,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+#include "kosc/combining.h"
 #include "kosc/config.h"
 #include "kosc/context.h"
 #include "kosc/export.h"
@@ -43,16 +44,19 @@ typedef struct result_set_t {
 
 /** A frame that a receiver found. */
 typedef struct frame_report_t {
-    uint64_t sample;         /**< its first sample, of all that soundcomm_receive() was handed since
-                                  soundcomm_init_receive(), processed or not; does not wrap */
-    uint32_t track;          /**< 0 or 1 */
-    uint32_t verdict;        /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
-    uint32_t failed_crcs;    /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
-    uint32_t msg_len;        /**< bytes of `msg` */
-    const uint8_t* msg;      /**< the message; with verdict 0 what was read instead of it, else null */
-    const double* samples;   /**< frame_length raw samples from its start on */
-    double correlation;      /**< height of the synchronisation peak, up to 1 */
-    frame_quality_t quality; /**< all zero without a second look */
+    uint64_t sample;                   /**< its first sample, of all that soundcomm_receive() was handed since
+                                            soundcomm_init_receive(), processed or not; does not wrap */
+    uint32_t track;                    /**< 0 or 1 */
+    uint32_t verdict;                  /**< 1 decoded, 0 a CRC does not match, KOSC_DECODE_FAILED */
+    uint32_t failed_crcs;              /**< bit i: CRC i did not match in the first look; parts above 31 share bit 31 */
+    uint32_t msg_len;                  /**< bytes of `msg` */
+    const uint8_t* msg;                /**< the message; with verdict 0 what was read instead of it, else null */
+    const double* samples;             /**< frame_length raw samples from its start on */
+    double correlation;                /**< height of the synchronisation peak, up to 1 */
+    frame_quality_t quality;           /**< all zero without a second look */
+    const combined_report_t* combined; /**< null unless the message was put together (kosc/combining.h); then `sample`
+                                            and `samples` are of the newest frame and may miss its start by some
+                                            samples, and `correlation` and `quality` are zero */
 } frame_report_t;
 
 /** Called for each frame; report and what it points to are valid during the call. Must not call into the context. */

@@ -1,10 +1,12 @@
 #include "kosc/handle.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ctime>
 
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "receive/combined_frames.h"
 
 using namespace kosc;
 
@@ -18,12 +20,23 @@ bool size_collector(soundcommu_handle_t* handle, int channel, uint32_t samples)
         return true;
     }
     KOSC_LOG_INFO("init result collector %d", samples);
-    const uint32_t size = soundcomm_decode_length(handle->ctx[channel], samples);
+    const soundcomm_paras_t& paras = *handle->ctx[channel]->rx_paras;
+    const uint32_t combined = most_combined(paras, samples);
+    const uint32_t size = soundcomm_decode_length(handle->ctx[channel], samples) + combined * paras.cfg.msg_byte_len;
+    list_combined(paras, nullptr, 0);
     std::free(result.correct.buffer);
+    std::free(handle->combined[channel]);
     result = {};
     result.decode_type = KOSC_DECODE_FIRST_TRACK;
     result.correct.buffer = alloc_array<uint8_t>(size);
-    KOSC_RETURN_IF(result.correct.buffer == nullptr, false, "init result collector failed %d", samples);
+    handle->combined[channel] = combined != 0 ? alloc_array<given_message>(combined) : nullptr;
+    if (result.correct.buffer == nullptr || (combined != 0 && handle->combined[channel] == nullptr)) {
+        std::free(result.correct.buffer);
+        result.correct.buffer = nullptr;
+        KOSC_LOG_ERROR("init result collector failed %d", samples);
+        return false;
+    }
+    list_combined(paras, static_cast<given_message*>(handle->combined[channel]), combined);
     result.correct.room = size;
     handle->result_len[channel] = samples;
     return true;
@@ -85,4 +98,31 @@ int ko_soundcommu_decode(soundcommu_handle_t* handle, const int16_t* data, int d
     }
     KOSC_LOG_DEBUG("%d decoded %d frame succ.", channel, result.correct.count);
     return deliver(handle, channel) ? 0 : -1;
+}
+
+int ko_soundcommu_get_combined(const soundcommu_handle_t* handle, int channel, uint32_t index,
+                               ko_soundcommu_combined_t* combined, uint32_t size)
+{
+    KOSC_RETURN_IF(handle == nullptr, -1, "kosc is NULL");
+    KOSC_RETURN_IF(channel < 0 || channel >= KOSC_CHANNELS, -1, "Invalid channel %d", channel);
+    KOSC_RETURN_IF(combined == nullptr, -1, "combined is NULL");
+    const result_part_t& correct = handle->result[channel].correct;
+    const uint32_t msg_len = soundcomm_default_cfg()->msg_byte_len;
+    KOSC_RETURN_IF(index >= std::min(correct.count, correct.room / msg_len), -1, "no message %u", index);
+    const combined_report_t* const report =
+        find_combined(*handle->ctx[channel]->rx_paras, correct.buffer + size_t{index} * msg_len);
+    if (report == nullptr) {
+        return 0;
+    }
+    ko_soundcommu_combined_t known{};
+    known.frames = report->frames;
+    known.hearings = report->hearings;
+    known.microphones = (report->channels & 1U) + (report->channels >> 1U);
+    known.channels = report->channels;
+    known.snr_db = report->snr_db;
+    known.newest_snr_db = report->newest_snr_db;
+    known.seconds = report->seconds;
+    std::memset(combined, 0, size);
+    std::memcpy(combined, &known, std::min(size_t{size}, sizeof(known)));
+    return 1;
 }

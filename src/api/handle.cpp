@@ -6,6 +6,7 @@
 
 #include "kosc/audio_render.h"
 #include "kosc/bands.h"
+#include "kosc/combining.h"
 #include "kosc/encoder.h"
 #include "kosc/second_look.h"
 #include "log/log_macros.h"
@@ -52,6 +53,7 @@ bool read_options(const ko_soundcommu_options_t* from, ko_soundcommu_options_t* 
     take(*from, &ko_soundcommu_options_t::on_messages, options);
     take(*from, &ko_soundcommu_options_t::user, options);
     take(*from, &ko_soundcommu_options_t::second_look, options);
+    take(*from, &ko_soundcommu_options_t::combining, options);
     return true;
 }
 
@@ -111,7 +113,9 @@ soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* opti
         return nullptr;
     }
     handle_ptr handle = make_handle(&cfg);
-    if (!handle || (wanted.second_look != 0 && ko_soundcommu_config_second_look(handle.get(), 1) != 0)) {
+    if (!handle || (wanted.second_look != 0 && ko_soundcommu_config_second_look(handle.get(), 1) != 0) ||
+        (wanted.combining != KOSC_COMBINING_OFF &&
+         ko_soundcommu_config_combining(handle.get(), wanted.combining) != 0)) {
         return nullptr;
     }
     handle->on_messages = wanted.on_messages;
@@ -134,6 +138,7 @@ void ko_soundcommu_release(soundcommu_handle_t* handle)
             KOSC_LOG_INFO("kosc release result buff %d", channel);
             std::free(handle->result[channel].correct.buffer);
         }
+        std::free(handle->combined[channel]);
     }
     std::free(handle);
     KOSC_LOG_INFO("kosc release finished.");
@@ -170,4 +175,14 @@ int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint32_t enabl
         }
     }
     return 0;
+}
+
+int ko_soundcommu_config_combining(soundcommu_handle_t* handle, uint32_t mode)
+{
+    KOSC_RETURN_IF(handle == nullptr, -1, "kosc is NULL");
+    const bool done = soundcomm_config_combining(handle->ctx[0], handle->ctx[1], mode);
+    for (uint32_t& len : handle->result_len) {
+        len = 0; // the result collectors are sized anew, with room for combined messages
+    }
+    return done ? 0 : -1;
 }

@@ -10,6 +10,7 @@
 #include "log/log_macros.h"
 #include "modem/pilot.h"
 #include "platform/owned.h"
+#include "receive/combined_frames.h"
 #include "receive/receive_tracks.h"
 #include "second_look/second_look_area.h"
 
@@ -34,6 +35,7 @@ void release_paras(soundcomm_paras_t* paras)
     std::free(paras->fade_window);
     pruned_ifft_free(paras->inverse);
     free_second_look(paras->second_look);
+    end_combining(paras);
     std::free(paras);
 }
 

@@ -6,6 +6,7 @@
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/bounded.h"
+#include "receive/combined_frames.h"
 #include "second_look/second_look_area.h"
 
 using namespace kosc;
@@ -109,8 +110,8 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
                             const sync_iter& iter, const double* samples)
 {
     const soundcomm_paras_t& paras = *ctx->rx_paras;
-    const bool wanted =
-        paras.frame_callback != nullptr || paras.second_look != nullptr || wants_message(*slot, paras.cfg.msg_byte_len);
+    const bool wanted = paras.frame_callback != nullptr || paras.second_look != nullptr || paras.combining != nullptr ||
+                        wants_message(*slot, paras.cfg.msg_byte_len);
     frame_report_t frame = locate(paras, entry, iter);
     recovered_frame* const last = last_recovered(paras, frame.track);
     if (last != nullptr && last->any && last->sample == frame.sample) {
@@ -119,6 +120,7 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
         return frame;
     }
     decode(*ctx, samples, wanted ? entry->decode_cache : nullptr, &frame);
+    note_decoded(paras, frame);
     if (last != nullptr && frame.verdict == 1) {
         if (is_same_frame(paras, *last, frame)) {
             return frame;
@@ -134,6 +136,8 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
     }
     return frame;
 }
+
+void file_decoded(const frame_report_t& frame, result_slot_t* slot) { file(frame, slot); }
 
 } // namespace kosc
 

@@ -16,6 +16,9 @@ inline bool has_room(const result_part_t& part, uint32_t msg_len)
 frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
                             const sync_iter& iter, const double* samples);
 
+// Counts a decoded frame in `slot`, with its message where that has room.
+void file_decoded(const frame_report_t& frame, result_slot_t* slot);
+
 } // namespace kosc
 
 #endif

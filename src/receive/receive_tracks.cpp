@@ -2,6 +2,7 @@
 
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "receive/combined_frames.h"
 #include "second_look/second_look_area.h"
 
 namespace kosc {
@@ -27,6 +28,7 @@ void release_receive_tracks(soundcomm_paras_t* paras)
         track = {};
     }
     paras->track_num = 0;
+    restart_combining(*paras);
     for (uint32_t t = 0; t < KOSC_MAX_TRACKS && paras->second_look != nullptr; ++t) {
         paras->second_look->recovered[t].any = false; // samples are counted anew
     }

@@ -5,6 +5,7 @@
 #include "kosc/decoder.h"
 #include "log/log_macros.h"
 #include "platform/owned.h"
+#include "receive/combined_frames.h"
 #include "receive/found_frame.h"
 #include "receive/receive_tracks.h"
 #include "sync/receive_filter.h"
@@ -173,6 +174,7 @@ bool receive_piece(soundcomm_context_t* ctx, const int16_t* input, uint32_t piec
         return false;
     }
     decode_tracks(ctx, track_count, results);
+    combine_piece(ctx, input, piece, &results->slot[0]);
     return true;
 }
 
@@ -229,6 +231,7 @@ int soundcomm_receive(soundcomm_context_t* ctx, const int16_t* input, uint32_t d
     }
     KOSC_LOG_DEBUG("Receive data_len %u", data_len);
     const uint64_t received_in_all = paras->received + data_len;
+    begin_combined_block(*paras, data_len);
     for (uint32_t remaining = data_len; remaining > 0;) {
         start_counts(paras->cfg.msg_byte_len, &internal);
         const uint32_t piece = next_piece(*paras, remaining);

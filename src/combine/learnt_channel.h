@@ -1,0 +1,42 @@
+// A frame's channel with the powers of its echoes learnt from the frame itself.
+#ifndef KOSC_COMBINE_LEARNT_CHANNEL_H
+#define KOSC_COMBINE_LEARNT_CHANNEL_H
+
+#include "combine/weak_layout.h"
+#include "second_look/frame_channel.h"
+
+namespace kosc {
+
+constexpr uint32_t MAX_RANK = 28;        // sequences of the smoother; the built-in layout has 20
+constexpr uint32_t ECHO_DELAYS = 36;     // that an echo may have
+constexpr uint32_t ECHO_DELAY_STEP = 8;  // samples
+constexpr uint32_t FIRST_ECHO_DELAY = 2; // steps before the found start
+
+// The channel is taken for a sum of echoes, each of independent Gaussian amplitude and of a power of its own. What the
+// powers are is what explains the measurement best. The second look takes all delays for equally strong instead.
+// Source: Tipping 2001, "Sparse Bayesian learning and the relevance vector machine".
+struct learnt_channel {
+    uint32_t rank;
+    kom_complex echo[ECHO_DELAYS][MAX_RANK]; // coefficients of an echo of unit power, along the smoother's sequences
+    double power[ECHO_DELAYS];
+    kom_complex shrink[MAX_RANK][MAX_RANK];     // from measured coefficients to their conditional mean
+    double error;                               // power of what is then left of the error, on a subcarrier
+    kom_complex covariance[MAX_RANK][MAX_RANK]; // scratch
+};
+
+// False when the smoother has too many sequences.
+bool init_learnt_channel(const channel_smoother_t& smoother, learnt_channel* learnt);
+
+// Learns the echoes' powers from the joint coefficients of an estimate.
+void learn_channel(const channel_estimate& estimate, const double* joint, learnt_channel* learnt);
+
+// Log-likelihood ratios ln(P(1)/P(0)) of the frame's bits in the order sent, under the estimate and the powers learnt,
+// limited to +-MAX_LLR: 4*a*Re(received * conj(h)) / (noise + error) with the amplitude a of an axis. With `leave_out`
+// as demap_frame() has it.
+constexpr float MAX_LLR = 12.0F;
+void soften(const channel_estimate& estimate, bool leave_out, frame_channel* channel, learnt_channel* learnt,
+            float* llr);
+
+} // namespace kosc
+
+#endif
