@@ -104,6 +104,7 @@ int init_with(context*)
     ko_soundcommu_default_options(&options, sizeof options);
     options.second_look = 1;
     options.first_subcarrier = 7;
+    options.combining = 2;
     const handle_ptr handle = short_of_memory([&] { return handle_ptr{ko_soundcommu_init_with(&options)}; });
     return handle ? 0 : -1;
 }
@@ -125,11 +126,13 @@ int encode_message(context*)
     return result;
 }
 
-// A frame that cannot be decoded is lost alone; a block that cannot be received or delivered is lost whole.
+// A frame that cannot be decoded is lost alone, or comes later where combining is on; a block that cannot be received
+// or delivered is lost whole.
 template <bool SecondLook> int decode_block(context*)
 {
     host h;
     EXPECT_EQ(ko_soundcommu_config_second_look(h.get(), SecondLook), 0);
+    EXPECT_EQ(ko_soundcommu_config_combining(h.get(), SecondLook ? 2 : 0), 0);
     const auto look = [](const frame_report_t* frame, void*) {
         EXPECT_EQ(frame->msg == nullptr, frame->verdict == KOSC_DECODE_FAILED) << "another frame's message";
     };
@@ -137,7 +140,10 @@ template <bool SecondLook> int decode_block(context*)
     const pcm& block = sound(SecondLook);
     const int result = short_of_memory([&] { return h.decode(block); });
     const message_list heard = host::deliveries().empty() ? message_list{} : host::deliveries()[0].messages;
-    EXPECT_TRUE(result == 0 ? heard == BOTH || heard == A || heard == B || blocks.failed > 1 : heard.empty());
+    const message_list later = {B[0], A[0]};
+    EXPECT_TRUE(result == 0 ? heard == BOTH || heard == A || heard == B || heard == later || blocks.failed > 1
+                            : heard.empty());
+    EXPECT_EQ(ko_soundcommu_config_combining(h.get(), 0), 0); // which may still deliver what was lost
     EXPECT_TRUE(hears(&h, SecondLook));
     return heard == BOTH ? result : -1;
 }
@@ -152,6 +158,20 @@ int config_second_look(context*)
     EXPECT_TRUE(hears(&h, false));
     EXPECT_EQ(ko_soundcommu_config_second_look(h.get(), 1), 0);
     EXPECT_TRUE(hears(&h, true));
+    return result;
+}
+
+// Listens with both channels together before and after; every block that combining needs is made when it is switched
+// on.
+int config_combining(context*)
+{
+    host h;
+    const int64_t before = blocks.live;
+    const int result = short_of_memory([&] { return ko_soundcommu_config_combining(h.get(), 2); });
+    EXPECT_TRUE(result == 0 || blocks.live == before);
+    EXPECT_TRUE(hears(&h, false));
+    EXPECT_EQ(ko_soundcommu_config_combining(h.get(), 1), 0);
+    EXPECT_TRUE(hears(&h, false));
     return result;
 }
 
@@ -238,6 +258,7 @@ const row ROWS[] = {
     {"ko_soundcommu_decode", decode_block<false>},
     {"ko_soundcommu_decode", decode_block<true>},
     {"ko_soundcommu_config_second_look", config_second_look},
+    {"ko_soundcommu_config_combining", config_combining},
     {"soundcomm_init", init_context, SOME},
     {"soundcomm_init", init_context, SOME, make_unusual},
     {"soundcomm_init_receive", init_receive, ALL, speak_low},
