@@ -25,7 +25,8 @@ cat << END
 Open http://localhost:$port/ in a browser; Ctrl-C here ends.
 
   Listen        press "Start listening" and allow the microphone. The waterfall shows 14 to 22 kHz.
-  Send          type a message and press "Send". This device hears itself; another one, with the page open, hears it too.
+  Send          type a message of any length, or choose a file, and press "Send". This device hears itself; another
+                one, with the page open, hears it too.
   Recording     drop a sound file on the page, such as build/demo/noisy.wav that ./demo.sh leaves.
   Device check  "Run the check" tells whether this loudspeaker and microphone pass the band.
 
