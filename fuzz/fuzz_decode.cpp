@@ -228,9 +228,12 @@ void listener::step(fuzz_input* in)
     case 9:
         change_samples(in, &signal);
         break;
-    case 10:
-        ko_soundcommu_config_second_look(handle, in->byte() % 2);
+    case 10: {
+        const uint8_t modes = in->byte();
+        ko_soundcommu_config_second_look(handle, modes % 2);
+        ko_soundcommu_config_combining(handle, modes >> 1 & 3);
         break;
+    }
     case 11:
         misuse(in);
         break;
@@ -243,6 +246,7 @@ void listener::step(fuzz_input* in)
 // Whatever was heard before, and whatever failed: silence, a frame and silence again yield its message.
 void expect_next_frame(soundcommu_handle_t* handle, int channel)
 {
+    ko_soundcommu_config_combining(handle, 0); // which may still deliver what was lost before
     const pcm& frame = known_frame(1);
     pcm sound(4 * FRAME, 0);
     std::copy(frame.begin(), frame.end(), sound.begin() + 2 * FRAME);

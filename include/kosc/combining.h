@@ -17,7 +17,8 @@
  * What is delivered has passed both CRCs, as without, but every attempt has a chance of 2^-32 to pass with wrong bits.
  * Besides, messages that differ in little may be taken for one: the sum of two may hold the one's first half and the
  * other's second, and both CRCs are right then. A sum is therefore delivered only where single frames support both CRCs
- * at once, a statistical check: docs/trust.md has measured figures. A host to which a mixture of two messages that were
+ * at once, a statistical check that docs/link.md measures: of 3000 sums of a counter's frames none was wrong, with other
+ * changes below one in a thousand. A host to which a mixture of two messages that were
  * really sent would be worse than none puts a check over the whole message into it, or leaves combining off.
  */
 #ifndef KOSC_COMBINING_H

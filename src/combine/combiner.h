@@ -32,6 +32,16 @@ void begin_block(uint32_t ear, uint64_t count, combiner_t* combiner);
 void feed_combiner(uint32_t ear, const int16_t* samples, uint32_t count, take_recovered take, void* user,
                    combiner_t* combiner);
 
+// Takes a frame as each ear heard it: what it completes is handed out, else it is kept. feed_combiner() does this for
+// every frame that it finds.
+void take_frame_heard(const weak_frame* frames, uint32_t count, take_recovered take, void* user, combiner_t* combiner);
+
+// The combiner's maker of soft bits, for frames that come by another way than feed_combiner().
+weak_frame_maker* maker_of(combiner_t* combiner);
+
+// Encodes a message into the maker's `sent`.
+void send_message(const uint8_t* msg, combiner_t* combiner);
+
 // Samples that an ear was fed, silence for what it missed included.
 uint64_t samples_heard(const combiner_t& combiner, uint32_t ear);
 

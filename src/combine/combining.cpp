@@ -150,15 +150,13 @@ bool make_parts(const soundcomm_paras_t& paras, combiner_t* c)
 
 double seconds_apart(double a, double b) { return std::fabs(a - b) / WEAK_SAMPLE_RATE; }
 
-// Signs of the code bits that a message is sent as.
-void sign_message(const uint8_t* msg, combiner_t* c)
+// The bits of a message and its CRCs.
+void block_of(const uint8_t* msg, const combiner_t& c, uint8_t* bits)
 {
     uint8_t bytes[BLOCK_BYTES];
-    uint8_t bits[8 * BLOCK_BYTES];
     std::copy_n(msg, WEAK_MSG_LEN, bytes);
-    calculate_crc(msg, WEAK_MSG_LEN, &c->groups.maker.paras->cfg.crc_cfg, bytes + WEAK_MSG_LEN);
+    calculate_crc(msg, WEAK_MSG_LEN, &c.groups.maker.paras->cfg.crc_cfg, bytes + WEAK_MSG_LEN);
     byte2bin(bits, bytes, BLOCK_BYTES);
-    sign_block(bits, c->groups.decoder, c->groups.sign);
 }
 
 // Forgets the kept frames that carry the block whose signs lie in the decoder.
@@ -226,21 +224,19 @@ combined_report_t describe(const frame_group& group, uint64_t attempts)
     return report;
 }
 
-void deliver(const decoded_block& block, const frame_group& group, uint64_t attempts_before, combiner_t* c)
+void deliver(const frame_group& group, uint64_t attempts_before, combiner_t* c)
 {
     recovered_message message{};
-    uint8_t msg[WEAK_MSG_LEN];
-    std::copy_n(block.bytes, WEAK_MSG_LEN, msg);
     const weak_frame* newest = group.frame[0];
     for (uint32_t i = 1; i < group.fresh; ++i) {
         newest = group.frame[i]->ear == c->fed ? group.frame[i] : newest;
     }
-    message.msg = msg;
+    message.msg = c->groups.msg;
     message.ear = newest->ear;
     message.start = newest->start;
     message.report = describe(group, c->groups.attempts - attempts_before);
     drop_carriers(c);
-    if (was_delivered(msg, newest->start, c)) {
+    if (was_delivered(c->groups.msg, newest->start, c)) {
         ++c->counts.repeats;
         return;
     }
@@ -290,11 +286,11 @@ bool decode_fresh(uint32_t count, combiner_t* c)
     group_decoder* const d = &c->groups;
     const uint64_t before = d->attempts;
     const auto gives_message = [&](const frame_group& group, int passes, bool turned) {
-        const decoded_block block = decode_group(group, passes, turned, d);
-        if (block.crcs_match) {
-            deliver(block, group, before, c);
+        const bool decoded = decode_group(group, passes, turned, d);
+        if (decoded) {
+            deliver(group, before, c);
         }
-        return block.crcs_match;
+        return decoded;
     };
     const frame_group alone = group_of(c->fresh, count);
     if (alone.snr > LEAST_FRAME_SNR && gives_message(alone, PASSES, false)) {
@@ -320,6 +316,17 @@ bool decode_fresh(uint32_t count, combiner_t* c)
            (regroup(d, &group) && group.snr > LEAST_GROUP_SNR && gives_message(group, PASSES, false));
 }
 
+void take_fresh(uint32_t count, combiner_t* c)
+{
+    ++c->counts.frames;
+    if (decode_fresh(count, c)) {
+        return;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        keep(c->fresh[i], c);
+    }
+}
+
 void work_on_segment(const uint32_t* ears, uint32_t count, combiner_t* c)
 {
     const microphone* heard[MAX_EARS];
@@ -337,11 +344,8 @@ void work_on_segment(const uint32_t* ears, uint32_t count, combiner_t* c)
     }
     ++c->counts.candidates;
     const uint32_t frames = take_weak_frames(heard, ears, count, found, &c->groups.maker, c->fresh);
-    c->counts.frames += frames != 0 ? 1 : 0;
-    if (frames != 0 && !decode_fresh(frames, c)) {
-        for (uint32_t i = 0; i < frames; ++i) {
-            keep(c->fresh[i], c);
-        }
+    if (frames != 0) {
+        take_fresh(frames, c);
     }
 }
 
@@ -458,6 +462,24 @@ void feed_combiner(uint32_t ear, const int16_t* samples, uint32_t count, take_re
     }
 }
 
+void take_frame_heard(const weak_frame* frames, uint32_t count, take_recovered take, void* user, combiner_t* c)
+{
+    c->take = take;
+    c->user = user;
+    c->fed = frames[0].ear;
+    std::copy_n(frames, count, c->fresh);
+    take_fresh(count, c);
+}
+
+weak_frame_maker* maker_of(combiner_t* c) { return &c->groups.maker; }
+
+void send_message(const uint8_t* msg, combiner_t* c)
+{
+    uint8_t bits[WEAK_STEPS] = {}; // and the tail
+    block_of(msg, *c, bits);
+    encode_block({bits, nullptr, true}, &c->groups.decoder, c->groups.maker.sent);
+}
+
 uint64_t samples_heard(const combiner_t& c, uint32_t ear) { return c.ear[ear].raw_count; }
 
 void restart_combiner(combiner_t* c)
@@ -482,7 +504,9 @@ void note_delivered(uint32_t ear, double start, const uint8_t* msg, combiner_t* 
     note.ear = ear;
     note.start = start;
     was_delivered(msg, start, c);
-    sign_message(msg, c);
+    uint8_t bits[8 * BLOCK_BYTES];
+    block_of(msg, *c, bits);
+    sign_block(bits, c->groups.decoder, c->groups.sign);
     drop_carriers(c);
 }
 

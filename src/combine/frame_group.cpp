@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "combine/weak_frame.h"
+#include "combine/mixture.h"
 #include "config/frame_symbols.h"
 #include "math/constants.h"
 
@@ -13,14 +13,6 @@ namespace {
 
 constexpr double LEAST_WEIGHT = 0.5;     // of a frame that joins a group
 constexpr double RATE_DISTANCE = 500e-6; // within which drifts may be one
-
-void add_llr(double weight, const int8_t* llr, float* sum)
-{
-    const auto unit = static_cast<float>(weight * LLR_UNIT);
-    for (uint32_t j = 0; j < WEAK_BITS; ++j) {
-        sum[j] += unit * static_cast<float>(llr[j]);
-    }
-}
 
 void sum_group(const frame_group& group, float* sum)
 {
@@ -43,32 +35,21 @@ void sum_again(const frame_group& group, bool decided, group_decoder* decoder)
     }
 }
 
+} // namespace
+
+void add_llr(double weight, const int8_t* llr, float* sum)
+{
+    const auto unit = static_cast<float>(weight * LLR_UNIT);
+    for (uint32_t j = 0; j < WEAK_BITS; ++j) {
+        sum[j] += unit * static_cast<float>(llr[j]);
+    }
+}
+
 decoded_block decode_sum(group_decoder* decoder)
 {
-    ++decoder->attempts;
     std::copy_n(decoder->sum, WEAK_BITS, decoder->llr);
     return decode_soft({decoder->llr, WEAK_BITS, {}, {}}, &decoder->decoder);
 }
-
-// Whether single frames support both CRCs of the decided block at once.
-//
-// Of two messages that differ little, the sum may pass both CRCs with the first half of one and the second half of the
-// other, and no check of the sum can tell. But no frame carries both of these CRCs. So each frame counts with the
-// lesser of what it says for the one and for the other, and together they must say more than nothing.
-bool supported_by_frames(const frame_group& group, const group_decoder& decoder)
-{
-    double support = 0.0;
-    for (uint32_t i = 0; i < group.count; ++i) {
-        double least = HUGE_VAL;
-        for (const auto& place : decoder.crc_place) {
-            least = std::min(least, agreement(decoder.expectations, decoder.sign, group.frame[i]->llr, place));
-        }
-        support += group.weight[i] * least;
-    }
-    return support > 0.0;
-}
-
-} // namespace
 
 double prior_log_odds(double rate, double other_rate)
 {
@@ -110,7 +91,7 @@ void gather(weak_frame* kept, uint32_t kept_num, group_decoder* decoder, frame_g
     }
 }
 
-decoded_block decode_group(const frame_group& group, int passes, bool turned, group_decoder* decoder)
+bool decode_group(const frame_group& group, int passes, bool turned, group_decoder* decoder)
 {
     if (turned) {
         sum_again(group, false, decoder);
@@ -118,6 +99,7 @@ decoded_block decode_group(const frame_group& group, int passes, bool turned, gr
         sum_group(group, decoder->sum);
     }
     decoded_block block = decode_sum(decoder);
+    ++decoder->attempts;
     for (int pass = 1; pass < passes && !block.crcs_match; ++pass) {
         if (pass > 1 && std::memcmp(block.bits, decoder->earlier_bits, WEAK_STEPS) == 0) {
             break; // every further pass would decide the same
@@ -126,13 +108,16 @@ decoded_block decode_group(const frame_group& group, int passes, bool turned, gr
         encode_block(block, &decoder->decoder, decoder->maker.sent);
         sum_again(group, true, decoder);
         block = decode_sum(decoder);
+        ++decoder->attempts;
     }
+    std::copy_n(block.bytes, WEAK_MSG_LEN, decoder->msg);
     sign_block(block.bits, decoder->decoder, decoder->sign);
-    if (block.crcs_match && group.count > 1 && !supported_by_frames(group, *decoder)) {
-        ++decoder->refused;
-        block.crcs_match = false;
+    if (!block.crcs_match || group.count == 1) {
+        return block.crcs_match;
     }
-    return block;
+    const bool refused = is_mixture(group, *decoder);
+    decoder->refused += refused ? 1 : 0;
+    return !refused;
 }
 
 // The channels differ from frame to frame, the turn of one pilot against another does not: summed over frames and pairs

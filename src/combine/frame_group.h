@@ -32,6 +32,7 @@ struct group_decoder {
     float sum[WEAK_BITS];                 // of the weighted soft bits
     float expected[WEAK_BITS];            // scratch
     float sign[WEAK_BITS];                // the block that was decided last
+    uint8_t msg[WEAK_MSG_LEN];            // and its message
     double llr[WEAK_BITS];                // scratch, for the decoder
     uint8_t earlier_bits[WEAK_STEPS];
     uint64_t attempts; // decodings so far
@@ -49,10 +50,10 @@ void gather(weak_frame* kept, uint32_t kept_num, group_decoder* decoder, frame_g
 
 // Decodes the sum of a group's soft bits (Chase 1985, "Code combining"; weighted by SNR as maximum-ratio combining
 // does: Brennan 1959, "Linear diversity combining techniques"), measures each frame's channel anew by what was decided,
-// and decodes again, `passes` times at most. The decoded block, whose crcs_match only when both match and the frames
-// support it; its signs are left in decoder->sign. With `turned` the soft bits are made anew under the group's turns
-// first.
-decoded_block decode_group(const frame_group& group, int passes, bool turned, group_decoder* decoder);
+// and decodes again, `passes` times at most. True when both CRCs match and it is no mixture of two messages; the
+// message is left in decoder->msg, the signs of the last block in decoder->sign. With `turned` the soft bits are made
+// anew under the group's turns first.
+bool decode_group(const frame_group& group, int passes, bool turned, group_decoder* decoder);
 
 // Finds the drift that the group's frames would share if their sender kept still, and sets their turns to it.
 void find_common_drift(frame_group* group, group_decoder* decoder);
@@ -60,6 +61,12 @@ void find_common_drift(frame_group* group, group_decoder* decoder);
 // Where the sum is weaker than elsewhere, messages may differ: keeps, of the frames gathered, those that agree with the
 // fresh ones there. False when nothing was contested or no frame was dropped.
 bool regroup(group_decoder* decoder, frame_group* group);
+
+// Adds a weighted frame's soft bits to a sum.
+void add_llr(double weight, const int8_t* llr, float* sum);
+
+// Decodes decoder->sum.
+decoded_block decode_sum(group_decoder* decoder);
 
 // Whether the bits of a frame agree with a block's signs, beyond three standard deviations of what others would.
 bool carries(const weak_frame& frame, const float* sign);

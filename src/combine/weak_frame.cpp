@@ -104,19 +104,24 @@ uint32_t take_weak_frames(const microphone* const* ears, const uint32_t* ear_num
         frame_channel view = maker->channel;
         view.samples = maker->samples[e];
         transform_symbols(clock, &view);
-        const channel_estimate estimate = estimate_by_pilots(maker->sent, &maker->channel);
-        learn_channel(estimate, maker->channel.joint, &maker->learnt);
-        soften(estimate, false, &maker->channel, &maker->learnt, maker->llr);
-        frame->used = true;
         frame->ear = ear_numbers[e];
         frame->start = found.start[e];
         frame->rate = clock.rate_at(length / 2.0);
         frame->coherence = heard[e].coherence;
-        frame->snr = estimate.signal / std::max(estimate.noise, 1e-30);
-        keep_received(maker->channel.received, frame);
-        keep_llr(maker->llr, frame->llr);
+        take_received(maker, frame);
     }
     return ear_num;
+}
+
+void take_received(weak_frame_maker* maker, weak_frame* frame)
+{
+    const channel_estimate estimate = estimate_by_pilots(maker->sent, &maker->channel);
+    learn_channel(estimate, maker->channel.joint, &maker->learnt);
+    soften(estimate, false, &maker->channel, &maker->learnt, maker->llr);
+    frame->used = true;
+    frame->snr = estimate.signal / std::max(estimate.noise, 1e-30);
+    keep_received(maker->channel.received, frame);
+    keep_llr(maker->llr, frame->llr);
 }
 
 channel_estimate measure_pilots(const weak_frame& frame, weak_frame_maker* maker)

@@ -44,6 +44,9 @@ bool fetch_samples(const microphone& ear, double start, uint32_t length, double*
 uint32_t take_weak_frames(const microphone* const* ears, const uint32_t* ear_numbers, uint32_t ear_num,
                           const candidate& found, weak_frame_maker* maker, weak_frame* frames);
 
+// The soft bits of what lies in maker->channel.received, and their SNR, into a frame whose place and drift are known.
+void take_received(weak_frame_maker* maker, weak_frame* frame);
+
 // The frame's soft bits anew, under a drift whose rate differs by `turn_rate`: from its pilots, or, with `decided`,
 // from all its symbols as in maker->sent. Into maker->llr; the SNR that was measured.
 double soften_again(const weak_frame& frame, double turn_rate, bool decided, weak_frame_maker* maker);

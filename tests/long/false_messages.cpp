@@ -72,6 +72,12 @@ int main(int argc, char** argv)
     const uint64_t seed = std::strtoull(argv[3], nullptr, 10);
     listener plain{KOSC_SECOND_LOOK_OFF, cfg};
     listener deep{KOSC_SECOND_LOOK_ON, cfg};
+    listener other{KOSC_SECOND_LOOK_ON, cfg}; // a second microphone, which hears the same: that adds up most
+    const char* const combine = std::getenv("COMBINE");
+    const auto mode = static_cast<uint32_t>(combine != nullptr ? std::atoi(combine) : 0);
+    if (!soundcomm_config_combining(deep.context(), other.context(), mode)) {
+        return EXIT_FAILURE;
+    }
     sound_source source{kosc_link::random_source{0}, plain.context()->tx_paras, {}};
     source.random = kosc_link::random_source{seed};
     source.music = kosc_link::make_music(MUSIC_SECONDS, &source.random);
@@ -100,17 +106,20 @@ int main(int argc, char** argv)
             for (size_t at = 0; at < SEGMENT; at += BLOCK) {
                 one ? void() : plain.hear(&pcm[at], BLOCK);
                 deep.hear(&pcm[at], BLOCK);
+                mode == KOSC_COMBINING_TOGETHER ? other.hear(&pcm[at], BLOCK) : void();
             }
         }
         const counts found = take(&plain);
-        const counts found_deep = take(&deep);
+        counts found_deep = take(&deep);
+        add(&found_deep, take(&other));
         print(kind.name, segments / SEGMENTS_AN_HOUR, found, found_deep);
         add(&plain_sum, found);
         add(&deep_sum, found_deep);
         heard += segments / SEGMENTS_AN_HOUR;
     }
     print("all", heard, plain_sum, deep_sum);
-    const uint64_t chances = plain_sum.candidates + deep_sum.candidates + deep_sum.attempts;
+    const uint64_t chances = plain_sum.candidates + deep_sum.candidates + deep_sum.attempts +
+                             soundcomm_get_combining_counts(deep.context()).attempts;
     std::printf("%llu comparisons with two CRCs of 16 bits: %.1e false messages are expected\n",
                 static_cast<unsigned long long>(chances), static_cast<double>(chances) * 0x1p-32);
     return plain_sum.messages + deep_sum.messages == 0 ? EXIT_SUCCESS : EXIT_FAILURE;

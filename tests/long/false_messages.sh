@@ -3,6 +3,8 @@
 # hours with a seed each, and prints what they took for frames. Fails when a message comes out.
 #
 #     tests/long/false_messages.sh [HOURS [BAND]]
+#
+# COMBINE=1 or COMBINE=2 in the environment switches combining on; in mode 2 two microphones hear the sounds.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
