@@ -17,8 +17,7 @@
  * What is delivered has passed both CRCs, as without, but every attempt has a chance of 2^-32 to pass with wrong bits.
  * Besides, messages that differ in little may be taken for one: the sum of two may hold the one's first half and the
  * other's second, and both CRCs are right then. A sum is therefore delivered only where single frames support both CRCs
- * at once, a statistical check that docs/link.md measures: of 3000 sums of a counter's frames none was wrong, with other
- * changes below one in a thousand. A host to which a mixture of two messages that were
+ * at once, a statistical check that docs/link.md measures. A host to which a mixture of two messages that were
  * really sent would be worse than none puts a check over the whole message into it, or leaves combining off.
  */
 #ifndef KOSC_COMBINING_H
@@ -77,10 +76,9 @@ typedef struct combiner_t combiner_t;
  *
  * With KOSC_COMBINING_TOGETHER, sample n of the one and sample n of the other, counted from this call on, are the same
  * moment. Feed them in turns, `first` before `second`, in blocks of the same duration; their sizes may differ and
- * change. Blocks of up to 0.25 s are searched on both channels together, longer ones on each, which finds a little
+ * change. Blocks of up to 0.2 s are searched on both channels together, longer ones on each, which finds a little
  * less. A channel that is never fed or no longer costs the other nothing but a quarter of a second. One that is fed
- * later, or again, goes on in step with the other as soon as it lies behind by more than a block and a second and a
- * half.
+ * later, or again, goes on in step with the other as soon as it lies behind by more than a block and 0.7 s.
  *
  * @param first   context prepared by soundcomm_init_receive() for one track at 48000 Hz, with the built-in
  * configuration in any band

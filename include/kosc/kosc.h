@@ -185,13 +185,13 @@ KOSC_API int ko_soundcommu_config_second_look(soundcommu_handle_t* handle, uint3
  * once in 12 seconds, behind the other messages of its decode call; ko_soundcommu_get_combined() tells which they are.
  *
  * In mode 2 the two channels are one receiver: sample n of channel 0 and sample n of channel 1, counted from this call
- * on, are the same moment. Feed the channels in turns, 0 before 1, blocks of the same duration; up to 0.25 s they are
+ * on, are the same moment. Feed the channels in turns, 0 before 1, blocks of the same duration; up to 0.2 s they are
  * searched together. A message comes by the decode call that completes it, on that call's channel, whichever microphone
  * heard it. A channel that is never fed, or no longer, costs the other nothing but a quarter of a second; fed late or
  * again, it is heard in step from then on.
  *
- * Costs some two percent of a processor core and half a megabyte a channel. Messages that differ in little, as counters
- * do, may be mixed: kosc/combining.h has the safeguard and docs/trust.md its measured rate.
+ * Costs about one percent of a processor core and 0.6 megabytes a channel. Messages that differ in little, as counters
+ * do, may be mixed: kosc/combining.h has the safeguard and docs/link.md its measured rate.
  *
  * @param handle  from ko_soundcommu_init() or ko_soundcommu_init_with()
  * @param mode    0 off, as after init; 1 each channel alone; 2 both together. What was kept of earlier sound is

@@ -27,8 +27,8 @@ constexpr double LEAST_GROUP_SNR = 0.4;
 // Until a frame's last start in a segment is past by so much, the receiver's own search may still deliver it: its
 // window of a frame's length ends a synchronisation pilot behind the frame.
 constexpr uint32_t OWN_SEARCH = 14400;
-constexpr uint32_t WAIT_FOR_EAR =
-    12000; // samples by which an ear may be late and is still heard together with the other
+// Samples by which an ear may be late and is still heard together with the other.
+constexpr uint32_t WAIT_FOR_EAR = 9600;
 
 struct delivered_message {
     bool any;
@@ -384,7 +384,7 @@ namespace kosc {
 
 combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t ear_num)
 {
-    constexpr uint32_t RAW_LEN = 32768; // of one ear; one that waits for another keeps twice as much
+    constexpr uint32_t RAW_LEN = 32768; // a segment, what the receiver's own search is behind by, and the wait
     if (!is_supported(paras.cfg, paras.frame)) {
         return nullptr;
     }
@@ -398,7 +398,7 @@ combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t ear_num)
         return nullptr;
     }
     for (uint32_t e = 0; e < ear_num; ++e) {
-        c->ear[e].raw_len = RAW_LEN * ear_num;
+        c->ear[e].raw_len = RAW_LEN;
         c->next[e] = SEARCH_AROUND;
     }
     const uint64_t size = carve(c.get(), nullptr);

@@ -44,7 +44,7 @@ said lesser(const said& a, const said& b)
 // Whether so much would be said by frames that carry the block, but for chance.
 bool is_enough(double sum, double kept, const said& expected)
 {
-    constexpr double DEVIATIONS = 1.5;
+    constexpr double DEVIATIONS = 2.0;
     return sum > std::max(0.0, kept * expected.mean - DEVIATIONS * std::sqrt(expected.variance));
 }
 
