@@ -5,6 +5,7 @@
 
 #include "dsp/goertzel.h"
 #include "math/constants.h"
+#include "second_look/symbol_weights.h"
 
 namespace kosc {
 namespace {
@@ -50,7 +51,7 @@ channel_estimate join_symbols(bool pilots_only, frame_channel* channel)
     double* const joint = channel->joint;
     std::fill_n(joint, size_t{2} * rank, 0.0);
     double energy = 0.0;
-    uint32_t count = 0;
+    double count = 0.0;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         if (pilots_only && !is_pilot(paras, i)) {
             continue;
@@ -63,7 +64,7 @@ channel_estimate join_symbols(bool pilots_only, frame_channel* channel)
         ++count;
     }
     const double explained = sum_power(joint, rank) / count;
-    const double cells = static_cast<double>(count) * sc_num;
+    const double cells = count * sc_num;
     // With as many coefficients as cells everything can be explained, and the noise is not known.
     const double noise =
         cells > rank ? std::max(energy - explained, 0.0) / (cells - rank) : LEAST_POWER_SHARE * energy / cells;
@@ -174,7 +175,7 @@ channel_estimate estimate_by_pilots(const double* sent, frame_channel* channel)
             measure_symbol(sent, i, channel);
         }
     }
-    return join_symbols(true, channel);
+    return channel->weighted ? join_weighted(true, channel) : join_symbols(true, channel);
 }
 
 channel_estimate estimate_by_all(const double* sent, frame_channel* channel)
@@ -183,7 +184,7 @@ channel_estimate estimate_by_all(const double* sent, frame_channel* channel)
         measure_symbol(sent, i, channel);
     }
     fit_phases(channel);
-    return join_symbols(false, channel);
+    return channel->weighted ? join_weighted(false, channel) : join_symbols(false, channel);
 }
 
 double error_vector_magnitude(const double* sent, const channel_estimate& estimate, frame_channel* channel)

@@ -22,6 +22,8 @@ struct frame_channel {
     double* coefficients; // symbols rows of rank complex values: each symbol's channel, with its noise
     double* joint;        // rank complex values: the sum over the joined symbols, each rotated back by its phase
     double* phases;       // symbols values, in radians
+    double* weights;      // symbols values; see symbol_weights.h
+    bool weighted;        // whether the symbols count by them, or all alike
     double* response;     // scratch: sc_num complex values
     double* work;         // scratch: 3 * sc_num doubles
 };

@@ -37,6 +37,7 @@ uint64_t carve_doubles(second_look_t* look, double* block)
     parts.take(&channel.coefficients, 2 * symbols * rank);
     parts.take(&channel.joint, 2 * rank);
     parts.take(&channel.phases, symbols);
+    parts.take(&channel.weights, symbols);
     parts.take(&channel.response, 2 * sc_num);
     parts.take(&channel.work, 3 * sc_num);
     parts.take(&look->llr, 2 * uint64_t{look->paras->frame.data_symbols} * sc_num);

@@ -8,9 +8,9 @@ namespace kosc {
 
 // The joint channel's figures; its coefficients lie in frame_channel::joint.
 struct channel_estimate {
-    uint32_t symbols; // that were joined
-    double signal;    // power on a subcarrier
-    double noise;     // likewise
+    double symbols; // that were joined, by weight where they have weights
+    double signal;  // power on a subcarrier
+    double noise;   // likewise
 };
 
 // Soft decisions on the bits of a frame.

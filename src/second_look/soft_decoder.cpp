@@ -122,4 +122,16 @@ void encode_block(const decoded_block& block, soft_decoder* decoder, double* sym
     }
 }
 
+void encode_message(const uint8_t* message, soft_decoder* decoder, double* symbols)
+{
+    const soundcomm_paras_t& paras = *decoder->paras;
+    const uint32_t msg_len = paras.cfg.msg_byte_len;
+    std::copy_n(message, msg_len, decoder->bytes);
+    const uint32_t crc_len = calculate_crc(message, msg_len, &paras.cfg.crc_cfg, decoder->crc_scratch);
+    std::copy_n(decoder->crc_scratch, std::min(crc_len, paras.frame.bytes - msg_len), decoder->bytes + msg_len);
+    std::fill_n(decoder->bits, decoder->step_num, uint8_t{0});
+    byte2bin(decoder->bits, decoder->bytes, paras.frame.bytes);
+    encode_block({decoder->bits, decoder->bytes, true}, decoder, symbols);
+}
+
 } // namespace kosc

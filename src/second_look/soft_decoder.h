@@ -48,6 +48,9 @@ void place_pilots(const soundcomm_paras_t& paras, double* symbols);
 // Writes what a block is sent as into the data symbols of such rows. Spread values are not supported.
 void encode_block(const decoded_block& block, soft_decoder* decoder, double* symbols);
 
+// The same for a message of msg_byte_len bytes; its block takes the place of the one decoded last.
+void encode_message(const uint8_t* message, soft_decoder* decoder, double* symbols);
+
 } // namespace kosc
 
 #endif

@@ -3,18 +3,19 @@
 #include <cmath>
 
 #include "kosc/papr.h"
+#include "second_look/symbol_weights.h"
 
 namespace kosc {
 namespace {
 
 // Mean coefficients of the joined symbols, without those of symbol `i` where it is left out, rotated to the phase of
-// symbol `i`.
-void mean_of_others(const frame_channel& channel, uint32_t i, double others, bool leave_out, double* mean)
+// symbol `i`. `own` is the weight with which that is taken out, 0 where it stays.
+void mean_of_others(const frame_channel& channel, uint32_t i, double others, double own, double* mean)
 {
-    const kom_complex back = {std::cos(channel.phases[i]), -std::sin(channel.phases[i])};
+    const kom_complex back = {own * std::cos(channel.phases[i]), -own * std::sin(channel.phases[i])};
     for (uint32_t r = 0; r < channel.smoother->rank; ++r) {
         const kom_complex joint = load(channel.joint, r);
-        const kom_complex rest = leave_out ? joint - load(coefficient_row(channel, i), r) * back : joint;
+        const kom_complex rest = own != 0.0 ? joint - load(coefficient_row(channel, i), r) * back : joint;
         store(mean, r, rest * kom_complex{1.0 / others, 0.0});
     }
 }
@@ -23,6 +24,7 @@ void mean_of_others(const frame_channel& channel, uint32_t i, double others, boo
 struct weighing {
     bool divide;
     double noise;
+    bool by_symbol; // and symbols of more noise than that count less
 };
 
 // Values of data symbol `i` under the response in the scratch row, with the PAPR reduction undone.
@@ -44,18 +46,29 @@ void demap_symbol(const frame_channel& channel, uint32_t i, const weighing& w, d
     }
 }
 
+void scale_symbol(double factor, uint32_t sc_num, double* values)
+{
+    for (uint32_t k = 0; k < 2 * sc_num; ++k) {
+        values[k] *= factor;
+    }
+}
+
 void demap_symbols(const channel_estimate& estimate, const weighing& w, bool leave_out, frame_channel* channel,
                    double* out)
 {
     const soundcomm_paras_t& paras = *channel->paras;
-    const double others = estimate.symbols - (leave_out ? 1.0 : 0.0);
-    const double noise_ratio = estimate.noise / (estimate.signal * others);
     double* const mean = channel->work; // no more than sc_num complex values
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         if (!is_pilot(paras, i)) {
-            mean_of_others(*channel, i, others, leave_out, mean);
+            const double own = channel->weighted ? channel->weights[i] : 1.0;
+            const double others = estimate.symbols - (leave_out ? own : 0.0);
+            const double noise_ratio = estimate.noise / (estimate.signal * others);
+            mean_of_others(*channel, i, others, leave_out ? own : 0.0, mean);
             channel_smoother_synthesise(channel->smoother, mean, noise_ratio, channel->response);
             demap_symbol(*channel, i, w, out);
+            if (w.by_symbol) {
+                scale_symbol(decision_weight(*channel, i, estimate.noise, leave_out), paras.cfg.ofdm_cfg.sc_num, out);
+            }
             out += size_t{2} * paras.cfg.ofdm_cfg.sc_num;
         }
     }
@@ -67,13 +80,13 @@ void demap_symbols(const channel_estimate& estimate, const weighing& w, bool lea
 void demap_frame(const channel_estimate& estimate, bool leave_out, frame_channel* channel, double* llr)
 {
     const bool spread = channel->paras->cfg.ofdm_cfg.papr == KOSC_PAPR_DFT_SPREAD;
-    demap_symbols(estimate, {spread, estimate.noise}, leave_out, channel, llr);
+    demap_symbols(estimate, {spread, estimate.noise, channel->weighted && !spread}, leave_out, channel, llr);
 }
 
 void equalise_frame(const channel_estimate& estimate, frame_channel* channel, double* symbols)
 {
     constexpr double LEAST_SHARE = 1e-3; // of the signal's power, below which a subcarrier is not raised further
-    demap_symbols(estimate, {true, LEAST_SHARE * estimate.signal}, false, channel, symbols);
+    demap_symbols(estimate, {true, LEAST_SHARE * estimate.signal, false}, false, channel, symbols);
 }
 
 } // namespace kosc
