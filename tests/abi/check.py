@@ -14,7 +14,8 @@ SYSTEM_LIBRARIES = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "ld-linux-
 # The folders of src from the bottom up: a file uses its own layer and layers of lower rank, so siblings of one rank
 # (coding and dsp, tx and decode) never use each other.
 RANKS = {layer: rank for rank, layers in enumerate((
-    "platform", "log", "math", "config", "coding dsp", "sync", "tx decode", "second_look", "combine", "receive", "modem", "api"))
+    "platform", "log", "math", "config", "coding dsp", "sync", "tx decode", "second_look", "cancel combine", "receive",
+    "modem", "api"))
     for layer in layers.split()}
 # Headers without a layer: the mark of what is exported, the record of a modem's parts, which all stages read, and the
 # list of all headers.

@@ -1,0 +1,121 @@
+#include "cancel/baseband.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "dsp/goertzel.h"
+#include "math/complex_ops.h"
+#include "math/constants.h"
+#include "math/simd.h"
+
+namespace kosc {
+namespace {
+
+constexpr double KAISER_BETA = 8.0; // 80 dB
+// Spacings of the subcarriers that the receiver's filter passes beside theirs.
+constexpr double FILTER_GUARD = 5.0;
+
+// Modified Bessel function of the first kind, of order 0.
+double bessel(double x)
+{
+    double term = 1.0;
+    double sum = 1.0;
+    for (int k = 1; term > sum * 1e-15; ++k) {
+        term *= x / (2 * k) * (x / (2 * k));
+        sum += term;
+    }
+    return sum;
+}
+
+// A low-pass with its cut-off one width of the band from the middle, so that what folds back stays outside the band.
+// Source of the window: Kaiser 1974, "Nonrecursive digital filter design using the I0-sinh window function".
+void design_taps(const ofdm_cfg& ofdm, baseband* b)
+{
+    double low[TAPS];
+    double sum = 0.0;
+    double square = 0.0;
+    for (uint32_t l = 0; l < TAPS; ++l) {
+        const double t = static_cast<double>(l) - HALF_TAPS;
+        const double x = PI * 2.0 * ofdm.sc_num / ofdm.symbol_len * t;
+        const double inside = 1.0 - t / (HALF_TAPS + 1) * (t / (HALF_TAPS + 1));
+        low[l] = (t == 0.0 ? 1.0 : std::sin(x) / x) * bessel(KAISER_BETA * std::sqrt(inside)) / bessel(KAISER_BETA);
+        sum += low[l];
+    }
+    for (uint32_t l = 0; l < TAPS; ++l) {
+        const double angle = b->middle * (static_cast<double>(l) - HALF_TAPS);
+        store(b->taps, l, {low[l] / sum * std::cos(angle), -low[l] / sum * std::sin(angle)});
+        square += low[l] / sum * (low[l] / sum);
+    }
+    b->noise_gain = square * ofdm.symbol_len / (2.0 * (ofdm.sc_num + FILTER_GUARD));
+}
+
+// The phase of the carrier that the middle of the band is mixed with, at the first value and from value to value.
+void carrier(const baseband& b, uint32_t count, double sign, double* phasors)
+{
+    const double step = sign * std::fmod(b.middle * b.decimation, 2 * PI);
+    fill_phasors(-step * LEAD, step, count, phasors);
+}
+
+double sum_lanes(simd v) { return v[0] + v[1]; }
+
+} // namespace
+
+bool init_baseband(const soundcomm_paras_t& paras, baseband* b)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const uint32_t length = ofdm.symbol_len + ofdm.cp_len;
+    b->decimation = 1;
+    while (uint64_t{4} * b->decimation * ofdm.sc_num <= ofdm.symbol_len) {
+        b->decimation *= 2;
+    }
+    b->frame_len = paras.frame.frame_length / b->decimation;
+    b->symbol_len = length / b->decimation;
+    b->middle = 2 * PI * (ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0) / ofdm.symbol_len;
+    design_taps(ofdm, b);
+    return length % b->decimation == 0 && b->frame_len + LEAD + ofdm.cp_len / b->decimation <= BLOCK_LEN;
+}
+
+void mix_down(const baseband& b, const frame_surroundings& samples, uint32_t count, double* phasors, double* out,
+              double* present)
+{
+    carrier(b, count, -1.0, phasors);
+    for (uint32_t m = 0; m < count; ++m) {
+        const int64_t middle = (static_cast<int64_t>(m) - LEAD) * b.decimation;
+        const bool there = middle - HALF_TAPS >= samples.first && middle + HALF_TAPS < samples.end;
+        present[m] = there ? 1.0 : 0.0;
+        simd sums[4] = {};
+        if (there) {
+            const double* const x = samples.from_start + (middle - HALF_TAPS);
+            sums[0] = load_simd(b.taps) * broadcast(x[0]);
+            for (uint32_t l = 1; l < TAPS; l += 4) {
+                for (uint32_t j = 0; j < 4; ++j) {
+                    sums[j] = sums[j] + load_simd(b.taps + 2 * (l + j)) * broadcast(x[l + j]);
+                }
+            }
+        }
+        const simd sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+        store(out, m, kom_complex{sum[0], sum[1]} * load(phasors, m));
+    }
+}
+
+void mix_up(const baseband& b, uint32_t count, double* phasors, double* values, double* out)
+{
+    carrier(b, count, 1.0, phasors);
+    for (uint32_t m = 0; m < count; ++m) {
+        store(values, m, load(values, m) * load(phasors, m));
+    }
+    const int64_t step = b.decimation;
+    const double gain = 2.0 * b.decimation; // both halves of the spectrum, and the rate
+    for (int64_t n = 0; n < count * step; ++n) {
+        // Re(value * conj(tap)): the taps are mixed down, their conjugates up.
+        const int64_t low = n > HALF_TAPS ? (n - HALF_TAPS + step - 1) / step : 0;
+        const int64_t high = std::min<int64_t>(count - 1, (n + HALF_TAPS) / step);
+        simd sum = {};
+        for (int64_t m = low; m <= high; ++m) {
+            sum = sum + load_simd(values + 2 * m) * load_simd(b.taps + 2 * (n - m * step + HALF_TAPS));
+        }
+        out[n] = gain * sum_lanes(sum);
+    }
+}
+
+} // namespace kosc

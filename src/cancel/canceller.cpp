@@ -1,0 +1,176 @@
+#include "cancel/canceller.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "cancel/impulse_response.h"
+#include "cancel/left_over.h"
+#include "cancel/resent_frame.h"
+#include "cancel/residual_clock.h"
+#include "config/frame_symbols.h"
+#include "math/complex_ops.h"
+#include "platform/owned.h"
+
+namespace kosc {
+
+struct canceller {
+    const soundcomm_paras_t* paras;
+    baseband band;
+    uint32_t delays[2]; // by reach
+    clock_scratch clock;
+    response_model model;
+    double resent[2 * BLOCK_LEN];
+    double phasors[2 * BLOCK_LEN];
+    double present[BLOCK_LEN]; // 1 where a received value's samples are there
+    double* samples;           // owned; the longest span
+};
+
+namespace {
+
+using canceller_ptr = owned<canceller, free_canceller>;
+
+constexpr uint32_t TAIL_SAMPLES = 4320; // delays behind the start that a room's tail takes, 90 ms at 48 kHz
+constexpr int CLOCK_ROUNDS = 3;         // at most, of making the frame again and refining its clock
+constexpr double CLOCK_SETTLED = 0.01;  // radians at the frame's ends
+constexpr int RESPONSE_ROUNDS = 3;      // of prior and response
+constexpr double NOISE_MARGIN = 2.0;    // noise over the quietest symbol's at which values keep their whole weight
+constexpr double LEAST_NOISE = 1e-9;    // power of a baseband value, where samples count to 32768
+
+uint32_t baseband_len(const canceller& c, reach far) { return c.band.frame_len + c.delays[far == reach::TAIL]; }
+
+double power_of_difference(const double* a, const double* b, size_t k)
+{
+    const kom_complex e = load(a, k) - load(b, k);
+    return e.re * e.re + e.im * e.im;
+}
+
+// Gives the values weights by what the model leaves of the symbol in whose time they lie: those of pilots none, because
+// another frame's aligned pilots would be taken for this one's; those with more than twice the quietest data symbol's
+// noise in inverse proportion. Returns the noise of a value of weight 1.
+double weigh_symbols(uint32_t count, canceller* c)
+{
+    response_model& m = c->model;
+    const uint32_t length = c->band.symbol_len;
+    const uint32_t symbols = c->paras->frame.symbols;
+    double* const noise = c->phasors; // scratch; one value a stretch of a symbol's length
+    double least = INFINITY;
+    for (uint32_t i = 0; i * length < count; ++i) {
+        const uint32_t first = std::min(i * length + LEAD, count - 1);
+        const uint32_t end = std::min(first + length, count);
+        double sum = 0.0;
+        for (uint32_t k = first; k < end; ++k) {
+            sum += power_of_difference(m.received, m.modelled, k);
+        }
+        noise[i] = sum / (end - first);
+        if (i < symbols && !frame_symbol_at(*c->paras, i).is_pilot) {
+            least = std::min(least, noise[i]);
+        }
+    }
+    least = std::max(least, LEAST_NOISE);
+    for (uint32_t k = 0; k < count; ++k) {
+        const uint32_t i = k < LEAD ? 0 : (k - LEAD) / length;
+        const bool pilot = i < symbols && frame_symbol_at(*c->paras, i).is_pilot;
+        m.weight[k] = pilot ? 0.0 : c->present[k] * std::min(NOISE_MARGIN * least / std::max(noise[i], least), 1.0);
+    }
+    return NOISE_MARGIN * least;
+}
+
+// Energy of the frame as sent, by the weights of the values that it is received in.
+double weighted_energy(const canceller& c)
+{
+    double energy = 0.0;
+    for (uint32_t k = 0; k < c.band.frame_len; ++k) {
+        const kom_complex z = load(c.resent, k);
+        energy += (z.re * z.re + z.im * z.im) * c.model.weight[k + LEAD];
+    }
+    return energy;
+}
+
+// Makes the frame again on its clock, which is refined where it is not known exactly.
+void resend(const cancel_job& job, canceller* c, frame_clock* clock)
+{
+    *clock = job.clock;
+    for (int round = 0; round < CLOCK_ROUNDS && !job.clock_known; ++round) {
+        resend_frame(*c->paras, c->band, job.sent, *clock, c->resent);
+        if (refine_clock(*c->paras, c->band, c->resent, c->model.received, &c->clock, clock) < CLOCK_SETTLED) {
+            break;
+        }
+    }
+    resend_frame(*c->paras, c->band, job.sent, *clock, c->resent);
+}
+
+} // namespace
+
+bool suits_canceller(const soundcomm_paras_t& paras)
+{
+    baseband band;
+    return paras.conv_code != nullptr && paras.cfg.ofdm_cfg.papr != KOSC_PAPR_DFT_SPREAD &&
+           paras.frame.symbols <= MAX_SYMBOLS && paras.frame.symbols > paras.frame.pilot_symbols + 2 &&
+           init_baseband(paras, &band) && band.symbol_len >= NEAR_DELAYS;
+}
+
+canceller* make_canceller(const soundcomm_paras_t& paras)
+{
+    canceller_ptr c{suits_canceller(paras) ? alloc_record<canceller>() : nullptr};
+    if (!c) {
+        return nullptr;
+    }
+    c->paras = &paras;
+    init_baseband(paras, &c->band);
+    init_block_fft(&c->model.fft);
+    const uint32_t room = std::min(BLOCK_LEN - c->band.frame_len, MAX_DELAYS);
+    c->delays[0] = LEAD + paras.cfg.ofdm_cfg.cp_len / c->band.decimation;
+    c->delays[1] = std::min(room, std::max(c->delays[0], LEAD + TAIL_SAMPLES / c->band.decimation));
+    c->samples = alloc_array<double>(uint64_t{baseband_len(*c, reach::TAIL)} * c->band.decimation);
+    return c->samples != nullptr ? c.release() : nullptr;
+}
+
+void free_canceller(canceller* c)
+{
+    if (c != nullptr) {
+        std::free(c->samples);
+        std::free(c);
+    }
+}
+
+cancel_span span_of(const canceller& c, reach far)
+{
+    return {-static_cast<int64_t>(LEAD) * c.band.decimation, baseband_len(c, far) * c.band.decimation};
+}
+
+const double* estimate_received(canceller* c, const cancel_job& job, frame_clock* clock)
+{
+    response_model& m = c->model;
+    const uint32_t delays = c->delays[job.far == reach::TAIL];
+    const uint32_t count = c->band.frame_len + delays;
+    *clock = job.clock;
+    if (job.samples.first <= 0 && job.samples.end >= c->paras->frame.frame_length &&
+        !is_more_than_frame(*c->paras, job.samples.from_start, job.sent, job.clock, job.floor, m.modelled)) {
+        return nullptr;
+    }
+    std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
+    std::fill_n(m.modelled, 2 * BLOCK_LEN, 0.0);
+    std::fill_n(m.weight, BLOCK_LEN, 0.0);
+    mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);
+    resend(job, c, clock);
+    set_frame(c->resent, c->band.frame_len, &m);
+    double noise = weigh_symbols(count, c);
+    for (int round = 0; round < RESPONSE_ROUNDS; ++round) {
+        const double energy = weighted_energy(*c);
+        if (!(energy > 0.0)) {
+            return nullptr;
+        }
+        match_frame(delays, &m);
+        if (round == 0) {
+            start_prior(delays, energy, noise, &m);
+        } else {
+            renew_prior(delays, energy, noise, &m);
+        }
+        solve_response(delays, noise, &m);
+        noise = weigh_symbols(count, c);
+    }
+    mix_up(c->band, count, c->phasors, m.modelled, c->samples);
+    return c->samples;
+}
+
+} // namespace kosc

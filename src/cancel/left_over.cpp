@@ -1,0 +1,93 @@
+#include "cancel/left_over.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "dsp/goertzel.h"
+#include "math/complex_ops.h"
+#include "math/constants.h"
+#include "math/fft_bins.h"
+
+namespace kosc {
+namespace {
+
+constexpr double FILTER_GUARD = 5.0;    // spacings that the receiver's filter passes beside the subcarriers
+constexpr double MORE_THAN_NOISE = 2.0; // times the floor: what is left in one symbol scatters that much
+constexpr double LEAST_SHARE = 0.003;   // of the frame's power: quieter frames below it would not decode
+
+// The channel that symbol `i` went through: received times conj(sent), which has unit power on every subcarrier.
+bool measure_symbol(const soundcomm_paras_t& paras, const double* samples, const double* sent, const frame_clock& clock,
+                    uint32_t i, double* out)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const double half = (ofdm.symbol_len - 1) / 2.0;
+    const double unit = 2 * PI / ofdm.symbol_len;
+    const double start = window_start(paras.cfg, i);
+    const double last = static_cast<double>(paras.frame.frame_length) - ofdm.symbol_len;
+    const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last);
+    if (!fft_real_bins(samples + static_cast<size_t>(first), ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num, out)) {
+        return false;
+    }
+    const double lag = unit * (start - (clock.sent_time(first + half) - half));
+    rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, out);
+    for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
+        const kom_complex known = load(sent, k);
+        store(out, k, load(out, k) * kom_complex{known.re, -known.im});
+    }
+    return true;
+}
+
+kom_complex inner_product(const double* a, const double* b, uint32_t count)
+{
+    kom_complex sum = {0.0, 0.0};
+    for (uint32_t k = 0; k < count; ++k) {
+        const kom_complex other = load(b, k);
+        sum = sum + load(a, k) * kom_complex{other.re, -other.im};
+    }
+    return sum;
+}
+
+void add_turned(const double* from, kom_complex by, uint32_t count, double* to)
+{
+    const double length = std::hypot(by.re, by.im);
+    const kom_complex turn = length > 0.0 ? kom_complex{by.re / length, -by.im / length} : kom_complex{1.0, 0.0};
+    for (uint32_t k = 0; k < count; ++k) {
+        store(to, k, load(to, k) + load(from, k) * turn);
+    }
+}
+
+} // namespace
+
+// What is left of a symbol's measurement c against the mean response h of all, turned to fit best, is
+// |c|^2 - |<c, h>|^2 / |h|^2.
+bool is_more_than_frame(const soundcomm_paras_t& paras, const double* samples, const double* sent,
+                        const frame_clock& clock, double floor, double* scratch)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const uint32_t sc_num = ofdm.sc_num;
+    const size_t row = size_t{2} * sc_num;
+    double* const joint = scratch + row * paras.frame.symbols;
+    std::fill_n(joint, row, 0.0);
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        double* const own = scratch + row * i;
+        if (!measure_symbol(paras, samples, sent + row * i, clock, i, own)) {
+            return true;
+        }
+        add_turned(own, inner_product(own, joint, sc_num), sc_num, joint);
+    }
+    const double joint_energy = inner_product(joint, joint, sc_num).re;
+    const double noise = floor * ofdm.symbol_len * ofdm.symbol_len / (2.0 * (sc_num + FILTER_GUARD));
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        const double* const own = scratch + row * i;
+        const double all = inner_product(own, own, sc_num).re;
+        const kom_complex common = inner_product(own, joint, sc_num);
+        const double explained =
+            joint_energy > 0.0 ? (common.re * common.re + common.im * common.im) / joint_energy : 0.0;
+        if (all - explained > MORE_THAN_NOISE * noise * sc_num + LEAST_SHARE * explained) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace kosc
