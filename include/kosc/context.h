@@ -61,6 +61,7 @@ typedef struct soundcomm_paras_t {
     uint64_t received;             /**< samples a track since soundcomm_init_receive() */
     struct combining_t* combining; /**< owned, by two sets where they combine together; null unless
                                         soundcomm_config_combining() switched it on */
+    struct crowd_t* crowd;         /**< owned; null unless soundcomm_config_crowd() switched it on */
 } soundcomm_paras_t;
 
 /** A modem context. */

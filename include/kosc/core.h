@@ -14,6 +14,7 @@
 #include "kosc/context.h"
 #include "kosc/conv_code.h"
 #include "kosc/crc.h"
+#include "kosc/crowd.h"
 #include "kosc/decoder.h"
 #include "kosc/drift.h"
 #include "kosc/encoder.h"

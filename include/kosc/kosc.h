@@ -11,7 +11,7 @@
  * and change no setting of the logger while they run. Then these may run at the same time:
  * - calls with different handles;
  * - with one handle, any number of encode calls, one decode call of channel 0 and one of channel 1; its init, release
- *   ko_soundcommu_config_second_look() and ko_soundcommu_config_combining() each alone. With combining in mode 2 the
+ *   and ko_soundcommu_config_...() each alone. With combining in mode 2 the
  *   decode calls of its two channels must not overlap either: the two are one receiver then.
  * Callbacks run on the thread of the call that causes them, so the log callback may run on several at once.
  */
@@ -71,6 +71,7 @@ typedef struct ko_soundcommu_options_t {
     void* user;                          /**< handed to it; default null */
     uint32_t second_look;                /**< as of ko_soundcommu_config_second_look(); default 0 */
     uint32_t combining;                  /**< as of ko_soundcommu_config_combining(); default 0 */
+    uint32_t crowd;                      /**< as of ko_soundcommu_config_crowd(); default 0, else needs second_look */
 } ko_soundcommu_options_t;
 
 /** A modem with one receiver for each of two recorded channels; its record is in kosc/handle.h. */
@@ -126,8 +127,8 @@ KOSC_API void ko_soundcommu_default_options(ko_soundcommu_options_t* options, ui
  * @return the handle, for ko_soundcommu_release(); null with ERROR "options is NULL", "options have size %u; fill them
  *         with ko_soundcommu_default_options()" (below 4), "options have size %u, but this library knows only %u bytes
  *         of them", the message of soundcomm_cfg_for_band(), or as ko_soundcommu_init() where memory is short, also
- *         for the second look (WARN "no second look for this configuration") and combining (as
- *         ko_soundcommu_config_combining())
+ *         for the second look (WARN "no second look for this configuration"), combining (as
+ *         ko_soundcommu_config_combining()) or the crowd (as ko_soundcommu_config_crowd())
  */
 KOSC_API soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* options);
 
@@ -226,6 +227,22 @@ typedef struct ko_soundcommu_combined_t {
  */
 KOSC_API int ko_soundcommu_get_combined(const soundcommu_handle_t* handle, int channel, uint32_t index,
                                         ko_soundcommu_combined_t* combined, uint32_t size);
+
+/**
+ * Prepares both channels for many senders that talk when they like, so that frames which overlap are all heard; needs
+ * the second look. Messages that overlap come in the order in which they could be decoded; one that nothing covers
+ * comes as early as without. The same message is delivered again when it starts at least half a frame from where it
+ * was heard. kosc/crowd.h tells more, docs/hosts.md what many devices in a room should do.
+ *
+ * @param handle  from ko_soundcommu_init() or ko_soundcommu_init_with()
+ * @param mode    0 off, as after init; 1 every peak of the synchronisation is tried; 2 and every decoded frame is taken
+ *                out of the samples, so that those it covers are found. Some 900 KB a channel are allocated, of which
+ *                half are kept when it is switched off
+ * @return 0, or -1 with ERROR "kosc is NULL" or "crowd mode %u is none", which change nothing, or WARN "no crowd
+ * without the second look" or, when memory is short, "no crowd for this configuration", which leave both channels
+ *         without
+ */
+KOSC_API int ko_soundcommu_config_crowd(soundcommu_handle_t* handle, uint32_t mode);
 
 #ifdef __cplusplus
 }

@@ -56,16 +56,18 @@ using complex_ptr = owner<kom_vector_complex, kom_vector_complex_free>;    /**< 
  *
  * @param second_look  KOSC_SECOND_LOOK_...
  * @param cfg          of both directions
+ * @param crowd        KOSC_CROWD_...; needs the second look
  * @return null where one of the steps failed, with its message
  */
 inline context_ptr make_receiving_context(uint32_t second_look = KOSC_SECOND_LOOK_OFF,
-                                          const soundcomm_cfg_t& cfg = *soundcomm_default_cfg())
+                                          const soundcomm_cfg_t& cfg = *soundcomm_default_cfg(),
+                                          uint32_t crowd = KOSC_CROWD_OFF)
 {
     context_ptr context{soundcomm_init(&cfg, &cfg)};
     const bool ready =
         context &&
         soundcomm_init_receive(context.get(), soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) &&
-        soundcomm_config_second_look(context.get(), second_look);
+        soundcomm_config_second_look(context.get(), second_look) && soundcomm_config_crowd(context.get(), crowd);
     return ready ? std::move(context) : nullptr;
 }
 
@@ -192,6 +194,8 @@ struct receiver_settings {
     /** KOSC_COMBINING_...: repeats are added up, with KOSC_COMBINING_TOGETHER those of two channels; what is delivered
      * so has `report.combined`. */
     uint32_t combining = KOSC_COMBINING_OFF;
+    /** KOSC_CROWD_...: hears frames that overlap, in the order in which they could be decoded; needs second_look. */
+    uint32_t crowd = KOSC_CROWD_OFF;
 };
 
 /**
@@ -205,7 +209,8 @@ struct receiver_settings {
 class receiver {
 public:
     /** error::length for no channels, error::channel for other than two that are to be combined together, error::band,
-     * error::memory, also where combining is not one of its modes. */
+     * error::memory, also where combining is not one of its modes, error::modem for a crowd that is none
+     * of its modes or lacks the second look. */
     static result<receiver> make(const receiver_settings& settings = {})
     {
         soundcomm_cfg_t cfg;
@@ -218,10 +223,13 @@ public:
         if (!soundcomm_cfg_for_band(settings.first_subcarrier, &cfg)) {
             return error::band;
         }
+        if (settings.crowd > KOSC_CROWD_CANCEL || (settings.crowd != 0 && settings.second_look == 0)) {
+            return error::modem;
+        }
         receiver made;
         made.channels_.resize(settings.channels);
         for (channel_state& channel : made.channels_) {
-            channel.context = make_receiving_context(settings.second_look, cfg);
+            channel.context = make_receiving_context(settings.second_look, cfg, settings.crowd);
             if (!channel.context) {
                 return error::memory;
             }

@@ -14,7 +14,7 @@
  * while the second look is on, though neither changes what the other calls read.
  *
  * Every attempt at a frame is one more chance of 2^-(CRC bits) that wrong bits pass: 2^-32 for the built-in
- * configuration. There are at most KOSC_MAX_ATTEMPTS attempts a frame.
+ * configuration. There are at most KOSC_MAX_ATTEMPTS attempts a frame; kosc/crowd.h allows more.
  * Decision-directed estimation: Proakis 2001, "Digital communications", chapter 10.
  */
 #ifndef KOSC_SECOND_LOOK_H

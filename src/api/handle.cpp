@@ -7,6 +7,7 @@
 #include "kosc/audio_render.h"
 #include "kosc/bands.h"
 #include "kosc/combining.h"
+#include "kosc/crowd.h"
 #include "kosc/encoder.h"
 #include "kosc/second_look.h"
 #include "log/log_macros.h"
@@ -54,6 +55,7 @@ bool read_options(const ko_soundcommu_options_t* from, ko_soundcommu_options_t* 
     take(*from, &ko_soundcommu_options_t::user, options);
     take(*from, &ko_soundcommu_options_t::second_look, options);
     take(*from, &ko_soundcommu_options_t::combining, options);
+    take(*from, &ko_soundcommu_options_t::crowd, options);
     return true;
 }
 
@@ -116,6 +118,9 @@ soundcommu_handle_t* ko_soundcommu_init_with(const ko_soundcommu_options_t* opti
     if (!handle || (wanted.second_look != 0 && ko_soundcommu_config_second_look(handle.get(), 1) != 0) ||
         (wanted.combining != KOSC_COMBINING_OFF &&
          ko_soundcommu_config_combining(handle.get(), wanted.combining) != 0)) {
+        return nullptr;
+    }
+    if (wanted.crowd != KOSC_CROWD_OFF && ko_soundcommu_config_crowd(handle.get(), wanted.crowd) != 0) {
         return nullptr;
     }
     handle->on_messages = wanted.on_messages;
@@ -185,4 +190,18 @@ int ko_soundcommu_config_combining(soundcommu_handle_t* handle, uint32_t mode)
         len = 0; // the result collectors are sized anew, with room for combined messages
     }
     return done ? 0 : -1;
+}
+
+int ko_soundcommu_config_crowd(soundcommu_handle_t* handle, uint32_t mode)
+{
+    KOSC_RETURN_IF(handle == nullptr, -1, "kosc is NULL");
+    KOSC_RETURN_IF(mode > KOSC_CROWD_CANCEL, -1, "crowd mode %u is none", mode);
+    for (int channel = 0; channel < KOSC_CHANNELS; ++channel) {
+        handle->result_len[channel] = 0; // a block may now end more messages
+        if (!soundcomm_config_crowd(handle->ctx[channel], mode)) {
+            soundcomm_config_crowd(handle->ctx[0], KOSC_CROWD_OFF); // on both channels or on none
+            return -1;
+        }
+    }
+    return 0;
 }

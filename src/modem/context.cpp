@@ -11,6 +11,7 @@
 #include "modem/pilot.h"
 #include "platform/owned.h"
 #include "receive/combined_frames.h"
+#include "receive/crowd_area.h"
 #include "receive/receive_tracks.h"
 #include "second_look/second_look_area.h"
 
@@ -36,6 +37,7 @@ void release_paras(soundcomm_paras_t* paras)
     pruned_ifft_free(paras->inverse);
     free_second_look(paras->second_look);
     end_combining(paras);
+    free_crowd(paras->crowd);
     std::free(paras);
 }
 

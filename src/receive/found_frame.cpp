@@ -106,6 +106,23 @@ bool is_same_frame(const soundcomm_paras_t& paras, const recovered_frame& last, 
 
 namespace kosc {
 
+frame_report_t examine_found(const soundcomm_context_t& ctx, const receive_track_t* entry, const sync_iter& iter,
+                             const double* samples)
+{
+    frame_report_t frame = locate(*ctx.rx_paras, entry, iter);
+    decode(ctx, samples, entry->decode_cache, &frame);
+    note_decoded(*ctx.rx_paras, frame);
+    return frame;
+}
+
+void deliver_found(const soundcomm_context_t& ctx, const frame_report_t& frame, result_slot_t* slot)
+{
+    file(frame, slot);
+    if (ctx.rx_paras->frame_callback != nullptr) {
+        ctx.rx_paras->frame_callback(&frame, ctx.rx_paras->frame_callback_user);
+    }
+}
+
 frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
                             const sync_iter& iter, const double* samples)
 {
@@ -130,10 +147,7 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
             *last = {true, frame.sample, frame.quality, last->msg};
         }
     }
-    file(frame, slot);
-    if (paras.frame_callback != nullptr) {
-        paras.frame_callback(&frame, paras.frame_callback_user);
-    }
+    deliver_found(*ctx, frame, slot);
     return frame;
 }
 

@@ -19,6 +19,12 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
 // Counts a decoded frame in `slot`, with its message where that has room.
 void file_decoded(const frame_report_t& frame, result_slot_t* slot);
 
+// Its parts, for a search that knows by itself what it has heard: decodes the iterator's frame into the track's cache,
+// and files and reports what came of it.
+frame_report_t examine_found(const soundcomm_context_t& ctx, const receive_track_t* entry, const sync_iter& iter,
+                             const double* samples);
+void deliver_found(const soundcomm_context_t& ctx, const frame_report_t& frame, result_slot_t* slot);
+
 } // namespace kosc
 
 #endif

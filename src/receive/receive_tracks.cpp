@@ -3,6 +3,7 @@
 #include "log/log_macros.h"
 #include "platform/owned.h"
 #include "receive/combined_frames.h"
+#include "receive/crowd_area.h"
 #include "second_look/second_look_area.h"
 
 namespace kosc {
@@ -32,6 +33,7 @@ void release_receive_tracks(soundcomm_paras_t* paras)
     for (uint32_t t = 0; t < KOSC_MAX_TRACKS && paras->second_look != nullptr; ++t) {
         paras->second_look->recovered[t].any = false; // samples are counted anew
     }
+    reset_crowd(paras);
 }
 
 } // namespace kosc

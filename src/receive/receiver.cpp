@@ -6,6 +6,8 @@
 #include "log/log_macros.h"
 #include "platform/owned.h"
 #include "receive/combined_frames.h"
+#include "receive/crowd_area.h"
+#include "receive/crowd_search.h"
 #include "receive/found_frame.h"
 #include "receive/receive_tracks.h"
 #include "sync/receive_filter.h"
@@ -16,6 +18,7 @@ namespace {
 
 constexpr uint32_t FRAMES_BUFFERED = 2;
 constexpr uint32_t SPARE_MESSAGES = 2; // frames that began in earlier blocks
+constexpr uint32_t MOST_AT_ONCE = 4;   // frames that lie over each other in a crowd
 constexpr double PPM = 1e-6;
 
 // The driver's own copy of the caller's slots; buffers and rooms move on as messages are appended.
@@ -62,6 +65,7 @@ void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
     for (uint32_t t = 0; t < track_count; ++t) {
         data_container_reset(paras->track[t].container);
     }
+    reset_crowd(paras);
 }
 
 // Chooses where the search goes on behind a frame: at its end when it decoded at once, else one search step on.
@@ -95,6 +99,10 @@ void choose_next(const soundcomm_paras_t& paras, const frame_report_t& frame, sy
 // decoded is lost alone: the search goes on.
 void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
 {
+    if (ctx->rx_paras->crowd != nullptr) {
+        decode_crowd(ctx, entry, slot);
+        return;
+    }
     sync_iter* const iter = data_container_begin(entry->container);
     while (!sync_iter_is_end(iter)) {
         const double* const frame = data_container_get(iter);
@@ -209,7 +217,8 @@ uint32_t soundcomm_decode_length(const soundcomm_context_t* ctx, uint32_t data_l
         return 0;
     }
     const soundcomm_paras_t& paras = *ctx->rx_paras;
-    return (data_len / paras.frame.frame_length + SPARE_MESSAGES) * paras.cfg.msg_byte_len;
+    const uint32_t at_once = paras.crowd != nullptr ? MOST_AT_ONCE : 1;
+    return (data_len / paras.frame.frame_length + SPARE_MESSAGES) * at_once * paras.cfg.msg_byte_len;
 }
 
 uint32_t soundcomm_get_silence_around(const soundcomm_context_t* ctx)
@@ -271,6 +280,7 @@ bool init_receive_related(soundcomm_context_t* ctx, uint32_t track_count, uint32
     }
     paras->track_num = track_count;
     paras->received = 0;
+    prepare_crowd(paras); // else reception goes on without
     return true;
 }
 

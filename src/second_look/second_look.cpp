@@ -81,14 +81,22 @@ decoded_block decode_frame(const double* frame, second_look_t* look, frame_quali
     drift_t drifts[KOSC_MAX_DRIFTS];
     const uint32_t count = drift_search_find(look->search, look->channel.samples, drifts, KOSC_MAX_DRIFTS);
     const double length = look->paras->frame.frame_length;
-    for (uint32_t d = 0; d < count && drifts[d].coherence >= MIN_COHERENCE; ++d) {
+    // Where frames may overlap, at last the best drift once more with symbols weighed. First without: weights have
+    // noise of their own, and frames in stationary noise would lose by them.
+    const uint32_t tries = count != 0 && look->paras->crowd != nullptr ? count + 1 : count;
+    for (uint32_t attempt = 0; attempt < tries; ++attempt) {
+        const uint32_t d = attempt < count ? attempt : 0;
+        look->channel.weighted = attempt >= count;
+        if (drifts[d].coherence < MIN_COHERENCE) {
+            continue;
+        }
         const frame_clock clock = make_clock(*look->paras, drifts[d].rate, drifts[d].rate_change);
         frame_quality_t tried = *quality;
         tried.coherence = drifts[d].coherence;
         tried.drift_ppm = 1e6 * clock.rate_at(length / 2);
         tried.drift_change_ppm = 1e6 * clock.rate_change * length;
         const decoded_block block = decode_under(clock, look, &tried);
-        if (d == 0 || block.crcs_match) {
+        if (attempt == 0 || block.crcs_match) {
             *quality = tried;
         }
         quality->attempts = tried.attempts;

@@ -1,0 +1,211 @@
+// How many frames that overlap are heard: pairs, threes, and devices that send at random.
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "crowd.h"
+
+namespace {
+
+using namespace kosc_link;
+using kosc_link::signal; // not the C library's
+
+constexpr listener LISTENERS[] = {{"plain", KOSC_SECOND_LOOK_OFF, KOSC_CROWD_OFF},
+                                  {"second look", KOSC_SECOND_LOOK_ON, KOSC_CROWD_OFF},
+                                  {"every peak", KOSC_SECOND_LOOK_ON, KOSC_CROWD_PEAKS},
+                                  {"cancelling", KOSC_SECOND_LOOK_ON, KOSC_CROWD_CANCEL}};
+
+struct options {
+    std::string what;
+    uint32_t trials = 20;
+    uint32_t first_listener = 1;
+    uint32_t block = 4096;
+    uint64_t seed = 1;
+    double seconds = 90;
+    uint32_t equal_bytes = 0;
+    std::vector<surroundings> where = {surroundings::CLEAN, surroundings::ECHOES, surroundings::ROOM};
+    std::vector<double> steps = {0, 3, 6, 10, 20};
+    std::vector<double> offsets = {0, 100, 1000, 3000, 5760, 10000};
+    std::vector<double> loads = {0.25, 0.5, 1.0, 2.0};
+    std::vector<double> snrs = {20};
+};
+
+constexpr const char* WHERE_NAMES[] = {"clean", "echoes", "room"};
+
+// Sums over trials; a trial counts where all its senders were delivered.
+struct tally {
+    std::atomic<uint32_t> all{0};
+    std::atomic<uint32_t> delivered{0};
+    std::atomic<uint32_t> wrong{0};
+    std::atomic<uint32_t> repeated{0};
+    std::atomic<uint32_t> tried{0};
+    std::atomic<uint32_t> cancelled{0};
+    std::atomic<double> milliseconds{0};
+};
+
+// Every worker takes the next trial, which depends on its number alone.
+void run_overlaps(const overlap& o, const options& wanted, tally* tallies)
+{
+    std::atomic<uint32_t> next{0};
+    const auto work = [&] {
+        for (uint32_t t = next++; t < wanted.trials; t = next++) {
+            const crowd_recording recording = make_overlap(o, (wanted.seed << 32) + t);
+            for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
+                const heard_crowd heard = listen(recording, LISTENERS[i], wanted.block);
+                tally& sum = tallies[i];
+                sum.all += heard.delivered == o.senders ? 1 : 0;
+                sum.delivered += heard.delivered;
+                sum.wrong += heard.wrong;
+                sum.repeated += heard.repeated;
+                sum.tried += heard.counts.tried;
+                sum.cancelled += heard.counts.cancelled;
+                sum.milliseconds = sum.milliseconds + heard.milliseconds;
+            }
+        }
+    };
+    std::vector<std::thread> workers;
+    for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i) {
+        workers.emplace_back(work);
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+}
+
+void overlaps(uint32_t senders, const options& wanted)
+{
+    std::printf(
+        "%u senders, %u trials, blocks of %u: trials with all delivered (messages delivered), wrong, repeated\n",
+        senders, wanted.trials, wanted.block);
+    for (const surroundings where : wanted.where) {
+        for (const double snr : wanted.snrs) {
+            for (const double step : wanted.steps) {
+                for (const double offset : wanted.offsets) {
+                    overlap o;
+                    o.where = where;
+                    o.senders = senders;
+                    o.offset = static_cast<uint32_t>(offset);
+                    o.step_db = step;
+                    o.snr_db = snr;
+                    o.equal_bytes = wanted.equal_bytes;
+                    tally tallies[std::size(LISTENERS)];
+                    run_overlaps(o, wanted, tallies);
+                    std::printf("%-6s SNR %2.0f step %2.0f offset %5.0f ", WHERE_NAMES[static_cast<int>(where)], snr,
+                                step, offset);
+                    for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
+                        const tally& sum = tallies[i];
+                        std::printf(" | %s %3u (%3u) %u %u, %.2f tried %.2f cancelled %.1f ms", LISTENERS[i].name,
+                                    sum.all.load(), sum.delivered.load(), sum.wrong.load(), sum.repeated.load(),
+                                    1.0 * sum.tried / wanted.trials, 1.0 * sum.cancelled / wanted.trials,
+                                    sum.milliseconds / wanted.trials);
+                    }
+                    std::printf("\n");
+                    std::fflush(stdout);
+                }
+            }
+        }
+    }
+}
+
+void random_accesses(const options& wanted)
+{
+    for (const double load : wanted.loads) {
+        random_access r;
+        r.seconds = wanted.seconds;
+        r.load = load;
+        const crowd_recording recording = make_random_access(r, wanted.seed);
+        for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
+            const heard_crowd heard = listen(recording, LISTENERS[i], wanted.block);
+            std::printf(
+                "load %.2f, %zu frames in %.0f s, %-11s lost %5.1f %%, wrong %u, repeated %u, tried %u, cancelled "
+                "%u, latency %.0f ms, at most %.0f ms, %.2f ms a second\n",
+                load, recording.sent.size(), wanted.seconds, LISTENERS[i].name,
+                100.0 * (recording.sent.size() - heard.delivered) / recording.sent.size(), heard.wrong, heard.repeated,
+                heard.counts.tried, heard.counts.cancelled, 1e3 * heard.latency, 1e3 * heard.worst_latency,
+                heard.milliseconds / wanted.seconds);
+            std::fflush(stdout);
+        }
+    }
+}
+
+std::vector<double> numbers(const std::string& list)
+{
+    std::vector<double> values;
+    for (const char* p = list.c_str(); *p != '\0';) {
+        char* end = nullptr;
+        values.push_back(std::strtod(p, &end));
+        p = *end == ',' ? end + 1 : end;
+        if (end == nullptr || (*end != ',' && *end != '\0')) {
+            return {};
+        }
+    }
+    return values;
+}
+
+bool set(const std::string& name, const std::string& value, options* o)
+{
+    const std::vector<double> list = numbers(value);
+    const double number = list.empty() ? 0 : list[0];
+    if (name == "--where") {
+        const auto* const found = std::find(std::begin(WHERE_NAMES), std::end(WHERE_NAMES), value);
+        if (found == std::end(WHERE_NAMES)) {
+            return false;
+        }
+        o->where = {static_cast<surroundings>(found - std::begin(WHERE_NAMES))};
+    } else if (list.empty()) {
+        return false;
+    } else if (name == "--steps") {
+        o->steps = list;
+    } else if (name == "--offsets") {
+        o->offsets = list;
+    } else if (name == "--loads") {
+        o->loads = list;
+    } else if (name == "--snrs") {
+        o->snrs = list;
+    } else if (name == "--trials") {
+        o->trials = static_cast<uint32_t>(number);
+    } else if (name == "--block") {
+        o->block = static_cast<uint32_t>(number);
+    } else if (name == "--seed") {
+        o->seed = static_cast<uint64_t>(number);
+    } else if (name == "--seconds") {
+        o->seconds = number;
+    } else if (name == "--equal") {
+        o->equal_bytes = static_cast<uint32_t>(number);
+    } else if (name == "--listeners") { // how many, from the last on
+        o->first_listener = static_cast<uint32_t>(std::size(LISTENERS) - std::clamp(number, 1.0, 4.0));
+    } else {
+        return false;
+    }
+    return o->block > 0 && o->equal_bytes <= kosc::MESSAGE_BYTES;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    log_level = 0;
+    options o;
+    bool understood = argc % 2 == 0;
+    o.what = understood ? argv[1] : "";
+    for (int i = 2; understood && i < argc; i += 2) {
+        understood = set(argv[i], argv[i + 1], &o);
+    }
+    if (understood && o.what == "pairs") {
+        overlaps(2, o);
+    } else if (understood && o.what == "threes") {
+        overlaps(3, o);
+    } else if (understood && o.what == "random") {
+        random_accesses(o);
+    } else {
+        std::fprintf(stderr, "usage: kosc_crowd_bench pairs|threes|random [--trials N] [--where clean|echoes|room] "
+                             "[--steps DB,...] [--offsets SAMPLES,...] [--snrs DB,...] [--equal BYTES] [--loads G,...] "
+                             "[--seconds S] [--block SAMPLES] [--seed N] [--listeners 1..4]\n");
+        return 2;
+    }
+    return 0;
+}
