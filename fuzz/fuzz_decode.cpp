@@ -151,6 +151,20 @@ struct listener {
         signal.erase(signal.begin(), signal.begin() + static_cast<ptrdiff_t>(end));
     }
 
+    // Second look and crowd, in this order, or just the former, under a crowd that may be there.
+    void configure(uint32_t setting)
+    {
+        if (setting % 16 < 2) {
+            ko_soundcommu_config_second_look(handle, setting % 2);
+            return;
+        }
+        const bool second_look = ko_soundcommu_config_second_look(handle, setting % 2) == 0 && setting % 2 != 0;
+        const uint32_t crowd = setting / 2 % 4;
+        const bool done = ko_soundcommu_config_crowd(handle, crowd) == 0;
+        FUZZ_CHECK(crowd == 0 ? done : !done || (second_look && crowd < 3));
+        FUZZ_CHECK(done || !second_look || crowd == 3 || allocation_failed());
+    }
+
     // Calls that have to be refused.
     void misuse(fuzz_input* in)
     {
@@ -230,8 +244,8 @@ void listener::step(fuzz_input* in)
         break;
     case 10: {
         const uint8_t modes = in->byte();
-        ko_soundcommu_config_second_look(handle, modes % 2);
-        ko_soundcommu_config_combining(handle, modes >> 1 & 3);
+        configure(modes);
+        ko_soundcommu_config_combining(handle, modes >> 5 & 3);
         break;
     }
     case 11:

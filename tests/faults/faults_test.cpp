@@ -103,6 +103,7 @@ int init_with(context*)
     ko_soundcommu_options_t options{};
     ko_soundcommu_default_options(&options, sizeof options);
     options.second_look = 1;
+    options.crowd = KOSC_CROWD_CANCEL;
     options.first_subcarrier = 7;
     options.combining = 2;
     const handle_ptr handle = short_of_memory([&] { return handle_ptr{ko_soundcommu_init_with(&options)}; });
@@ -172,6 +173,27 @@ int config_combining(context*)
     EXPECT_TRUE(hears(&h, false));
     EXPECT_EQ(ko_soundcommu_config_combining(h.get(), 1), 0);
     EXPECT_TRUE(hears(&h, false));
+    return result;
+}
+
+// Two frames over each other: the first is heard again when the second has been cancelled.
+int config_crowd(context* ctx)
+{
+    double_list both = encode(ctx, A[0]);
+    both.resize(both.size() + 2000 + 2 * size_t{FRAME_LEN});
+    const double_list louder = encode(ctx, B[0]);
+    for (size_t i = 0; i < louder.size(); ++i) {
+        both[2000 + i] += 5 * louder[i];
+    }
+    host h;
+    EXPECT_EQ(ko_soundcommu_config_second_look(h.get(), 1), 0);
+    const int result = short_of_memory([&] { return ko_soundcommu_config_crowd(h.get(), KOSC_CROWD_CANCEL); });
+    for (const soundcomm_context_t* const channel : h.get()->ctx) {
+        EXPECT_EQ(channel->rx_paras->crowd != nullptr, result == 0) << "both channels or none";
+    }
+    EXPECT_TRUE(hears(&h, true)) << "also without";
+    EXPECT_EQ(ko_soundcommu_config_crowd(h.get(), KOSC_CROWD_CANCEL), 0);
+    EXPECT_EQ(h.hear({4096}, render(both)).messages, (message_list{B[0], A[0]}));
     return result;
 }
 
@@ -259,6 +281,7 @@ const row ROWS[] = {
     {"ko_soundcommu_decode", decode_block<true>},
     {"ko_soundcommu_config_second_look", config_second_look},
     {"ko_soundcommu_config_combining", config_combining},
+    {"ko_soundcommu_config_crowd", config_crowd},
     {"soundcomm_init", init_context, SOME},
     {"soundcomm_init", init_context, SOME, make_unusual},
     {"soundcomm_init_receive", init_receive, ALL, speak_low},

@@ -1,6 +1,7 @@
 // Plays sounds that hold no message to a default receiver and to one with the second look on. Prints what they took for
 // a frame, and fails when a message comes out. With --one just the latter listens: it decodes at first as the default
-// one does, so it delivers whatever that would. Both listen in one band.
+// one does, so it delivers whatever that would. Both listen in one band. With --crowd the latter expects a crowd, and
+// cancels what it hears; with --combine it adds up repeats, and what a second microphone hears.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -59,11 +60,17 @@ void add(counts* sum, const counts& more)
 
 int main(int argc, char** argv)
 {
-    const bool one = argc > 1 && argv[1] == std::string("--one");
-    argc -= one ? 1 : 0;
-    argv += one ? 1 : 0;
+    const auto is_set = [&](const char* option) {
+        const bool set = argc > 1 && argv[1] == std::string(option);
+        argc -= set ? 1 : 0;
+        argv += set ? 1 : 0;
+        return set;
+    };
+    const bool one = is_set("--one");
+    const uint32_t crowd = is_set("--crowd") ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
+    const uint32_t combining = is_set("--combine") ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_OFF;
     if (argc < 4) {
-        std::fputs("usage: kosc_false_messages [--one] BAND HOURS SEED [SPEECH.wav...]\n", stderr);
+        std::fputs("usage: kosc_false_messages [--one] [--crowd] [--combine] BAND HOURS SEED [SPEECH.wav...]\n", stderr);
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
@@ -73,9 +80,8 @@ int main(int argc, char** argv)
     listener plain{KOSC_SECOND_LOOK_OFF, cfg};
     listener deep{KOSC_SECOND_LOOK_ON, cfg};
     listener other{KOSC_SECOND_LOOK_ON, cfg}; // a second microphone, which hears the same: that adds up most
-    const char* const combine = std::getenv("COMBINE");
-    const auto mode = static_cast<uint32_t>(combine != nullptr ? std::atoi(combine) : 0);
-    if (!soundcomm_config_combining(deep.context(), other.context(), mode)) {
+    if (!soundcomm_config_crowd(deep.context(), crowd) ||
+        !soundcomm_config_combining(deep.context(), other.context(), combining)) {
         return EXIT_FAILURE;
     }
     sound_source source{kosc_link::random_source{0}, plain.context()->tx_paras, {}};
@@ -106,7 +112,7 @@ int main(int argc, char** argv)
             for (size_t at = 0; at < SEGMENT; at += BLOCK) {
                 one ? void() : plain.hear(&pcm[at], BLOCK);
                 deep.hear(&pcm[at], BLOCK);
-                mode == KOSC_COMBINING_TOGETHER ? other.hear(&pcm[at], BLOCK) : void();
+                combining == KOSC_COMBINING_TOGETHER ? other.hear(&pcm[at], BLOCK) : void();
             }
         }
         const counts found = take(&plain);

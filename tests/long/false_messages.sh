@@ -2,9 +2,7 @@
 # Plays 100 hours (or as many as the argument says) of sounds that hold no message to both receivers, in slices of ten
 # hours with a seed each, and prints what they took for frames. Fails when a message comes out.
 #
-#     tests/long/false_messages.sh [HOURS [BAND]]
-#
-# COMBINE=1 or COMBINE=2 in the environment switches combining on; in mode 2 two microphones hear the sounds.
+#     tests/long/false_messages.sh [HOURS [BAND [--crowd | --combine]]]
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
@@ -12,6 +10,7 @@ need_packages cmake make g++ espeak-ng libgtest-dev libcli11-dev nlohmann-json3-
 
 hours=${1:-100}
 band=${2:-near-ultrasonic}
+setting=${3:-}
 slice_hours=$((hours < 10 ? hours : 10))
 slices=$(((hours + 9) / 10))
 work=$(mktemp -d)
@@ -23,8 +22,8 @@ for voice in en en-us+f3 de+m2 fr+f1 es ru pl+f4 cmn; do
 done
 failed=0
 seq "$slices" | xargs -P "$(nproc)" -I SEED sh -c \
-    'build/release/tests/long/kosc_false_messages "$1" "$2" SEED "$0"/*.wav > "$0/SEED.txt"' \
-    "$work" "$band" "$slice_hours" || failed=1
+    'build/release/tests/long/kosc_false_messages $3 "$1" "$2" SEED "$0"/*.wav > "$0/SEED.txt"' \
+    "$work" "$band" "$slice_hours" "$setting" || failed=1
 grep -h '^a message' "$work"/*.txt || true
 awk 'FNR == 1 { header = $0 }
      FNR > 1 && !/^a message|comparisons/ {
