@@ -11,14 +11,6 @@ namespace {
 
 constexpr uint32_t HALF = BLOCK_LEN / 2; // what the library's tables serve
 
-void split(const double* data, block_fft* fft)
-{
-    for (uint32_t k = 0; k < HALF; ++k) {
-        store(fft->even, k, load(data, size_t{2} * k));
-        store(fft->odd, k, load(data, size_t{2} * k + 1));
-    }
-}
-
 } // namespace
 
 void init_block_fft(block_fft* fft)
@@ -28,30 +20,33 @@ void init_block_fft(block_fft* fft)
     }
 }
 
-void transform_block(block_fft* fft, double* data)
+void transform_block(const block_fft& fft, double* data, double* out)
 {
-    split(data, fft);
-    kom_fft_complex_radix2_forward(fft->even, 1, HALF);
-    kom_fft_complex_radix2_forward(fft->odd, 1, HALF);
+    kom_fft_complex_radix2_forward(data, 2, HALF); // the even ones
+    kom_fft_complex_radix2_forward(data + 2, 2, HALF);
     for (uint32_t k = 0; k < HALF; ++k) {
-        const kom_complex a = load(fft->even, k);
-        const kom_complex b = load(fft->odd, k) * load(fft->twiddle, k);
-        store(data, k, a + b);
-        store(data, k + HALF, a - b);
+        const kom_complex a = load(data, size_t{2} * k);
+        const kom_complex b = load(data, size_t{2} * k + 1) * load(fft.twiddle, k);
+        store(out, k, a + b);
+        store(out, k + HALF, a - b);
     }
 }
 
-void invert_block(block_fft* fft, double* data)
+// The inverse transform is the forward one between two conjugations.
+void filter_block(const double* spectrum, bool reversed, block_fft* fft, double* data)
 {
-    split(data, fft);
-    kom_fft_complex_radix2_inverse(fft->even, 1, HALF);
-    kom_fft_complex_radix2_inverse(fft->odd, 1, HALF);
-    for (uint32_t k = 0; k < HALF; ++k) {
-        const kom_complex turn = load(fft->twiddle, k);
-        const kom_complex a = load(fft->even, k);
-        const kom_complex b = load(fft->odd, k) * kom_complex{turn.re, -turn.im};
-        store(data, k, {(a.re + b.re) / 2, (a.im + b.im) / 2});
-        store(data, k + HALF, {(a.re - b.re) / 2, (a.im - b.im) / 2});
+    transform_block(*fft, data, fft->scratch);
+    const double sign = reversed ? -1.0 : 1.0;
+    for (uint32_t k = 0; k < BLOCK_LEN; ++k) {
+        const kom_complex z = load(fft->scratch, k);
+        const double re = spectrum[2 * k];
+        const double im = sign * spectrum[2 * k + 1];
+        store(fft->scratch, k, {z.re * re - z.im * im, -(z.re * im + z.im * re)});
+    }
+    transform_block(*fft, fft->scratch, data);
+    for (uint32_t k = 0; k < BLOCK_LEN; ++k) {
+        data[2 * k] *= 1.0 / BLOCK_LEN;
+        data[2 * k + 1] *= -1.0 / BLOCK_LEN;
     }
 }
 

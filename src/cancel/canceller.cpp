@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "cancel/impulse_response.h"
 #include "cancel/left_over.h"
@@ -32,7 +33,7 @@ using canceller_ptr = owned<canceller, free_canceller>;
 constexpr uint32_t TAIL_SAMPLES = 4320; // delays behind the start that a room's tail takes, 90 ms at 48 kHz
 constexpr int CLOCK_ROUNDS = 3;         // at most, of making the frame again and refining its clock
 constexpr double CLOCK_SETTLED = 0.01;  // radians at the frame's ends
-constexpr int RESPONSE_ROUNDS = 3;      // of prior and response
+constexpr uint32_t STEPS[] = {6, 6, 9}; // of the solver in each round of prior and response
 constexpr double NOISE_MARGIN = 2.0;    // noise over the quietest symbol's at which values keep their whole weight
 constexpr double LEAST_NOISE = 1e-9;    // power of a baseband value, where samples count to 32768
 
@@ -149,13 +150,12 @@ const double* estimate_received(canceller* c, const cancel_job& job, frame_clock
         return nullptr;
     }
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
-    std::fill_n(m.modelled, 2 * BLOCK_LEN, 0.0);
     std::fill_n(m.weight, BLOCK_LEN, 0.0);
     mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);
     resend(job, c, clock);
     set_frame(c->resent, c->band.frame_len, &m);
     double noise = weigh_symbols(count, c);
-    for (int round = 0; round < RESPONSE_ROUNDS; ++round) {
+    for (size_t round = 0; round < std::size(STEPS); ++round) {
         const double energy = weighted_energy(*c);
         if (!(energy > 0.0)) {
             return nullptr;
@@ -166,7 +166,7 @@ const double* estimate_received(canceller* c, const cancel_job& job, frame_clock
         } else {
             renew_prior(delays, energy, noise, &m);
         }
-        solve_response(delays, noise, &m);
+        solve_response(delays, noise, STEPS[round], &m);
         noise = weigh_symbols(count, c);
     }
     mix_up(c->band, count, c->phasors, m.modelled, c->samples);

@@ -9,34 +9,17 @@
 namespace kosc {
 namespace {
 
-constexpr int MAX_STEPS = 12;       // of conjugate gradients in one round
 constexpr double CONVERGED = 1e-6;  // of the residual's energy
 constexpr uint32_t SMOOTHING = 4;   // neighbours on either side that a tap's expected power is smoothed over
 constexpr double LEAST_PRIOR = 0.5; // of what noise alone makes of a tap
 constexpr double SMALLEST = 1e-30;
 
-kom_complex conj(kom_complex z) { return {z.re, -z.im}; }
-
 double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
 
 // Convolves BLOCK_LEN values with the frame, or correlates them with it, in place.
-void convolve(response_model* m, double* data)
-{
-    transform_block(&m->fft, data);
-    for (uint32_t k = 0; k < BLOCK_LEN; ++k) {
-        store(data, k, load(data, k) * load(m->spectrum, k));
-    }
-    invert_block(&m->fft, data);
-}
+void convolve(response_model* m, double* data) { filter_block(m->spectrum, false, &m->fft, data); }
 
-void correlate(response_model* m, double* data)
-{
-    transform_block(&m->fft, data);
-    for (uint32_t k = 0; k < BLOCK_LEN; ++k) {
-        store(data, k, load(data, k) * conj(load(m->spectrum, k)));
-    }
-    invert_block(&m->fft, data);
-}
+void correlate(response_model* m, double* data) { filter_block(m->spectrum, true, &m->fft, data); }
 
 void weigh(const response_model& m, double* data)
 {
@@ -91,9 +74,10 @@ void smooth_powers(const double* taps, uint32_t delays, double* out)
 
 void set_frame(const double* resent, uint32_t frame_len, response_model* m)
 {
-    std::fill_n(m->spectrum, 2 * BLOCK_LEN, 0.0);
-    std::copy_n(resent, size_t{2} * frame_len, m->spectrum);
-    transform_block(&m->fft, m->spectrum);
+    std::fill_n(m->modelled, 2 * BLOCK_LEN, 0.0);
+    std::copy_n(resent, size_t{2} * frame_len, m->modelled);
+    transform_block(m->fft, m->modelled, m->spectrum);
+    std::fill_n(m->modelled, 2 * BLOCK_LEN, 0.0);
     std::fill_n(m->response, 2 * MAX_DELAYS, 0.0);
     std::fill_n(m->root_prior, MAX_DELAYS, 0.0);
 }
@@ -129,7 +113,7 @@ void renew_prior(uint32_t delays, double energy, double noise, response_model* m
 
 // With h = P*g the most probable g solves (P'S'W S P + noise) g = P'S'W y; by conjugate gradients.
 // Source: Hestenes and Stiefel 1952, "Methods of conjugate gradients for solving linear systems".
-void solve_response(uint32_t delays, double noise, response_model* m)
+void solve_response(uint32_t delays, double noise, uint32_t most_steps, response_model* m)
 {
     const uint32_t count = 2 * delays;
     double* const g = m->scaled;
@@ -145,7 +129,7 @@ void solve_response(uint32_t delays, double noise, response_model* m)
     }
     std::copy_n(m->residual, count, m->direction);
     double left = inner_product(m->residual, m->residual, count);
-    for (int step = 0; step < MAX_STEPS && left > CONVERGED * all; ++step) {
+    for (uint32_t step = 0; step < most_steps && left > CONVERGED * all; ++step) {
         normal_product(delays, m->direction, noise, m, m->product);
         const double length = left / inner_product(m->direction, m->product, count);
         for (uint32_t i = 0; i < count; ++i) {

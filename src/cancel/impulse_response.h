@@ -26,7 +26,7 @@ struct response_model {
     double scaled[2 * MAX_DELAYS];
 };
 
-// Sets `spectrum` from `frame_len` values and clears the response.
+// Sets `spectrum` from `frame_len` values, and clears the response and what it makes of them.
 void set_frame(const double* resent, uint32_t frame_len, response_model* model);
 
 // Correlates what was received, by weight, with the frame: `matched`.
@@ -38,9 +38,9 @@ void start_prior(uint32_t delays, double energy, double noise, response_model* m
 // Expected powers for a further round, from the response of the round before and what that leaves uncertain.
 void renew_prior(uint32_t delays, double energy, double noise, response_model* model);
 
-// Solves for the response that is most probable under prior, weights and noise, from the one before on; then
-// `modelled`.
-void solve_response(uint32_t delays, double noise, response_model* model);
+// Approaches the response that is most probable under prior, weights and noise, from the one before on, in at most so
+// many steps; then `modelled`.
+void solve_response(uint32_t delays, double noise, uint32_t most_steps, response_model* model);
 
 } // namespace kosc
 

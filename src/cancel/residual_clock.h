@@ -8,7 +8,7 @@
 namespace kosc {
 
 constexpr uint32_t NEAR_DELAYS = 40; // delays that are correlated, most of a prefix
-constexpr uint32_t MAX_SYMBOLS = 64; // of a frame whose clock can be refined
+constexpr uint32_t MAX_SYMBOLS = 32; // of a frame whose clock can be refined
 
 // Scratch memory.
 struct clock_scratch {

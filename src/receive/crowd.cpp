@@ -15,8 +15,8 @@ namespace {
 
 using crowd_ptr = owned<crowd_t, free_crowd>;
 
-// Room for new samples in front of the history, in frames: enough for usual blocks in one piece.
-constexpr double ROOM_FRAMES = 0.5;
+// Room for new samples in front of the history, in frames: enough that the history is seldom moved.
+constexpr double ROOM_FRAMES = 0.75;
 
 void clear_track(crowd_track* track)
 {

@@ -247,10 +247,8 @@ void drop_oldest(const search& s)
 
 uint32_t crowd_history(const soundcomm_paras_t& paras)
 {
-    // A frame that begins with the oldest sample needed is two frames and its pilot old when the last frame over it is
-    // complete; its tail and the settling of filters come on top.
-    const uint32_t tail = span_of(*paras.crowd->canceller, reach::TAIL).count - paras.frame.frame_length;
-    return 2 * paras.frame.frame_length + paras.frame.len_before_sync + tail + SETTLING;
+    // When a frame has been cancelled with its tail, those that begin up to a frame before it are searched again.
+    return span_of(*paras.crowd->canceller, reach::TAIL).count + paras.frame.frame_length + PEAK_REACH + SETTLING;
 }
 
 void decode_crowd(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)

@@ -6,7 +6,7 @@
 
 namespace kosc {
 
-// Correlation positions that the search keeps when it has seen all of them: two frames, a pilot and a room's tail.
+// Correlation positions that the search keeps when it has seen all of them: two frames and a room's tail.
 uint32_t crowd_history(const soundcomm_paras_t& paras);
 
 // Tries every peak of a track whose frame is complete, files what decodes in `slot`, cancels it where that is asked for

@@ -5,6 +5,8 @@
 namespace kosc {
 namespace {
 
+constexpr uint32_t STRETCH = 64; // positions that are passed over at once
+
 bool is_greatest(const double* values, uint32_t size, uint32_t at)
 {
     const uint32_t first = at > PEAK_REACH ? at - PEAK_REACH : 0;
@@ -14,13 +16,27 @@ bool is_greatest(const double* values, uint32_t size, uint32_t at)
     return above_earlier && std::all_of(values + at, values + last + 1, [=](double v) { return v <= value; });
 }
 
+// Whether a value of a stretch exceeds the threshold; without branches, for the vectoriser.
+bool any_above(const double* values, double threshold)
+{
+    uint64_t above = 0;
+    for (uint32_t i = 0; i < STRETCH; ++i) {
+        above |= static_cast<uint64_t>(values[i] > threshold);
+    }
+    return above != 0;
+}
+
 } // namespace
 
 uint32_t next_peak(const data_container& container, uint32_t from, uint32_t end)
 {
     const uint32_t size = vector_size(container.corrcoef);
     const double* const values = container.corrcoef->begin;
-    for (uint32_t at = from; at < std::min(end, size); ++at) {
+    const uint32_t last = std::min(end, size);
+    for (uint32_t at = from; at < last; ++at) {
+        while (last - at > STRETCH && !any_above(values + at, container.peak_threshold)) {
+            at += STRETCH;
+        }
         if (values[at] > container.peak_threshold && is_greatest(values, size, at)) {
             return at;
         }

@@ -1,6 +1,7 @@
 #include "sync/subtract.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "math/vector_bulk.h"
 #include "platform/owned.h"
@@ -29,15 +30,22 @@ void replace(vector** old, vector_ptr* with)
     *old = with->release();
 }
 
-// Energies from position `first` on; that of the newest corr_len - 1 filtered samples at each.
-void sum_energies(const data_container& c, const double* filtered, uint32_t first, uint32_t size, double* energy)
+// Whether a filter's delay line holds nothing that 16-bit samples would show.
+bool has_settled(const double (&delays)[MAX_DELAYS])
+{
+    constexpr double NEGLIGIBLE = 1e-9;
+    return std::all_of(delays, delays + MAX_DELAYS, [](double w) { return std::fabs(w) < NEGLIGIBLE; });
+}
+
+// Energies from position `first` up to `end`; that of the newest corr_len - 1 filtered samples at each.
+void sum_energies(const data_container& c, const double* filtered, uint32_t first, uint32_t end, double* energy)
 {
     const int64_t window = c.history_length;
     double sum = 0.0;
     for (int64_t n = int64_t{first} - window; n < first; ++n) { // of the position before
         sum += filtered[n] * filtered[n];
     }
-    for (int64_t n = first; n < size; ++n) {
+    for (int64_t n = first; n < end; ++n) {
         sum = std::max(filtered[n] * filtered[n] + sum - filtered[n - window] * filtered[n - window], 0.0);
         energy[n] = sum;
     }
@@ -62,7 +70,9 @@ bool subtract_run(data_container* c, const sample_run& run)
     double delays[MAX_DELAYS] = {};
     butterworth_bandpass at_rest = *c->filter;
     at_rest.w = delays;
-    for (int64_t n = run.first; n < size; ++n) {
+    int64_t end = run.first;
+    for (; end < size && (end - run.first < run.count || !has_settled(delays)); ++end) {
+        const int64_t n = end;
         const double x = n - run.first < run.count ? run.samples[n - run.first] : 0.0;
         const double y = butterworth_bandpass_filter(&at_rest, x);
         if (n >= oldest) {
@@ -73,8 +83,9 @@ bool subtract_run(data_container* c, const sample_run& run)
     const auto first = static_cast<uint32_t>(std::max(run.first, int64_t{1}));
     // The oldest window lacks its first sample, which is not kept any more: position 0 keeps its values.
     double* const energy = c->data_norm->begin;
-    sum_energies(*c, filtered, first, size, energy);
-    correlate_run(c->engine, c, filtered + first - c->history_length, energy + first, size - first,
+    const auto behind = static_cast<uint32_t>(std::clamp<int64_t>(end + c->history_length, first, size));
+    sum_energies(*c, filtered, first, behind, energy);
+    correlate_run(c->engine, c, filtered + first - c->history_length, energy + first, behind - first,
                   c->corrcoef->begin + first);
     return true;
 }
