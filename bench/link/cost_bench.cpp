@@ -69,8 +69,24 @@ void switch_on(benchmark::State& state)
     }
 }
 
+// With everything that it grows and keeps for one track.
+void switch_crowd_on(benchmark::State& state)
+{
+    log_level = 0;
+    const kosc::context_ptr owner = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON);
+    const auto held = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; }; // large blocks are mapped
+    const size_t before = held();
+    soundcomm_config_crowd(owner.get(), KOSC_CROWD_CANCEL);
+    state.counters["bytes"] = static_cast<double>(held() - before);
+    for (auto iteration : state) {
+        soundcomm_config_crowd(owner.get(), KOSC_CROWD_OFF);
+        soundcomm_config_crowd(owner.get(), KOSC_CROWD_CANCEL);
+    }
+}
+
 } // namespace
 
 BENCHMARK(decode_default)->Arg(2)->Arg(-6)->Unit(benchmark::kMillisecond);
 BENCHMARK(decode_second_look)->Arg(2)->Arg(-2)->Arg(-6)->Unit(benchmark::kMillisecond);
 BENCHMARK(switch_on)->Unit(benchmark::kMillisecond);
+BENCHMARK(switch_crowd_on)->Unit(benchmark::kMillisecond);

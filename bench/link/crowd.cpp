@@ -119,8 +119,11 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
     const kosc::context_ptr ctx = kosc::make_receiving_context();
     std::vector<device> devices(r.devices);
     for (uint32_t d = 0; d < r.devices; ++d) {
-        devices[d].response = room_response({r.rt60, 0.001, d % 2 == 0 ? 15.0 : 6.0, SAMPLE_RATE}, &random);
-        devices[d].response.resize(static_cast<size_t>(ROOM_TAIL * SAMPLE_RATE));
+        devices[d].response = {1.0};
+        if (r.rt60 > 0.0) {
+            devices[d].response = room_response({r.rt60, 0.001, d % 2 == 0 ? 15.0 : 6.0, SAMPLE_RATE}, &random);
+            devices[d].response.resize(static_cast<size_t>(ROOM_TAIL * SAMPLE_RATE));
+        }
         devices[d].ppm = MOST_PPM * (2 * random.uniform() - 1);
         devices[d].gain = LOUDEST_RMS * from_db(-r.levels_db * random.uniform());
         devices[d].free_at = 0;
@@ -128,16 +131,15 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
     crowd_recording recording;
     signal sound(static_cast<size_t>((r.seconds + 1) * SAMPLE_RATE));
     for (double t = 0.1; t < r.seconds; t -= std::log(random.uniform()) * FRAME_SECONDS / r.load) {
-        std::vector<device*> idle;
-        for (device& d : devices) {
-            if (d.free_at <= t) {
-                idle.push_back(&d);
-            }
-        }
-        if (idle.empty()) {
+        const auto is_idle = [=](const device& d) { return d.free_at <= t; };
+        if (std::none_of(devices.begin(), devices.end(), is_idle)) {
             continue;
         }
-        device& sender = *idle[random.bits() % idle.size()];
+        size_t who = random.bits() % devices.size();
+        while (!is_idle(devices[who])) {
+            who = random.bits() % devices.size();
+        }
+        device& sender = devices[who];
         sender.free_at = t + PAUSE;
         const sent_message message = {random_message(&random), static_cast<size_t>(t * SAMPLE_RATE)};
         signal heard = drift(convolve(encode(*ctx, message.bytes), sender.response), sender.ppm, sender.ppm, 0, 0);

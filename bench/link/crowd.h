@@ -45,7 +45,7 @@ struct random_access {
     double seconds = 90;
     double load = 0.5; // frames begun in the time of one
     uint32_t devices = 30;
-    double rt60 = 0.2;     // seconds
+    double rt60 = 0.2;     // seconds; 0: direct sound alone
     double levels_db = 12; // over which the devices' levels spread
     double snr_db = 15;    // of the quietest
 };

@@ -32,6 +32,9 @@ struct options {
     std::vector<double> offsets = {0, 100, 1000, 3000, 5760, 10000};
     std::vector<double> loads = {0.25, 0.5, 1.0, 2.0};
     std::vector<double> snrs = {20};
+    uint32_t draws = 1;
+    uint32_t devices = 30;
+    double rt60 = 0.2;
 };
 
 constexpr const char* WHERE_NAMES[] = {"clean", "echoes", "room"};
@@ -111,22 +114,48 @@ void overlaps(uint32_t senders, const options& wanted)
     }
 }
 
+// Sums; of latencies too, by message.
+void add(const heard_crowd& more, heard_crowd* sum)
+{
+    sum->delivered += more.delivered;
+    sum->wrong += more.wrong;
+    sum->repeated += more.repeated;
+    sum->latency += more.latency * more.delivered;
+    sum->worst_latency = std::max(sum->worst_latency, more.worst_latency);
+    sum->milliseconds += more.milliseconds;
+    sum->counts.tried += more.counts.tried;
+    sum->counts.cancelled += more.counts.cancelled;
+}
+
+// Each draw has its own devices, places, levels and times.
 void random_accesses(const options& wanted)
 {
     for (const double load : wanted.loads) {
-        random_access r;
-        r.seconds = wanted.seconds;
-        r.load = load;
-        const crowd_recording recording = make_random_access(r, wanted.seed);
+        heard_crowd sums[std::size(LISTENERS)] = {};
+        size_t sent = 0;
+        for (uint32_t draw = 0; draw < wanted.draws; ++draw) {
+            random_access r;
+            r.seconds = wanted.seconds;
+            r.load = load;
+            r.snr_db = wanted.snrs[0];
+            r.devices = wanted.devices;
+            r.rt60 = wanted.rt60;
+            const uint64_t seed = (wanted.seed + draw) * 1000 + static_cast<uint64_t>(std::lround(100 * load));
+            const crowd_recording recording = make_random_access(r, seed);
+            sent += recording.sent.size();
+            for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
+                add(listen(recording, LISTENERS[i], wanted.block), &sums[i]);
+            }
+        }
+        const double seconds = wanted.seconds * wanted.draws;
         for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
-            const heard_crowd heard = listen(recording, LISTENERS[i], wanted.block);
-            std::printf(
-                "load %.2f, %zu frames in %.0f s, %-11s lost %5.1f %%, wrong %u, repeated %u, tried %u, cancelled "
-                "%u, latency %.0f ms, at most %.0f ms, %.2f ms a second\n",
-                load, recording.sent.size(), wanted.seconds, LISTENERS[i].name,
-                100.0 * (recording.sent.size() - heard.delivered) / recording.sent.size(), heard.wrong, heard.repeated,
-                heard.counts.tried, heard.counts.cancelled, 1e3 * heard.latency, 1e3 * heard.worst_latency,
-                heard.milliseconds / wanted.seconds);
+            const heard_crowd& heard = sums[i];
+            std::printf("load %.2f, %zu frames in %.0f s, %-11s lost %5.1f %%, wrong %u, repeated %u, tried %u, "
+                        "cancelled %u, latency %.0f ms, at most %.0f ms, %.2f ms a second\n",
+                        load, sent, seconds, LISTENERS[i].name, 100.0 * (sent - heard.delivered) / sent, heard.wrong,
+                        heard.repeated, heard.counts.tried, heard.counts.cancelled,
+                        1e3 * heard.latency / std::max(heard.delivered, 1U), 1e3 * heard.worst_latency,
+                        heard.milliseconds / seconds);
             std::fflush(stdout);
         }
     }
@@ -170,6 +199,12 @@ bool set(const std::string& name, const std::string& value, options* o)
         o->trials = static_cast<uint32_t>(number);
     } else if (name == "--block") {
         o->block = static_cast<uint32_t>(number);
+    } else if (name == "--devices") {
+        o->devices = static_cast<uint32_t>(number);
+    } else if (name == "--rt60") {
+        o->rt60 = number;
+    } else if (name == "--draws") {
+        o->draws = static_cast<uint32_t>(number);
     } else if (name == "--seed") {
         o->seed = static_cast<uint64_t>(number);
     } else if (name == "--seconds") {
@@ -181,7 +216,7 @@ bool set(const std::string& name, const std::string& value, options* o)
     } else {
         return false;
     }
-    return o->block > 0 && o->equal_bytes <= kosc::MESSAGE_BYTES;
+    return o->block > 0 && o->devices > 0 && o->equal_bytes <= kosc::MESSAGE_BYTES;
 }
 
 } // namespace
@@ -202,9 +237,11 @@ int main(int argc, char** argv)
     } else if (understood && o.what == "random") {
         random_accesses(o);
     } else {
-        std::fprintf(stderr, "usage: kosc_crowd_bench pairs|threes|random [--trials N] [--where clean|echoes|room] "
-                             "[--steps DB,...] [--offsets SAMPLES,...] [--snrs DB,...] [--equal BYTES] [--loads G,...] "
-                             "[--seconds S] [--block SAMPLES] [--seed N] [--listeners 1..4]\n");
+        std::fprintf(
+            stderr,
+            "usage: kosc_crowd_bench pairs|threes|random [--trials N] [--where clean|echoes|room] "
+            "[--steps DB,...] [--offsets SAMPLES,...] [--snrs DB,...] [--equal BYTES] [--loads G,...] "
+            "[--seconds S] [--draws N] [--devices N] [--rt60 S] [--block SAMPLES] [--seed N] [--listeners 1..4]\n");
         return 2;
     }
     return 0;
