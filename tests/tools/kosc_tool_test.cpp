@@ -235,6 +235,12 @@ TEST_F(KoscTool, SimulatesTheSamePathFromTheSameSeed)
         EXPECT_EQ(run(steps + "d.wav --seed 2; cmp -s b.wav d.wav").code, 1) << noise;
         EXPECT_EQ(run("kosc decode b.wav").out.substr(0, 20), "0.100 s  ch 1  path\n") << noise;
     }
+    run("kosc encode path --pad 1500 -o a.wav; kosc simulate --senders 3 --snr 20 a.wav f.wav");
+    const std::string heard = run("kosc decode f.wav").out;
+    for (const char* message : {"1.500 s  ch 1  path\n", "sender 2\n", "sender 3\n"}) {
+        EXPECT_NE(heard.find(message), std::string::npos) << message;
+    }
+    run("kosc encode path -o a.wav");
     ASSERT_EQ(run("kosc simulate --clip 0.1 a.wav e.wav").code, 0);
     SndfileHandle clipped(path("e.wav"));
     std::vector<float> samples(static_cast<size_t>(clipped.frames()));

@@ -59,6 +59,11 @@ subcommand add_simulate(CLI::App& app)
     simulate->add_option("--raw", options->raw, RAW_HELP);
     simulate->add_option("output", options->output, "sound file to write at 48 kHz, .wav or .flac; - for WAV to a pipe")
         ->required();
+    simulate
+        ->add_option(
+            "--senders", options->senders,
+            "how many devices send: all others send \"sender 2\" and so on once, at random times, up to 12 dB fainter")
+        ->check(number_in(1.0, 1000.0));
     simulate->add_option("--drift", options->drift_ppm, "the sender's clock is fast by so many millionths")
         ->check(number_in(-100000.0, 100000.0));
     simulate->add_option("--echo", options->echoes, "MS:GAIN, an echo so late and so loud; may be repeated")
@@ -81,9 +86,9 @@ subcommand add_simulate(CLI::App& app)
     simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(number_in(-120.0, 120.0));
     simulate->add_option("--clip", options->clip, "cut samples to this share of full scale")
         ->check(number_in(0.0, 1.0));
-    simulate->add_option("--seed", options->seed, "another number gives other noise and another room")
+    simulate->add_option("--seed", options->seed, "another number gives other senders, noise and room")
         ->capture_default_str();
-    simulate->footer("The steps are applied in this order: drift, echo, room, noise, lowpass, gain, clip.");
+    simulate->footer("The steps are applied in this order: senders, drift, echo, room, noise, lowpass, gain, clip.");
     return {simulate, [options, band](bool) {
                 options->within_band = band->count() != 0;
                 return run_simulate(*options);

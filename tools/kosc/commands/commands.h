@@ -114,6 +114,7 @@ struct simulate_options {
     std::optional<double> clip; // share of full scale
     std::optional<double> low_pass;
     std::string noise = "white";
+    uint32_t senders = 1; // with that of the recording
     uint64_t seed = 1;
 };
 

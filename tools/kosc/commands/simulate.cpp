@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -9,6 +10,7 @@
 #include "audio/audio_file.h"
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
+#include "kosc/kosc.hpp"
 #include "path.h"
 
 namespace {
@@ -71,6 +73,38 @@ std::vector<kosc_link::signal> read_all(const simulate_options& options)
     return channels;
 }
 
+// Mixes in what other devices send: one frame each, at a random time, on a clock and with a level of its own. They are
+// as near to all channels.
+void add_senders(const simulate_options& options, kosc_link::random_source* random,
+                 std::vector<kosc_link::signal>* channels)
+{
+    constexpr double MOST_PPM = 100.0;
+    constexpr double LEVELS_DB = 12.0;
+    if (options.senders < 2) {
+        return;
+    }
+    const auto encoder = kosc::encoder::make(options.band.first_subcarrier);
+    const double loudest = std::sqrt(kosc_link::loud_power(channels->front()));
+    for (uint32_t i = 2; i <= options.senders; ++i) {
+        const auto frame = encoder ? encoder->encode("sender " + std::to_string(i)) : encoder.why();
+        if (!frame) {
+            throw std::runtime_error(kosc::describe(frame.why()));
+        }
+        const double ppm = MOST_PPM * (2 * random->uniform() - 1);
+        kosc_link::signal sound = kosc_link::drift({frame->begin(), frame->end()}, ppm, ppm, 0, 0);
+        const double level = loudest * std::pow(10.0, -LEVELS_DB * random->uniform() / 20);
+        kosc_link::scale(&sound, level / std::sqrt(kosc_link::loud_power(sound)));
+        const size_t length = channels->front().size();
+        const size_t room = length > sound.size() ? length - sound.size() : 0;
+        const auto start = static_cast<size_t>(random->uniform() * static_cast<double>(room));
+        for (kosc_link::signal& channel : *channels) {
+            channel.resize(std::max(channel.size(), start + sound.size()));
+            std::transform(sound.begin(), sound.end(), channel.begin() + static_cast<ptrdiff_t>(start),
+                           channel.begin() + static_cast<ptrdiff_t>(start), std::plus<>());
+        }
+    }
+}
+
 void warn_of_overload(const std::vector<kosc_link::signal>& channels)
 {
     size_t beyond = 0;
@@ -92,6 +126,7 @@ int run_simulate(const simulate_options& options)
     const kosc_link::sound_path path = path_of(options);
     std::vector<kosc_link::signal> channels = read_all(options);
     kosc_link::random_source random(options.seed);
+    add_senders(options, &random, &channels);
     size_t length = 0;
     for (kosc_link::signal& channel : channels) {
         channel = kosc_link::pass(channel, path, &random);
