@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "commands/message_text.h"
+#include "transfer/file_name.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "audio/audio_file.h"
 #include "picture/progress_bar.h"
+#include "transfer/file_name.h"
 
 namespace {
 

@@ -4,11 +4,6 @@
 
 #include <string>
 
-// A name in UTF-8 for a file in the user's folder, from one that anybody may have sent: the last part of a path,
-// without control characters, what turns the direction of writing, or a dot at its beginning; `fallback` when nothing
-// is left, or it is not UTF-8.
-std::string safe_name(const std::string& sent, const std::string& fallback);
-
 class file_saver {
 public:
     // Throws when `folder` is no folder that can be written to.
