@@ -2,14 +2,17 @@
 #ifndef KOSC_INSPECT_RESAMPLER_H
 #define KOSC_INSPECT_RESAMPLER_H
 
-#include <soxr.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 namespace kosc_inspect {
+
+// The least share of the lower rate's half that passes: cheap, and leaves most of the spectrum as it was.
+constexpr double LEAST_PASS_BAND = 0.875;
+
+struct rate_converter; // libsoxr's, or sinc_resampler.cpp's
 
 // Flat over the modem's band from every rate that holds it: 0.005 dB are lost at the top subcarrier from 44.1 kHz.
 class resampler {
@@ -27,10 +30,10 @@ public:
 
 private:
     struct releaser {
-        void operator()(soxr* converter) const { soxr_delete(converter); }
+        void operator()(rate_converter* converter) const;
     };
 
-    std::unique_ptr<soxr, releaser> converter_;
+    std::unique_ptr<rate_converter, releaser> converter_;
     uint32_t channels_;
     double rate_;  // of what comes out
     double ratio_; // frames out over frames in

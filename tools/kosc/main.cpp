@@ -1,3 +1,8 @@
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -166,9 +171,15 @@ std::vector<std::string> arguments_of(int argc, char** argv)
 int run(int argc, char** argv)
 {
     CLI::App app("Sends short messages as sound, between 18 and 21 kHz or in another band, and hears them.", "kosc");
+    app.allow_windows_style_options(false); // which every subcommand inherits: a path may begin with a slash
+#ifdef _WIN32                               // works on files alone there, and without keys
+    const std::vector<subcommand> subcommands{add_encode(app), add_decode(app), add_inspect(app), add_simulate(app),
+                                              add_info(app)};
+#else
     const std::vector<subcommand> subcommands{add_encode(app),  add_decode(app), add_send(app),    add_listen(app),
                                               add_devices(app), add_check(app),  add_inspect(app), add_simulate(app),
                                               add_info(app),    add_key(app)};
+#endif
     app.set_version_flag("--version", KOSC_VERSION);
     app.require_subcommand(1);
     app.footer("kosc help and kosc help COMMAND print the same as --help, kosc version the same as --version.");
@@ -204,7 +215,11 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+#ifdef _WIN32
+    _setmode(_fileno(stdin), _O_BINARY); // texts and files are read as they are
+#else
     std::signal(SIGPIPE, SIG_IGN); // so that what must be cleaned up is, first
+#endif
     try {
         return run_stoppable([&] { return run(argc, argv); });
     } catch (const std::exception& error) {

@@ -88,7 +88,7 @@ int joined(const std::string& head, int from)
 // A file without a name that holds it all.
 int stored(const std::string& head, int from)
 {
-    const stream_ptr file{std::tmpfile()};
+    const stream_ptr file{temporary_file()};
     if (!file || !copy(head, from, fileno(file.get()))) {
         fail();
     }
@@ -107,6 +107,8 @@ bool reads_forwards_only(const std::string& head)
 }
 
 } // namespace
+
+std::FILE* temporary_file() { return std::tmpfile(); }
 
 input_descriptor open_input(const std::string& path, bool headerless)
 {

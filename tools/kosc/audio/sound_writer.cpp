@@ -24,10 +24,15 @@ int container_for(const std::string& path)
     if (ending == ".wav" || path == STANDARD_STREAM) {
         return SF_FORMAT_WAV;
     }
+#ifdef _WIN32
+    constexpr const char* ENDINGS = ".wav";
+#else
+    constexpr const char* ENDINGS = ".wav or .flac";
     if (ending == ".flac") {
         return SF_FORMAT_FLAC;
     }
-    throw std::runtime_error("cannot write '" + path + "': its name must end in .wav or .flac");
+#endif
+    throw std::runtime_error("cannot write '" + path + "': its name must end in " + ENDINGS);
 }
 
 // Opens the file, has it filled, and leaves no part of it when that fails.
@@ -39,9 +44,11 @@ void write_by(const std::string& path, const std::function<bool(std::FILE*)>& fi
         return;
     }
     const std::runtime_error error = file_error("write", path);
+    stream.reset(); // some systems remove no file that is open
     std::error_code ignored;
-    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored))) {
-        std::filesystem::remove(path, ignored);
+    const auto place = std::filesystem::u8path(path);
+    if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(place, ignored))) {
+        std::filesystem::remove(place, ignored);
     }
     throw error;
 }
@@ -78,7 +85,7 @@ void check_sound_name(const std::string& path) { container_for(path); }
 int sound_container(const std::string& path) { return container_for(path); }
 
 sound_file::sound_file(std::string path, uint32_t channels)
-    : path_(std::move(path)), channels_(channels), temporary_(std::tmpfile())
+    : path_(std::move(path)), channels_(channels), temporary_(temporary_file())
 {
     SF_INFO info{};
     info.samplerate = MODEM_SAMPLE_RATE;

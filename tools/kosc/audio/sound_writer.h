@@ -22,6 +22,9 @@ std::string input_name(const std::string& path);
 // "cannot `verb` ", the name from above, and the reason that errno gives.
 std::runtime_error file_error(const char* verb, const std::string& path);
 
+// A file without a name, to be written and read, which goes when it is closed; null with errno when there is none.
+std::FILE* temporary_file();
+
 // Writes a file. Throws when that fails, and leaves no part of it.
 void write_file(const std::string& path, const std::string& bytes);
 

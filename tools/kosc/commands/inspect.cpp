@@ -24,7 +24,7 @@ namespace {
 
 constexpr uint32_t MESSAGE_PARTS = 2; // each with a CRC of its own
 
-std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string text(const char* format, ...) KOSC_PRINTF(1, 2);
 
 std::string text(const char* format, ...)
 {

@@ -4,6 +4,9 @@
 
 #include "commands/number_in.h"
 
+#ifdef _WIN32 // where nothing seals or opens
+void add_key_options(CLI::App&, key_options&) {}
+#else
 void add_key_options(CLI::App& command, key_options& options)
 {
     auto* const key = command.add_option("--key", options.key_file,
@@ -17,6 +20,7 @@ void add_key_options(CLI::App& command, key_options& options)
         ->excludes(key)
         ->excludes(phrase);
 }
+#endif
 
 void add_receive_options(CLI::App& command, receive_options& options)
 {
@@ -28,10 +32,12 @@ void add_receive_options(CLI::App& command, receive_options& options)
         ->capture_default_str();
     command.add_flag("--single", options.single, "print the messages of transfers one by one")->excludes(save);
     add_key_options(command, options.key);
+#ifndef _WIN32
     constexpr double LONGEST_AGE = 1e9;
     command
         .add_option("--max-age", options.window,
                     "seconds by which the time of a seal may differ from this clock; 0: any time")
         ->check(number_in(0.0, LONGEST_AGE))
         ->capture_default_str();
+#endif
 }

@@ -48,6 +48,12 @@ std::string percentage(double share)
     return text;
 }
 
+// Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
+void show(int descriptor, const std::string& text)
+{
+    [[maybe_unused]] const auto written = write(descriptor, text.data(), text.size());
+}
+
 } // namespace
 
 std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns)
@@ -113,14 +119,14 @@ void sending_bar::update(uint64_t messages, uint64_t all)
     }
     next_ = now + INTERVAL;
     const double rate = static_cast<double>(messages) / std::chrono::duration<double>(now - start_).count();
-    dprintf(descriptor_, "\r%s\033[K", transfer_line(messages, all, rate, terminal_columns(descriptor_)).c_str());
+    show(descriptor_, "\r" + transfer_line(messages, all, rate, terminal_columns(descriptor_)) + "\033[K");
     shown_ = true;
 }
 
 void sending_bar::clear()
 {
     if (shown_) {
-        dprintf(descriptor_, "\r\033[K");
+        show(descriptor_, "\r\033[K");
         shown_ = false;
     }
 }

@@ -43,7 +43,7 @@ void drop_line_end(std::string& text)
 
 payload file_payload(const std::string& path, size_t limit)
 {
-    std::string name = path == STANDARD_STREAM ? "" : std::filesystem::path(path).filename().string();
+    std::string name = path == STANDARD_STREAM ? "" : std::filesystem::u8path(path).filename().u8string();
     if (!is_utf8(name)) { // as all names are that are sent
         name.clear();
     }
