@@ -1,13 +1,14 @@
 #!/bin/bash
-# Builds the library for other processors, C libraries and settings, runs the tests there, under qemu-user where needed,
-# and holds the frames of each port against those of the native g++ build. Prints a table; about 15 minutes on two cores.
+# Builds the library for other processors, systems, C libraries and settings, runs the tests there, under qemu-user or
+# wine where needed, and holds the frames of each port against those of the native g++ build. Prints a table; about 20
+# minutes on two cores.
 #
-#     tests/long/ports.sh [PORT...]       of: aarch64 armhf s390x unsigned-char musl; without a PORT all of them
+#     tests/long/ports.sh [PORT...]       of: aarch64 armhf s390x unsigned-char musl mingw; without a PORT all of them
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 . cmake/packages.sh
 ports=("$@")
-[ $# -gt 0 ] || ports=(aarch64 armhf s390x unsigned-char musl)
+[ $# -gt 0 ] || ports=(aarch64 armhf s390x unsigned-char musl mingw)
 root=$PWD/build/ports
 jobs=$(nproc)
 mkdir -p "$root"
@@ -63,6 +64,17 @@ for port in "${ports[@]}"; do
             need_packages musl-tools
             build "$port" -DKOSC_BUILD_TESTS=OFF -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/musl.cmake"
             compiler=musl-gcc tests="frames only" ;;
+        mingw)
+            need_packages wine64 wine g++-mingw-w64-x86-64 libcli11-dev
+            export WINEPREFIX=$root/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
+            emulator=(wine)
+            logged wine cmd /c exit # the first one takes long
+            stage "$port"
+            cp -r --parents /usr/include/CLI /usr/share/cmake/CLI11 "$root/mingw/stage"
+            build "$port" -DKOSC_BUILD_TOOLS=ON -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$port.cmake" \
+                -DCMAKE_FIND_ROOT_PATH="$root/$port/stage"
+            compiler=x86_64-w64-mingw32-gcc-posix tests=$(run_tests "$port")
+            logged tests/consumer/windows.sh "$root/mingw/kosc" ;;
         *)
             triple=$(sed -n 's/^set(KOSC_TRIPLE \(.*\))/\1/p' "cmake/toolchains/$port.cmake")
             emulator=("$(sed -n 's/^set(KOSC_QEMU \(.*\))/\1/p' "cmake/toolchains/$port.cmake")")
