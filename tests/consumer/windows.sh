@@ -10,7 +10,7 @@ root=$here/../..
 work=$(mktemp -d)
 export WINEPREFIX=$work/wine WINEDEBUG=-all WINEPATH=Z:$work/prefix/bin
 export WINEDLLOVERRIDES=mscoree,mshtml= # what a new prefix would ask for
-trap 'wineserver -k || true; rm -rf "$work"' EXIT
+trap 'wineserver --kill || true; rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/prefix" > "$work/log"
 cmake -S "$here" -B "$work/build" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/mingw.cmake" \

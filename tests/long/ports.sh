@@ -46,6 +46,7 @@ run_tests() {
 frames() {
     local program=$root/$1/port_frames
     "$3" -std=c99 -O2 -static -Iinclude tests/long/port_frames.c "$root/$1/kosc/src/libkosc.a" -lm -o "$program"
+    [ ! -e "$program.exe" ] || program+=.exe
     "${@:4}" "$program" "$2" "$root/base.frames" || echo "(frames are not what they should be)"
 }
 
@@ -68,7 +69,9 @@ for port in "${ports[@]}"; do
             need_packages wine64 wine g++-mingw-w64-x86-64 libcli11-dev
             export WINEPREFIX=$root/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
             emulator=(wine)
-            logged wine cmd /c exit # the first one takes long
+            logged wineserver --persistent # else it starts anew behind every pause, and that takes long
+            trap 'wineserver --kill' EXIT
+            logged wine cmd /c exit
             stage "$port"
             cp -r --parents /usr/include/CLI /usr/share/cmake/CLI11 "$root/mingw/stage"
             build "$port" -DKOSC_BUILD_TOOLS=ON -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$port.cmake" \
