@@ -1,5 +1,9 @@
-// Sizes that pass what a 32-bit processor can address, before they are cut down to its size_t.
+// Sizes that pass what a 32-bit processor can address, before they are cut down to its size_t; and records that malloc
+// would not align.
 #include "platform/owned.h"
+
+#include <cstring>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,6 +29,19 @@ TEST(Allocation, RefusesMoreThanCanBeAddressed)
     if (sizeof(size_t) < sizeof(uint64_t)) {
         EXPECT_FALSE(is_served(alloc_array<double>(uint64_t{1} << 32))) << "0 when cut";
         EXPECT_FALSE(is_served(alloc_zeroed<double>(uint64_t{1} << 32))) << "0 when cut";
+    }
+}
+
+TEST(Allocation, AlignsRecordsToMoreThanMallocDoes)
+{
+    struct alignas(128) record {
+        uint8_t bytes[128];
+    };
+    std::vector<owned<record, free_aligned<record>>> records; // several, since one could lie well by chance
+    for (int i = 0; i < 20; ++i) {
+        records.emplace_back(alloc_aligned<record>());
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(records.back().get()) % alignof(record), 0U);
+        std::memset(records.back().get(), i, sizeof(record)); // sanitizers see what lies outside
     }
 }
 
