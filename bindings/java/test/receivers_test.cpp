@@ -17,10 +17,8 @@ bool refuses() { return allocations_left >= 0 && allocations_left-- == 0; }
 extern "C" {
 void* __real_malloc(size_t);
 void* __real_calloc(size_t, size_t);
-void* __real_aligned_alloc(size_t, size_t);
 void* __wrap_malloc(size_t size) { return refuses() ? nullptr : __real_malloc(size); }
 void* __wrap_calloc(size_t count, size_t size) { return refuses() ? nullptr : __real_calloc(count, size); }
-void* __wrap_aligned_alloc(size_t to, size_t size) { return refuses() ? nullptr : __real_aligned_alloc(to, size); }
 }
 
 void* operator new(size_t size)
