@@ -34,6 +34,17 @@ if [ -e "$work/prefix/bin/kosc.exe" ]; then
     kosc encode "grüße" -o "$work/a.wav"
     expect decode "0.100 s  ch 1  grüße" "$(kosc decode "$work/a.wav")"
     expect "decode, from a pipe" "0.100 s  ch 1  grüße" "$(kosc encode grüße -o - | kosc decode -)"
+    long="a text that is longer than one message: grüße"
+    expect "decode, of a long text" "$long" "$(kosc encode "$long" -o - | kosc decode - | cut -d " " -f 7-)"
+    cp "$root/examples/host.c" "$work/grüße.c"
+    mkdir "$work/in"
+    kosc encode --file "$work/grüße.c" --band wide --rounds 2 -o "$work/c.wav"
+    for name in grüße.c grüße-2.c; do
+        kosc decode --band wide --save "$work/in" --quiet "$work/c.wav"
+        cmp "$work/in/$name" "$work/grüße.c"
+    done
+    [ "$(ls "$work/in" | wc -l)" -eq 2 ]
+    echo "decode --save: grüße.c grüße-2.c"
     kosc simulate "$work/a.wav" "$work/b.wav" --snr 3 --drift 800 --gain -12 --seed 3
     expect inspect "           named cause: drift" "$(kosc inspect "$work/b.wav" | grep named)"
 fi

@@ -69,6 +69,7 @@ for port in "${ports[@]}"; do
             need_packages wine64 wine g++-mingw-w64-x86-64 libcli11-dev
             export WINEPREFIX=$root/mingw/wine WINEDEBUG=-all WINEDLLOVERRIDES=mscoree,mshtml=
             emulator=(wine)
+            mkdir -p "$WINEPREFIX"
             logged wineserver --persistent # else it starts anew behind every pause, and that takes long
             trap 'wineserver --kill' EXIT
             logged wine cmd /c exit
