@@ -189,6 +189,49 @@ TEST_F(KoscTool, SaysWhichMessagesNeededTheSecondLook)
     }
 }
 
+// Six frames that fail alone, on two channels with noise of their own; and the first of them, which is too few.
+TEST_F(KoscTool, AddsUpRepeatsAndMicrophonesThatAreTooWeakAlone)
+{
+    constexpr size_t LEAD = 24000, PERIOD = FRAME + RATE / 10, FRAMES = 6;
+    const std::vector<float> frame = recording_of("weak alone");
+    for (const bool repeated : {true, false}) {
+        SCOPED_TRACE(repeated);
+        std::vector<float> mix(2 * (2 * LEAD + FRAMES * PERIOD));
+        std::normal_distribution<float> noise(0.0F, 0.07F); // some -6 dB in the band
+        std::minstd_rand random(1);
+        for (size_t i = 0; i < mix.size(); ++i) {
+            const size_t n = i / 2 - std::min(i / 2, LEAD), in_frame = n % PERIOD;
+            const bool sounds = n != 0 && in_frame < FRAME && n < (repeated ? FRAMES : 1) * PERIOD;
+            mix[i] = noise(random) + (sounds ? 0.05F * frame[in_frame] : 0.0F);
+        }
+        write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 2, mix);
+        EXPECT_EQ(run("kosc decode a.wav").out, "");
+        const std::string line = run("kosc decode --combine a.wav").out;
+        const outcome heard = run("kosc decode --combine --json a.wav");
+        const auto report = nlohmann::json::parse(run("kosc inspect --json a.wav").out);
+        ASSERT_EQ(report["sums"].size(), repeated ? 1U : 0U) << report;
+        ASSERT_EQ(heard.code, repeated ? 0 : 1) << heard.out;
+        if (!repeated) {
+            EXPECT_EQ(line, "");
+            continue;
+        }
+        const auto message = nlohmann::json::parse(heard.out); // one, and only one
+        const auto& from = message["combined"];
+        EXPECT_EQ(message["text"], "weak alone");
+        EXPECT_EQ(from["microphones"], 2);
+        EXPECT_NEAR(static_cast<double>(from["frames"]), 4, 2);
+        EXPECT_NEAR(message["sample"], LEAD + std::round(static_cast<double>(from["seconds"]) * RATE), 10);
+        std::ostringstream place;
+        place << "  [put together from " << from["frames"] << " frames, 2 microphones, SNR ";
+        EXPECT_NE(line.find("weak alone" + place.str()), std::string::npos) << line;
+        EXPECT_EQ(report["sums"][0]["text"], "weak alone");
+        EXPECT_EQ(report["sums"][0]["frames"], from["frames"]);
+        EXPECT_EQ(report["cause"], "noise");
+        EXPECT_NE(std::string(report["verdict"]).find("but the sum of weak frames gives a message"), std::string::npos);
+        EXPECT_EQ(run("kosc inspect --plain a.wav").code, 1);
+    }
+}
+
 // A frame on the second of two channels, whose beginning is missing, and one that decodes with the second look.
 TEST_F(KoscTool, InspectsEveryFrameAndDrawsIt)
 {

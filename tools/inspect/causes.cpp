@@ -266,7 +266,29 @@ cause cause_of_frames(const std::vector<candidate>& candidates)
     return most == counts.end() ? cause::none : most->first;
 }
 
+// A sum's frames are less than its own time apart from its newest.
+bool lies_in(const frame_sum& sum, const candidate& c)
+{
+    constexpr double SAME_PLACE = 400.0; // samples
+    const double before = static_cast<double>(sum.sample - c.sample);
+    return before > -SAME_PLACE && before < sum.from.seconds * MODEM_RATE + SAME_PLACE &&
+           (c.channel == sum.channel || c.channel == sum.last_channel);
+}
+
 } // namespace
+
+bool could_be_summed(const candidate& c, const inspection& result)
+{
+    constexpr double KEPT_SECONDS = 12.0; // for which the sum waits for more
+    const auto near = [&](int64_t sample) {
+        return std::fabs(static_cast<double>(sample - c.sample)) < KEPT_SECONDS * MODEM_RATE;
+    };
+    const auto may_join = [&](const candidate& other) {
+        return &other != &c && !other.decoded && !other.chance && near(other.sample);
+    };
+    return !c.decoded && std::any_of(result.candidates.begin(), result.candidates.end(), may_join) &&
+           std::none_of(result.sums.begin(), result.sums.end(), [&](const frame_sum& sum) { return near(sum.sample); });
+}
 
 void find_causes(inspection* result)
 {
@@ -274,12 +296,16 @@ void find_causes(inspection* result)
         c.chance = is_chance(c) || is_side_peak(c, result->candidates);
     }
     for (candidate& c : result->candidates) {
+        c.summed = !c.decoded && std::any_of(result->sums.begin(), result->sums.end(),
+                                             [&](const frame_sum& sum) { return lies_in(sum, c); });
         c.overlapped = is_overlapped(c, result->candidates);
         c.why = c.chance ? cause::noise : cause_of(c, result->channels[c.channel - 1]);
     }
     const bool found =
         std::any_of(result->candidates.begin(), result->candidates.end(), [](const candidate& c) { return !c.chance; });
-    result->why = found ? cause_of_frames(result->candidates) : cause_of_absence(*result);
+    result->why = found                  ? cause_of_frames(result->candidates)
+                  : result->sums.empty() ? cause_of_absence(*result)
+                                         : cause::noise;
     if (result->reading) {
         constexpr cause MISREADINGS[] = {cause::wrong_rate, cause::wrong_speed, cause::mixed_channels,
                                          cause::mixed_channels};

@@ -10,6 +10,7 @@
 #include "clipping.h"
 #include "frame_picture.h"
 #include "frame_traits.h"
+#include "kosc/combining.h"
 #include "kosc/second_look.h"
 #include "modem.h"
 #include "other_reading.h"
@@ -69,7 +70,17 @@ struct candidate {
     bool chance;           // noise that is somewhat like a pilot: nothing behind it adds up
     bool overlapped;       // another found frame of its channel sounds during it
     cause why;             // what is wrong with it
+    bool summed;           // it lies among frames whose sum decodes
     frame_picture picture; // made where it is wanted
+};
+
+// A message that weak frames gave together.
+struct frame_sum {
+    int64_t sample;         // of the newest frame, as a candidate's
+    uint32_t channel;       // that heard it, counted from 1
+    uint32_t last_channel;  // beside it, that heard any: the same one, or the other of two
+    combined_report_t from; // how many frames, and how well they are heard
+    std::vector<uint8_t> message;
 };
 
 // A peak that rounding alone may have: no sound.
@@ -95,6 +106,7 @@ struct inspection {
     double seconds = 0.0;
     std::vector<channel_figures> channels;
     std::vector<candidate> candidates;    // in the order of time
+    std::vector<frame_sum> sums;          // of frames too weak alone, in the order of time
     std::optional<other_reading> reading; // under which the recording decodes instead
     cause why = cause::none;
     std::string verdict;
@@ -103,7 +115,11 @@ struct inspection {
 // What was measured of a frame beyond its levels and quality, as words.
 std::string evidence_of(const candidate& c);
 
-// Fills in which candidates are chance, every candidate's cause and the recording's.
+// Whether a frame is too weak alone, others might have been added to it, and no sum decodes in the time that they would
+// have been kept for.
+bool could_be_summed(const candidate& c, const inspection& result);
+
+// Fills in which candidates are chance or summed, every candidate's cause and the recording's.
 void find_causes(inspection* result);
 
 // The same, and the verdict.

@@ -58,8 +58,26 @@ inspector::inspector(uint32_t sample_rate, uint32_t channels, const inspect_sett
     for (uint32_t i = 0; i < channels; ++i) {
         channels_.push_back(
             {make_receiver(settings.band, look), {static_cast<double>(sample_rate), HOP, settings.band}, {}, 0.0F, {}});
-        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_.back().context.get()));
+    }
+    if (settings.second_look) {
+        add_weak_frames_up();
+    }
+    for (uint32_t i = 0; i < channels; ++i) {
+        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_[i].context.get()));
         hear(i, silence.data(), silence.size());
+    }
+}
+
+void inspector::add_weak_frames_up()
+{
+    constexpr size_t BOTH = 2;
+    const bool together = channels_.size() == BOTH;
+    for (size_t i = 0; i < (together ? 1 : channels_.size()); ++i) {
+        soundcomm_context_t* const other = together ? channels_[1].context.get() : nullptr;
+        if (!soundcomm_config_combining(channels_[i].context.get(), other,
+                                        together ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_EACH)) {
+            throw std::runtime_error("not enough memory");
+        }
     }
 }
 
@@ -96,8 +114,24 @@ void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
     }
 }
 
+void inspector::take_sum(uint32_t channel, const frame_report_t& frame)
+{
+    constexpr uint32_t EITHER = 3;
+    const bool both = frame.combined->channels == EITHER;
+    const auto lead = static_cast<int64_t>(soundcomm_get_silence_around(channels_[channel].context.get()));
+    sums_.push_back({static_cast<int64_t>(frame.sample) - lead,
+                     channel + 1,
+                     both ? EITHER - (channel + 1) : channel + 1,
+                     *frame.combined,
+                     {frame.msg, frame.msg + frame.msg_len}});
+}
+
 void inspector::take(uint32_t channel, const frame_report_t& frame)
 {
+    if (frame.combined != nullptr) {
+        take_sum(channel, frame);
+        return;
+    }
     const soundcomm_context_t* const context = channels_[channel].context.get();
     const soundcomm_paras_t& paras = *context->rx_paras;
     std::vector<candidate>& found = channels_[channel].candidates;
@@ -197,11 +231,13 @@ inspection inspector::finish()
         result.channels.push_back(figures_of(channels_[i]));
     }
     gather(&result);
+    result.sums = std::move(sums_);
     // Frames that are read as they were made have their pilots in place, decoded or not.
     constexpr double IN_PLACE = 0.6;
-    const bool recognised = std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) {
-        return c.decoded || c.traits.later_pilots > IN_PLACE;
-    });
+    const bool recognised =
+        std::any_of(result.candidates.begin(), result.candidates.end(),
+                    [](const candidate& c) { return c.decoded || c.traits.later_pilots > IN_PLACE; }) ||
+        !result.sums.empty();
     // Of sound made at 48 kHz that is labelled 44.1 kHz.
     constexpr double DOWN = 44100.0 / 48000.0, MARGIN = 250.0;
     const double moved_end = DOWN * settings_.band.high_hz - MARGIN;

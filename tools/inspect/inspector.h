@@ -9,8 +9,8 @@ namespace kosc_inspect {
 
 struct inspect_settings {
     sound_band band;
-    bool second_look = true;
-    bool pictures = false; // of found frames
+    bool second_look = true; // and the sum of weak frames
+    bool pictures = false;   // of found frames
 };
 
 class inspector {
@@ -36,7 +36,10 @@ private:
         std::vector<candidate> candidates;
     };
 
+    // Has weak frames added up, of two channels together.
+    void add_weak_frames_up();
     void take(uint32_t channel, const frame_report_t& frame);
+    void take_sum(uint32_t channel, const frame_report_t& frame);
     // Moves what the channels have found into the result.
     void gather(inspection* result);
     // Takes the frames of which only the rest is recognised, and measures the loudest sound where there is none.
@@ -46,6 +49,7 @@ private:
     uint32_t sample_rate_;
     inspect_settings settings_;
     std::vector<channel_state> channels_;
+    std::vector<frame_sum> sums_;
     uint64_t frames_ = 0;
     std::vector<float> kept_; // the beginning of the recording, for other tries
 };

@@ -25,15 +25,19 @@ std::string count_of_frames(const inspection& result)
         }
     }
     const size_t all = at_once + later + failed;
+    const size_t sums = result.sums.size();
+    const std::string added_up = sums == 0   ? ""
+                                 : sums == 1 ? ", but the sum of weak frames gives a message"
+                                             : text(", but the sums of weak frames give %zu messages", sums);
     if (all == 0) {
-        return "no frame is found";
+        return "no frame is found" + added_up;
     }
     std::string sentence = all == 1 ? (failed == 0 ? "the frame found decodes" : "the frame found does not decode")
                                     : text("%zu of %zu frames found decode", at_once + later, all);
     if (later != 0) {
         sentence += all == 1 ? " with the second look" : text(", %zu of them with the second look", later);
     }
-    return sentence;
+    return sentence + added_up;
 }
 
 struct cause_words {
@@ -127,7 +131,8 @@ std::string evidence_of(const candidate& c)
 void judge(inspection* result)
 {
     find_causes(result);
-    std::string sentence = count_of_frames(*result) + ": " + explain(*result) + ".";
+    std::string sentence = count_of_frames(*result) + ": " + explain(*result);
+    sentence += result->sums.empty() ? "." : "; --combine hears what the sum gives.";
     sentence[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(sentence[0])));
     result->verdict = sentence;
 }

@@ -19,6 +19,7 @@
 
 #include "commands/band_option.h"
 #include "commands/commands.h"
+#include "commands/hearing_options.h"
 #include "commands/stop_request.h"
 #include "commands/transfer_options.h"
 #include "kosc/kosc.h"
@@ -32,7 +33,10 @@ text if it is UTF-8 without control characters (trailing zero bytes dropped), el
     0.312 s  ch 1  Hello
 With several bands, the message's own stands before it. Bands that the recording's rate has no room for are left out.
 A frame whose beginning is missing starts before 0. With several recordings, each line begins with the file's name.
-Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]".
+Frames that do not decode at once get a second look; a message that needed it ends in "  [second look]". One that no frame
+gave alone, but with --combine the sum of several, ends in what it was put together from, and in JSON has "combined"
+instead of "correlation":
+    1.204 s  ch 2  Hello  [put together from 4 frames, 2 microphones, SNR 0.4 dB]
 A text or file sent as a transfer is one message, at the place of the one that made it whole. Of a file the line tells
 name and size, and with --save where it was saved: under the last part of its name, never over another file unless
 --force. Transfers that are not whole are told at the end.
@@ -102,7 +106,7 @@ subcommand add_decode(CLI::App& app)
     add_bands_option(*decode, options.bands);
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
-    decode->add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
+    add_hearing_options(*decode, options.hearing);
     add_receive_options(*decode, options.transfers);
     decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
     decode->footer(DECODE_FOOTER);

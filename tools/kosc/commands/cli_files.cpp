@@ -14,10 +14,11 @@ band, their floor and loudest moment, and below; an empty top of the spectrum, n
 For each frame that was recognised, decoded or not: where it starts, by the recording's own samples, how well its pilot
 was recognised, its signal-to-noise ratio, error vector magnitude and clock drift as the second look measures them, which
 of the message's two parts failed its CRC, and whether the second look decodes it. A frame whose beginning is missing
-starts before 0. Then one sentence.
+starts before 0. For each message that frames too weak alone give together, from how many it was put together, and how well
+they are heard. Then one sentence.
 With several recordings, each has its report. With --json the whole is one object on a line, whose "file" is the
 recording as it was named, and whose other keys man kosc-inspect lists; levels of silence are -200, what is unknown is null.
-Exit code: 0 at least one frame decodes, 1 none, 2 wrong use or unreadable recording.)";
+Exit code: 0 at least one frame, or a sum of several, decodes, 1 none, 2 wrong use or unreadable recording.)";
 
 constexpr const char* INFO_FOOTER =
     R"(With --json the whole is one object on a line: "version", "message_bytes", "crcs", "sample_rate", "bits",

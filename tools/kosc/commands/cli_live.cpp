@@ -4,6 +4,7 @@
 
 #include "commands/band_option.h"
 #include "commands/commands.h"
+#include "commands/hearing_options.h"
 #include "commands/number_in.h"
 #include "commands/transfer_options.h"
 
@@ -26,7 +27,8 @@ constexpr const char* LISTEN_FOOTER =
 and the message, as text if it is UTF-8 without control characters (trailing zero bytes dropped), else as 56 hex digits,
 and "[second look]" if it was only decoded there:
     14:03:22.120  ch 1  Hello
-With several bands, the message's own stands before it.
+With several bands, the message's own stands before it. With --combine, a message that no frame gave alone ends in
+"[put together from 4 frames, 2 microphones, SNR 0.4 dB]"; whoever sends should repeat for a second or more.
 What several channels hear within 20 ms is one message; its line is that of the channel with the highest signal-to-noise
 ratio, or with --plain the highest correlation. --all-channels prints a line for each, and --json an object:
     {"time":"2026-03-01T13:03:22.120Z","channel":1,"band":"near-ultrasonic","text":"Hello","hex":"48656c6c6f00...",
@@ -110,7 +112,7 @@ subcommand add_listen(CLI::App& app)
     listen->add_flag("--all-channels", options->all_channels, "print a line for every channel that hears a message");
     auto* const hex = listen->add_flag("--hex", options->hex, "print messages as hex digits");
     listen->add_flag("--json", options->json, "print one JSON object a line for every channel")->excludes(hex);
-    listen->add_flag("--plain", options->plain, "no second look at frames that do not decode at once");
+    add_hearing_options(*listen, options->hearing);
     constexpr double USUAL_WINDOW = 3600.0;
     options->transfers.window = USUAL_WINDOW;
     add_receive_options(*listen, options->transfers);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "audio/sound_bands.h"
+#include "commands/listener.h"
 #include "transfer/collector.h"
 
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
@@ -49,8 +50,8 @@ struct decode_options {
     bool hex = false;
     bool json = false;
     bool quiet = false;
-    bool plain = false; // no second look
     bool verbose = false;
+    hearing_options hearing;
     receive_options transfers;
 };
 
@@ -78,7 +79,7 @@ struct listen_options {
     bool all_channels = false;
     bool hex = false;
     bool json = false;
-    bool plain = false;
+    hearing_options hearing;
     receive_options transfers;
 };
 

@@ -22,7 +22,7 @@ class recording {
 public:
     recording(const std::string& path, const decode_options& options, const std::optional<secret_key>& key)
         : path_(path), options_(options), file_(path, options.raw, options.bands),
-          listener_(file_.channels(), file_.bands(), !options.plain, BEGINS_SOMEWHERE),
+          listener_(file_.channels(), file_.bands(), options.hearing, BEGINS_SOMEWHERE),
           progress_(!options.quiet && !options.verbose, file_.seconds()),
           collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {

@@ -53,15 +53,42 @@ void add_message(nlohmann::ordered_json& object, const heard_message& message)
     object["band"] = message.band;
     object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
     object["hex"] = hex_of_message(message.bytes);
-    object["correlation"] = rounded(message.correlation, 1000.0);
+    if (!message.combined) {
+        object["correlation"] = rounded(message.correlation, 1000.0);
+    }
     if (message.measured) {
         object["snr_db"] = rounded(message.snr_db, 10.0);
         object["drift_ppm"] = rounded(message.drift_ppm, 1.0);
     }
     object["second_look"] = message.second_look_needed;
+    if (message.combined) {
+        const put_together& from = *message.combined;
+        object["combined"] = {{"frames", from.frames},
+                              {"hearings", from.hearings},
+                              {"microphones", from.microphones},
+                              {"seconds", rounded(from.seconds, 1000.0)},
+                              {"snr_db", rounded(from.snr_db, 10.0)}};
+    }
 }
 
 namespace {
+
+std::string number_of(uint32_t count, const char* thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string end_of_line(const heard_message& message)
+{
+    if (!message.combined) {
+        return message.second_look_needed ? "  [second look]\n" : "\n";
+    }
+    const put_together& from = *message.combined;
+    char snr[32];
+    std::snprintf(snr, sizeof snr, ", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
+    return "  [put together from " + number_of(from.frames, "frame") + ", " +
+           number_of(from.microphones, "microphone") + snr;
+}
 
 std::string origin(const heard_message& message, bool band)
 {
@@ -116,5 +143,5 @@ std::string rest_of_line(const heard_message& message, bool hex, bool band)
 {
     const std::string digits = hex_of_message(message.bytes);
     return origin(message, band) + (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
-           (message.second_look_needed ? "  [second look]\n" : "\n");
+           end_of_line(message);
 }

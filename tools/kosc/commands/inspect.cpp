@@ -48,7 +48,7 @@ std::string shown(const std::vector<uint8_t>& message)
     return text_of_message(message).value_or(hex_of_message(message));
 }
 
-std::string verdict_on(const candidate& c, bool second_look)
+std::string verdict_on(const candidate& c, const inspection& result, bool second_look)
 {
     if (c.decoded && !c.second_look_needed) {
         return "decodes at once: " + shown(c.message);
@@ -57,10 +57,26 @@ std::string verdict_on(const candidate& c, bool second_look)
     constexpr const char* FAILURES[] = {"cannot be read", "the CRC of the first half fails",
                                         "the CRC of the second half fails", "the CRCs of both halves fail"};
     const std::string failure = FAILURES[c.failed_crcs & 3U];
-    return failure + (c.decoded      ? "; the second look decodes: " + shown(c.message)
-                      : !second_look ? ""
-                      : c.measured   ? "; the second look fails too"
-                                     : ", as its beginning is not recognised");
+    if (c.decoded || !second_look) {
+        return failure + (c.decoded ? "; the second look decodes: " + shown(c.message) : "");
+    }
+    return failure + (c.measured ? "; the second look fails too" : ", as its beginning is not recognised") +
+           (c.summed                     ? "; the sum with others decodes"
+            : could_be_summed(c, result) ? "; the sum with others fails"
+                                         : "");
+}
+
+std::string as_text(const frame_sum& sum)
+{
+    const uint32_t first = std::min(sum.channel, sum.last_channel), last = std::max(sum.channel, sum.last_channel);
+    return text("sum        %.6f s  ch %s  SNR %.1f dB  newest frame %.1f dB  drift %+.0f ppm\n",
+                static_cast<double>(sum.sample) / MODEM_RATE,
+                (std::to_string(first) + (first == last ? "" : " and " + std::to_string(last))).c_str(),
+                rounded(sum.from.snr_db, 10.0), rounded(sum.from.newest_snr_db, 10.0),
+                rounded(sum.from.drift_ppm, 1.0)) +
+           text("           put together from %u frame%s, %u microphone%s, within %.1f s: ", sum.from.frames,
+                sum.from.frames == 1 ? "" : "s", first == last ? 1U : 2U, first == last ? "" : "s", sum.from.seconds) +
+           shown(sum.message) + "\n";
 }
 
 std::string as_text(const candidate& c, const inspection& result, bool second_look)
@@ -72,7 +88,7 @@ std::string as_text(const candidate& c, const inspection& result, bool second_lo
         line += text("  SNR %.1f dB  EVM %.0f %%  drift %+.0f ppm", c.quality.snr_db, 100.0 * c.quality.evm,
                      rounded(c.quality.drift_ppm, 1.0));
     }
-    line += text("  level %.0f dB\n           ", c.traits.level_db) + verdict_on(c, second_look) + "\n";
+    line += text("  level %.0f dB\n           ", c.traits.level_db) + verdict_on(c, result, second_look) + "\n";
     if (c.clipped != 0) {
         line += text("           %llu samples are clipped\n", static_cast<unsigned long long>(c.clipped));
     }
@@ -113,6 +129,9 @@ std::string as_text(const inspection& result, bool second_look, bool verbose)
     }
     for (const candidate& c : result.candidates) {
         report += c.chance && !verbose ? "" : as_text(c, result, second_look);
+    }
+    for (const frame_sum& sum : result.sums) {
+        report += as_text(sum);
     }
     return report + "verdict    " + result.verdict + "\n";
 }
@@ -164,6 +183,10 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
                             : c.decoded && !c.second_look_needed ? "not needed"
                             : c.decoded                          ? "decodes"
                                                                  : "fails";
+    object["sum"] = !second_look || c.decoded    ? nullptr
+                    : c.summed                   ? nlohmann::ordered_json("decodes")
+                    : could_be_summed(c, result) ? nlohmann::ordered_json("fails")
+                                                 : nullptr;
     object["clipped_samples"] = c.clipped;
     object["echo"] = rounded(c.traits.echo, 1000.0);
     object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / MODEM_RATE, 100.0);
@@ -192,6 +215,25 @@ nlohmann::ordered_json as_json(const channel_figures& channel)
     return object;
 }
 
+nlohmann::ordered_json as_json(const frame_sum& sum, const inspection& result)
+{
+    nlohmann::ordered_json object;
+    object["time"] = rounded(static_cast<double>(sum.sample) / MODEM_RATE, 1e6);
+    object["sample"] = std::llround(static_cast<double>(sum.sample) * result.sample_rate / MODEM_RATE);
+    object["channel"] = sum.channel;
+    object["frames"] = sum.from.frames;
+    object["hearings"] = sum.from.hearings;
+    object["microphones"] = sum.channel == sum.last_channel ? 1 : 2;
+    object["seconds"] = rounded(sum.from.seconds, 1000.0);
+    object["snr_db"] = rounded(sum.from.snr_db, 10.0);
+    object["newest_snr_db"] = rounded(sum.from.newest_snr_db, 10.0);
+    object["drift_ppm"] = rounded(sum.from.drift_ppm, 1.0);
+    const auto content = text_of_message(sum.message);
+    object["text"] = content ? nlohmann::ordered_json(*content) : nlohmann::ordered_json(nullptr);
+    object["hex"] = hex_of_message(sum.message);
+    return object;
+}
+
 std::string as_json(const std::string& path, const inspection& result, bool second_look, bool verbose)
 {
     nlohmann::ordered_json object;
@@ -208,6 +250,10 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
         if (!c.chance || verbose) {
             object["frames"].push_back(as_json(c, result, second_look));
         }
+    }
+    object["sums"] = nlohmann::ordered_json::array();
+    for (const frame_sum& sum : result.sums) {
+        object["sums"].push_back(as_json(sum, result));
     }
     object["decodes_at_rate"] =
         result.reading ? nlohmann::ordered_json(result.reading->rate) : nlohmann::ordered_json(nullptr);
@@ -252,7 +298,8 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
         draw(options.plot, path, result, *recorder);
     }
     file.check_complete();
-    return std::any_of(result.candidates.begin(), result.candidates.end(), [](const candidate& c) { return c.decoded; })
+    return !result.sums.empty() || std::any_of(result.candidates.begin(), result.candidates.end(),
+                                               [](const candidate& c) { return c.decoded; })
                ? EXIT_DONE
                : EXIT_NONE_HEARD;
 }

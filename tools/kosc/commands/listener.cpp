@@ -6,8 +6,37 @@
 
 namespace {
 
-heard_message message_of(const kosc::heard& frame, const std::string& band)
+// Two microphones of one device are added up; more channels than that may be anything.
+uint32_t combining_of(uint32_t channels, const hearing_options& how)
 {
+    constexpr uint32_t BOTH = 2;
+    return !how.combine ? KOSC_COMBINING_OFF : channels == BOTH ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_EACH;
+}
+
+heard_message message_put_together(const kosc::heard& frame, const std::string& band, uint32_t mode)
+{
+    const combined_report_t& from = *frame.report.combined;
+    const bool both = from.channels == 3U;
+    const std::string_view bytes = frame.bytes();
+    // Alone, every channel counts itself as the first.
+    const uint32_t channel = mode == KOSC_COMBINING_EACH || both ? frame.channel : from.channels >> 1U;
+    return {frame.sample,
+            channel + 1,
+            band,
+            message_bytes(bytes.begin(), bytes.end()),
+            0.0,
+            true,
+            from.newest_snr_db,
+            from.drift_ppm,
+            false,
+            put_together{from.frames, from.hearings, both ? 2U : 1U, from.snr_db, from.seconds}};
+}
+
+heard_message message_of(const kosc::heard& frame, const std::string& band, uint32_t mode)
+{
+    if (frame.report.combined != nullptr) {
+        return message_put_together(frame, band, mode);
+    }
     const frame_quality_t& quality = frame.report.quality;
     const std::string_view bytes = frame.bytes();
     return {frame.sample,
@@ -18,16 +47,23 @@ heard_message message_of(const kosc::heard& frame, const std::string& band)
             quality.attempts != 0,
             quality.snr_db,
             quality.drift_ppm,
-            quality.needed};
+            quality.needed,
+            std::nullopt};
 }
 
 } // namespace
 
-listener::listener(uint32_t channels, const band_list& bands, bool second_look, bool cut)
+listener::listener(uint32_t channels, const band_list& bands, const hearing_options& how, bool cut)
+    : combining_(combining_of(channels, how))
 {
+    kosc::receiver_settings settings;
+    settings.channels = channels;
+    settings.second_look = how.plain ? KOSC_SECOND_LOOK_OFF : KOSC_SECOND_LOOK_MEASURE;
+    settings.cut = cut;
+    settings.combining = combining_;
     for (const sound_band& band : bands) {
-        auto made = kosc::receiver::make(
-            {channels, band.first_subcarrier, second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF, cut});
+        settings.first_subcarrier = band.first_subcarrier;
+        auto made = kosc::receiver::make(settings);
         if (!made) {
             throw std::runtime_error(std::string("cannot set up the receiver: ") + kosc::describe(made.why()));
         }
@@ -39,7 +75,9 @@ template <typename Step> std::vector<heard_message> listener::each_band(Step ste
 {
     std::vector<heard_message> heard;
     for (band_receiver& each : bands_) {
-        const auto on_message = [&](const kosc::heard& frame) { heard.push_back(message_of(frame, each.name)); };
+        const auto on_message = [&](const kosc::heard& frame) {
+            heard.push_back(message_of(frame, each.name, combining_));
+        };
         const auto on_failed = [&](const kosc::heard&) { ++unreadable_frames_; };
         if (const kosc::error failed = step(each.receiver, on_message, on_failed); failed != kosc::error::none) {
             throw std::runtime_error(kosc::describe(failed));
@@ -54,9 +92,13 @@ template <typename Step> std::vector<heard_message> listener::each_band(Step ste
 std::vector<heard_message> listener::hear(const channels_pcm& pcm)
 {
     return each_band([&](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
+        constexpr size_t PIECE = 4096; // in turns, so that microphones are heard together
         kosc::error failed = kosc::error::none;
-        for (uint32_t c = 0; c < pcm.size() && failed == kosc::error::none; ++c) {
-            failed = receiver.push_channel(c, pcm[c].data(), pcm[c].size(), on_message, on_failed);
+        for (size_t done = 0; done < pcm.front().size(); done += PIECE) {
+            const size_t piece = std::min(pcm.front().size() - done, PIECE);
+            for (uint32_t c = 0; c < pcm.size() && failed == kosc::error::none; ++c) {
+                failed = receiver.push_channel(c, &pcm[c][done], piece, on_message, on_failed);
+            }
         }
         return failed;
     });

@@ -3,6 +3,7 @@
 #define KOSC_TOOL_LISTENER_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,16 +11,32 @@
 #include "commands/message_text.h"
 #include "kosc/kosc.hpp"
 
+// How a sound is listened to.
+struct hearing_options {
+    bool plain = false;   // no second look
+    bool combine = false; // repeats are added up, and the two channels of a sound that has two
+};
+
+// From what a message was put together that no frame gave alone.
+struct put_together {
+    uint32_t frames;      // sent; 1 is one that only the search for weak frames finds
+    uint32_t hearings;    // the same, each counted as often as microphones heard it
+    uint32_t microphones; // that heard some of them
+    double snr_db;        // of all together, where a single frame needs about 0
+    double seconds;       // from the first frame's start to that of the newest
+};
+
 struct heard_message {
     int64_t sample;   // where its frame starts, at the modem's rate; below 0 when its first samples are missing
     uint32_t channel; // counted from 1, as people and audio editors do
     std::string band; // as name_of() has it
     message_bytes bytes;
-    double correlation;      // height of the synchronisation peak, up to 1
-    bool measured;           // the two figures below are; not without the second look
-    double snr_db;           // power of a subcarrier over its noise
-    double drift_ppm;        // received frequencies over sent ones, less 1
-    bool second_look_needed; // it did not decode at once
+    double correlation;                   // height of the synchronisation peak, up to 1
+    bool measured;                        // the two figures below are; not without the second look
+    double snr_db;                        // power of a subcarrier over its noise
+    double drift_ppm;                     // received frequencies over sent ones, less 1
+    bool second_look_needed;              // it did not decode at once
+    std::optional<put_together> combined; // the place and the figures above are of the newest frame then
 };
 
 class listener {
@@ -27,7 +44,7 @@ public:
     using channels_pcm = std::vector<std::vector<int16_t>>;
 
     // `cut`: the sound begins somewhere, so that a frame may lack its first samples. Throws when memory is short.
-    listener(uint32_t channels, const band_list& bands, bool second_look, bool cut);
+    listener(uint32_t channels, const band_list& bands, const hearing_options& how, bool cut);
 
     // Hears the next samples, one vector a channel; returns the messages that end in them, in the order of time.
     std::vector<heard_message> hear(const channels_pcm& pcm);
@@ -45,6 +62,7 @@ private:
     // Hands each receiver, with what it is to do with its frames, to `step`.
     template <typename Step> std::vector<heard_message> each_band(Step step);
 
+    uint32_t combining_; // KOSC_COMBINING_...
     std::vector<band_receiver> bands_;
     uint64_t unreadable_frames_ = 0;
 };

@@ -296,8 +296,8 @@ uint64_t count_clipped(const signal& samples)
 
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
-    constexpr bool SECOND_LOOK = true, CUT = true;
-    listener ear(1, {report.band}, SECOND_LOOK, CUT);
+    constexpr bool CUT = true;
+    listener ear(1, {report.band}, {}, CUT);
     std::vector<heard_message> heard = ear.hear({recording});
     const std::vector<heard_message> last = ear.finish();
     heard.insert(heard.end(), last.begin(), last.end());

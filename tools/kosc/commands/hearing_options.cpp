@@ -1,0 +1,10 @@
+#include "commands/hearing_options.h"
+
+#include <CLI/CLI.hpp>
+
+void add_hearing_options(CLI::App& command, hearing_options& options)
+{
+    command.add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
+    command.add_flag("--combine", options.combine,
+                     "add up repeats of a message, and two microphones: heard from deeper in the noise");
+}
