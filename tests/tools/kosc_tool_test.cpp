@@ -232,6 +232,31 @@ TEST_F(KoscTool, AddsUpRepeatsAndMicrophonesThatAreTooWeakAlone)
     }
 }
 
+// The second frame is fainter, begins within the first and is covered by it for two thirds.
+TEST_F(KoscTool, HearsFramesThatLieOverEachOtherInACrowd)
+{
+    constexpr size_t LEAD = 24000, LATER = 4000;
+    const std::vector<float> loud = recording_of("loud", LEAD, LEAD), faint = recording_of("faint", LEAD + LATER, LEAD);
+    std::vector<float> mix(faint);
+    for (size_t i = 0; i < mix.size(); ++i) {
+        mix[i] = 0.15F * faint[i] + (i < loud.size() ? 0.3F * loud[i] : 0.0F);
+    }
+    write_sound(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, RATE, 1, mix);
+    EXPECT_EQ(run("kosc decode a.wav").out.find("faint"), std::string::npos);
+    EXPECT_EQ(run("kosc decode --crowd a.wav").out, "0.500 s  ch 1  loud\n0.583 s  ch 1  faint\n");
+    EXPECT_EQ(run("kosc decode --crowd --plain a.wav").code, 2);
+    const auto report = nlohmann::json::parse(run("kosc inspect --json a.wav").out);
+    ASSERT_EQ(report["frames"].size(), 2U) << report;
+    const auto &under = report["frames"][1], &over = report["frames"][0];
+    EXPECT_EQ(report["cause"], "several senders");
+    EXPECT_EQ(under["crowd"], "decodes");
+    EXPECT_EQ(under["text"], "faint");
+    EXPECT_EQ(under["lies_over"], nlohmann::json({over["sample"]}));
+    EXPECT_EQ(over["lies_over"], nlohmann::json({under["sample"]}));
+    EXPECT_NE(std::string(report["verdict"]).find(" with --crowd: several frames sound at once"), std::string::npos)
+        << report["verdict"];
+}
+
 // A frame on the second of two channels, whose beginning is missing, and one that decodes with the second look.
 TEST_F(KoscTool, InspectsEveryFrameAndDrawsIt)
 {

@@ -14,26 +14,32 @@ bool is_chance(const candidate& c)
     constexpr double RARELY_BY_CHANCE = 0.55, ADDS_UP = 0.36, COHERENT = 0.25;
     const bool adds_up =
         c.traits.later_pilots > ADDS_UP || c.traits.slip != 0.0 || (c.measured && c.quality.coherence > COHERENT);
-    return !c.decoded && c.correlation < RARELY_BY_CHANCE && !adds_up;
+    return !is_read(c) && c.correlation < RARELY_BY_CHANCE && !adds_up;
 }
 
 // A second peak beside a frame, whose pilots are then far clearer, and just as far away.
 bool is_side_peak(const candidate& c, const std::vector<candidate>& all)
 {
     constexpr double CLEARER = 1.8, SAME_PLACE = 40.0;
-    return !c.decoded && c.traits.second_sender > CLEARER * c.traits.pilots &&
+    return !is_read(c) && c.traits.second_sender > CLEARER * c.traits.pilots &&
            std::any_of(all.begin(), all.end(), [&](const candidate& other) {
                return other.channel == c.channel && other.traits.pilots > CLEARER * c.traits.pilots &&
                       std::fabs(static_cast<double>(other.sample - c.sample) - c.traits.second_delay) < SAME_PLACE;
            });
 }
 
-bool is_overlapped(const candidate& c, const std::vector<candidate>& all)
+void find_overlapping(candidate* c, const std::vector<candidate>& all)
 {
-    return std::any_of(all.begin(), all.end(), [&](const candidate& other) {
-        return &other != &c && !other.chance && other.channel == c.channel &&
-               std::abs(other.sample - c.sample) < FRAME_LENGTH;
-    });
+    c->others.clear();
+    c->collides = false;
+    for (const candidate& other : all) {
+        if (&other != c && !other.chance && other.channel == c->channel &&
+            std::abs(other.sample - c->sample) < FRAME_LENGTH) {
+            c->others.push_back(other.sample);
+            c->collides = c->collides || (is_read(*c) && is_read(other) && other.message != c->message);
+        }
+    }
+    c->overlapped = !c->others.empty();
 }
 
 struct evidence {
@@ -154,7 +160,10 @@ bool reverberates(const evidence& e)
 }
 
 // Two found frames sound at once, and the second is neither the first again nor the rest of it, moved.
-bool overlaps(const evidence& e) { return e.frame.overlapped && !arrives_late(e) && !lost_samples(e); }
+bool overlaps(const evidence& e)
+{
+    return e.frame.collides || (e.frame.overlapped && !arrives_late(e) && !lost_samples(e));
+}
 
 // Every pilot is there twice; of a frame in which samples were lost, each is here or there.
 bool is_doubled(const evidence& e)
@@ -286,7 +295,7 @@ bool could_be_summed(const candidate& c, const inspection& result)
     const auto may_join = [&](const candidate& other) {
         return &other != &c && !other.decoded && !other.chance && near(other.sample);
     };
-    return !c.decoded && std::any_of(result.candidates.begin(), result.candidates.end(), may_join) &&
+    return !is_read(c) && std::any_of(result.candidates.begin(), result.candidates.end(), may_join) &&
            std::none_of(result.sums.begin(), result.sums.end(), [&](const frame_sum& sum) { return near(sum.sample); });
 }
 
@@ -296,9 +305,9 @@ void find_causes(inspection* result)
         c.chance = is_chance(c) || is_side_peak(c, result->candidates);
     }
     for (candidate& c : result->candidates) {
-        c.summed = !c.decoded && std::any_of(result->sums.begin(), result->sums.end(),
-                                             [&](const frame_sum& sum) { return lies_in(sum, c); });
-        c.overlapped = is_overlapped(c, result->candidates);
+        c.summed = !is_read(c) && std::any_of(result->sums.begin(), result->sums.end(),
+                                              [&](const frame_sum& sum) { return lies_in(sum, c); });
+        find_overlapping(&c, result->candidates);
         c.why = c.chance ? cause::noise : cause_of(c, result->channels[c.channel - 1]);
     }
     const bool found =

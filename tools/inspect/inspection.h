@@ -65,14 +65,21 @@ struct candidate {
     std::vector<uint8_t> message; // with failed CRCs what was read instead of it
     frame_traits traits;
     surroundings around;
-    uint64_t clipped;      // samples within it, at the recording's rate
-    bool whole;            // the recording neither begins nor ends within it
-    bool chance;           // noise that is somewhat like a pilot: nothing behind it adds up
-    bool overlapped;       // another found frame of its channel sounds during it
-    cause why;             // what is wrong with it
-    bool summed;           // it lies among frames whose sum decodes
-    frame_picture picture; // made where it is wanted
+    uint64_t clipped;            // samples within it, at the recording's rate
+    bool whole;                  // the recording neither begins nor ends within it
+    bool chance;                 // noise that is somewhat like a pilot: nothing behind it adds up
+    bool by_crowd;               // it decodes only when overlapping frames are taken out, which `message` is of then
+    bool covered;                // and it is only found then
+    bool overlapped;             // another found frame of its channel sounds during it
+    bool collides;               // and what both say is known, and not the same
+    std::vector<int64_t> others; // samples at which those begin
+    cause why;                   // what is wrong with it
+    bool summed;                 // it lies among frames whose sum decodes
+    frame_picture picture;       // made where it is wanted
 };
+
+// Whether its message is known.
+inline bool is_read(const candidate& c) { return c.decoded || c.by_crowd; }
 
 // A message that weak frames gave together.
 struct frame_sum {

@@ -56,8 +56,13 @@ inspector::inspector(uint32_t sample_rate, uint32_t channels, const inspect_sett
 {
     const uint32_t look = settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
     for (uint32_t i = 0; i < channels; ++i) {
-        channels_.push_back(
-            {make_receiver(settings.band, look), {static_cast<double>(sample_rate), HOP, settings.band}, {}, 0.0F, {}});
+        channels_.push_back({make_receiver(settings.band, look),
+                             settings.second_look ? make_receiver(settings.band, look, KOSC_CROWD_CANCEL) : nullptr,
+                             {static_cast<double>(sample_rate), HOP, settings.band},
+                             {},
+                             0.0F,
+                             {},
+                             {}});
     }
     if (settings.second_look) {
         add_weak_frames_up();
@@ -98,19 +103,27 @@ void inspector::hear_raw(const float* interleaved, size_t frames)
 
 void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
 {
+    using taker = void (inspector::*)(uint32_t, const frame_report_t&);
     struct target {
         inspector* self;
         uint32_t channel;
-    } to{this, channel};
+        taker taken_by;
+    };
     const auto take_frame = [](const frame_report_t* frame, void* user) {
         const auto* const into = static_cast<target*>(user);
-        into->self->take(into->channel, *frame);
+        (into->self->*into->taken_by)(into->channel, *frame);
     };
-    soundcomm_context_t* const context = channels_[channel].context.get();
-    soundcomm_set_frame_callback(context, take_frame, &to);
-    result_set_t counts{};
-    if (count != 0 && soundcomm_receive(context, pcm, static_cast<uint32_t>(count), &counts) != 0) {
-        throw std::runtime_error("the receiver's buffer is in disorder");
+    const auto listen = [&](soundcomm_context_t* context, taker taken_by) {
+        target to{this, channel, taken_by};
+        soundcomm_set_frame_callback(context, take_frame, &to);
+        result_set_t counts{};
+        if (count != 0 && soundcomm_receive(context, pcm, static_cast<uint32_t>(count), &counts) != 0) {
+            throw std::runtime_error("the receiver's buffer is in disorder");
+        }
+    };
+    listen(channels_[channel].context.get(), &inspector::take);
+    if (channels_[channel].crowd) {
+        listen(channels_[channel].crowd.get(), &inspector::take_crowded);
     }
 }
 
@@ -126,21 +139,11 @@ void inspector::take_sum(uint32_t channel, const frame_report_t& frame)
                      {frame.msg, frame.msg + frame.msg_len}});
 }
 
-void inspector::take(uint32_t channel, const frame_report_t& frame)
+candidate inspector::candidate_of(uint32_t channel, const frame_report_t& frame) const
 {
-    if (frame.combined != nullptr) {
-        take_sum(channel, frame);
-        return;
-    }
     const soundcomm_context_t* const context = channels_[channel].context.get();
-    const soundcomm_paras_t& paras = *context->rx_paras;
-    std::vector<candidate>& found = channels_[channel].candidates;
-    const auto lead = static_cast<int64_t>(soundcomm_get_silence_around(context));
     candidate c{};
-    c.sample = static_cast<int64_t>(frame.sample) - lead;
-    if (!found.empty() && found.back().sample == c.sample) {
-        return; // found in two overlapping windows
-    }
+    c.sample = static_cast<int64_t>(frame.sample) - static_cast<int64_t>(soundcomm_get_silence_around(context));
     c.channel = channel + 1;
     c.correlation = frame.correlation;
     c.decoded = frame.verdict == 1;
@@ -149,11 +152,57 @@ void inspector::take(uint32_t channel, const frame_report_t& frame)
     c.measured = frame.quality.attempts != 0;
     c.quality = frame.quality;
     c.message.assign(frame.msg, frame.msg + frame.msg_len);
-    c.traits = traits_of(paras, frame.samples);
+    c.traits = traits_of(*context->rx_paras, frame.samples);
     if (settings_.pictures) {
         c.picture = picture_of(*context, frame);
     }
-    found.push_back(std::move(c));
+    return c;
+}
+
+void inspector::take(uint32_t channel, const frame_report_t& frame)
+{
+    if (frame.combined != nullptr) {
+        take_sum(channel, frame);
+        return;
+    }
+    std::vector<candidate>& found = channels_[channel].candidates;
+    candidate c = candidate_of(channel, frame);
+    if (found.empty() || found.back().sample != c.sample) { // else found in two overlapping windows
+        found.push_back(std::move(c));
+    }
+}
+
+void inspector::take_crowded(uint32_t channel, const frame_report_t& frame)
+{
+    if (frame.verdict == 1) {
+        channels_[channel].crowded.push_back(candidate_of(channel, frame));
+    }
+}
+
+void inspector::add_crowded(channel_state* channel)
+{
+    constexpr int64_t SAME_PLACE = 200;
+    for (candidate& c : channel->crowded) {
+        const auto begin = channel->candidates.begin(), end = channel->candidates.end();
+        const auto same = std::find_if(
+            begin, end, [&](const candidate& other) { return std::abs(other.sample - c.sample) < SAME_PLACE; });
+        // The same message nearby is an echo.
+        const bool known = std::any_of(begin, end, [&](const candidate& other) {
+            return is_read(other) && other.message == c.message && std::abs(other.sample - c.sample) < FRAME_LENGTH;
+        });
+        if (known || (same != end && same->decoded)) {
+            continue;
+        }
+        if (same != end) {
+            same->by_crowd = true;
+            same->message = c.message;
+            continue;
+        }
+        c.decoded = false;
+        c.by_crowd = c.covered = true;
+        channel->candidates.push_back(std::move(c));
+    }
+    channel->crowded.clear();
 }
 
 channel_figures inspector::figures_of(const channel_state& channel) const
@@ -178,6 +227,7 @@ void inspector::gather(inspection* result)
 {
     const double ratio = sample_rate_ / MODEM_RATE;
     for (channel_state& channel : channels_) {
+        add_crowded(&channel);
         for (candidate& c : channel.candidates) {
             const auto place = [&](int64_t sample) {
                 return static_cast<uint64_t>(std::llround(static_cast<double>(std::max<int64_t>(sample, 0)) * ratio));
@@ -236,7 +286,7 @@ inspection inspector::finish()
     constexpr double IN_PLACE = 0.6;
     const bool recognised =
         std::any_of(result.candidates.begin(), result.candidates.end(),
-                    [](const candidate& c) { return c.decoded || c.traits.later_pilots > IN_PLACE; }) ||
+                    [](const candidate& c) { return is_read(c) || c.traits.later_pilots > IN_PLACE; }) ||
         !result.sums.empty();
     // Of sound made at 48 kHz that is labelled 44.1 kHz.
     constexpr double DOWN = 44100.0 / 48000.0, MARGIN = 250.0;

@@ -9,7 +9,7 @@ namespace kosc_inspect {
 
 struct inspect_settings {
     sound_band band;
-    bool second_look = true; // and the sum of weak frames
+    bool second_look = true; // and the sum of weak frames, and frames that overlap
     bool pictures = false;   // of found frames
 };
 
@@ -30,16 +30,22 @@ public:
 private:
     struct channel_state {
         kosc::context_ptr context;
+        kosc::context_ptr crowd; // the same for frames that overlap; null without a second look
         spectrum_meter spectrum;
         clip_meter clipping;
         float peak;
         std::vector<candidate> candidates;
+        std::vector<candidate> crowded; // that decoded in `crowd`
     };
 
     // Has weak frames added up, of two channels together.
     void add_weak_frames_up();
+    candidate candidate_of(uint32_t channel, const frame_report_t& frame) const;
     void take(uint32_t channel, const frame_report_t& frame);
+    void take_crowded(uint32_t channel, const frame_report_t& frame);
     void take_sum(uint32_t channel, const frame_report_t& frame);
+    // Tells the candidates, and adds, what only the receiver of overlapping frames decoded.
+    static void add_crowded(channel_state* channel);
     // Moves what the channels have found into the result.
     void gather(inspection* result);
     // Takes the frames of which only the rest is recognised, and measures the loudest sound where there is none.

@@ -6,12 +6,12 @@
 
 namespace kosc_inspect {
 
-kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look)
+kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look, uint32_t crowd)
 {
     soundcomm_cfg_t cfg;
     kosc::context_ptr context;
     if (soundcomm_cfg_for_band(band.first_subcarrier, &cfg)) {
-        context = kosc::make_receiving_context(second_look, cfg);
+        context = kosc::make_receiving_context(second_look, cfg, crowd);
     }
     if (!context) {
         throw std::runtime_error("cannot set up the receiver");

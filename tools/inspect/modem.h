@@ -15,8 +15,8 @@ using sound_band = ko_soundcommu_band_t;
 constexpr double MODEM_RATE = kosc::SAMPLE_RATE;
 constexpr int64_t FRAME_LENGTH = kosc::FRAME_SAMPLES;
 
-// A receiver of one channel; throws when it cannot be set up.
-kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look);
+// A receiver of one channel, KOSC_SECOND_LOOK_... and KOSC_CROWD_...; throws when it cannot be set up.
+kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look, uint32_t crowd = KOSC_CROWD_OFF);
 
 // "18 and 21", or with another word between: the band's edges in kHz, for people.
 std::string edges_khz(const sound_band& band, const char* between = " and ");

@@ -18,9 +18,10 @@ template <typename... Arguments> std::string text(const char* format, Arguments.
 
 std::string count_of_frames(const inspection& result)
 {
-    size_t at_once = 0, later = 0, failed = 0;
+    size_t at_once = 0, later = 0, failed = 0, crowded = 0;
     for (const candidate& c : result.candidates) {
         if (!c.chance) {
+            crowded += c.by_crowd ? 1 : 0;
             ++(c.decoded ? (c.second_look_needed ? later : at_once) : failed);
         }
     }
@@ -36,6 +37,9 @@ std::string count_of_frames(const inspection& result)
                                     : text("%zu of %zu frames found decode", at_once + later, all);
     if (later != 0) {
         sentence += all == 1 ? " with the second look" : text(", %zu of them with the second look", later);
+    }
+    if (crowded != 0) {
+        sentence += all == 1 ? ", but does with --crowd" : text(", and %zu more with --crowd", crowded);
     }
     return sentence + added_up;
 }

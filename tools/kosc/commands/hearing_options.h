@@ -8,7 +8,7 @@ namespace CLI {
 class App;
 }
 
-// Adds --plain and --combine. The record must live as long as the parser.
+// Adds --plain, --combine and --crowd. The record must live as long as the parser.
 void add_hearing_options(CLI::App& command, hearing_options& options);
 
 #endif

@@ -38,9 +38,9 @@ std::string text(const char* format, ...)
 
 double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
 
-int64_t file_sample(const candidate& c, const inspection& result)
+int64_t file_sample(int64_t sample, const inspection& result)
 {
-    return std::llround(static_cast<double>(c.sample) * result.sample_rate / MODEM_RATE);
+    return std::llround(static_cast<double>(sample) * result.sample_rate / MODEM_RATE);
 }
 
 std::string shown(const std::vector<uint8_t>& message)
@@ -57,6 +57,10 @@ std::string verdict_on(const candidate& c, const inspection& result, bool second
     constexpr const char* FAILURES[] = {"cannot be read", "the CRC of the first half fails",
                                         "the CRC of the second half fails", "the CRCs of both halves fail"};
     const std::string failure = FAILURES[c.failed_crcs & 3U];
+    if (c.by_crowd) {
+        return (c.covered ? "another frame covers it" : failure + "; the second look fails too") +
+               "; with --crowd it decodes: " + shown(c.message);
+    }
     if (c.decoded || !second_look) {
         return failure + (c.decoded ? "; the second look decodes: " + shown(c.message) : "");
     }
@@ -83,7 +87,7 @@ std::string as_text(const candidate& c, const inspection& result, bool second_lo
 {
     const double seconds = static_cast<double>(c.sample) / MODEM_RATE;
     std::string line = text("frame      %.6f s  sample %lld  ch %u  correlation %.2f", seconds,
-                            static_cast<long long>(file_sample(c, result)), c.channel, c.correlation);
+                            static_cast<long long>(file_sample(c.sample, result)), c.channel, c.correlation);
     if (c.measured) {
         line += text("  SNR %.1f dB  EVM %.0f %%  drift %+.0f ppm", c.quality.snr_db, 100.0 * c.quality.evm,
                      rounded(c.quality.drift_ppm, 1.0));
@@ -97,6 +101,9 @@ std::string as_text(const candidate& c, const inspection& result, bool second_lo
         line += c.why == cause::echo && c.traits.echo_delay > 0.0
                     ? text(", strongest %.1f ms late\n", 1000.0 * c.traits.echo_delay / MODEM_RATE)
                     : "\n";
+        for (size_t i = 0; c.why == cause::several_senders && i < c.others.size(); ++i) {
+            line += text("           lies over the frame at %.6f s\n", static_cast<double>(c.others[i]) / MODEM_RATE);
+        }
         line += "           measured: " + evidence_of(c) + "\n";
     }
     return line;
@@ -165,7 +172,7 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
     };
     nlohmann::ordered_json object;
     object["time"] = rounded(static_cast<double>(c.sample) / MODEM_RATE, 1e6);
-    object["sample"] = file_sample(c, result);
+    object["sample"] = file_sample(c.sample, result);
     object["channel"] = c.channel;
     object["correlation"] = rounded(c.correlation, 1000.0);
     object["level_db"] = rounded(c.traits.level_db, 10.0);
@@ -187,15 +194,20 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
                     : c.summed                   ? nlohmann::ordered_json("decodes")
                     : could_be_summed(c, result) ? nlohmann::ordered_json("fails")
                                                  : nullptr;
+    object["crowd"] = c.by_crowd ? nlohmann::ordered_json("decodes") : nullptr;
+    object["lies_over"] = nlohmann::ordered_json::array();
+    for (size_t i = 0; c.why == cause::several_senders && i < c.others.size(); ++i) {
+        object["lies_over"].push_back(file_sample(c.others[i], result));
+    }
     object["clipped_samples"] = c.clipped;
     object["echo"] = rounded(c.traits.echo, 1000.0);
     object["echo_ms"] = rounded(1000.0 * c.traits.echo_delay / MODEM_RATE, 100.0);
     object["measured"] = measured_json(c);
     object["chance"] = c.chance;
     object["cause"] = name_of(c.why);
-    const auto message = c.decoded ? text_of_message(c.message) : std::nullopt;
+    const auto message = is_read(c) ? text_of_message(c.message) : std::nullopt;
     object["text"] = message ? nlohmann::ordered_json(*message) : nlohmann::ordered_json(nullptr);
-    object["hex"] = c.decoded ? nlohmann::ordered_json(hex_of_message(c.message)) : nlohmann::ordered_json(nullptr);
+    object["hex"] = is_read(c) ? nlohmann::ordered_json(hex_of_message(c.message)) : nlohmann::ordered_json(nullptr);
     return object;
 }
 
@@ -219,7 +231,7 @@ nlohmann::ordered_json as_json(const frame_sum& sum, const inspection& result)
 {
     nlohmann::ordered_json object;
     object["time"] = rounded(static_cast<double>(sum.sample) / MODEM_RATE, 1e6);
-    object["sample"] = std::llround(static_cast<double>(sum.sample) * result.sample_rate / MODEM_RATE);
+    object["sample"] = file_sample(sum.sample, result);
     object["channel"] = sum.channel;
     object["frames"] = sum.from.frames;
     object["hearings"] = sum.from.hearings;
@@ -298,8 +310,7 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
         draw(options.plot, path, result, *recorder);
     }
     file.check_complete();
-    return !result.sums.empty() || std::any_of(result.candidates.begin(), result.candidates.end(),
-                                               [](const candidate& c) { return c.decoded; })
+    return !result.sums.empty() || std::any_of(result.candidates.begin(), result.candidates.end(), is_read)
                ? EXIT_DONE
                : EXIT_NONE_HEARD;
 }

@@ -43,7 +43,8 @@ public:
                  const audio_device& device, input_stream& input, bool verbose)
         : options_(options), system_(system), device_name_(device.name), input_(input),
           meter_(system.standard_error(), !verbose, input.bands()),
-          listener_(input.channels(), input.bands(), options.hearing, BEGINS_SOMEWHERE), joiner_(input.channels()),
+          listener_(input.channels(), input.bands(), options.hearing, BEGINS_SOMEWHERE),
+          joiner_(input.channels(), options.hearing.crowd),
           collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {
         if (const std::string missing = left_out(input.rate(), options.bands); !missing.empty()) {

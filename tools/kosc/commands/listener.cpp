@@ -61,6 +61,7 @@ listener::listener(uint32_t channels, const band_list& bands, const hearing_opti
     settings.second_look = how.plain ? KOSC_SECOND_LOOK_OFF : KOSC_SECOND_LOOK_MEASURE;
     settings.cut = cut;
     settings.combining = combining_;
+    settings.crowd = how.crowd ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
     for (const sound_band& band : bands) {
         settings.first_subcarrier = band.first_subcarrier;
         auto made = kosc::receiver::make(settings);

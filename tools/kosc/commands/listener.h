@@ -15,6 +15,7 @@
 struct hearing_options {
     bool plain = false;   // no second look
     bool combine = false; // repeats are added up, and the two channels of a sound that has two
+    bool crowd = false;   // frames that overlap are all heard; not with `plain`
 };
 
 // From what a message was put together that no frame gave alone.

@@ -40,8 +40,8 @@ bool message_joiner::next(int64_t samples, heard_message& message)
         return false;
     }
     const copies& heard = waiting_.front();
-    // A frame is found as soon as its last sample is there.
-    if (heard.size() < channels_ && samples < heard.front().sample + kosc::FRAME_SAMPLES + LONGEST_APART) {
+    // A frame is found as soon as its last sample is there, unless another covers it.
+    if (heard.size() < channels_ && samples < heard.front().sample + wait_) {
         return false;
     }
     message = *std::max_element(heard.begin(), heard.end(), is_worse);

@@ -15,7 +15,14 @@ class message_joiner {
 public:
     static constexpr int64_t LONGEST_APART = 960; // samples; 20 ms, in which sound travels 7 m
 
-    explicit message_joiner(size_t channels) : channels_(channels) {}
+    // Samples by which a frame that others cover may be heard later than one that none does.
+    static constexpr int64_t LATEST_UNCOVERED = 24000;
+
+    // `crowd`: frames may be covered, on one channel and not on another.
+    message_joiner(size_t channels, bool crowd)
+        : channels_(channels), wait_(kosc::FRAME_SAMPLES + LONGEST_APART + (crowd ? LATEST_UNCOVERED : 0))
+    {
+    }
 
     // Takes what one channel heard; returns how many other messages wait before the one that it belongs to.
     size_t add(const heard_message& message);
@@ -29,6 +36,7 @@ private:
     using copies = std::vector<heard_message>;
 
     size_t channels_;
+    int64_t wait_; // from where a frame starts to where no channel can add to it
     std::deque<copies> waiting_;
 };
 

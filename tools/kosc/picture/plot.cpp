@@ -37,7 +37,10 @@ uint32_t heat(double share)
     return pixel;
 }
 
-colour colour_of(const candidate& c) { return !c.decoded ? RED : c.second_look_needed ? AMBER : GREEN; }
+colour colour_of(const candidate& c)
+{
+    return c.by_crowd ? BLUE : !c.decoded ? RED : c.second_look_needed ? AMBER : GREEN;
+}
 
 struct page {
     canvas* paper;
@@ -92,8 +95,11 @@ void draw_waterfall(const page& p)
         }
     }
     p.paper->unclip();
-    p.paper->axes(place, "Spectrum over time; frames: green decoded at once, amber by the second look, red not decoded",
-                  "", "kHz");
+    p.paper->axes(
+        place,
+        "Spectrum over time; frames: green decoded at once, amber by the second look, blue with --crowd, red not "
+        "decoded",
+        "", "kHz");
 }
 
 void draw_correlation(const page& p)
@@ -200,7 +206,8 @@ void draw_frame(const page& p, const candidate& c)
         std::snprintf(words + length, sizeof words - static_cast<size_t>(length),
                       ": SNR %.1f dB, EVM %.0f %%, drift %+.0f ppm, %s", c.quality.snr_db, 100 * c.quality.evm,
                       c.quality.drift_ppm,
-                      !c.decoded             ? "not decoded"
+                      c.by_crowd             ? "decoded with --crowd"
+                      : !c.decoded           ? "not decoded"
                       : c.second_look_needed ? "decoded by the second look"
                                              : "decoded at once");
     }
