@@ -249,6 +249,7 @@ TEST_F(KoscTool, HearsFramesThatLieOverEachOtherInACrowd)
     ASSERT_EQ(report["frames"].size(), 2U) << report;
     const auto &under = report["frames"][1], &over = report["frames"][0];
     EXPECT_EQ(report["cause"], "several senders");
+    EXPECT_TRUE(report["sums"].empty()) << report["sums"];
     EXPECT_EQ(under["crowd"], "decodes");
     EXPECT_EQ(under["text"], "faint");
     EXPECT_EQ(under["lies_over"], nlohmann::json({over["sample"]}));

@@ -312,9 +312,10 @@ void find_causes(inspection* result)
     }
     const bool found =
         std::any_of(result->candidates.begin(), result->candidates.end(), [](const candidate& c) { return !c.chance; });
-    result->why = found                  ? cause_of_frames(result->candidates)
-                  : result->sums.empty() ? cause_of_absence(*result)
-                                         : cause::noise;
+    result->why = found ? cause_of_frames(result->candidates) : cause_of_absence(*result);
+    if (result->why == cause::nothing && !result->sums.empty()) {
+        result->why = cause::noise;
+    }
     if (result->reading) {
         constexpr cause MISREADINGS[] = {cause::wrong_rate, cause::wrong_speed, cause::mixed_channels,
                                          cause::mixed_channels};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <stdexcept>
 #include <tuple>
 
@@ -281,7 +282,12 @@ inspection inspector::finish()
         result.channels.push_back(figures_of(channels_[i]));
     }
     gather(&result);
-    result.sums = std::move(sums_);
+    // What is heard once overlapping frames are taken out needs no sum.
+    std::copy_if(sums_.begin(), sums_.end(), std::back_inserter(result.sums), [&](const frame_sum& sum) {
+        return std::none_of(result.candidates.begin(), result.candidates.end(), [&](const candidate& c) {
+            return c.by_crowd && c.message == sum.message && std::abs(c.sample - sum.sample) < FRAME_LENGTH;
+        });
+    });
     // Frames that are read as they were made have their pilots in place, decoded or not.
     constexpr double IN_PLACE = 0.6;
     const bool recognised =
