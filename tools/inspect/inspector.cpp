@@ -140,9 +140,10 @@ void inspector::take_sum(uint32_t channel, const frame_report_t& frame)
                      {frame.msg, frame.msg + frame.msg_len}});
 }
 
-candidate inspector::candidate_of(uint32_t channel, const frame_report_t& frame) const
+candidate inspector::candidate_of(const kosc::context_ptr& heard_by, uint32_t channel,
+                                  const frame_report_t& frame) const
 {
-    const soundcomm_context_t* const context = channels_[channel].context.get();
+    const soundcomm_context_t* const context = heard_by.get();
     candidate c{};
     c.sample = static_cast<int64_t>(frame.sample) - static_cast<int64_t>(soundcomm_get_silence_around(context));
     c.channel = channel + 1;
@@ -167,7 +168,7 @@ void inspector::take(uint32_t channel, const frame_report_t& frame)
         return;
     }
     std::vector<candidate>& found = channels_[channel].candidates;
-    candidate c = candidate_of(channel, frame);
+    candidate c = candidate_of(channels_[channel].context, channel, frame);
     if (found.empty() || found.back().sample != c.sample) { // else found in two overlapping windows
         found.push_back(std::move(c));
     }
@@ -176,7 +177,7 @@ void inspector::take(uint32_t channel, const frame_report_t& frame)
 void inspector::take_crowded(uint32_t channel, const frame_report_t& frame)
 {
     if (frame.verdict == 1) {
-        channels_[channel].crowded.push_back(candidate_of(channel, frame));
+        channels_[channel].crowded.push_back(candidate_of(channels_[channel].crowd, channel, frame));
     }
 }
 

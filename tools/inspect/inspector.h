@@ -40,7 +40,7 @@ private:
 
     // Has weak frames added up, of two channels together.
     void add_weak_frames_up();
-    candidate candidate_of(uint32_t channel, const frame_report_t& frame) const;
+    candidate candidate_of(const kosc::context_ptr& heard_by, uint32_t channel, const frame_report_t& frame) const;
     void take(uint32_t channel, const frame_report_t& frame);
     void take_crowded(uint32_t channel, const frame_report_t& frame);
     void take_sum(uint32_t channel, const frame_report_t& frame);
