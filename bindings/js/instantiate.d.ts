@@ -53,6 +53,29 @@ export interface Frame {
     snrDb: number | null;
     /** Error vector magnitude of the data symbols. */
     evm: number | null;
+    /**
+     * What the message was put together from; null when it was not. Then `sample` and `time` are of the newest frame,
+     * `correlation` is 0, `coherence` and `evm` are null, `snrDb` is of all of it, and `driftPpm` of the newest frame.
+     */
+    combined: Combined | null;
+}
+
+/** What a message was put together from. */
+export interface Combined {
+    /** Sent frames that were summed; 1: one frame, found by the search for weak frames. */
+    readonly frames: number;
+    /** The same, each counted as often as microphones heard it. */
+    readonly hearings: number;
+    /** Microphones that heard some of them: 1 or 2. */
+    readonly microphones: number;
+    /** Of all of it together: what a single frame would need to have for as much to be heard of it. */
+    readonly snrDb: number;
+    /** Of the newest frame alone, by the microphone that heard it better. */
+    readonly newestSnrDb: number;
+    /** Of the newest frame. */
+    readonly driftPpm: number;
+    /** From the first frame's start to the newest one's. */
+    readonly seconds: number;
 }
 
 /** A decoded frame. */
@@ -71,6 +94,13 @@ export interface ReceiverOptions {
      * recording lacks. Off unless switched on.
      */
     recording?: boolean;
+    /**
+     * Adds up the repeats of a message that are too weak alone, over 12 seconds: "each" channel by itself, or "together",
+     * which makes one receiver of channels 0 and 1, two microphones of one clock: push their blocks in turns, of equal
+     * lengths up to 12000; finish() of one ends both. Other channels are by themselves then. Off unless switched on:
+     * messages that differ in little may be mixed (docs/trust.md).
+     */
+    combine?: false | "each" | "together";
     /** Hears of every message. Called before push() returns, like the others; may call the receiver. */
     onMessage?: (message: Message) => void;
     /** Hears of every frame found, decoded or not. */
@@ -81,7 +111,7 @@ export interface ReceiverOptions {
     logLevel?: "off" | "error" | "warn" | "info" | "debug";
 }
 
-/** Listens to up to eight independent channels. */
+/** Listens to up to eight channels, which are independent unless `combine` says otherwise. */
 export interface Receiver {
     /**
      * Listens to a block of any length; a frame may straddle blocks.
@@ -220,7 +250,7 @@ export interface Modem {
     encodeTogether(messages: readonly (string | Uint8Array)[], options?: { format?: "int16"; band?: BandsChoice }): Int16Array;
     encodeTogether(messages: readonly (string | Uint8Array)[], options: { format: "float32"; band?: BandsChoice }): Float32Array;
     /** Every frame in a whole recording, decoded or not, with its figures. */
-    inspect(samples: Samples, options?: Pick<ReceiverOptions, "band">): Frame[];
+    inspect(samples: Samples, options?: Pick<ReceiverOptions, "band" | "combine">): Frame[];
     Receiver: new (options?: ReceiverOptions) => Receiver;
     /**
      * @throws RangeError when the payload is empty or longer than 1048576 bytes, with a file's name and its length, and 49

@@ -10,6 +10,7 @@ const SAMPLE_RATE = 48000;
 const FULL_SCALE = 32768;
 const WASI_ENOSYS = 52;
 const WIDE = ["voice", 5203.125, 8390.625, 11578.125, 14765.625, "near-ultrasonic"]; // side by side
+const COMBINE = [false, "each", "together"]; // in the order of the library's numbers
 const LOG_LEVELS = ["off", "error", "warn", "info", "debug"];
 
 /** The message as text without its trailing zeros; null when that is empty, not UTF-8, or has control characters. */
@@ -28,14 +29,17 @@ class Modem {
     frames = [];
     lines = [];
     told = [];
+    combined = null; // of the frame that is told next
 
-    constructor(module, { bands = [], secondLook = true, recording = false, logLevel }) {
+    constructor(module, { bands = [], secondLook = true, recording = false, combine = false, logLevel }) {
         const refuse = () => WASI_ENOSYS; // it has no file, clock or environment
         this.exports = new WebAssembly.Instance(module, {
             kosc: {
                 band: (name, use, firstSubcarrier, lowHz, highHz) => this.told.push(
                     Object.freeze({ name: this.text(name), use: this.text(use), firstSubcarrier, lowHz, highHz })),
                 log: (line) => this.lines.push(this.text(line).trimEnd()),
+                combined: (frames, hearings, microphones, snrDb, newestSnrDb, driftPpm, seconds) =>
+                    (this.combined = { frames, hearings, microphones, snrDb, newestSnrDb, driftPpm, seconds }),
                 frame: (...figures) => this.frames.push(this.frame(...figures)),
             },
             wasi_snapshot_preview1: {
@@ -45,7 +49,7 @@ class Modem {
             env: { emscripten_notify_memory_growth() {} },
         }).exports;
         this.exports._initialize();
-        this.exports.configure(logLevel, secondLook, recording);
+        this.exports.configure(logLevel, secondLook, recording, COMBINE.indexOf(combine));
         bands.forEach(({ firstSubcarrier }) => this.exports.listenOn(firstSubcarrier));
         this.bands = bands;
         this.measured = secondLook;
@@ -93,11 +97,14 @@ class Modem {
 
     frame(channel, band, sample, decoded, failedCrcs, message, correlation, needed, coherence, driftPpm, snrDb, evm) {
         const data = decoded ? this.bytes(message, this.exports.messageBytes()).slice() : null;
-        const quality = this.measured ? { coherence, driftPpm, snrDb, evm } : {};
+        const { combined } = this;
+        this.combined = null;
+        const quality = combined ? { driftPpm: combined.driftPpm, snrDb: combined.snrDb }
+            : this.measured ? { coherence, driftPpm, snrDb, evm } : {};
         return {
             channel, band: this.bands[band], sample, time: sample / SAMPLE_RATE, decoded: decoded !== 0, data, text: data && messageText(data),
             failedCrcs, correlation, secondLookNeeded: needed !== 0,
-            coherence: null, driftPpm: null, snrDb: null, evm: null, ...quality,
+            coherence: null, driftPpm: null, snrDb: null, evm: null, ...quality, combined,
         };
     }
 }
@@ -132,6 +139,12 @@ function checkLogLevel({ onLog, logLevel = "info" }) {
         throw new RangeError(`logLevel is one of ${LOG_LEVELS.join(", ")}.`);
     }
     return onLog ? level : 0;
+}
+
+function checkCombine({ combine = false }) {
+    if (!COMBINE.includes(combine)) {
+        throw new RangeError("combine is each, together or false.");
+    }
 }
 
 // The message's bytes, padded with zeros.
@@ -240,6 +253,7 @@ export function instantiate(source) {
                 frame: checkCallback("onFrame", options.onFrame),
                 log: checkCallback("onLog", options.onLog),
             };
+            checkCombine(options);
             this.bands = findBands(options.band);
             this.#modem = new Modem(module, { ...options, bands: this.bands, logLevel: checkLogLevel(options) });
         }
@@ -302,9 +316,9 @@ export function instantiate(source) {
         }
     }
 
-    function inspect(samples, { band } = {}) {
+    function inspect(samples, { band, combine } = {}) {
         const frames = [];
-        const receiver = new Receiver({ band, recording: true, onFrame: (frame) => frames.push(frame) });
+        const receiver = new Receiver({ band, combine, recording: true, onFrame: (frame) => frames.push(frame) });
         checkSamples(samples);
         for (let start = 0; start < samples.length; start += frameSamples) {
             receiver.push(samples.subarray(start, start + frameSamples));

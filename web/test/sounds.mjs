@@ -53,8 +53,8 @@ export function makeNoise(seed) {
 }
 
 /** `seconds` of white noise with frames {text, at (seconds), gain, band} in it, 48000 Hz. */
-export function noisyRecording(seconds, frames, noise = 300) {
-    const normal = makeNoise(2026);
+export function noisyRecording(seconds, frames, noise = 300, seed = 2026) {
+    const normal = makeNoise(seed);
     const sound = Float32Array.from({ length: seconds * kosc.sampleRate }, () => noise * normal());
     for (const { text, at, gain, band } of frames) {
         const start = Math.round(at * kosc.sampleRate);

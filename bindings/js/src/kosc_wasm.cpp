@@ -17,6 +17,10 @@ KOSC_IMPORT("frame")
 void kosc_js_frame(uint32_t channel, uint32_t band, double sample, uint32_t decoded, uint32_t failed_crcs,
                    const uint8_t* message, double correlation, uint32_t second_look_needed, double coherence,
                    double drift_ppm, double snr_db, double evm);
+// Told before its frame, where that is a message which was put together.
+KOSC_IMPORT("combined")
+void kosc_js_combined(uint32_t frames, uint32_t hearings, uint32_t microphones, double snr_db, double newest_snr_db,
+                      double drift_ppm, double seconds);
 
 } // extern "C"
 
@@ -24,6 +28,8 @@ namespace {
 
 constexpr uint32_t CHANNELS = 8;
 constexpr uint32_t MOST_BANDS = 16; // listened to at once
+constexpr uint32_t MICROPHONES = 2; // the first channels, where they are combined together
+constexpr uint32_t PIECE = 4096;    // samples of silence heard at a time: the microphones listen in turns
 
 struct place {
     uint32_t channel;
@@ -36,6 +42,7 @@ struct listener {
 };
 
 uint32_t second_look_mode = KOSC_SECOND_LOOK_OFF;
+uint32_t combining_mode = KOSC_COMBINING_OFF;
 bool recordings; // what is received are whole recordings
 uint32_t silence_before;
 uint32_t first_subcarriers[MOST_BANDS];
@@ -50,18 +57,42 @@ void report(const frame_report_t* frame, void* user)
 {
     const frame_quality_t& quality = frame->quality;
     const auto* const at = static_cast<const place*>(user);
+    const combined_report_t* const combined = frame->combined;
+    if (combined != nullptr) {
+        kosc_js_combined(combined->frames, combined->hearings,
+                         static_cast<uint32_t>(__builtin_popcount(combined->channels)), combined->snr_db,
+                         combined->newest_snr_db, combined->drift_ppm, combined->seconds);
+    }
     kosc_js_frame(at->channel, at->band, static_cast<double>(frame->sample) - silence_before,
                   frame->verdict == 1 ? 1 : 0, frame->failed_crcs, frame->msg, frame->correlation,
                   quality.needed ? 1 : 0, quality.coherence, quality.drift_ppm, quality.snr_db, quality.evm);
 }
 
-bool receive_silence(soundcomm_context_t* ctx)
+// Channels from `first` on that are one receiver.
+struct ears {
+    uint32_t first;
+    uint32_t count;
+};
+
+ears ears_of(uint32_t channel)
 {
-    const uint32_t count = soundcomm_get_silence_around(ctx);
-    auto* const silence = static_cast<int16_t*>(std::calloc(count, sizeof(int16_t)));
-    result_set_t counts{};
-    const bool heard = silence != nullptr && soundcomm_receive(ctx, silence, count, &counts) == 0;
-    std::free(silence);
+    const bool together = combining_mode == KOSC_COMBINING_TOGETHER && channel < MICROPHONES;
+    return together ? ears{0, MICROPHONES} : ears{channel, 1};
+}
+
+// Two frames, in turns.
+bool receive_silence(ears channels, uint32_t band)
+{
+    const int16_t silence[PIECE] = {};
+    bool heard = true;
+    for (uint32_t left = soundcomm_get_silence_around(listeners[channels.first][band].ctx); heard && left > 0;) {
+        const uint32_t count = left < PIECE ? left : PIECE;
+        for (uint32_t c = 0; heard && c < channels.count; ++c) {
+            result_set_t counts{};
+            heard = soundcomm_receive(listeners[channels.first + c][band].ctx, silence, count, &counts) == 0;
+        }
+        left -= count;
+    }
     return heard;
 }
 
@@ -78,23 +109,42 @@ soundcomm_context_t* make_receiver(place* at)
     }
     soundcomm_set_frame_callback(ctx, report, at);
     silence_before = recordings ? soundcomm_get_silence_around(ctx) : 0;
-    if (recordings && !receive_silence(ctx)) {
-        soundcomm_release(ctx);
-        return nullptr;
-    }
     return ctx;
 }
 
-// Has the channel's receivers, one a band; false when memory is short.
+bool combine(ears channels, uint32_t band)
+{
+    soundcomm_context_t* const first = listeners[channels.first][band].ctx;
+    return combining_mode == KOSC_COMBINING_OFF ||
+           (channels.count == 1
+                ? soundcomm_config_combining(first, nullptr, KOSC_COMBINING_EACH)
+                : soundcomm_config_combining(first, listeners[channels.first + 1][band].ctx, KOSC_COMBINING_TOGETHER));
+}
+
+bool make_receivers(ears channels, uint32_t band)
+{
+    bool made = true;
+    for (uint32_t c = 0; made && c < channels.count; ++c) {
+        listener& each = listeners[channels.first + c][band];
+        each.at = {channels.first + c, band};
+        each.ctx = make_receiver(&each.at);
+        made = each.ctx != nullptr;
+    }
+    return made && combine(channels, band) && (!recordings || receive_silence(channels, band));
+}
+
+// Has the channel's receivers, one a band, and those of the channel that it is combined with; false when memory is
+// short.
 bool prepare(uint32_t channel)
 {
+    const ears channels = ears_of(channel);
     for (uint32_t band = 0; band < band_count; ++band) {
-        listener& each = listeners[channel][band];
-        if (each.ctx == nullptr) {
-            each.at = {channel, band};
-            each.ctx = make_receiver(&each.at);
-        }
-        if (each.ctx == nullptr) {
+        if (listeners[channel][band].ctx == nullptr && !make_receivers(channels, band)) {
+            for (uint32_t c = 0; c < channels.count; ++c) { // all or none
+                listener& each = listeners[channels.first + c][band];
+                soundcomm_release(each.ctx);
+                each.ctx = nullptr;
+            }
             return false;
         }
     }
@@ -163,12 +213,14 @@ KOSC_EXPORT("findBand") bool kosc_js_find_band(const char* text)
 }
 
 // To be called first; lines reach the host from `log_lines` on, 0 for none.
-KOSC_EXPORT("configure") void kosc_js_configure(uint32_t log_lines, bool second_look, bool recording)
+KOSC_EXPORT("configure")
+void kosc_js_configure(uint32_t log_lines, bool second_look, bool recording, uint32_t combining)
 {
     soundcomm_set_log_level(log_lines);
     soundcomm_config_log_time(0);
     soundcomm_set_log_callback(kosc_js_log);
     recordings = recording;
+    combining_mode = combining;
     second_look_mode = second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
 }
 
@@ -210,12 +262,12 @@ KOSC_EXPORT("receive") bool kosc_js_receive(uint32_t channel, const int16_t* sam
     return heard;
 }
 
-// The same for the silence behind a recording.
+// The same for the silence behind a recording, on both channels where two are combined.
 KOSC_EXPORT("finish") bool kosc_js_finish(uint32_t channel)
 {
     bool heard = prepare(channel);
     for (uint32_t band = 0; heard && band < band_count; ++band) {
-        heard = receive_silence(listeners[channel][band].ctx);
+        heard = receive_silence(ears_of(channel), band);
     }
     return heard;
 }

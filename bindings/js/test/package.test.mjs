@@ -72,6 +72,26 @@ test("the second look hears what is lost without, and its figures tell the noise
     assert.deepEqual(plain.push(sound).map(({ text, snrDb }) => [text, snrDb]), [["gain 0.03", null]]);
 });
 
+test("repeats too weak alone are put together, of one microphone and of two", () => {
+    const repeats = (seed) => Int16Array.from(noisyRecording(2, [0.5, 0.85, 1.2].map((at) => ({ text: "again", at, gain: 0.1 })), 2776, seed)); // -4 dB
+    const microphones = [repeats(2026), repeats(15)];
+    for (const [combine, expected] of [[false, []], ["each", [[0, 1], [1, 1]]], ["together", [[1, 2]]]]) {
+        const heard = [];
+        const receiver = new Receiver({ combine, recording: true, onMessage: (message) => heard.push(message) });
+        for (let at = 0; at < microphones[0].length; at += 4096) {
+            microphones.forEach((sound, channel) => receiver.push(sound.subarray(at, at + 4096), channel));
+        }
+        [0, 1].forEach((channel) => receiver.finish(channel));
+        assert.deepEqual(heard.map(({ combined }) => combined.microphones), expected.map(([, count]) => count), combine);
+        for (const { text, time, snrDb, evm, combined } of heard) {
+            assert.ok(text === "again" && combined.frames <= 3 && combined.hearings >= combined.frames, JSON.stringify(combined));
+            assert.ok([0.5, 0.85, 1.2].some((at) => Math.abs(time - at) < 1e-3) && Math.abs(combined.newestSnrDb + 4) < 2.5);
+            assert.ok(snrDb === combined.snrDb && evm === null && Math.abs(combined.driftPpm) < 200);
+        }
+    }
+    assert.ok(inspect(microphones[0], { combine: "each" }).some(({ text, combined }) => text === "again" && combined));
+});
+
 test("all bands carry their messages at the same moment, and each says which it was", () => {
     const unnamed = kosc.findBand(9500);
     const places = [...bands, unnamed];
@@ -138,6 +158,7 @@ test("what cannot be is refused in a sentence, and nothing is lost", () => {
         [() => encode("x", { band: bands.map(({ name }) => name) }), TypeError, /a name, where it begins/],
         [() => inspect(new Int16Array(1), { band: 23000 }), RangeError, /does not lie between 250 and 23500 Hz/],
         [() => new Receiver({ band: [] }), RangeError, /1 to 16 bands, not 0/],
+        [() => new Receiver({ combine: true }), RangeError, /each, together or false/],
         [() => receiver.push([1, 2, 3]), TypeError, /Int16Array or a Float32Array/],
         [() => receiver.push(new Int16Array(1), 8), RangeError, /from 0 to 7/],
         [() => receiver.push(new Int16Array(1), 0.5), RangeError, /from 0 to 7/],
