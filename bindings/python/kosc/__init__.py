@@ -23,10 +23,10 @@ from ._bands import BANDS, DEFAULT_BAND, WIDE_BANDS, Band, find_band
 from ._library import KoscError, LibraryNotFoundError
 from ._version import __version__
 from .modem import FRAME_LENGTH, MESSAGE_LENGTH, SAMPLE_RATE, encode
-from .receiver import Message, Receiver
+from .receiver import Combined, Message, Receiver
 from .recordings import listen
 from . import core, transfer
 
-__all__ = ["BANDS", "DEFAULT_BAND", "FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "Band", "KoscError",
-           "LibraryNotFoundError", "Message", "Receiver", "WIDE_BANDS", "__version__", "core", "encode", "find_band",
+__all__ = ["BANDS", "DEFAULT_BAND", "FRAME_LENGTH", "MESSAGE_LENGTH", "SAMPLE_RATE", "Band", "Combined",
+           "KoscError", "LibraryNotFoundError", "Message", "Receiver", "WIDE_BANDS", "__version__", "core", "encode", "find_band",
            "listen", "transfer"]

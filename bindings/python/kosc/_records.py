@@ -41,7 +41,7 @@ AudioGain = _record("AudioGain", ("normalize", u32), ("amplitude", f64))
 Band = _record("Band", ("name", c_char_p), ("use", c_char_p), ("first_subcarrier", u32), ("low_hz", f64),
                ("high_hz", f64))
 Options = _record("Options", ("size", u32), ("first_subcarrier", u32), ("on_messages", c_void_p), ("user", c_void_p),
-                  ("second_look", u32))
+                  ("second_look", u32), ("combining", u32))
 
 # frame_layout.h, papr.h, context.h: the starts of a pattern and of a parameter set
 Frame = _record("Frame", *((name, u32) for name in (
@@ -66,12 +66,14 @@ Container = _record("Container", ("peak_threshold", f64), ("search_margin", u32)
                     ("filter", c_void_p), ("data", c_void_p), ("filtered_data", c_void_p), ("data_norm", c_void_p),
                     ("corrcoef", c_void_p))
 
-# second_look.h, receiver.h
+# second_look.h, combining.h, receiver.h
 Quality = _record("Quality", ("needed", c_bool), ("decoded", c_bool), ("attempts", u32), ("coherence", f64),
                   ("drift_ppm", f64), ("drift_change_ppm", f64), ("snr_db", f64), ("evm", f64))
+CombinedReport = _record("CombinedReport", ("frames", u32), ("hearings", u32), ("channels", u32), ("attempts", u32),
+                         ("seconds", f64), ("snr_db", f64), ("newest_snr_db", f64), ("drift_ppm", f64))
 FrameReport = _record("FrameReport", ("sample", c_uint64), ("track", u32), ("verdict", u32), ("failed_crcs", u32),
                       ("msg_len", u32), ("msg", POINTER(u8)), ("samples", POINTER(f64)), ("correlation", f64),
-                      ("quality", Quality))
+                      ("quality", Quality), ("combined", POINTER(CombinedReport)))
 FRAME_CALLBACK = CFUNCTYPE(None, POINTER(FrameReport), c_void_p)
 ResultPart = _record("ResultPart", ("buffer", c_void_p), ("room", u32), ("count", u32))
 ResultSet = _record("ResultSet", ("decode_type", u32), ("correct", ResultPart), ("error", ResultPart),
@@ -151,7 +153,7 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "is_pilot_index": (c_bool, [u32, u32]),
     "soundcomm_encode": (c_int, [POINTER(Paras), BYTES, u32, BYTES, u32]),
     "soundcomm_decode": (u32, [c_void_p, BYTES, u32, BYTES, BYTES, u32]),
-    # sample_buffer.h, receiver.h, second_look.h
+    # sample_buffer.h, receiver.h, second_look.h, combining.h
     "data_container_init": (POINTER(Container), [u32, u32, u32, SyncParas, BYTES, u32, POINTER(Bandpass)]),
     "data_container_free": (None, [POINTER(Container)]),
     "data_container_recv_block": (c_bool, [POINTER(Container), BYTES, u32, u32]),
@@ -167,6 +169,7 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "soundcomm_get_silence_around": (u32, [c_void_p]),
     "soundcomm_receive": (c_int, [c_void_p, BYTES, u32, POINTER(ResultSet)]),
     "soundcomm_config_second_look": (c_bool, [c_void_p, u32]),
+    "soundcomm_config_combining": (c_bool, [c_void_p, c_void_p, u32]),
     "soundcomm_decode_second_look": (u32, [c_void_p, BYTES, u32, BYTES, u32, POINTER(Quality)]),
 }
 

@@ -118,6 +118,14 @@ class Display:
     @staticmethod
     def _line(message: kosc.Message, shown: str) -> str:
         look = "  [second look]" if message.second_look_needed else ""
+        if message.combined is not None:
+            look = f"  [{Display._origin(message.combined)}]"
         start = round(message.time, 3) + 0.0  # no minus before zero
         band = "" if message.band == kosc.DEFAULT_BAND else f"  [{message.band}]"
         return f"{start:.3f} s  ch {message.channel + 1}  {shown}{look}{band}"
+
+    @staticmethod
+    def _origin(combined: kosc.Combined) -> str:
+        frames, microphones = (f"{count} {thing}{'s' * (count > 1)}" for count, thing in (
+            (combined.frames, "frame"), (combined.microphones, "microphone")))
+        return f"put together from {frames}, {microphones}, SNR {combined.snr_db:.1f} dB"

@@ -23,16 +23,40 @@ BLOCK = 4096  # samples a channel that are decoded at a time
 LITTLE_ENDIAN = "<i2"
 DECODED = 1
 SECOND_LOOK_MEASURE = 2
+COMBINE = {None: 0, "each": 1, "together": 2}
+EACH, TOGETHER = 1, 2
+MICROPHONES = 2  # the first channels, where they are combined together
 MEASURED = ("snr_db", "drift_ppm", "coherence", "evm")
 CONTROL = re.compile("[\x00-\x1f\x7f-\x9f]")
 
 Samples = Union["NDArray[np.int16]", "NDArray[np.floating[Any]]", bytes, bytearray, memoryview]
 
 
+class Combined(NamedTuple):
+    """What a message was put together from."""
+
+    frames: int
+    """sent frames that were summed; 1: one frame, found by the search for weak frames"""
+    hearings: int
+    """the same, each counted as often as microphones heard it"""
+    microphones: int
+    """that heard some of them: 1 or 2"""
+    snr_db: float
+    """of all of it together: what a single frame would need to have for as much to be heard of it"""
+    newest_snr_db: float
+    """of the newest frame alone, by the microphone that heard it better"""
+    drift_ppm: float
+    """of the newest frame"""
+    seconds: float
+    """from the first frame's start to the newest one's"""
+
+
 class Message(NamedTuple):
     """A message that was heard, with figures that tell how well.
 
-    `snr_db`, `drift_ppm`, `coherence` and `evm` are what the second look measured; without one they are NaN.
+    `snr_db`, `drift_ppm`, `coherence` and `evm` are what the second look measured; without one they are NaN. Of a message
+    that was put together, `time` and `drift_ppm` are of the newest frame, `snr_db` of all of it; the others are NaN, and
+    `correlation` is 0.
     """
 
     time: float
@@ -57,6 +81,8 @@ class Message(NamedTuple):
     """error vector magnitude of the data symbols"""
     band: Band = DEFAULT_BAND
     """the band that it came on"""
+    combined: Optional[Combined] = None
+    """what it was put together from; None when it was not"""
 
     @property
     def text(self) -> Optional[str]:
@@ -69,24 +95,34 @@ class Message(NamedTuple):
         return text if text and not CONTROL.search(text) else None
 
 
+def _combined(report: Any) -> Optional[Combined]:
+    if not report:
+        return None
+    record = report.contents
+    return Combined(record.frames, record.hearings, bin(record.channels).count("1"), record.snr_db,
+                    record.newest_snr_db, record.drift_ppm, record.seconds)
+
+
 class _Listener:
     """One channel's receiver of one band, and the messages that its last blocks yielded."""
 
-    def __init__(self, channel: int, band: Band, second_look: bool, recording: bool) -> None:
+    def __init__(self, channel: int, band: Band, second_look: bool) -> None:
         self.channel = channel
         self.heard: list[Message] = []
+        self._lead = lead = [0]  # samples of silence before the first pushed
         heard = self.heard  # not self: the library's callback must not keep the receiver alive
-        silence = 0
 
         def on_frame(report: Any, _: Any) -> None:
             frame = report.contents
             if frame.verdict == DECODED:
-                quality = frame.quality
+                quality, combined = frame.quality, _combined(frame.combined)
                 measured = {name: getattr(quality, name) if quality.attempts > 0 else math.nan for name in MEASURED}
+                if combined is not None:
+                    measured.update(snr_db=combined.snr_db, drift_ppm=combined.drift_ppm)
                 heard.append(Message(
-                    (frame.sample - silence) / SAMPLE_RATE, channel, bytes(frame.msg[:frame.msg_len]),
+                    (frame.sample - lead[0]) / SAMPLE_RATE, channel, bytes(frame.msg[:frame.msg_len]),
                     correlation=frame.correlation, second_look_needed=quality.needed, failed_crcs=frame.failed_crcs,
-                    band=band, **measured))
+                    band=band, combined=combined, **measured))
 
         lib.forget_errors()
         cfg = configuration(band)
@@ -102,13 +138,21 @@ class _Listener:
             raise lib.error("cannot set up the receiver")
         if second_look and not lib.soundcomm_config_second_look(self.context, SECOND_LOOK_MEASURE):
             raise lib.error("cannot switch the second look on")
-        if recording:
-            silence = self.push_silence()
 
-    def push_silence(self) -> int:
-        """Listens to the silence that belongs on both sides of a recording; its samples."""
+    def combine(self, other: Optional[_Listener]) -> None:
+        """Adds up what it hears; with another one, what both hear."""
+        mode, second = (EACH, None) if other is None else (TOGETHER, other.context)
+        if not lib.soundcomm_config_combining(self.context, second, mode):
+            raise lib.error("cannot switch combining on")
+
+    def count_from_here(self) -> None:
+        """What was pushed so far was silence before the first samples."""
+        self._lead[0] = self.silence_around
+
+    @property
+    def silence_around(self) -> int:
+        """Samples of silence that belong on both sides of a recording."""
         samples: int = lib.soundcomm_get_silence_around(self.context)
-        self.push(np.zeros(samples, np.int16))
         return samples
 
     def push(self, samples: NDArray[np.int16]) -> None:
@@ -116,6 +160,33 @@ class _Listener:
         counts = records.ResultSet()  # no buffers: the callback takes the messages
         if lib.soundcomm_receive(self.context, samples.ctypes.data, samples.size, ctypes.byref(counts)) != 0:
             raise lib.error("cannot receive the samples")
+
+
+def _listeners(channels: int, bands: Iterable[Band], second_look: bool, recording: bool, combine: int) -> list[_Listener]:
+    """Receivers, in the order of channels, so that channels listen in turns."""
+    bands = tuple(bands)
+    made = [_Listener(i, band, second_look) for i in range(channels) for band in bands]
+    for i, each in enumerate(made):
+        paired = combine == TOGETHER and channels >= MICROPHONES and each.channel < MICROPHONES
+        if combine and not paired:
+            each.combine(None)
+        elif paired and each.channel == 0:
+            each.combine(made[i + len(bands)])
+    if recording:
+        _push_silence(made)
+        for each in made:
+            each.count_from_here()
+    return made
+
+
+def _push_silence(listeners: list[_Listener]) -> None:
+    """Listens to the silence that belongs on both sides of a recording."""
+    left = listeners[0].silence_around  # all bands have frames of one length
+    while left > 0:
+        silence = np.zeros(min(left, BLOCK), np.int16)
+        for each in listeners:
+            each.push(silence)
+        left -= silence.size
 
 
 class Receiver:
@@ -132,14 +203,20 @@ class Receiver:
     first samples the recording lacks.
     `band` is as for find_band(), or several of these, "wide" for WIDE_BANDS, or "all" that have a name: then it listens
     on all at once, and Message.band tells on which one a message came.
+    With `combine`, repeats of a message that are too weak alone are added up, over 12 seconds: "each" channel by itself,
+    or "together" with channels 0 and 1 as two microphones of one receiver, where there are two channels, and others by
+    themselves. Message.combined tells from what a message was put together. Messages that differ in little, as counters
+    do, may be mixed (docs/trust.md).
     """
 
     def __init__(self, channels: int = 2, second_look: bool = True, recording: bool = False,
-                 band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND) -> None:
+                 band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND, combine: Optional[str] = None) -> None:
+        if combine not in COMBINE:
+            raise ValueError(f"combine is each, together or None, not {combine!r}")
         self._number = arrays.count(channels, "channels", 1, MOST_CHANNELS)
         self._bands = find_bands(band)
-        self._listeners: Optional[list[_Listener]] = [
-            _Listener(i, each, bool(second_look), bool(recording)) for i in range(self._number) for each in self._bands]
+        self._listeners: Optional[list[_Listener]] = _listeners(
+            self._number, self._bands, bool(second_look), bool(recording), COMBINE[combine])
         self._lock = threading.Lock()  # other threads may run while the library calls back
 
     @property
@@ -180,8 +257,7 @@ class Receiver:
         """
         with self._lock:
             listeners = self._open_listeners()
-            for each in listeners:
-                each.push_silence()
+            _push_silence(listeners)
             heard = self._heard(listeners)
         self.close()
         return heard

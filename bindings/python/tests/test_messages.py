@@ -63,6 +63,26 @@ def test_the_second_look_hears_deeper_and_measures():
     assert all(abs(m.snr_db - expected) < 3 for m in deep)
 
 
+def test_repeats_too_weak_alone_are_put_together_of_one_microphone_and_of_two():
+    sounds = [("again", channel, 20000 + 16000 * i + 11 * channel, 0.1) for i in range(3) for channel in (0, 1)]
+    sound = recording(2, *sounds, length=68000, noise=2776)  # -4 dB in the band; the last frame ends with it
+    how = {combine: hear([sound], recording=True, combine=combine) for combine in (None, "each", "together")}
+    assert how[None] == []
+    assert sorted(m.channel for m in how["each"]) == [0, 1] and all(m.combined.microphones == 1 for m in how["each"])
+    for message in how["each"] + how["together"]:
+        start = message.time * 48000 - 20000
+        assert message.text == "again" and min(abs(start - at) for at in (0, 16000, 32000)) < 20
+        assert 1 <= message.combined.frames <= 3 and message.combined.newest_snr_db == pytest.approx(-4, abs=2.5)
+        assert message.snr_db == message.combined.snr_db and message.correlation == 0 and math.isnan(message.evm)
+    [message] = how["together"]
+    assert message.combined.microphones == 2 and message.combined.hearings > message.combined.frames
+    for words, expected in (([], ""), (["--combine"], "microphones, SNR")):
+        command = [sys.executable, "-m", "kosc", "listen", "-", *words]
+        done = subprocess.run(command, input=sound.astype("<i2").tobytes(), capture_output=True)
+        assert (done.returncode, done.stdout.decode().count("\n")) == ((0, 1) if words else (1, 0))
+        assert expected in done.stdout.decode()
+
+
 def test_all_bands_carry_their_messages_at_the_same_moment_and_each_says_which_it_was():
     unnamed = kosc.find_band(9500)
     sound = sum(recording(1, (str(band), 0, 9000, 0.4 / len(kosc.BANDS)), band=band) for band in (*kosc.BANDS, unnamed))
