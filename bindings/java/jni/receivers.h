@@ -13,6 +13,7 @@
 namespace kosc_jni {
 
 constexpr int CHANNELS = 8;
+constexpr int MICROPHONES = 2;
 
 /** A message as kosc.Message reads it. */
 struct heard {
@@ -22,14 +23,18 @@ struct heard {
     double drift_ppm;
     double coherence;
     double evm;
+    double newest_snr_db; // this and the next of a message that was put together
+    double seconds;
     int32_t channel;
     int32_t band; // its place in the settings
     uint32_t failed_crcs;
     int32_t second_look_needed;
+    uint32_t frames; // 0 unless it was put together, as the next two
+    uint32_t hearings;
+    uint32_t microphones;
     uint8_t data[kosc::MESSAGE_BYTES];
-    uint32_t unused;
 };
-static_assert(sizeof(heard) == 96, "kosc.Message counts on it");
+static_assert(sizeof(heard) == 120, "kosc.Message counts on it");
 
 /** The next number of all tables. */
 int64_t next_id();
@@ -74,6 +79,7 @@ struct receiver_settings {
     std::vector<uint32_t> first_subcarriers; // one for each band
     bool second_look;
     bool recording;
+    uint32_t combining = KOSC_COMBINING_OFF; // together: the first MICROPHONES channels, and others each alone
 };
 
 /** Channels are prepared when they first hear something. */
@@ -81,8 +87,8 @@ class receiver {
 public:
     explicit receiver(receiver_settings settings) : settings_{std::move(settings)} {}
 
-    /** To be held while channels `first` to `first + count - 1` hear something: other channels may, at the same time.
-     */
+    /** To be held while channels `first` to `first + count - 1` hear something: other channels may, at the same time,
+     * but those that are combined with one of them. */
     std::vector<std::unique_lock<std::mutex>> lock(int first, int count);
 
     /** Listens to the samples; false when memory is short. */
@@ -107,7 +113,15 @@ private:
         std::vector<heard> messages;     // not yet handed over
     };
 
-    bool prepare(channel_state& channel) const;
+    // Channels that are one receiver.
+    struct ears {
+        int first;
+        int count;
+    };
+
+    ears ears_of(int channel) const;
+    bool prepare(ears channels);
+    bool make_listeners(ears channels, std::vector<listener>* made) const;
     static bool hear(listener& from, const int16_t* samples, uint32_t count, heard place, std::vector<heard>& messages);
 
     const receiver_settings settings_;

@@ -34,10 +34,9 @@ void operator delete(void* memory, size_t) noexcept { free(memory); }
 
 TEST(JavaReceivers, HearAgainAfterEveryAllocationThatFails)
 {
-    constexpr uint32_t VOICE = 43;
     log_level = 0;
     const auto frame = kosc::encoder::make()->encode("short of memory");
-    const auto later = kosc::encoder::make(VOICE)->encode("memory again");
+    const auto later = kosc::encoder::make()->encode("memory again");
     ASSERT_TRUE(frame && later);
     const auto push = [](kosc_jni::receiver& to, const std::vector<int16_t>& sound) {
         return to.push(0, sound.data(), static_cast<uint32_t>(sound.size()));
@@ -45,7 +44,7 @@ TEST(JavaReceivers, HearAgainAfterEveryAllocationThatFails)
     int nth = 0;
     for (bool refused = true; refused; ++nth) {
         SCOPED_TRACE(nth);
-        kosc_jni::receiver receiver{{{kosc::DEFAULT_SUBCARRIER, VOICE}, true, true}};
+        kosc_jni::receiver receiver{{{kosc::DEFAULT_SUBCARRIER}, true, true, KOSC_COMBINING_TOGETHER}};
         size_t told = 0;
         allocations_left = nth;
         try {

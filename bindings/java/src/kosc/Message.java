@@ -8,7 +8,7 @@ import java.util.List;
 
 /** A message that was heard, with figures that tell how well. Cannot be changed. */
 public final class Message {
-    static final int RECORD_BYTES = 96;
+    static final int RECORD_BYTES = 120;
 
     private final double time;
     private final double correlation;
@@ -20,6 +20,7 @@ public final class Message {
     private final Band band;
     private final int failedCrcs;
     private final boolean secondLookNeeded;
+    private final Combined combined;
     private final byte[] data = new byte[Modem.MESSAGE_BYTES];
 
     /** Reads a record of the library; its fields are in this order. */
@@ -30,16 +31,21 @@ public final class Message {
         driftPpm = record.getDouble();
         coherence = record.getDouble();
         evm = record.getDouble();
+        double newestSnrDb = record.getDouble();
+        double seconds = record.getDouble();
         channel = record.getInt();
         band = bands.get(record.getInt());
         failedCrcs = record.getInt();
         secondLookNeeded = record.getInt() != 0;
+        int frames = record.getInt();
+        int hearings = record.getInt();
+        int microphones = record.getInt();
+        combined = frames == 0 ? null : new Combined(frames, hearings, microphones, snrDb, newestSnrDb, driftPpm, seconds);
         record.get(data);
-        record.getInt(); // unused
     }
 
     /**
-     * When it began.
+     * When it began; of a message that was put together, when its newest frame did.
      *
      * @return seconds from the first sample pushed on its channel; below 0 when a recording lacks its first samples
      */
@@ -99,7 +105,7 @@ public final class Message {
     }
 
     /**
-     * Power of a subcarrier over what channel and message do not explain.
+     * Power of a subcarrier over what channel and message do not explain; of a message that was put together, of all of it.
      *
      * @return dB; NaN without second look
      */
@@ -119,7 +125,7 @@ public final class Message {
     /**
      * Height of the synchronisation peak.
      *
-     * @return up to 1
+     * @return up to 1; 0 of a message that was put together
      */
     public double getCorrelation() {
         return correlation;
@@ -159,6 +165,15 @@ public final class Message {
      */
     public int getFailedCrcs() {
         return failedCrcs;
+    }
+
+    /**
+     * What the message was put together from.
+     *
+     * @return null when it was not
+     */
+    public Combined getCombined() {
+        return combined;
     }
 
     @Override

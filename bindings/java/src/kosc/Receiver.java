@@ -12,7 +12,8 @@ import java.util.List;
 
 /**
  * Listens to blocks of samples, 16 bit at 48000 Hz, and gives the messages in them; a frame may straddle any number of
- * blocks. Up to {@link #CHANNELS} channels are independent: a message heard by two comes twice.
+ * blocks. Up to {@link #CHANNELS} channels are independent: a message heard by two comes twice, unless it was put together
+ * ({@link Options#combine}).
  *
  * <pre>{@code
  * try (Receiver receiver = new Receiver()) {
@@ -52,11 +53,22 @@ public final class Receiver implements Closeable {
         void onMessage(Message message);
     }
 
+    /** How repeats of a message that are too weak alone are added up. */
+    public enum Combine {
+        /** They are not. */
+        OFF,
+        /** Each channel by itself. */
+        EACH,
+        /** Channels 0 and 1 as two microphones of one receiver; others by themselves. */
+        TOGETHER
+    }
+
     /** How a receiver is made; each call returns the options, so that calls follow one another. */
     public static final class Options {
         private List<Band> bands = Collections.singletonList(Band.DEFAULT);
         private boolean secondLook = true;
         private boolean recording;
+        private Combine combine = Combine.OFF;
         private Listener listener;
 
         /** The usual options. */
@@ -133,6 +145,20 @@ public final class Receiver implements Closeable {
         }
 
         /**
+         * Whether repeats of a message that are too weak alone are added up, over 12 seconds; {@link Message#getCombined}
+         * tells. With {@link Combine#TOGETHER}, push blocks of channels 0 and 1 in turns, of equal lengths up to 12000,
+         * or interleaved; their calls do not run at the same time then. Messages that differ in little, as counters do,
+         * may be mixed (docs/trust.md).
+         *
+         * @param how {@link Combine#OFF} unless given
+         * @return these options
+         */
+        public Options combine(Combine how) {
+            combine = Check.given(how, "the way to combine");
+            return this;
+        }
+
+        /**
          * Who hears of messages, beside who calls push().
          *
          * @param listener null, unless given, for nobody
@@ -161,7 +187,7 @@ public final class Receiver implements Closeable {
         for (int i = 0; i < firstSubcarriers.length; ++i) {
             firstSubcarriers[i] = bands.get(i).getFirstSubcarrier();
         }
-        handle = new Handle(this, Native.openReceiver(firstSubcarriers, options.secondLook, options.recording));
+        handle = new Handle(this, Native.openReceiver(firstSubcarriers, options.secondLook, options.recording, options.combine.ordinal()));
     }
 
     /**

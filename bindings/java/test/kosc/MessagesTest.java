@@ -165,6 +165,46 @@ public class MessagesTest {
     }
 
     @Test
+    public void repeatsTooWeakAloneArePutTogetherOfOneMicrophoneAndOfTwo() {
+        Random random = new Random(15);
+        int[] starts = {20000, 36000, 52000};
+        short[] sound = new short[2 * (starts[2] + Modem.FRAME_SAMPLES + 11)];
+        try (Modem modem = new Modem()) {
+            short[] frame = modem.encode("again");
+            double power = 0;
+            for (short sample : frame) {
+                power += Math.pow(sample / 10, 2) / frame.length;
+            }
+            double noise = Math.sqrt(power * 8 / Math.pow(10, -0.4)); // in band -4 dB
+            for (int i = 0; i < sound.length; ++i) {
+                sound[i] = (short) (noise * random.nextGaussian());
+            }
+            for (int start : starts) {
+                for (int at = 0; at < 2 * frame.length; ++at) {
+                    sound[2 * (start + at / 2 + 11 * (at % 2)) + at % 2] += frame[at / 2] / 10;
+                }
+            }
+        }
+        for (Receiver.Combine how : Receiver.Combine.values()) {
+            try (Receiver receiver = new Receiver(new Receiver.Options().recording(true).combine(how))) {
+                List<Message> heard = new ArrayList<>(receiver.pushInterleaved(sound, sound.length / 2, 2));
+                heard.addAll(receiver.finish());
+                int microphones = how.ordinal();
+                assertEquals(how.toString(), microphones == 0 ? 0 : 2 / microphones, heard.size());
+                for (Message message : heard) {
+                    Combined combined = message.getCombined();
+                    assertEquals("again", message.getText());
+                    assertEquals(microphones, combined.getMicrophones());
+                    assertTrue(combined.toString(), combined.getFrames() <= 3 && combined.getHearings() >= combined.getFrames());
+                    assertEquals(-4, combined.getNewestSnrDb(), 2.5);
+                    assertEquals(combined.getSnrDb(), message.getSnrDb(), 0);
+                    assertEquals(20000 + 16000 * (combined.getFrames() - 1), message.getTime() * Modem.SAMPLE_RATE, 16020);
+                }
+            }
+        }
+    }
+
+    @Test
     public void aRecordingThatLacksAFramesBeginningYieldsIt() {
         int cut = 60;
         try (Modem modem = new Modem(); Receiver receiver = new Receiver(new Receiver.Options().recording(true))) {
@@ -215,6 +255,7 @@ public class MessagesTest {
             refused("250 and 23500 Hz", () -> Band.find(23000));
             refused("1 to 16 bands, not 0", () -> new Receiver.Options().band(new Band[0]));
             refused("where a band should be", () -> new Receiver.Options().band((Band) null));
+            refused("where the way to combine should be", () -> new Receiver.Options().combine(null));
             refused("where the options should be", () -> new Receiver(null));
             good.limit(960);
             assertEquals(0, receiver.push(good, 0).size()); // and goes on
