@@ -8,8 +8,8 @@ const ALL = "all", WIDE = "wide";
 export const library = ask("bands");
 library.catch(() => {}); // said by whoever needs it
 
-// Where a browser keeps nothing for this page, touching its storage throws.
-function remembered(key) {
+/** What was chosen before, or null. Where a browser keeps nothing for this page, touching its storage throws. */
+export function remembered(key) {
     try {
         return localStorage.getItem(key);
     } catch {
@@ -17,7 +17,7 @@ function remembered(key) {
     }
 }
 
-function remember(key, value) {
+export function remember(key, value) {
     try {
         localStorage.setItem(key, value);
     } catch {

@@ -1,12 +1,14 @@
 // The modem's thread: encodes, and decodes what the microphone or a file gives. Requests carry an id, and get one
 // answer with it; frames that the microphone brings are told as they come.
 import {
-    bands, channels, defaultBand, encodeTogether, frameSamples, Receiver, sampleRate, wideBands,
+    bands, channels, defaultBand, encodeTogether, Receiver, sampleRate, wideBands,
 } from "./kosc/index.js";
 import { Resampler } from "./resampler.js";
 import { recordingCollector, taken, transferRequests } from "./transfer-thread.js";
 
-let tuned = defaultBand;
+const BLOCK = 4096;
+
+let tuned = { band: defaultBand }; // a receiver's options
 let listening = null;
 
 function listen({ port, rate }) {
@@ -17,17 +19,17 @@ function listen({ port, rate }) {
         listening.receiver.push(samples);
         listening.pushed += samples.length;
     };
-    tune({ band: tuned });
+    tune(tuned);
 }
 
-// Where to listen, from now on; times go on counting from where listening started.
-function tune({ band }) {
-    tuned = band;
+// Where and how to listen, from now on; times go on counting from where listening started.
+function tune({ band, combine }) {
+    tuned = { band, combine };
     if (listening !== null) {
         const start = listening.pushed / sampleRate;
         listening.receiver?.close();
         const onFrame = (frame) => postMessage({ frame: taken({ ...frame, time: start + frame.time }) });
-        listening.receiver = new Receiver({ band, onFrame });
+        listening.receiver = new Receiver({ ...tuned, onFrame });
     }
 }
 
@@ -37,29 +39,28 @@ function stopListening() {
     listening = null;
 }
 
-// Tells how far it is about ten times.
-function decodeChannel(receiver, channel, samples, rate, tell) {
-    const resampler = rate === sampleRate ? null : new Resampler(rate, sampleRate);
-    const step = Math.ceil(samples.length / 10 / frameSamples) * frameSamples;
-    for (let at = 0; at < samples.length; at += frameSamples) {
-        const block = samples.subarray(at, at + frameSamples);
-        receiver.push(resampler ? resampler.push(block) : block, channel);
+// Feeds the channels in turns, as they were recorded, and tells how far it is about ten times.
+function decodeTracks(receiver, tracks, rate, tell) {
+    const { length } = tracks[0];
+    const resamplers = tracks.map(() => (rate === sampleRate ? null : new Resampler(rate, sampleRate)));
+    const step = Math.ceil(length / 10 / BLOCK) * BLOCK;
+    for (let at = 0; at < length; at += BLOCK) {
+        tracks.forEach((samples, channel) => {
+            const block = samples.subarray(at, at + BLOCK);
+            receiver.push(resamplers[channel]?.push(block) ?? block, channel);
+        });
         if (at % step === 0) {
-            tell(at / samples.length);
+            tell(at / length);
         }
     }
-    if (resampler) {
-        receiver.push(resampler.finish(), channel);
-    }
-    receiver.finish(channel);
+    tracks.forEach((_, channel) => resamplers[channel] && receiver.push(resamplers[channel].finish(), channel));
+    tracks.forEach((_, channel) => receiver.finish(channel));
 }
 
-function decodeRecording({ id, tracks, rate, band }) {
+function decodeRecording({ id, tracks, rate, options }) {
     const frames = [];
-    const receiver = new Receiver({ band, recording: true, onFrame: (frame) => frames.push(frame) });
-    tracks.slice(0, channels).forEach((samples, channel) =>
-        decodeChannel(receiver, channel, samples, rate,
-            (part) => postMessage({ id, progress: (channel + part) / tracks.length })));
+    const receiver = new Receiver({ ...options, recording: true, onFrame: (frame) => frames.push(frame) });
+    decodeTracks(receiver, tracks.slice(0, channels), rate, (part) => postMessage({ id, progress: part }));
     receiver.close();
     const collector = recordingCollector();
     return frames.sort((a, b) => a.sample - b.sample).map((frame) => taken(frame, collector));

@@ -11,6 +11,7 @@ import { Offline } from "./offline.js";
 import { decodeFile } from "./recording.js";
 import { sendChoice, showLength } from "./sending.js";
 import { compareSettings } from "./settings.js";
+import { prepareSwitches, reception } from "./switches.js";
 import { Waterfall } from "./waterfall.js";
 
 const FRAME_SECONDS = 0.24;
@@ -27,8 +28,14 @@ const listenChoice = new BandChoice($("listen-band"), (chosen) => {
     bands = chosen;
     waterfall.show(bands);
     showSettings(microphone?.granted);
-    ask("tune", { band: bands }).catch((error) => say("listen-status", error.message, "bad"));
+    tune();
 });
+
+// Once the bands are known.
+const tune = () => bands.length > 0 &&
+    ask("tune", { band: bands, ...reception() }).catch((error) => say("listen-status", error.message, "bad"));
+
+prepareSwitches(tune);
 
 function showSettings(granted) {
     $("settings").replaceChildren(...compareSettings(granted, bands).map(({ label, asked, granted: got, disturbs, remark }) => {
@@ -148,10 +155,10 @@ async function decodeRecording(file) {
     $("found").replaceChildren();
     foundTransfers.clear();
     say("file-status", `Reading ${file.name} …`);
-    const result = await decodeFile(file, fileChoice,
+    const result = await decodeFile(file, fileChoice, reception(),
         (part) => say("file-status", `Decoding ${file.name}: ${Math.round(100 * part)} %`));
     for (const frame of result.frames.filter(({ decoded }) => decoded)) {
-        const channel = result.tracks > 1 ? `, channel ${frame.channel + 1}` : "";
+        const channel = result.tracks > 1 && !(frame.combined?.microphones > 1) ? `, channel ${frame.channel + 1}` : "";
         const start = Math.round(1000 * frame.time) / 1000 + 0; // no minus before zero
         showMessage($("found"), foundTransfers, frame, `${start.toFixed(3)} s${channel}`);
     }

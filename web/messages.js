@@ -11,16 +11,26 @@ export function element(name, className, text) {
     return made;
 }
 
+const numberOf = (count, thing) => `${count} ${thing}${count === 1 ? "" : "s"}`;
+
+// What it took to read the frame's message, if that is more than usual.
+function origin({ combined, secondLookNeeded }) {
+    return combined
+        ? `put together from ${numberOf(combined.frames, "frame")}, ${numberOf(combined.microphones, "microphone")}`
+        : secondLookNeeded && "second look needed";
+}
+
 /** Appends the frame's message to `list`; `time` is when it was heard, in words. */
 export function addMessage(list, frame, time) {
     const item = document.createElement("li");
     const figures = element("p", "figures", "");
+    const how = origin(frame);
     figures.append(
         element("span", "time", time),
         element("span", "", nameOf(frame.band)),
         element("span", "", `SNR ${frame.snrDb.toFixed(1)} dB`),
         element("span", "", `drift ${signed(frame.driftPpm)} ppm`),
-        ...(frame.secondLookNeeded ? [element("span", "badge", "second look needed")] : []));
+        ...(how ? [element("span", "badge", how)] : []));
     item.append(element("p", frame.text ? "text" : "text bytes", frame.text ?? hex(frame.data)), figures);
     list.append(item);
     list.scrollTop = list.scrollHeight;
@@ -30,6 +40,6 @@ export function addMessage(list, frame, time) {
 export function countFrames(frames) {
     const messages = frames.filter((frame) => frame.decoded).length;
     const lost = frames.length - messages;
-    const text = `${messages} ${messages === 1 ? "message" : "messages"}`;
-    return lost === 0 ? text : `${text}, ${lost} ${lost === 1 ? "frame" : "frames"} too weak to read`;
+    const text = numberOf(messages, "message");
+    return lost === 0 ? text : `${text}, ${numberOf(lost, "frame")} too weak to read`;
 }

@@ -35,8 +35,8 @@ function heldBands(name, rate, bands, chosenByItself) {
     return held;
 }
 
-/** The frames in `file` on the bands chosen, a BandChoice; `onProgress` hears the share that is done, from 0 to 1. */
-export async function decodeFile(file, choice, onProgress) {
+/** The frames in `file` on the bands chosen, a BandChoice, by a receiver of these options; `onProgress` hears the share that is done, from 0 to 1. */
+export async function decodeFile(file, choice, options, onProgress) {
     const bytes = await file.arrayBuffer();
     const rate = fileRate(bytes) ?? MODEM_RATE;
     const band = heldBands(file.name, rate, await choice.bands(), !choice.isAll);
@@ -47,7 +47,7 @@ export async function decodeFile(file, choice, onProgress) {
         throw new Error(`${file.name} is no sound file that this browser can read.`);
     }
     const tracks = Array.from({ length: sound.numberOfChannels }, (_, i) => sound.getChannelData(i).slice());
-    const frames = await ask("decodeRecording", { tracks, rate: sound.sampleRate, band },
+    const frames = await ask("decodeRecording", { tracks, rate: sound.sampleRate, options: { band, ...options } },
         tracks.map((track) => track.buffer), onProgress);
     return { frames, seconds: sound.duration, tracks: tracks.length };
 }

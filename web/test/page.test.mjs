@@ -82,6 +82,20 @@ test("a recording dropped while the page still loads shows its messages, and a f
     });
 });
 
+test("repeats in two channels of a recording are put together once that is switched on, which is remembered", async () => {
+    const [left, right] = [2026, 15].map((seed) => noisyRecording(2, [0.5, 0.85, 1.2].map((at) => ({ text: "again", at, gain: 0.1 })), 2776, seed));
+    const file = writeWav("weak.wav", Float32Array.from({ length: 2 * left.length }, (_, i) => (i % 2 ? right : left)[i >> 1]), 48000, 2);
+    await withPage({}, async (page) => {
+        await page.locator("#file").setInputFiles(file);
+        await status(page, "#file-status", "weak.wav, 2.0 s: 0 messages");
+        await page.getByLabel("Add up repeats").check();
+        await page.reload();
+        await page.locator("#file").setInputFiles(file);
+        await status(page, "#file-status", "weak.wav, 2.0 s: 1 message");
+        assert.match(await page.locator("#found li").textContent(), /^again\d\.\d{3} s[^,]*SNR -?\d\.\d dB.*put together from [123] frames?, 2 microphones$/);
+    });
+});
+
 test("a refused microphone is said in a sentence, and sending still works", async () => {
     await withPage({}, async (page) => {
         await page.getByRole("button", { name: "Start listening" }).click();
