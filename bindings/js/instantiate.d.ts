@@ -101,6 +101,11 @@ export interface ReceiverOptions {
      * messages that differ in little may be mixed (docs/trust.md).
      */
     combine?: false | "each" | "together";
+    /**
+     * Hears frames of many senders that overlap: takes each that it decoded out of the sound, and searches what it covered.
+     * Messages come in the order in which they were decoded. Needs the second look. Off unless switched on.
+     */
+    crowd?: boolean;
     /** Hears of every message. Called before push() returns, like the others; may call the receiver. */
     onMessage?: (message: Message) => void;
     /** Hears of every frame found, decoded or not. */
@@ -250,7 +255,7 @@ export interface Modem {
     encodeTogether(messages: readonly (string | Uint8Array)[], options?: { format?: "int16"; band?: BandsChoice }): Int16Array;
     encodeTogether(messages: readonly (string | Uint8Array)[], options: { format: "float32"; band?: BandsChoice }): Float32Array;
     /** Every frame in a whole recording, decoded or not, with its figures. */
-    inspect(samples: Samples, options?: Pick<ReceiverOptions, "band" | "combine">): Frame[];
+    inspect(samples: Samples, options?: Pick<ReceiverOptions, "band" | "combine" | "crowd">): Frame[];
     Receiver: new (options?: ReceiverOptions) => Receiver;
     /**
      * @throws RangeError when the payload is empty or longer than 1048576 bytes, with a file's name and its length, and 49

@@ -31,7 +31,7 @@ class Modem {
     told = [];
     combined = null; // of the frame that is told next
 
-    constructor(module, { bands = [], secondLook = true, recording = false, combine = false, logLevel }) {
+    constructor(module, { bands = [], secondLook = true, recording = false, combine = false, crowd = false, logLevel }) {
         const refuse = () => WASI_ENOSYS; // it has no file, clock or environment
         this.exports = new WebAssembly.Instance(module, {
             kosc: {
@@ -49,7 +49,7 @@ class Modem {
             env: { emscripten_notify_memory_growth() {} },
         }).exports;
         this.exports._initialize();
-        this.exports.configure(logLevel, secondLook, recording, COMBINE.indexOf(combine));
+        this.exports.configure(logLevel, secondLook, recording, COMBINE.indexOf(combine), crowd);
         bands.forEach(({ firstSubcarrier }) => this.exports.listenOn(firstSubcarrier));
         this.bands = bands;
         this.measured = secondLook;
@@ -141,9 +141,12 @@ function checkLogLevel({ onLog, logLevel = "info" }) {
     return onLog ? level : 0;
 }
 
-function checkCombine({ combine = false }) {
+function checkReception({ combine = false, crowd = false, secondLook = true }) {
     if (!COMBINE.includes(combine)) {
         throw new RangeError("combine is each, together or false.");
+    }
+    if (crowd && !secondLook) {
+        throw new RangeError("crowd needs the second look.");
     }
 }
 
@@ -253,7 +256,7 @@ export function instantiate(source) {
                 frame: checkCallback("onFrame", options.onFrame),
                 log: checkCallback("onLog", options.onLog),
             };
-            checkCombine(options);
+            checkReception(options);
             this.bands = findBands(options.band);
             this.#modem = new Modem(module, { ...options, bands: this.bands, logLevel: checkLogLevel(options) });
         }
@@ -316,9 +319,9 @@ export function instantiate(source) {
         }
     }
 
-    function inspect(samples, { band, combine } = {}) {
+    function inspect(samples, { band, combine, crowd } = {}) {
         const frames = [];
-        const receiver = new Receiver({ band, combine, recording: true, onFrame: (frame) => frames.push(frame) });
+        const receiver = new Receiver({ band, combine, crowd, recording: true, onFrame: (frame) => frames.push(frame) });
         checkSamples(samples);
         for (let start = 0; start < samples.length; start += frameSamples) {
             receiver.push(samples.subarray(start, start + frameSamples));

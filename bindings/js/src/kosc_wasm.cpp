@@ -43,6 +43,7 @@ struct listener {
 
 uint32_t second_look_mode = KOSC_SECOND_LOOK_OFF;
 uint32_t combining_mode = KOSC_COMBINING_OFF;
+uint32_t crowd_mode = KOSC_CROWD_OFF;
 bool recordings; // what is received are whole recordings
 uint32_t silence_before;
 uint32_t first_subcarriers[MOST_BANDS];
@@ -103,7 +104,8 @@ soundcomm_context_t* make_receiver(place* at)
         soundcomm_cfg_for_band(first_subcarriers[at->band], &cfg) ? soundcomm_init(&cfg, &cfg) : nullptr;
     if (ctx == nullptr ||
         !soundcomm_init_receive(ctx, soundcomm_default_rx_sync_paras(), soundcomm_default_audio_format()) ||
-        (second_look_mode != KOSC_SECOND_LOOK_OFF && !soundcomm_config_second_look(ctx, second_look_mode))) {
+        (second_look_mode != KOSC_SECOND_LOOK_OFF && !soundcomm_config_second_look(ctx, second_look_mode)) ||
+        (crowd_mode != KOSC_CROWD_OFF && !soundcomm_config_crowd(ctx, crowd_mode))) {
         soundcomm_release(ctx);
         return nullptr;
     }
@@ -214,13 +216,14 @@ KOSC_EXPORT("findBand") bool kosc_js_find_band(const char* text)
 
 // To be called first; lines reach the host from `log_lines` on, 0 for none.
 KOSC_EXPORT("configure")
-void kosc_js_configure(uint32_t log_lines, bool second_look, bool recording, uint32_t combining)
+void kosc_js_configure(uint32_t log_lines, bool second_look, bool recording, uint32_t combining, bool crowd)
 {
     soundcomm_set_log_level(log_lines);
     soundcomm_config_log_time(0);
     soundcomm_set_log_callback(kosc_js_log);
     recordings = recording;
     combining_mode = combining;
+    crowd_mode = crowd ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
     second_look_mode = second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
 }
 

@@ -92,6 +92,14 @@ test("repeats too weak alone are put together, of one microphone and of two", ()
     assert.ok(inspect(microphones[0], { combine: "each" }).some(({ text, combined }) => text === "again" && combined));
 });
 
+test("frames that overlap are both heard where a crowd is expected", () => {
+    const loudAndFaint = [{ text: "loud", at: 0.5, gain: 0.3 }, { text: "faint", at: 0.58, gain: 0.12 }];
+    const sound = Int16Array.from(noisyRecording(2, loudAndFaint, 100));
+    const heard = (crowd) => inspect(sound, { crowd }).filter(({ decoded }) => decoded).map(({ text, time }) => [text, time.toFixed(3)]);
+    assert.deepEqual(heard(true), [["loud", "0.500"], ["faint", "0.580"]]);
+    assert.deepEqual(heard(false), [["loud", "0.500"]]);
+});
+
 test("all bands carry their messages at the same moment, and each says which it was", () => {
     const unnamed = kosc.findBand(9500);
     const places = [...bands, unnamed];
@@ -159,6 +167,7 @@ test("what cannot be is refused in a sentence, and nothing is lost", () => {
         [() => inspect(new Int16Array(1), { band: 23000 }), RangeError, /does not lie between 250 and 23500 Hz/],
         [() => new Receiver({ band: [] }), RangeError, /1 to 16 bands, not 0/],
         [() => new Receiver({ combine: true }), RangeError, /each, together or false/],
+        [() => new Receiver({ crowd: true, secondLook: false }), RangeError, /needs the second look/],
         [() => receiver.push([1, 2, 3]), TypeError, /Int16Array or a Float32Array/],
         [() => receiver.push(new Int16Array(1), 8), RangeError, /from 0 to 7/],
         [() => receiver.push(new Int16Array(1), 0.5), RangeError, /from 0 to 7/],
