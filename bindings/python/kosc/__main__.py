@@ -7,7 +7,7 @@ import itertools
 import signal
 import sys
 import wave
-from typing import Any, Callable, Iterable, Iterator, Optional, Union
+from typing import Any, Callable, Iterable, Iterator, Union
 
 import kosc
 from kosc._bands import bands_apart
@@ -51,6 +51,7 @@ def parser() -> argparse.ArgumentParser:
                                help="where to listen: as for encode, or several with commas between, wide, or all")
         receiving.add_argument("--combine", action="store_const", const="together", help="add up the repeats of a message "
                                "that are too weak alone, and two channels; messages that differ in little may be mixed")
+        receiving.add_argument("--crowd", action="store_true", help="hear frames of many senders that overlap")
         receiving.add_argument("--save", metavar="FOLDER", help="save the files that come, under safe names")
         receiving.add_argument("--force", action="store_true", help="overwrite files there; else a number is added")
         add_key_options(receiving, "open what was sealed, and take nothing else, ")
@@ -91,19 +92,24 @@ def encoded(arguments: argparse.Namespace) -> Iterable[Any]:
     return Sender(text, key=key).sound(**how)
 
 
+def reception(arguments: argparse.Namespace) -> dict[str, Any]:
+    """A receiver's options."""
+    return {name: getattr(arguments, name) for name in ("band", "combine", "crowd")}
+
+
 def decode(arguments: argparse.Namespace) -> int:
     many, key = len(arguments.files) > 1, key_of(arguments)
-    return max(guarded(Display(arguments, key, window=None).show, kosc.listen(file, band=arguments.band, combine=arguments.combine),
+    how = reception(arguments)
+    return max(guarded(Display(arguments, key, window=None).show, kosc.listen(file, **how),
                        f"{file}: " if many else "") for file in arguments.files)
 
 
 def listen(arguments: argparse.Namespace) -> int:
     display = Display(arguments, key_of(arguments), WINDOW)
     if arguments.source is not None:
-        return display.show(kosc.listen(sys.stdin.buffer, arguments.channels, band=arguments.band,
-                                        combine=arguments.combine))
+        return display.show(kosc.listen(sys.stdin.buffer, arguments.channels, **reception(arguments)))
     channels = 1 if arguments.channels is None else arguments.channels
-    return display.show(hear_microphone(channels, arguments.band, arguments.combine))
+    return display.show(hear_microphone(channels, reception(arguments)))
 
 
 def bands(_: argparse.Namespace) -> int:
@@ -112,12 +118,12 @@ def bands(_: argparse.Namespace) -> int:
     return 0
 
 
-def hear_microphone(channels: int, band: Any, combine: Optional[str]) -> Iterator[kosc.Message]:
+def hear_microphone(channels: int, how: dict[str, Any]) -> Iterator[kosc.Message]:
     try:
         import pyaudio
     except ImportError:
         raise ValueError("listening to the microphone takes the package pyaudio, which is not installed") from None
-    with kosc.Receiver(channels, band=band, combine=combine) as receiver:
+    with kosc.Receiver(channels, **how) as receiver:
         portaudio = pyaudio.PyAudio()
         try:
             stream = portaudio.open(kosc.SAMPLE_RATE, channels, pyaudio.paInt16, input=True, frames_per_buffer=BLOCK)

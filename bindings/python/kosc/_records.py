@@ -41,7 +41,7 @@ AudioGain = _record("AudioGain", ("normalize", u32), ("amplitude", f64))
 Band = _record("Band", ("name", c_char_p), ("use", c_char_p), ("first_subcarrier", u32), ("low_hz", f64),
                ("high_hz", f64))
 Options = _record("Options", ("size", u32), ("first_subcarrier", u32), ("on_messages", c_void_p), ("user", c_void_p),
-                  ("second_look", u32), ("combining", u32))
+                  ("second_look", u32), ("combining", u32), ("crowd", u32))
 
 # frame_layout.h, papr.h, context.h: the starts of a pattern and of a parameter set
 Frame = _record("Frame", *((name, u32) for name in (
@@ -153,7 +153,7 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "is_pilot_index": (c_bool, [u32, u32]),
     "soundcomm_encode": (c_int, [POINTER(Paras), BYTES, u32, BYTES, u32]),
     "soundcomm_decode": (u32, [c_void_p, BYTES, u32, BYTES, BYTES, u32]),
-    # sample_buffer.h, receiver.h, second_look.h, combining.h
+    # sample_buffer.h, receiver.h, second_look.h, combining.h, crowd.h
     "data_container_init": (POINTER(Container), [u32, u32, u32, SyncParas, BYTES, u32, POINTER(Bandpass)]),
     "data_container_free": (None, [POINTER(Container)]),
     "data_container_recv_block": (c_bool, [POINTER(Container), BYTES, u32, u32]),
@@ -169,6 +169,7 @@ FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "soundcomm_get_silence_around": (u32, [c_void_p]),
     "soundcomm_receive": (c_int, [c_void_p, BYTES, u32, POINTER(ResultSet)]),
     "soundcomm_config_second_look": (c_bool, [c_void_p, u32]),
+    "soundcomm_config_crowd": (c_bool, [c_void_p, u32]),
     "soundcomm_config_combining": (c_bool, [c_void_p, c_void_p, u32]),
     "soundcomm_decode_second_look": (u32, [c_void_p, BYTES, u32, BYTES, u32, POINTER(Quality)]),
 }

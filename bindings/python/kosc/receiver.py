@@ -25,6 +25,7 @@ DECODED = 1
 SECOND_LOOK_MEASURE = 2
 COMBINE = {None: 0, "each": 1, "together": 2}
 EACH, TOGETHER = 1, 2
+CROWD_CANCEL = 2
 MICROPHONES = 2  # the first channels, where they are combined together
 MEASURED = ("snr_db", "drift_ppm", "coherence", "evm")
 CONTROL = re.compile("[\x00-\x1f\x7f-\x9f]")
@@ -106,7 +107,7 @@ def _combined(report: Any) -> Optional[Combined]:
 class _Listener:
     """One channel's receiver of one band, and the messages that its last blocks yielded."""
 
-    def __init__(self, channel: int, band: Band, second_look: bool) -> None:
+    def __init__(self, channel: int, band: Band, second_look: bool, crowd: bool) -> None:
         self.channel = channel
         self.heard: list[Message] = []
         self._lead = lead = [0]  # samples of silence before the first pushed
@@ -138,6 +139,8 @@ class _Listener:
             raise lib.error("cannot set up the receiver")
         if second_look and not lib.soundcomm_config_second_look(self.context, SECOND_LOOK_MEASURE):
             raise lib.error("cannot switch the second look on")
+        if crowd and not lib.soundcomm_config_crowd(self.context, CROWD_CANCEL):
+            raise lib.error("cannot switch the crowd on")
 
     def combine(self, other: Optional[_Listener]) -> None:
         """Adds up what it hears; with another one, what both hear."""
@@ -162,10 +165,11 @@ class _Listener:
             raise lib.error("cannot receive the samples")
 
 
-def _listeners(channels: int, bands: Iterable[Band], second_look: bool, recording: bool, combine: int) -> list[_Listener]:
+def _listeners(channels: int, bands: Iterable[Band], second_look: bool, recording: bool, combine: int,
+               crowd: bool) -> list[_Listener]:
     """Receivers, in the order of channels, so that channels listen in turns."""
     bands = tuple(bands)
-    made = [_Listener(i, band, second_look) for i in range(channels) for band in bands]
+    made = [_Listener(i, band, second_look, crowd) for i in range(channels) for band in bands]
     for i, each in enumerate(made):
         paired = combine == TOGETHER and channels >= MICROPHONES and each.channel < MICROPHONES
         if combine and not paired:
@@ -207,16 +211,21 @@ class Receiver:
     or "together" with channels 0 and 1 as two microphones of one receiver, where there are two channels, and others by
     themselves. Message.combined tells from what a message was put together. Messages that differ in little, as counters
     do, may be mixed (docs/trust.md).
+    With `crowd`, frames of many senders that overlap are heard: each that was decoded is taken out of the sound, and what it
+    covered is searched. It needs the second look.
     """
 
     def __init__(self, channels: int = 2, second_look: bool = True, recording: bool = False,
-                 band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND, combine: Optional[str] = None) -> None:
+                 band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND, combine: Optional[str] = None,
+                 crowd: bool = False) -> None:
         if combine not in COMBINE:
             raise ValueError(f"combine is each, together or None, not {combine!r}")
+        if crowd and not second_look:
+            raise ValueError("crowd needs the second look")
         self._number = arrays.count(channels, "channels", 1, MOST_CHANNELS)
         self._bands = find_bands(band)
         self._listeners: Optional[list[_Listener]] = _listeners(
-            self._number, self._bands, bool(second_look), bool(recording), COMBINE[combine])
+            self._number, self._bands, bool(second_look), bool(recording), COMBINE[combine], bool(crowd))
         self._lock = threading.Lock()  # other threads may run while the library calls back
 
     @property

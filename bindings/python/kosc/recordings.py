@@ -36,12 +36,12 @@ class _Sound(NamedTuple):
 
 def listen(source: Source, channels: Optional[int] = None, second_look: bool = True,
            band: Union[BandChoice, Iterable[BandChoice]] = DEFAULT_BAND,
-           combine: Optional[str] = None) -> Iterator[Message]:
+           combine: Optional[str] = None, crowd: bool = False) -> Iterator[Message]:
     """Yields the messages in `source` as they are heard, those at its very ends included.
 
     `source` is the path of a sound file, an open wave.Wave_read, a binary file or stream of interleaved little-endian
     16-bit samples without a header, or any iterable of blocks for Receiver.push(). `channels` defaults to those of the
-    file, else 2. `band` and `combine` are as for Receiver.
+    file, else 2. `band`, `combine` and `crowd` are as for Receiver.
 
     WAV files of 16 bits and SAMPLE_RATE Hz need no other package. The package soundfile reads those of other widths,
     and FLAC, OGG, AIFF and so on; the package scipy converts rates. Slow ones hold low bands only: of "all", those are
@@ -51,7 +51,7 @@ def listen(source: Source, channels: Optional[int] = None, second_look: bool = T
         sound = _opened(source, channels, stack)
         if channels not in (None, sound.channels):
             raise ValueError(f"{sound.name} has {sound.channels} channels, not {channels}")
-        receiver = stack.enter_context(Receiver(sound.channels, second_look, True, _held(sound, band), combine))
+        receiver = stack.enter_context(Receiver(sound.channels, second_look, True, _held(sound, band), combine, crowd))
         for block in sound.blocks if sound.rate == SAMPLE_RATE else _converted(sound):
             yield from receiver.push(block)
         yield from receiver.finish()

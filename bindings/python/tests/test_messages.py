@@ -83,6 +83,15 @@ def test_repeats_too_weak_alone_are_put_together_of_one_microphone_and_of_two():
         assert expected in done.stdout.decode()
 
 
+def test_frames_that_overlap_are_both_heard_where_a_crowd_is_expected():
+    sound = recording(1, ("loud", 0, 24000, 0.3), ("faint", 0, 27840, 0.12), length=80000, noise=100)
+    assert [m.text for m in kosc.listen(sound, channels=1)] == ["loud"]
+    assert places(kosc.listen(sound, channels=1, crowd=True)) == [(24000, 0, "loud"), (27840, 0, "faint")]
+    command = [sys.executable, "-m", "kosc", "listen", "-", "--channels", "1", "--crowd"]
+    done = subprocess.run(command, input=sound.astype("<i2").tobytes(), capture_output=True)
+    assert done.stdout.decode() == "0.500 s  ch 1  loud\n0.580 s  ch 1  faint\n"
+
+
 def test_all_bands_carry_their_messages_at_the_same_moment_and_each_says_which_it_was():
     unnamed = kosc.find_band(9500)
     sound = sum(recording(1, (str(band), 0, 9000, 0.4 / len(kosc.BANDS)), band=band) for band in (*kosc.BANDS, unnamed))

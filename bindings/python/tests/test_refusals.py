@@ -37,6 +37,7 @@ REFUSALS = [
     (lambda r: kosc.Receiver(band=[100]), ValueError, "does not lie between 250 and 23500 Hz"),
     (lambda r: kosc.Receiver(band=()), ValueError, "no band to listen on"),
     (lambda r: kosc.Receiver(combine="all"), ValueError, "each, together or None, not 'all'"),
+    (lambda r: kosc.Receiver(second_look=False, crowd=True), ValueError, "crowd needs the second look"),
     (lambda r: core.Modem("all"), ValueError, "no band is called all"),
     (lambda r: kosc.transfer.Sender(""), ValueError, "0 bytes; 1 to 1048576"),
     (lambda r: kosc.transfer.Sender(bytes(1048577)), ValueError, "1048577 bytes"),
