@@ -193,7 +193,7 @@ void encode_direct(JNIEnv* env, jclass, jobject, jlong id, jbyteArray message, j
 }
 
 jlong open_receiver(JNIEnv* env, jclass, jintArray first_subcarriers, jboolean second_look, jboolean recording,
-                    jint combining)
+                    jint combining, jboolean crowd)
 {
     return guarded(env, [&] {
         std::vector<jint> bands(static_cast<size_t>(env->GetArrayLength(first_subcarriers)));
@@ -201,7 +201,8 @@ jlong open_receiver(JNIEnv* env, jclass, jintArray first_subcarriers, jboolean s
         return receivers.add(std::make_shared<receiver>(kosc_jni::receiver_settings{{bands.begin(), bands.end()},
                                                                                     second_look != JNI_FALSE,
                                                                                     recording != JNI_FALSE,
-                                                                                    static_cast<uint32_t>(combining)}));
+                                                                                    static_cast<uint32_t>(combining),
+                                                                                    crowd != JNI_FALSE}));
     });
 }
 
@@ -318,7 +319,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_OnLoad(JavaVM* vm, void*)
         KOSC_NATIVE("openModem", "(I)J", open_sender),
         KOSC_NATIVE("encode", "(Ljava/lang/Object;J[B)[S", encode),
         KOSC_NATIVE("encode", "(Ljava/lang/Object;J[BLjava/nio/ByteBuffer;I)V", encode_direct),
-        KOSC_NATIVE("openReceiver", "([IZZI)J", open_receiver),
+        KOSC_NATIVE("openReceiver", "([IZZIZ)J", open_receiver),
         KOSC_NATIVE("hear", "(Ljava/lang/Object;J[SIII)[B", hear),
         KOSC_NATIVE("hear", "(Ljava/lang/Object;JLjava/nio/ByteBuffer;IIII)[B", hear_direct),
         KOSC_NATIVE("finish", "(Ljava/lang/Object;J)[B", finish),

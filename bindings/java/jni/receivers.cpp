@@ -98,8 +98,9 @@ bool receiver::make_listeners(ears channels, std::vector<listener>* made) const
             listener each;
             soundcomm_cfg_t cfg;
             if (soundcomm_cfg_for_band(first_subcarrier, &cfg)) {
-                each.context = kosc::make_receiving_context(
-                    settings_.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF, cfg);
+                each.context = kosc::make_receiving_context(settings_.second_look ? KOSC_SECOND_LOOK_MEASURE
+                                                                                  : KOSC_SECOND_LOOK_OFF,
+                                                            cfg, settings_.crowd ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF);
             }
             if (!each.context) {
                 return false;

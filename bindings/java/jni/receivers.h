@@ -80,6 +80,7 @@ struct receiver_settings {
     bool second_look;
     bool recording;
     uint32_t combining = KOSC_COMBINING_OFF; // together: the first MICROPHONES channels, and others each alone
+    bool crowd = false;                      // with the second look
 };
 
 /** Channels are prepared when they first hear something. */

@@ -27,7 +27,7 @@ final class Native {
 
     static native void encode(Object owner, long modem, byte[] message, ByteBuffer frame, int offset);
 
-    static native long openReceiver(int[] firstSubcarriers, boolean secondLook, boolean recording, int combining);
+    static native long openReceiver(int[] firstSubcarriers, boolean secondLook, boolean recording, int combining, boolean crowd);
 
     /** Hears `frames` samples of each of `channels` channels, interleaved; the messages' records, or null. */
     static native byte[] hear(Object owner, long receiver, short[] samples, int frames, int first, int channels);

@@ -69,6 +69,7 @@ public final class Receiver implements Closeable {
         private boolean secondLook = true;
         private boolean recording;
         private Combine combine = Combine.OFF;
+        private boolean crowd;
         private Listener listener;
 
         /** The usual options. */
@@ -159,6 +160,18 @@ public final class Receiver implements Closeable {
         }
 
         /**
+         * Whether frames of many senders that overlap are heard: each that was decoded is taken out of the sound, and what
+         * it covered is searched. Needs the second look.
+         *
+         * @param on false unless given
+         * @return these options
+         */
+        public Options crowd(boolean on) {
+            crowd = on;
+            return this;
+        }
+
+        /**
          * Who hears of messages, beside who calls push().
          *
          * @param listener null, unless given, for nobody
@@ -179,15 +192,17 @@ public final class Receiver implements Closeable {
      * A receiver.
      *
      * @param options read now
+     * @throws IllegalArgumentException for a crowd without the second look
      */
     public Receiver(Options options) {
         bands = Check.given(options, "the options").bands;
         listener = options.listener;
+        Check.that(options.secondLook || !options.crowd, "A crowd needs the second look.");
         int[] firstSubcarriers = new int[bands.size()];
         for (int i = 0; i < firstSubcarriers.length; ++i) {
             firstSubcarriers[i] = bands.get(i).getFirstSubcarrier();
         }
-        handle = new Handle(this, Native.openReceiver(firstSubcarriers, options.secondLook, options.recording, options.combine.ordinal()));
+        handle = new Handle(this, Native.openReceiver(firstSubcarriers, options.secondLook, options.recording, options.combine.ordinal(), options.crowd));
     }
 
     /**

@@ -205,6 +205,32 @@ public class MessagesTest {
     }
 
     @Test
+    public void framesThatOverlapAreBothHeardWhereACrowdIsExpected() {
+        short[] sound = new short[80000];
+        Random random = new Random(16);
+        try (Modem modem = new Modem()) {
+            short[] loud = modem.encode("loud");
+            short[] faint = modem.encode("faint");
+            for (int i = 0; i < sound.length; ++i) {
+                sound[i] = (short) (100 * random.nextGaussian());
+            }
+            for (int i = 0; i < loud.length; ++i) {
+                sound[24000 + i] += 0.3 * loud[i];
+                sound[27840 + i] += 0.12 * faint[i];
+            }
+        }
+        for (boolean crowd : new boolean[] {false, true}) {
+            try (Receiver receiver = new Receiver(new Receiver.Options().crowd(crowd))) {
+                StringBuilder heard = new StringBuilder();
+                for (Message message : receiver.push(sound, sound.length, 0)) {
+                    heard.append(Math.round(message.getTime() * 1000)).append(' ').append(message.getText()).append(' ');
+                }
+                assertEquals(crowd ? "500 loud 580 faint " : "500 loud ", heard.toString());
+            }
+        }
+    }
+
+    @Test
     public void aRecordingThatLacksAFramesBeginningYieldsIt() {
         int cut = 60;
         try (Modem modem = new Modem(); Receiver receiver = new Receiver(new Receiver.Options().recording(true))) {
@@ -256,6 +282,7 @@ public class MessagesTest {
             refused("1 to 16 bands, not 0", () -> new Receiver.Options().band(new Band[0]));
             refused("where a band should be", () -> new Receiver.Options().band((Band) null));
             refused("where the way to combine should be", () -> new Receiver.Options().combine(null));
+            refused("crowd needs the second look", () -> new Receiver(new Receiver.Options().secondLook(false).crowd(true)));
             refused("where the options should be", () -> new Receiver(null));
             good.limit(960);
             assertEquals(0, receiver.push(good, 0).size()); // and goes on
