@@ -23,8 +23,8 @@ function listen({ port, rate }) {
 }
 
 // Where and how to listen, from now on; times go on counting from where listening started.
-function tune({ band, combine }) {
-    tuned = { band, combine };
+function tune({ band, combine, crowd }) {
+    tuned = { band, combine, crowd };
     if (listening !== null) {
         const start = listening.pushed / sampleRate;
         listening.receiver?.close();

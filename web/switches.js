@@ -2,11 +2,11 @@
 import { remember, remembered } from "./band-choice.js";
 import { $ } from "./controls.js";
 
-const SWITCHES = ["combine"];
+const SWITCHES = ["combine", "crowd"];
 const ON = "on", OFF = "off";
 
 /** The options of a receiver, as they stand. */
-export const reception = () => ({ combine: $("combine").checked && "together" });
+export const reception = () => ({ combine: $("combine").checked && "together", crowd: $("crowd").checked });
 
 /** Sets the switches as they were left; `onChange` hears when one is changed. */
 export function prepareSwitches(onChange) {

@@ -96,6 +96,18 @@ test("repeats in two channels of a recording are put together once that is switc
     });
 });
 
+test("messages that overlap in a recording are both shown with many senders switched on", async () => {
+    const file = writeWav("crowd.wav", noisyRecording(2, [{ text: "loud", at: 0.5, gain: 0.3 }, { text: "faint", at: 0.58, gain: 0.12 }], 100), 48000);
+    await withPage({}, async (page) => {
+        for (const [crowd, texts] of [[false, ["loud"]], [true, ["loud", "faint"]]]) {
+            await page.getByLabel("Many senders").setChecked(crowd);
+            await page.locator("#file").setInputFiles(file);
+            await status(page, "#file-status", `2.0 s: ${texts.length} message`);
+            assert.deepEqual(await page.locator("#found .text").allTextContents(), texts);
+        }
+    });
+});
+
 test("a refused microphone is said in a sentence, and sending still works", async () => {
     await withPage({}, async (page) => {
         await page.getByRole("button", { name: "Start listening" }).click();
