@@ -6,6 +6,7 @@
 #include "coding/code_constants.h"
 #include "math/shuffle.h"
 #include "platform/owned.h"
+#include "platform/unroll.h"
 
 using namespace kosc;
 
@@ -90,9 +91,11 @@ metric_vector odd_lanes(metric_vector a, metric_vector b)
 inline state_metrics run_step(const branch_row& row, const state_metrics& previous, int8_t* decisions)
 {
     state_metrics current;
+    KOSC_UNROLL
     for (uint32_t h = 0; h < VECTORS / 2; ++h) {
         const metric_vector even = even_lanes(previous.v[2 * h], previous.v[2 * h + 1]);
         const metric_vector odd = odd_lanes(previous.v[2 * h], previous.v[2 * h + 1]);
+        KOSC_UNROLL
         for (uint32_t input = 0; input < 2; ++input) {
             const metric_vector from_even = even + row.even[input][h];
             const metric_vector from_odd = odd + row.odd[input][h];
@@ -119,6 +122,7 @@ inline void renormalise(state_metrics* metrics)
 {
     const uint8_t one = metrics->v[0][0];
     const uint8_t common = one > SPREAD ? static_cast<uint8_t>(one - SPREAD) : uint8_t{0};
+    KOSC_UNROLL
     for (metric_vector& v : metrics->v) {
         v -= common;
     }

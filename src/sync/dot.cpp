@@ -1,6 +1,7 @@
 #include "sync/dot.h"
 
 #include "math/simd.h"
+#include "platform/unroll.h"
 
 namespace kosc {
 
@@ -11,6 +12,7 @@ double dot(const double* a, const double* b, uint32_t count)
     simd sums[REGISTERS] = {};
     const uint32_t whole = count - count % (REGISTERS * SIMD_LANES);
     for (uint32_t i = 0; i < whole; i += REGISTERS * SIMD_LANES) {
+        KOSC_UNROLL
         for (uint32_t k = 0; k < REGISTERS; ++k) {
             sums[k] += load_simd(a + i + SIMD_LANES * k) * load_simd(b + i + SIMD_LANES * k);
         }
