@@ -68,6 +68,7 @@ typedef struct data_container {
     uint32_t removed_length;      /**< positions removed from the front since creation or reset; wraps */
     struct overlap_save* engine;  /**< correlates whole blocks; owned, null for pilots of other than 1024 samples */
     uint32_t zero_run;            /**< consecutive zero samples received last */
+    uint32_t kept;                /**< positions at the front that the receive driver's search has passed */
 } data_container;
 
 /**

@@ -124,7 +124,7 @@ void deliver_found(const soundcomm_context_t& ctx, const frame_report_t& frame, 
 }
 
 frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
-                            const sync_iter& iter, const double* samples)
+                            const sync_iter& iter, const double* samples, bool early)
 {
     const soundcomm_paras_t& paras = *ctx->rx_paras;
     const bool wanted = paras.frame_callback != nullptr || paras.second_look != nullptr || paras.combining != nullptr ||
@@ -142,7 +142,7 @@ frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, re
         if (is_same_frame(paras, *last, frame)) {
             return frame;
         }
-        if (frame.quality.needed) {
+        if (frame.quality.needed || early) {
             bounded_copy(last->msg, frame.msg_len, frame.msg, frame.msg_len);
             *last = {true, frame.sample, frame.quality, last->msg};
         }

@@ -11,6 +11,7 @@
 #include "receive/found_frame.h"
 #include "receive/receive_tracks.h"
 #include "sync/receive_filter.h"
+#include "sync/search_from.h"
 
 using namespace kosc;
 
@@ -19,7 +20,6 @@ namespace {
 constexpr uint32_t FRAMES_BUFFERED = 2;
 constexpr uint32_t SPARE_MESSAGES = 2; // frames that began in earlier blocks
 constexpr uint32_t MOST_AT_ONCE = 4;   // frames that lie over each other in a crowd
-constexpr double PPM = 1e-6;
 
 // The driver's own copy of the caller's slots; buffers and rooms move on as messages are appended.
 struct internal_results {
@@ -68,42 +68,33 @@ void reset_tracks(soundcomm_paras_t* paras, uint32_t track_count)
     reset_crowd(paras);
 }
 
-// Chooses where the search goes on behind a frame: at its end when it decoded at once, else one search step on.
-//
-// Behind a recovered frame the search takes the same step as if it had failed, and so comes by all that it finds
-// without the second look; a frame that it then finds again is known. Only the next frame of a fast sender needs more:
-// its peak may lie in the same window as this frame's, and its start before the next window. So the step must neither
-// lead behind this frame's early end nor among the echoes of its peak, which would hide the next one.
-void choose_next(const soundcomm_paras_t& paras, const frame_report_t& frame, sync_iter* iter)
+// Drops what the search has passed. Where the second look is on, it keeps what a frame needs whose peak lies where the
+// search goes on.
+void drop_outdated(const soundcomm_paras_t& paras, sync_iter* iter)
 {
-    const data_container& c = *iter->container;
-    if (frame.verdict == 1 && !frame.quality.needed) {
-        sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
-    }
-    const double early = PPM * frame.quality.drift_ppm * paras.frame.frame_length;
-    if (frame.verdict != 1 || !frame.quality.needed || early < c.search_margin / 2.0) {
-        return;
-    }
-    const uint32_t behind_peak = iter->frame_start_in_corr + c.sync_length;
-    const uint32_t behind_echoes = behind_peak + paras.cfg.ofdm_cfg.cp_len;
-    const double length = std::max<double>(paras.frame.frame_length - early - c.search_margin, c.sync_length);
-    uint32_t next = iter->search_start + c.search_step;
-    if (next >= behind_peak && next < behind_echoes) {
-        next = behind_echoes;
-    }
-    next = std::min(next, iter->frame_start_in_corr + static_cast<uint32_t>(length));
-    iter->search_start = next - c.search_step; // which sync_iter_next() adds; wraps as positions do
+    data_container& c = *iter->container;
+    const uint32_t before_peak = c.sync_length - std::min(c.sync_length, c.corr_step);
+    c.kept = paras.second_look != nullptr ? std::min(iter->search_start, before_peak) : 0;
+    iter->search_start -= c.kept;
+    data_container_rm_outdated(iter);
 }
 
 // Decodes every frame found on a track into `slot`; with no slot the frames are only skipped. A frame that cannot be
 // decoded is lost alone: the search goes on.
+//
+// With the second look on, the search takes exactly the steps that it takes without, and so comes by all that it finds
+// then: behind a recovered frame it goes on as behind one that failed, where it may find the frame again, which is
+// known. A frame that begins in what is kept, before where the search began, is lost to the receiver alone, as the next
+// one of a fast sender may be. It is tried, and changes no step either.
 void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
 {
     if (ctx->rx_paras->crowd != nullptr) {
+        entry->container->kept = 0; // it keeps by itself
         decode_crowd(ctx, entry, slot);
         return;
     }
-    sync_iter* const iter = data_container_begin(entry->container);
+    const uint32_t begin = entry->container->kept;
+    sync_iter* const iter = search_from(entry->container, begin);
     while (!sync_iter_is_end(iter)) {
         const double* const frame = data_container_get(iter);
         KOSC_LOG_DEBUG("Global offset: %u", sync_iter_get_global_offset(iter));
@@ -111,12 +102,13 @@ void decode_track(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_
             KOSC_LOG_ERROR("This should not be NULL.");
             break;
         }
-        if (slot != nullptr) {
-            choose_next(*ctx->rx_paras, decode_found(ctx, entry, slot, *iter, frame), iter);
+        const bool early = iter->frame_start_in_corr < begin;
+        if (slot != nullptr && decodes_at_once(decode_found(ctx, entry, slot, *iter, frame, early)) && !early) {
+            sync_iter_update_decode_state(iter, KOSC_FRAME_DECODED);
         }
         sync_iter_next(iter);
     }
-    data_container_rm_outdated(iter);
+    drop_outdated(*ctx->rx_paras, iter);
     sync_iter_free(iter);
 }
 

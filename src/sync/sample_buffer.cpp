@@ -201,5 +201,6 @@ void data_container_reset(data_container* container)
     butterworth_bandpass_reset_buffer(container->filter);
     container->removed_length = 0;
     container->zero_run = 0;
+    container->kept = 0;
     fill_history(container);
 }

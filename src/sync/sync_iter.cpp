@@ -5,6 +5,7 @@
 #include "log/log_macros.h"
 #include "sync/correlator.h"
 #include "sync/first_maximum.h"
+#include "sync/search_from.h"
 
 using namespace kosc;
 
@@ -98,13 +99,15 @@ uint32_t decoded_step(const data_container* c)
 
 } // namespace
 
-sync_iter* data_container_begin(data_container* container)
+sync_iter* kosc::search_from(data_container* container, uint32_t search_start)
 {
     sync_iter* const iter = &container->iter;
-    *iter = {container, 0, KOSC_NO_FRAME, KOSC_FRAME_NOT_DECODED};
+    *iter = {container, search_start, KOSC_NO_FRAME, KOSC_FRAME_NOT_DECODED};
     search(iter);
     return iter;
 }
+
+sync_iter* data_container_begin(data_container* container) { return search_from(container, 0); }
 
 bool sync_iter_is_end(const sync_iter* iter) { return iter->frame_start_in_corr == KOSC_NO_FRAME; }
 

@@ -70,7 +70,8 @@ int main(int argc, char** argv)
     const uint32_t crowd = is_set("--crowd") ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
     const uint32_t combining = is_set("--combine") ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_OFF;
     if (argc < 4) {
-        std::fputs("usage: kosc_false_messages [--one] [--crowd] [--combine] BAND HOURS SEED [SPEECH.wav...]\n", stderr);
+        std::fputs("usage: kosc_false_messages [--one] [--crowd] [--combine] BAND HOURS SEED [SPEECH.wav...]\n",
+                   stderr);
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
