@@ -252,8 +252,8 @@ TEST_F(KoscTool, HearsFramesThatLieOverEachOtherInACrowd)
     EXPECT_TRUE(report["sums"].empty()) << report["sums"];
     EXPECT_EQ(under["crowd"], "decodes");
     EXPECT_EQ(under["text"], "faint");
-    EXPECT_EQ(under["lies_over"], nlohmann::json({over["sample"]}));
-    EXPECT_EQ(over["lies_over"], nlohmann::json({under["sample"]}));
+    EXPECT_EQ(under["lies_over"], nlohmann::json::array({over["sample"]}));
+    EXPECT_EQ(over["lies_over"], nlohmann::json::array({under["sample"]}));
     EXPECT_NE(std::string(report["verdict"]).find(" with --crowd: several frames sound at once"), std::string::npos)
         << report["verdict"];
 }
