@@ -50,12 +50,14 @@ private:
     static void note(const frame_report_t* report, void* user)
     {
         listener& self = *static_cast<listener*>(user);
-        self.found_.push_back({report->sample,
-                               report->verdict == 1,
-                               report->quality.needed,
-                               report->quality.attempts,
-                               sync_iter_get_global_offset(&self.buffer()->iter),
-                               {}});
+        const sync_iter& search = self.buffer()->iter; // not begun where a crowd is expected, which has its own
+        self.found_.push_back(
+            {report->sample,
+             report->verdict == 1,
+             report->quality.needed,
+             report->quality.attempts,
+             search.container != nullptr ? sync_iter_get_global_offset(&search) : static_cast<uint32_t>(report->sample),
+             {}});
         std::copy_n(report->msg, report->msg != nullptr ? report->msg_len : 0, self.found_.back().message.begin());
     }
 
