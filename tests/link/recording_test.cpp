@@ -125,4 +125,65 @@ TEST(Recording, LosesNoFrameOfATrainAndDeliversNoneTwiceWithTheSecondLook)
     }
 }
 
+// Adds five frames of a sender of its own clock, echoes and level, somewhere in the first second.
+void add_train(const soundcomm_context_t* modem, random_source* random, signal* sound)
+{
+    const auto between = [&](double low, double high) { return low + (high - low) * random->uniform(); };
+    const bool fast = random->bits() % 2 == 0, apart = random->bits() % 2 == 0;
+    const double ppm = fast ? between(800, 4000) : between(-60, 60);
+    const size_t gap = apart ? random->bits() % 120 : 0;
+    signal train;
+    for (int i = 0; i < 5; ++i) {
+        signal frame = encode(modem, message(std::to_string(random->bits())));
+        kosc_link::scale(&frame, 4000 / std::sqrt(kosc_link::mean_power(frame, 0, FRAME_LEN)));
+        train.insert(train.end(), frame.begin(), frame.end());
+        train.resize(train.size() + gap);
+    }
+    if (random->bits() % 2 == 0) {
+        std::vector<kosc_link::tap> taps = {{0, 1.0}};
+        for (int i = 0; i < 3; ++i) {
+            const size_t delay = 1 + random->bits() % 200;
+            taps.push_back({delay, between(-1.2, 1.2)});
+        }
+        train = kosc_link::apply_taps(train, taps);
+    }
+    train = kosc_link::drift(train, ppm, ppm, 0, train.size());
+    const double gain = std::pow(10, between(-12, 0) / 20);
+    const size_t start = 2000 + random->bits() % 50000;
+    sound->resize(std::max(sound->size(), start + train.size() + size_t{2} * FRAME_LEN));
+    for (size_t i = 0; i < train.size(); ++i) {
+        (*sound)[start + i] += gain * train[i];
+    }
+}
+
+// Three senders at once. In these of 130 cases a frame is heard that begins before where the search goes on; in one, a
+// recovered frame would cost another if it moved the search.
+TEST(Recording, HearsMoreOfSendersWhoOverlapWithTheSecondLookAndLosesNothing)
+{
+    const log_capture quiet{0};
+    size_t heard_in_all = 0;
+    for (const uint64_t seed : {6, 15, 23, 30, 33, 35, 36, 51, 58, 63, 65, 88, 93, 103, 104}) {
+        SCOPED_TRACE(seed);
+        random_source random{seed};
+        signal sound;
+        for (int sender = 0; sender < 3; ++sender) {
+            add_train(host{}.get()->ctx[0], &random, &sound);
+        }
+        kosc_link::add_noise(&sound, std::pow(10, 3 + 3 * random.uniform()), &random);
+        const uint32_t block = std::vector<uint32_t>{160, 480, 1000, 4096}[random.bits() % 4];
+        message_list heard[2];
+        for (const int second_look : {0, 1}) {
+            host h;
+            ASSERT_EQ(ko_soundcommu_config_second_look(h.get(), second_look), 0);
+            heard[second_look] = h.hear({block}, kosc_link::to_pcm(sound)).messages;
+            std::sort(heard[second_look].begin(), heard[second_look].end());
+        }
+        EXPECT_EQ(std::adjacent_find(heard[1].begin(), heard[1].end()), heard[1].end()) << "delivered twice";
+        EXPECT_TRUE(std::includes(heard[1].begin(), heard[1].end(), heard[0].begin(), heard[0].end()));
+        heard_in_all += heard[1].size();
+    }
+    // 105 here, 91 without those that begin there; other compilers and C libraries decide some on the edge otherwise.
+    EXPECT_GT(heard_in_all, 98U);
+}
+
 } // namespace
