@@ -1,5 +1,6 @@
 #include "dsp/pruned_ifft_engine.h"
 #include "math/simd.h"
+#include "platform/unroll.h"
 
 using namespace kosc;
 
@@ -40,6 +41,7 @@ inline four_points load_rows(const double* re, const double* im, uint32_t step)
 
 inline void store_rows(double* re, double* im, uint32_t step, const four_points& p)
 {
+    KOSC_UNROLL
     for (uint32_t i = 0; i < 4; ++i) {
         store_complex(re + i * step, im + i * step, p.x[i]);
     }
@@ -98,6 +100,7 @@ void finish_rows(const pruned_ifft* e, const double* re, const double* im, doubl
         const simd_complex w2 = broadcast(e->turn[POINTS / 4 / DUAL * a]);
         for (uint32_t at = a * lanes; at < (a + 1) * lanes; at += SIMD_LANES) {
             const four_points p = join(load_rows(re + at, im + at, step), w1, w2);
+            KOSC_UNROLL
             for (uint32_t i = 0; i < 4; ++i) {
                 double* const out = samples + 2 * (at + i * step);
                 store_simd(out, interleave_low(p.x[i].re, p.x[i].im));

@@ -5,6 +5,7 @@
 
 #include "log/log_macros.h"
 #include "math/simd.h"
+#include "platform/unroll.h"
 
 using namespace kosc;
 
@@ -37,6 +38,7 @@ loudness measure(const double* samples, uint32_t count)
     simd sums[REGISTERS] = {}; // infinite or not a number as soon as one sample is
     uint32_t done = 0;
     for (; done + REGISTERS * SIMD_LANES <= count; done += REGISTERS * SIMD_LANES) {
+        KOSC_UNROLL
         for (uint32_t k = 0; k < REGISTERS; ++k) {
             const simd level = magnitude(load_simd(samples + done + k * SIMD_LANES));
             peaks[k] = level > peaks[k] ? level : peaks[k];
