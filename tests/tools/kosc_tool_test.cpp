@@ -436,11 +436,14 @@ TEST_F(KoscTool, ShowsWhatItHeardBeforeTheRecordingBreaksOff)
 
 TEST_F(KoscTool, InfoTellsTheBandAndHelpWhatOptionsTell)
 {
-    EXPECT_EQ(nlohmann::json::parse(run("kosc info --json").out)["band_high_hz"], 20953.125);
+    const auto facts = nlohmann::json::parse(run("kosc info --json").out);
+    EXPECT_EQ(facts["band_high_hz"], 20953.125);
+    EXPECT_EQ(facts["wide"][1], "5203.125");
     EXPECT_EQ(run("kosc help decode").out, run("kosc decode --help").out);
     EXPECT_EQ(run("kosc version").out, run("kosc --version").out);
     const std::string info = run("kosc info").out;
     EXPECT_NE(info.find("18000.000 Hz to 20953.125 Hz, 64 subcarriers"), std::string::npos) << info;
+    EXPECT_NE(info.find("  wide              2016 to 20953 Hz  6 bands side by side"), std::string::npos) << info;
 }
 
 } // namespace

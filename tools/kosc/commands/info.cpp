@@ -76,6 +76,9 @@ void print_json(const soundcomm_cfg_t& cfg, const facts& f)
         object["bands"].push_back(
             {{"name", band.name}, {"low_hz", band.low_hz}, {"high_hz", band.high_hz}, {"use", band.use}});
     }
+    for (const sound_band& band : wide_bands()) {
+        object["wide"].push_back(name_of(band));
+    }
     write_output(object.dump() + "\n");
 }
 
@@ -95,6 +98,9 @@ void print_text(const soundcomm_cfg_t& cfg, const facts& f)
     for (const sound_band& band : named_bands()) {
         print("  %-16s %5.0f to %5.0f Hz  %s\n", band.name, band.low_hz, band.high_hz, band.use);
     }
+    const band_list wide = wide_bands();
+    print("  %-16s %5.0f to %5.0f Hz  %zu bands side by side, all at once, for files and long texts\n", "wide",
+          wide.front().low_hz, wide.back().high_hz, wide.size());
 }
 
 } // namespace
