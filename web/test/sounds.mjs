@@ -3,6 +3,7 @@ import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
+import { pathToFileURL } from "node:url";
 import { Resampler } from "../resampler.js";
 
 const built = new URL("../../build/", import.meta.url);
@@ -32,16 +33,30 @@ export function writeWav(name, samples, rate, channels = 1) {
     return file;
 }
 
+/** Runs the native tool, and Python's over the same libraries; what they print. */
+export const runTool = (...words) => execFileSync(tool, words, { encoding: "utf8" });
+export function runPython(...words) {
+    const library = (path) => new URL(`../../${path}`, pathToFileURL(tool)).pathname;
+    const env = {
+        ...process.env, PYTHONPATH: new URL("../../bindings/python", import.meta.url).pathname, PYTHONDONTWRITEBYTECODE: "1",
+        KOSC_LIBRARY: library("src/libkosc.so"), KOSC_TRANSFER_LIBRARY: library("transfer/libkosc_transfer.so"),
+    };
+    // Debian's, which has the packages that test.sh installs.
+    return execFileSync("/usr/bin/python3", ["-m", "kosc", ...words], { encoding: "utf8", env });
+}
+
+export const readWav = (file) => new Int16Array(Uint8Array.from(readFileSync(file).subarray(HEADER)).buffer);
+
 /** The frame that the native encoder makes of a message in hex. */
 export function nativeFrame(hex) {
     const file = temporary("frame.wav");
-    execFileSync(tool, ["encode", "--pad", "0", "--hex", hex, "-o", file]);
-    return new Int16Array(Uint8Array.from(readFileSync(file).subarray(HEADER)).buffer);
+    runTool("encode", "--pad", "0", "--hex", hex, "-o", file);
+    return readWav(file);
 }
 
 /** What the native receiver hears in a sound file, as text. */
 export function nativeMessages(file) {
-    const lines = execFileSync(tool, ["decode", "--json", file], { encoding: "utf8" }).trim().split("\n");
+    const lines = runTool("decode", "--json", file).trim().split("\n");
     return lines.map((line) => JSON.parse(line).text);
 }
 

@@ -1,11 +1,12 @@
 // Files and long text in node: payloads into sound, through loss and strangers, and back; held against the known answers.
 import assert from "node:assert/strict";
-import { readFileSync } from "node:fs";
+import { mkdirSync, readFileSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
 import { test } from "node:test";
 import { xsalsa20poly1305 } from "../../../web/node_modules/@noble/ciphers/salsa.js";
 import { scryptAsync } from "../../../web/node_modules/@noble/hashes/scrypt.js";
 import { sealing } from "../../../build/web/kosc/sealing.js";
-import { kosc, makeNoise } from "../../../web/test/sounds.mjs";
+import { kosc, makeNoise, readWav, runPython, runTool, temporary, writeWav } from "../../../web/test/sounds.mjs";
 
 const { encode, encodeTogether, KoscError, Receiver, safeName, TransferCollector, TransferSender, wideBands } = kosc;
 const { keyFromFile, keyFromPassphrase, Opener, sealer } = sealing({ xsalsa20poly1305, scryptAsync });
@@ -124,6 +125,45 @@ test("with a key nothing else is given out", () => {
         assert.ok(events.length > 0 && events.every((event) => event.state === "refused" && event.reason === reason), reason);
     }
     assert.equal(new TransferCollector({ opener: new Opener(KEY) }).take(new Uint8Array(28)).state, "refused");
+});
+
+test("what the command, Python or this package seals, each of the others opens", async () => {
+    const data = Uint8Array.from({ length: 60 }, (_, i) => 7 * i * i);
+    const [file, phrase] = ["Bild 1.png", "phrase"].map(temporary);
+    writeFileSync(file, data);
+    writeFileSync(phrase, "sechs Wörter\r\n");
+    const key = await keyFromPassphrase("sechs Wörter");
+    const sealedBy = {
+        package: (wav) => {
+            const sender = new TransferSender(data, { name: "Bild 1.png", seal: sealer(key) });
+            writeWav(wav, Array.from(sender.sound(), (block) => Array.from(block)).flat(), 48000);
+        },
+    };
+    const openedBy = {
+        package: (wav) => {
+            const messages = [];
+            const receiver = new Receiver({ onMessage: (message) => messages.push(message) });
+            receiver.push(readWav(temporary(wav)));
+            receiver.finish();
+            const [{ payload }] = collect(messages, new TransferCollector({ opener: new Opener(key) }));
+            return [payload.name, payload.data];
+        },
+    };
+    for (const [name, run] of [["command", runTool], ["Python", runPython]]) {
+        sealedBy[name] = (wav) => run("encode", "--file", file, "--passphrase-file", phrase, "-o", temporary(wav));
+        openedBy[name] = (wav) => {
+            const folder = temporary(`${name} of ${wav}`);
+            mkdirSync(folder);
+            run("decode", temporary(wav), "--passphrase-file", phrase, "--save", folder);
+            return ["Bild 1.png", Uint8Array.from(readFileSync(join(folder, "Bild 1.png")))];
+        };
+    }
+    for (const [sender, seal] of Object.entries(sealedBy)) {
+        seal(`${sender}.wav`);
+        for (const [receiver, open] of Object.entries(openedBy)) {
+            assert.deepEqual(open(`${sender}.wav`), ["Bild 1.png", data], `${sender} to ${receiver}`);
+        }
+    }
 });
 
 test("no name that is sent leads anywhere, and what cannot be sent is refused in a sentence", () => {
