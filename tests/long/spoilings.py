@@ -148,6 +148,17 @@ def spectral_gate(s):
     return out
 
 
+def substituted(s):
+    """Two blocks for which a coder has so few bits that it puts noise of the same power in place of the band."""
+    sound, size = s.sound(), 1280
+    for place in s.r.uniform([0.12, 0.55], [0.4, 0.8]):
+        block = sound[s.start + int(place * FRAME):][:size]
+        bins = np.fft.rfft(block)
+        bins[475:565] *= np.exp(2j * np.pi * s.r.uniform(size=90))
+        block[:] = np.fft.irfft(bins)
+    return sound
+
+
 def suppressed(s):
     """The level falls within the frame, as a suppressor learns it."""
     share = np.clip((np.arange(s.length) - s.start) / FRAME, 0, 1)
@@ -309,6 +320,7 @@ SPOILINGS = [
     ("a half-scale sine", half_scale_sine, ABSENT),
     ("quiet 8-bit sound", eight_bits, ABSENT),
     ("no samples", lambda s: np.zeros(0), ("no samples",)),
+    ("noise in place of two blocks", substituted, CODEC),
 ]
 
 

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Spoils recordings in 46 ways, 100 times each, and counts how often `kosc inspect` names the right cause; ten minutes of
+# Spoils recordings in 47 ways, 100 times each, and counts how often `kosc inspect` names the right cause; ten minutes of
 # two processors' time. Arguments go to spoilings.py.
 set -euo pipefail
 cd "$(dirname "$0")/../.."

@@ -165,11 +165,23 @@ bool overlaps(const evidence& e)
     return e.frame.collides || (e.frame.overlapped && !arrives_late(e) && !lost_samples(e));
 }
 
+// What is a little like another frame's pilots is chance where the frame decodes at once.
+bool is_joined(const evidence& e) { return fails(e) && has_company(e); }
+
 // Every pilot is there twice; of a frame in which samples were lost, each is here or there.
 bool is_doubled(const evidence& e)
 {
     constexpr double MORE_THAN_ONE = 1.2;
     return has_company(e) && e.traits.pilots + e.traits.second_sender > MORE_THAN_ONE;
+}
+
+// A format that has few bits to spend on the band leaves noise in those blocks where much else sounds, and none in
+// others; the level stays.
+bool is_coded(const evidence& e)
+{
+    constexpr size_t SOME = 2, FEW = 4; // symbols
+    constexpr double SAME_DB = 4.0;
+    return fails(e) && e.traits.uneven_symbols >= SOME && e.traits.uneven_symbols <= FEW && e.traits.range_db < SAME_DB;
 }
 
 bool is_toned(const evidence& e)
@@ -208,9 +220,10 @@ constexpr rule RULES[] = {
     {is_doubled, cause::several_senders},
     {echoes, cause::echo},
     {is_displaced, cause::lost_samples},
-    {has_company, cause::several_senders},
+    {is_joined, cause::several_senders},
     {reverberates, cause::echo},
     {is_noisy, cause::noise},
+    {is_coded, cause::lossy_codec},
     {fails, cause::unknown},
 };
 

@@ -197,6 +197,44 @@ void find_second_sender(const frame_view& frame, const std::vector<pilot_place>&
     }
 }
 
+// What the FFT window of a symbol holds; the band's subcarriers lie in it from sc_start_idx on.
+band_signal spectrum_of(const frame_view& frame, uint32_t symbol)
+{
+    const double* const first = frame.samples + frame.reference(symbol);
+    band_signal spectrum(first, first + frame.paras.cfg.ofdm_cfg.symbol_len);
+    transform(&spectrum, true);
+    return spectrum;
+}
+
+// Symbols whose subcarriers' amplitudes are far from those of most symbols. Noise and echoes meet all alike.
+size_t count_uneven(const frame_view& frame)
+{
+    constexpr double FAR = 5.0;    // times the median distance, in power
+    constexpr double LEAST = 0.03; // of the power
+    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
+    const uint32_t symbols = frame.paras.frame.symbols;
+    std::vector<band_signal> spectra;
+    for (uint32_t i = 0; i < symbols; ++i) {
+        spectra.push_back(spectrum_of(frame, i));
+    }
+    std::vector<double> distances(symbols);
+    double power = 0.0;
+    for (uint32_t k = ofdm.sc_start_idx; k < ofdm.sc_start_idx + ofdm.sc_num; ++k) {
+        std::vector<double> amplitudes;
+        for (const band_signal& spectrum : spectra) {
+            amplitudes.push_back(std::abs(spectrum[k]));
+        }
+        const double usual = median(amplitudes);
+        power += usual * usual;
+        for (uint32_t i = 0; i < symbols; ++i) {
+            distances[i] += (amplitudes[i] - usual) * (amplitudes[i] - usual);
+        }
+    }
+    const double far = std::max(FAR * median(distances), LEAST * power);
+    return static_cast<size_t>(
+        std::count_if(distances.begin(), distances.end(), [&](double distance) { return distance > far; }));
+}
+
 // Where the pilots' subcarriers end, if they end as at a low-pass filter.
 // Of the rest, no subcarrier's level is farther from the mean than `uneven_db`.
 std::optional<double> end_of_band(const frame_view& frame, double uneven_db)
@@ -206,8 +244,7 @@ std::optional<double> end_of_band(const frame_view& frame, double uneven_db)
     const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
     std::vector<double> levels(ofdm.sc_num);
     for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
-        band_signal symbol(frame.samples + frame.reference(i), frame.samples + frame.reference(i) + ofdm.symbol_len);
-        transform(&symbol, true);
+        const band_signal symbol = spectrum_of(frame, i);
         for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
             levels[k] += to_db(std::norm(symbol[ofdm.sc_start_idx + k])) / frame.paras.frame.symbols;
         }
@@ -385,6 +422,7 @@ frame_traits traits_of(const soundcomm_paras_t& paras, const double* samples)
     traits.slip = slip_of(pilots);
     find_second_sender(frame, pilots, &traits);
     traits.missing_above = end_of_band(frame, HUGE_VAL);
+    traits.uneven_symbols = count_uneven(frame);
     traits.repeated = std::max(count_repeated(frame), count_concealed(frame));
     traits.gap = longest_gap(frame);
     compare_prefixes(frame, &traits);

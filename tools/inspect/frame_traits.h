@@ -19,6 +19,8 @@ struct frame_traits {
     double swing_db = 0.0;             // up again after a fall, or down again after a rise, whichever is less
     size_t faint_symbols = 0;          // nearer to the faintest than to the loudest
 
+    size_t uneven_symbols = 0; // far from the usual amplitudes of the subcarriers
+
     // Pilots.
     double pilots = 0.0;                 // share of the pilots' energy that is where the frame's start puts it, 0 to 1
     double later_pilots = 0.0;           // the same of the best of those behind the synchronisation pilot

@@ -39,6 +39,7 @@ enum class cause {
     gain_control,
     tone,
     noise,
+    lossy_codec,
     nothing,
     unknown
 };

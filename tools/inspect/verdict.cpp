@@ -75,6 +75,9 @@ constexpr cause_words WORDS[] = {
     {"gain control", "the level rises and falls within the frame; record without automatic gain or compressor"},
     {"tone", "a steady tone lies between %s kHz; find what makes it, or come closer"},
     {"noise", "noise between %s kHz drowns the sound; play louder or come closer"},
+    {"lossy codec",
+     "some symbols are full of noise and others clean, as a lossy format leaves them; record without one, "
+     "or send in a lower band"},
     {"nothing sent", "nothing was sent while this was recorded, or it did not reach the microphone"},
     {"not recognised", "the cause is not recognised; what was measured may tell more"},
 };
@@ -125,6 +128,7 @@ std::string evidence_of(const candidate& c)
     add(t.gap > 100, text("a pause of %zu samples", t.gap));
     add(t.jumps != 0, text("%zu symbols with a jump in time", t.jumps));
     add(t.displaced != 0, text("%zu symbols displaced", t.displaced));
+    add(t.uneven_symbols != 0, text("%zu symbols far from the others' amplitudes", t.uneven_symbols));
     add(t.second_sender > 0.25, text("another frame's pilots (%.2f) %.0f ms later", t.second_sender + 0.0,
                                      1000.0 * t.second_delay / MODEM_RATE));
     add(t.echo > 0.15, text("itself again (%.2f) %.1f ms later", t.echo, 1000.0 * t.echo_delay / MODEM_RATE));

@@ -157,6 +157,7 @@ nlohmann::ordered_json measured_json(const candidate& c)
     object["pause_samples"] = t.gap;
     object["jumps"] = t.jumps;
     object["displaced_symbols"] = t.displaced;
+    object["uneven_symbols"] = t.uneven_symbols;
     object["second_frame"] = rounded(t.second_sender, 100);
     object["second_frame_ms"] = rounded(1000.0 * t.second_delay / MODEM_RATE, 10);
     object["missing_above_hz"] = t.missing_above ? nlohmann::ordered_json(rounded(*t.missing_above, 1)) : nullptr;
