@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import importlib
+import io
 import os
 import wave
 from pathlib import Path
@@ -144,7 +145,8 @@ def _stream_blocks(stream: Any, name: str, channels: int) -> Iterator[bytes]:
     size = SAMPLE_BYTES * channels
 
     def read() -> bytes:
-        data = stream.read(size * BLOCK)
+        # Most sound is no text, so that reading it as such would fail first.
+        data = "" if isinstance(stream, io.TextIOBase) else stream.read(size * BLOCK)
         if isinstance(data, str):
             raise TypeError(f"{name} is open in text mode; open it with mode 'rb'")
         return bytes(data)

@@ -18,6 +18,7 @@ import kosc
 from kosc import core
 
 I16 = np.zeros((10, 2), np.int16)
+VECTORS = Path(__file__).parents[3] / "tests" / "vectors"
 MODEM, CODE, PUNCTURE = core.Modem(), core.ConvCode(), core.Puncture()
 
 
@@ -61,7 +62,7 @@ REFUSALS = [
     (lambda r: list(kosc.listen("/")), IsADirectoryError, "'/'"),
     (lambda r: list(kosc.listen(io.StringIO("x"))), TypeError, "the stream is open in text mode"),
     (lambda r: list(kosc.listen(io.BytesIO(b"RIFF" + bytes(40)))), ValueError, "the stream is a WAV file: give its path"),
-    (lambda r: list(kosc.listen(open(__file__))), TypeError, r"test_refusals.py is open in text mode"),
+    (lambda r: list(kosc.listen(open(VECTORS / "desk.s16"))), TypeError, r"desk.s16 is open in text mode"),
     (lambda r: list(kosc.listen(5)), TypeError, "not iterable"),
     (lambda r: core.qpsk_mod([0, 2]), ValueError, "must be 0 or 1"),
     (lambda r: core.qpsk_mod([0.0, 1.0]), TypeError, "integers, not float64"),
