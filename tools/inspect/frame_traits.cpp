@@ -316,7 +316,8 @@ size_t count_concealed(const frame_view& frame)
     return concealed;
 }
 
-// Fades between symbols are shorter than any gap.
+// Fades between symbols are shorter than any gap. Only the frame's own sound ends one: where the frame breaks off, what
+// goes on is the background, now and then a little louder.
 size_t longest_gap(const frame_view& frame)
 {
     constexpr size_t BLOCK = 32;
@@ -325,13 +326,14 @@ size_t longest_gap(const frame_view& frame)
     for (size_t start = 0; start + BLOCK <= frame.length; start += BLOCK) {
         powers.push_back(frame.energy(start, BLOCK));
     }
-    const double limit = FAINT * median(powers);
+    constexpr double SOUNDS = 0.1;
+    const double usual = median(powers), limit = FAINT * usual;
     size_t longest = 0, run = 0;
     bool sounded = false;
     for (const double power : powers) {
         if (power < limit) {
             ++run;
-        } else {
+        } else if (power > SOUNDS * usual) {
             longest = sounded ? std::max(longest, run) : longest;
             sounded = true;
             run = 0;
