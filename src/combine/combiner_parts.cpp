@@ -1,0 +1,148 @@
+#include "combine/combiner_parts.h"
+
+#include "platform/owned.h"
+
+using namespace kosc;
+
+namespace {
+
+constexpr uint32_t KEPT_BY_ONE = 32; // frames
+
+using combiner_ptr = owned<combiner_t, free_combiner>;
+
+// The frame layout that the search is made for; the band is free.
+bool is_supported(const soundcomm_cfg_t& cfg, const frame_struct_t& frame)
+{
+    const soundcomm_cfg_t& own = *soundcomm_default_cfg();
+    const conv_code_cfg& conv = cfg.channel_code_cfg.paras.conv;
+    const conv_code_cfg& own_conv = own.channel_code_cfg.paras.conv;
+    const ofdm_cfg& ofdm = cfg.ofdm_cfg;
+    return cfg.msg_byte_len == own.msg_byte_len && cfg.crc_cfg.bits == own.crc_cfg.bits &&
+           cfg.crc_cfg.group == own.crc_cfg.group && cfg.crc_cfg.put_crc == own.crc_cfg.put_crc &&
+           cfg.channel_code_cfg.type == own.channel_code_cfg.type && conv.constraint == own_conv.constraint &&
+           conv.polynomial_num == own_conv.polynomial_num && ofdm.symbol_len == own.ofdm_cfg.symbol_len &&
+           ofdm.cp_len == own.ofdm_cfg.cp_len && ofdm.sc_num == own.ofdm_cfg.sc_num && ofdm.papr == own.ofdm_cfg.papr &&
+           cfg.fade_cfg.len == own.fade_cfg.len && frame.symbols == WEAK_SYMBOLS &&
+           frame.pilot_symbols == WEAK_PILOTS && frame.bits == 8 * BLOCK_BYTES;
+}
+
+// Hands out the arrays of one block, each at a multiple of 32 bytes; with no block it only counts.
+class carver {
+public:
+    explicit carver(void* block) : block_(static_cast<uint8_t*>(block)) {}
+    template <typename T> void take(T** part, uint64_t count)
+    {
+        constexpr uint64_t ALIGNMENT = 32;
+        *part = block_ == nullptr ? nullptr : reinterpret_cast<T*>(block_ + used_);
+        used_ += (count * sizeof(T) + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    }
+    uint64_t used() const { return used_; }
+
+private:
+    uint8_t* block_;
+    uint64_t used_ = 0;
+};
+
+uint64_t carve(combiner_t* c, void* block)
+{
+    const soundcomm_paras_t& paras = *c->groups.maker.paras;
+    const uint64_t rank = c->groups.maker.smoother->rank;
+    weak_frame_maker& maker = c->groups.maker;
+    frame_channel& channel = maker.channel;
+    carver parts{block};
+    for (uint32_t e = 0; e < c->ear_num; ++e) {
+        microphone& ear = c->ear[e];
+        parts.take(&maker.samples[e], paras.frame.frame_length);
+        parts.take(&ear.raw, ear.raw_len);
+        parts.take(&ear.re, ear.raw_len / DECIMATION);
+        parts.take(&ear.im, ear.raw_len / DECIMATION);
+    }
+    channel.samples = maker.samples[0];
+    parts.take(&channel.tilt_gain, WEAK_SC_NUM);
+    parts.take(&channel.received, 2 * WEAK_CELLS);
+    parts.take(&channel.coefficients, 2 * WEAK_SYMBOLS * rank);
+    parts.take(&channel.joint, 2 * rank);
+    parts.take(&channel.phases, WEAK_SYMBOLS);
+    parts.take(&channel.response, 2 * WEAK_SC_NUM);
+    parts.take(&channel.work, 3 * WEAK_SC_NUM);
+    parts.take(&maker.sent, 2 * WEAK_CELLS);
+    parts.take(&c->store.frames, c->store.count);
+    return parts.used();
+}
+
+// The parts that are made by functions of their own.
+bool make_parts(const soundcomm_paras_t& paras, combiner_t* c)
+{
+    weak_frame_maker& maker = c->groups.maker;
+    maker.paras = &paras;
+    maker.smoother = channel_smoother_init(WEAK_SC_NUM, WEAK_SYMBOL_LEN, paras.cfg.ofdm_cfg.cp_len);
+    if (maker.smoother == nullptr || !init_learnt_channel(*maker.smoother, &maker.learnt) ||
+        !init_soft_decoder(paras, &c->groups.decoder)) {
+        return false;
+    }
+    for (uint32_t e = 0; e < c->ear_num; ++e) {
+        maker.search[e] = drift_search_init(&paras, maker.smoother);
+        if (maker.search[e] == nullptr) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+namespace kosc {
+
+combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t ear_num)
+{
+    constexpr uint32_t RAW_LEN = 32768; // a segment, what the receiver's own search is behind by, and the wait
+    if (!is_supported(paras.cfg, paras.frame)) {
+        return nullptr;
+    }
+    combiner_ptr c{alloc_record<combiner_t>()};
+    if (!c) {
+        return nullptr;
+    }
+    c->ear_num = ear_num;
+    c->store.count = ear_num == 1 ? KEPT_BY_ONE : MAX_KEPT;
+    if (!make_parts(paras, c.get())) {
+        return nullptr;
+    }
+    for (uint32_t e = 0; e < ear_num; ++e) {
+        c->ear[e].raw_len = RAW_LEN;
+        c->next[e] = SEARCH_AROUND;
+    }
+    const uint64_t size = carve(c.get(), nullptr);
+    c->block = alloc_zeroed<uint8_t>(size);
+    if (c->block == nullptr) {
+        return nullptr;
+    }
+    carve(c.get(), c->block);
+    group_decoder& d = c->groups;
+    d.maker.channel.paras = &paras;
+    d.maker.channel.smoother = d.maker.smoother;
+    init_tilt_gain(&d.maker.channel);
+    place_pilots(paras, d.maker.sent);
+    init_bit_expectations(&d.expectations);
+    for (uint32_t part = 0; part < CRC_PARTS; ++part) {
+        mark_bits((WINDOWS - CRC_PARTS + part) * WINDOW_BITS, WINDOW_BITS, d.decoder, d.crc_place[part]);
+    }
+    init_band_mixer(paras.cfg.ofdm_cfg.sc_start_idx, &c->mixer);
+    init_frame_search(paras, &c->search);
+    return c.release();
+}
+
+void free_combiner(combiner_t* c)
+{
+    if (c != nullptr) {
+        for (drift_search_t* const search : c->groups.maker.search) {
+            drift_search_free(search);
+        }
+        channel_smoother_free(c->groups.maker.smoother);
+        release_soft_decoder(&c->groups.decoder);
+        std::free(c->block);
+        std::free(c);
+    }
+}
+
+} // namespace kosc
