@@ -1,6 +1,7 @@
 #include "kosc/channel_smoother.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include "math/complex_ops.h"
@@ -174,7 +175,14 @@ channel_smoother_t* channel_smoother_init(uint32_t sc_num, uint32_t symbol_len, 
             store(row, k, {v[k] * std::cos(phase), v[k] * std::sin(phase)});
         }
     }
-    return s->rank != 0 && are_orthonormal(*s) ? s.release() : nullptr;
+    if (s->rank == 0 || !are_orthonormal(*s)) {
+        return nullptr;
+    }
+    // The rows beyond the rank are given back; a system that cannot leaves the block as it is.
+    if (void* const fitting = std::realloc(s->basis, size_t{2} * sc_num * s->rank * sizeof(double))) {
+        s->basis = static_cast<double*>(fitting);
+    }
+    return s.release();
 }
 
 void channel_smoother_free(channel_smoother_t* smoother)
