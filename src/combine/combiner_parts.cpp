@@ -1,5 +1,7 @@
 #include "combine/combiner_parts.h"
 
+#include <algorithm>
+
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -49,10 +51,16 @@ uint64_t carve(combiner_t* c, void* block)
     const uint64_t rank = c->groups.maker.smoother->rank;
     weak_frame_maker& maker = c->groups.maker;
     frame_channel& channel = maker.channel;
+    // A search is over when its candidate's samples are fetched: they lie in the same place.
+    constexpr uint64_t PER_EAR = sizeof(search_scratch::ear[0]);
+    const uint64_t search_size = sizeof(search_scratch) - (MAX_EARS - c->ear_num) * PER_EAR;
+    const uint64_t samples = c->ear_num * paras.frame.frame_length;
     carver parts{block};
+    parts.take(&maker.samples[0], std::max<uint64_t>(samples, (search_size + sizeof(double) - 1) / sizeof(double)));
+    c->search.scratch = reinterpret_cast<search_scratch*>(maker.samples[0]);
     for (uint32_t e = 0; e < c->ear_num; ++e) {
         microphone& ear = c->ear[e];
-        parts.take(&maker.samples[e], paras.frame.frame_length);
+        maker.samples[e] = block == nullptr ? nullptr : maker.samples[0] + e * size_t{paras.frame.frame_length};
         parts.take(&ear.raw, ear.raw_len);
         parts.take(&ear.re, ear.raw_len / DECIMATION);
         parts.take(&ear.im, ear.raw_len / DECIMATION);

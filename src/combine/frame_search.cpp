@@ -43,10 +43,11 @@ void make_pilot(const float_fft& fft, const double* sent, double early, float_po
 // Spectra of the segment's blocks, and one over the energy of each position's window.
 void prepare(const microphone& ear, uint64_t first, uint32_t e, frame_search* search)
 {
+    auto& own = search->scratch->ear[e];
     const uint32_t mask = ear.raw_len / DECIMATION - 1;
     float_points spare;
     for (uint32_t b = 0; b < SEARCH_BLOCKS; ++b) {
-        float_points* const block = &search->spectrum[e][b];
+        float_points* const block = &own.spectrum[b];
         for (uint32_t i = 0; i < FLOAT_FFT_LEN; ++i) {
             const uint32_t at = (first + uint64_t{b} * SEARCH_BLOCK + i) & mask;
             block->re[i] = ear.re[at];
@@ -66,7 +67,7 @@ void prepare(const microphone& ear, uint64_t first, uint32_t e, frame_search* se
     }
     for (uint32_t i = 0; i < SEARCH_SPAN; ++i) {
         constexpr double SCALE = double{FLOAT_FFT_LEN} * FLOAT_FFT_LEN; // of a transform there and back, squared
-        search->inverse_energy[e][i] = static_cast<float>(1 / (SCALE * std::max(energy, LEAST)));
+        own.inverse_energy[i] = static_cast<float>(1 / (SCALE * std::max(energy, LEAST)));
         energy = std::max(energy + power_at(first + i + SEARCH_PILOT_LEN) - power_at(first + i), 0.0);
     }
 }
@@ -76,18 +77,19 @@ void prepare(const microphone& ear, uint64_t first, uint32_t e, frame_search* se
 // rate each of them has sinc(1/4) of the peak's amplitude, so that the sum's power is (2*sinc(1/4))^2 of it.
 void correlate(const frame_search& search, uint32_t e, uint32_t blocks, const float_points& pilot, int bins, float* out)
 {
+    const auto& own = search.scratch->ear[e];
     constexpr float BETWEEN = 1 / 3.2423F;
     float_points c;
     float_points spare;
     for (uint32_t b = 0; b < blocks; ++b) {
-        const float_points& s = search.spectrum[e][b];
+        const float_points& s = own.spectrum[b];
         for (uint32_t k = 0; k < FLOAT_FFT_LEN; ++k) {
             const uint32_t p = (k - static_cast<uint32_t>(bins)) & (FLOAT_FFT_LEN - 1);
             c.re[k] = s.re[k] * pilot.re[p] + s.im[k] * pilot.im[p];
             c.im[k] = s.im[k] * pilot.re[p] - s.re[k] * pilot.im[p];
         }
         transform_back(search.fft, &c, &spare);
-        const float* const inverse = search.inverse_energy[e] + size_t{b} * SEARCH_BLOCK;
+        const float* const inverse = own.inverse_energy + size_t{b} * SEARCH_BLOCK;
         float* const row = out + size_t{2} * b * SEARCH_BLOCK;
         for (uint32_t i = 0; i < SEARCH_BLOCK; ++i) {
             const float re = c.re[i] + c.re[i + 1];
@@ -106,37 +108,38 @@ uint32_t halves_between(const frame_search& search, uint32_t pilot, double rate)
 
 void sum_pilots(uint32_t e, int bins, double rate, frame_search* search)
 {
+    search_scratch& scratch = *search->scratch;
     constexpr uint32_t FIRST_BLOCKS = (SEARCH_POSITIONS / 2 + SEARCH_BLOCK - 1) / SEARCH_BLOCK;
-    correlate(*search, e, FIRST_BLOCKS, search->pilot[0], bins, search->first_pilot);
-    correlate(*search, e, SEARCH_BLOCKS, search->pilot[1], bins, search->later_pilots);
-    const float* const second = search->later_pilots + halves_between(*search, 1, rate);
-    const float* const third = search->later_pilots + halves_between(*search, 2, rate);
+    correlate(*search, e, FIRST_BLOCKS, search->pilot[0], bins, scratch.first_pilot);
+    correlate(*search, e, SEARCH_BLOCKS, search->pilot[1], bins, scratch.later_pilots);
+    const float* const second = scratch.later_pilots + halves_between(*search, 1, rate);
+    const float* const third = scratch.later_pilots + halves_between(*search, 2, rate);
     for (uint32_t i = 0; i < SEARCH_POSITIONS; ++i) {
-        search->sum[e][i] = search->first_pilot[i] + second[i] + third[i];
+        scratch.ear[e].sum[i] = scratch.first_pilot[i] + second[i] + third[i];
     }
 }
 
-void find_nearby(frame_search* search)
+void find_nearby(search_scratch* scratch)
 {
-    const float* const sum = search->sum[1];
+    const float* const sum = scratch->ear[1].sum;
     for (uint32_t i = NEARBY; i + NEARBY < SEARCH_POSITIONS; ++i) {
         float highest = 0.0F;
         for (uint32_t j = i - NEARBY; j <= i + NEARBY; ++j) {
             highest = std::max(highest, sum[j]);
         }
-        search->nearby[i] = highest;
+        scratch->nearby[i] = highest;
     }
 }
 
-void keep_best(uint32_t ear_num, int8_t hypothesis, frame_search* search)
+void keep_best(uint32_t ear_num, int8_t hypothesis, search_scratch* scratch)
 {
     constexpr uint32_t BEGIN = 2 * SEARCH_AROUND;
     for (uint32_t i = 0; i < 2 * SEGMENT_LEN; ++i) {
-        const float other = ear_num == 2 ? search->nearby[BEGIN + i] : 0.0F;
-        const float score = search->sum[0][BEGIN + i] + other;
-        if (score > search->best[i]) {
-            search->best[i] = score;
-            search->best_rate[i] = hypothesis;
+        const float other = ear_num == 2 ? scratch->nearby[BEGIN + i] : 0.0F;
+        const float score = scratch->ear[0].sum[BEGIN + i] + other;
+        if (score > scratch->best[i]) {
+            scratch->best[i] = score;
+            scratch->best_rate[i] = hypothesis;
         }
     }
 }
@@ -163,11 +166,12 @@ void init_frame_search(const soundcomm_paras_t& paras, frame_search* search)
 
 candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64_t first, frame_search* search)
 {
+    search_scratch& scratch = *search->scratch;
     const uint64_t position = first - SEARCH_AROUND + search->window[0];
     for (uint32_t e = 0; e < ear_num; ++e) {
         prepare(*ears[e], position, e, search);
     }
-    std::fill_n(search->best, 2 * SEGMENT_LEN, -1.0F);
+    std::fill_n(scratch.best, 2 * SEGMENT_LEN, -1.0F);
     for (int h = -SEARCH_RATE_REACH; h <= SEARCH_RATE_REACH; ++h) {
         const double rate = h * SEARCH_RATE_STEP;
         const int bins = static_cast<int>(std::lround(rate * search->bins_per_rate));
@@ -175,13 +179,13 @@ candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64
             sum_pilots(e, bins, rate, search);
         }
         if (ear_num == 2) {
-            find_nearby(search);
+            find_nearby(&scratch);
         }
-        keep_best(ear_num, static_cast<int8_t>(h), search);
+        keep_best(ear_num, static_cast<int8_t>(h), &scratch);
     }
-    const float* const top = std::max_element(search->best, search->best + 2 * SEGMENT_LEN);
-    const auto at = static_cast<uint32_t>(top - search->best);
-    candidate found{*top, {}, search->best_rate[at] * SEARCH_RATE_STEP};
+    const float* const top = std::max_element(scratch.best, scratch.best + 2 * SEGMENT_LEN);
+    const auto at = static_cast<uint32_t>(top - scratch.best);
+    candidate found{*top, {}, scratch.best_rate[at] * SEARCH_RATE_STEP};
     const auto sample_of = [&](uint32_t half) {
         return static_cast<double>(first - SEARCH_AROUND) * DECIMATION + half * (DECIMATION / 2.0);
     };
@@ -189,7 +193,7 @@ candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64
     found.start[0] = sample_of(half);
     if (ear_num == 2) { // where the second ear heard it under that hypothesis
         sum_pilots(1, static_cast<int>(std::lround(found.rate * search->bins_per_rate)), found.rate, search);
-        const float* const sum = search->sum[1];
+        const float* const sum = scratch.ear[1].sum;
         const float* const highest = std::max_element(sum + half - NEARBY, sum + half + NEARBY + 1);
         found.start[1] = sample_of(static_cast<uint32_t>(highest - sum));
     }

@@ -24,20 +24,27 @@ struct candidate {
     double rate;            // hypothesis of its drift
 };
 
+// What a search writes; nothing of it is read again by the next one. `ear` has as many members as there are ears.
+struct search_scratch {
+    float first_pilot[SEARCH_POSITIONS + 2 * SEARCH_BLOCK]; // normalised energies under one hypothesis
+    float later_pilots[2 * SEARCH_SPAN];
+    float nearby[SEARCH_POSITIONS]; // highest of the second ear within what sound may be apart
+    float best[2 * SEGMENT_LEN];    // over the hypotheses
+    int8_t best_rate[2 * SEGMENT_LEN];
+    struct {
+        float_points spectrum[SEARCH_BLOCKS];
+        float inverse_energy[SEARCH_SPAN];
+        float sum[SEARCH_POSITIONS];
+    } ear[MAX_EARS];
+};
+
 // A search, with its memory.
 struct frame_search {
     float_fft fft;
     float_points pilot[2];        // spectra of the two pilot sequences at baseband, of unit energy
     uint32_t window[WEAK_PILOTS]; // starts of the pilots' windows in a frame, in baseband samples
     double bins_per_rate;         // bins of the transform that a drift of 1 shifts the band by
-    float_points spectrum[MAX_EARS][SEARCH_BLOCKS];
-    float inverse_energy[MAX_EARS][SEARCH_SPAN + 1];
-    float first_pilot[SEARCH_POSITIONS + 2 * SEARCH_BLOCK]; // normalised energies under one hypothesis
-    float later_pilots[2 * SEARCH_SPAN];
-    float sum[MAX_EARS][SEARCH_POSITIONS];
-    float nearby[SEARCH_POSITIONS]; // highest of the second ear within what sound may be apart
-    float best[2 * SEGMENT_LEN];    // over the hypotheses
-    int8_t best_rate[2 * SEGMENT_LEN];
+    search_scratch* scratch;      // not owned
 };
 
 void init_frame_search(const soundcomm_paras_t& paras, frame_search* search);

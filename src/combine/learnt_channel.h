@@ -7,7 +7,7 @@
 
 namespace kosc {
 
-constexpr uint32_t MAX_RANK = 28;        // sequences of the smoother; the built-in layout has 20
+constexpr uint32_t MAX_RANK = 20;        // sequences of the smoother for the one frame layout
 constexpr uint32_t ECHO_DELAYS = 36;     // that an echo may have
 constexpr uint32_t ECHO_DELAY_STEP = 8;  // samples
 constexpr uint32_t FIRST_ECHO_DELAY = 2; // steps before the found start
