@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <future>
+#include <vector>
 
 #include "channels.h"
 #include "combine/combiner.h"
@@ -88,63 +90,94 @@ void receive(const message& sent, double snr, random_source* random, combiner_t*
 struct tally {
     const message* sent;
     uint32_t count;
-    uint64_t right;
-    uint64_t wrong;
-    uint64_t joined; // right ones of more than one frame
+    uint64_t joined;  // right ones of more than one frame
+    uint64_t mixed;   // wrong ones: halves of two messages
+    uint64_t neither; // wrong ones: a half that nobody sent, whose CRC of 16 bits matched
+    uint64_t refused;
 };
+
+bool was_sent(const tally& t, const uint8_t* bytes, uint32_t first, uint32_t count)
+{
+    return std::any_of(t.sent, t.sent + t.count,
+                       [&](const message& m) { return std::memcmp(m.bytes + first, bytes + first, count) == 0; });
+}
 
 void judge(const recovered_message& message, void* user)
 {
+    constexpr uint32_t HALF = WEAK_MSG_LEN / 2;
     tally* const t = static_cast<tally*>(user);
-    for (uint32_t i = 0; i < t->count; ++i) {
-        if (std::memcmp(t->sent[i].bytes, message.msg, WEAK_MSG_LEN) == 0) {
-            ++t->right;
-            t->joined += message.report.frames > 1 ? 1 : 0;
-            return;
+    if (was_sent(*t, message.msg, 0, WEAK_MSG_LEN)) {
+        t->joined += message.report.frames > 1 ? 1 : 0;
+    } else if (was_sent(*t, message.msg, 0, HALF) && was_sent(*t, message.msg, HALF, HALF)) {
+        ++t->mixed;
+    } else {
+        ++t->neither;
+    }
+}
+
+// Until so many groups were delivered whose messages differ in one way.
+tally run(change kind, uint64_t groups, uint64_t seed)
+{
+    tally t{};
+    random_source random{seed};
+    const kosc::context_ptr ctx{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())};
+    combiner_t* const c = ctx ? make_combiner(*ctx->rx_paras, 1) : nullptr;
+    while (c != nullptr && t.joined + t.mixed + t.neither < groups) {
+        constexpr uint32_t FRAMES = 12;
+        message sent[4];
+        t.count = 2 + random.bits() % 3;
+        t.sent = sent;
+        make_messages(kind, t.count, &random, sent);
+        const double snr = std::pow(10.0, (-2 - 5 * random.uniform()) / 10);
+        const bool in_turn = (random.bits() & 1) != 0; // else each two or three times, then the next
+        restart_combiner(c);
+        for (uint32_t n = 0; n < FRAMES; ++n) {
+            weak_frame frame{};
+            frame.start = 15120.0 * n;
+            const uint32_t which = in_turn ? n % t.count : n * t.count / FRAMES;
+            receive(sent[which], snr * std::pow(10.0, 0.1 * random.gaussian()), &random, c, &frame);
+            take_frame_heard(&frame, 1, judge, &t, c);
         }
     }
-    ++t->wrong;
+    t.refused = c != nullptr ? counts_of(*c).refused : 0;
+    free_combiner(c);
+    return t;
 }
 
 } // namespace
 
-// mixture_bench GROUPS [SEED]: until so many groups were delivered, of each change.
+// mixture_bench GROUPS [SEED [SLICES]]: until so many groups were delivered, of each change. Slices run at once, each
+// with a seed of its own.
 int main(int argc, char** argv)
 {
     log_level = 0;
-    const uint64_t groups = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1000;
-    random_source random{argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1};
-    const kosc::context_ptr ctx{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())};
-    combiner_t* const c = ctx ? make_combiner(*ctx->rx_paras, 1) : nullptr;
-    if (c == nullptr) {
-        return 1;
-    }
-    std::printf("| messages differ by | groups delivered | wrong | refused |\n|---|---|---|---|\n");
+    const auto argument = [&](int i, uint64_t otherwise) {
+        return argc > i ? std::strtoull(argv[i], nullptr, 10) : otherwise;
+    };
+    const uint64_t groups = argument(1, 1000);
+    const uint64_t seed = argument(2, 1);
+    const uint64_t slices = std::max<uint64_t>(argument(3, 1), 1);
+    std::printf(
+        "| messages differ by | groups delivered | mixtures | wrong by chance | refused |\n|---|---|---|---|---|\n");
     for (int kind = 0; kind < CHANGES; ++kind) {
-        tally t{};
-        const uint64_t refused = counts_of(*c).refused;
-        while (t.joined + t.wrong < groups) {
-            constexpr uint32_t FRAMES = 12;
-            message sent[4];
-            t.count = 2 + random.bits() % 3;
-            t.sent = sent;
-            make_messages(static_cast<change>(kind), t.count, &random, sent);
-            const double snr = std::pow(10.0, (-2 - 5 * random.uniform()) / 10);
-            const bool in_turn = (random.bits() & 1) != 0; // else each two or three times, then the next
-            restart_combiner(c);
-            for (uint32_t n = 0; n < FRAMES; ++n) {
-                weak_frame frame{};
-                frame.start = 15120.0 * n;
-                const uint32_t which = in_turn ? n % t.count : n * t.count / FRAMES;
-                receive(sent[which], snr * std::pow(10.0, 0.1 * random.gaussian()), &random, c, &frame);
-                take_frame_heard(&frame, 1, judge, &t, c);
-            }
+        std::vector<std::future<tally>> parts;
+        for (uint64_t n = 0; n < slices; ++n) {
+            parts.push_back(std::async(std::launch::async, run, static_cast<change>(kind),
+                                       (groups + slices - 1) / slices, (seed * slices + n) * CHANGES + kind));
         }
-        std::printf("| %s | %llu | %llu | %llu |\n", NAMES[kind], static_cast<unsigned long long>(t.joined + t.wrong),
-                    static_cast<unsigned long long>(t.wrong),
-                    static_cast<unsigned long long>(counts_of(*c).refused - refused));
+        tally sum{};
+        for (auto& part : parts) {
+            const tally t = part.get();
+            sum.joined += t.joined;
+            sum.mixed += t.mixed;
+            sum.neither += t.neither;
+            sum.refused += t.refused;
+        }
+        std::printf("| %s | %llu | %llu | %llu | %llu |\n", NAMES[kind],
+                    static_cast<unsigned long long>(sum.joined + sum.mixed + sum.neither),
+                    static_cast<unsigned long long>(sum.mixed), static_cast<unsigned long long>(sum.neither),
+                    static_cast<unsigned long long>(sum.refused));
         std::fflush(stdout);
     }
-    free_combiner(c);
     return 0;
 }

@@ -15,15 +15,7 @@ constexpr uint32_t LANES = 8;
 void init_bit_expectations(bit_expectations* table)
 {
     for (int i = 0; i < 256; ++i) {
-        constexpr double LARGEST_EXPECTED = 0.999;
-        const double expected = std::tanh(LLR_UNIT * static_cast<double>(i - 128) / 2);
-        const double kept = LARGEST_EXPECTED * expected;
-        const double right = (1 + expected) / 2;
-        const double mean = right * std::log(1 + kept) + (1 - right) * std::log(1 - kept);
-        const double square = right * std::pow(std::log(1 + kept), 2) + (1 - right) * std::pow(std::log(1 - kept), 2);
-        table->of[i] = static_cast<float>(expected);
-        table->information[i] = static_cast<float>(mean);
-        table->spread[i] = static_cast<float>(square - mean * mean);
+        table->of[i] = static_cast<float>(std::tanh(LLR_UNIT * static_cast<double>(i - 128) / 2));
     }
 }
 

@@ -10,10 +10,6 @@ namespace kosc {
 // The expected value of a bit sent as -1 or +1, tanh(llr/2), for each ratio that a frame can keep.
 struct bit_expectations {
     float of[256]; // indexed by the ratio, in LLR_UNIT, and 128
-    // Of ln(1 + tanh(llr/2)) for a bit that was sent, 1 - tanh(llr/2) for one that was not: mean and variance, when the
-    // ratio is what tells which it was.
-    float information[256];
-    float spread[256];
 };
 
 void init_bit_expectations(bit_expectations* table);

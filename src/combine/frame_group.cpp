@@ -115,7 +115,7 @@ bool decode_group(const frame_group& group, int passes, bool turned, group_decod
     if (!block.crcs_match || group.count == 1) {
         return block.crcs_match;
     }
-    const bool refused = is_mixture(group, *decoder);
+    const bool refused = is_mixture(group, decoder);
     decoder->refused += refused ? 1 : 0;
     return !refused;
 }

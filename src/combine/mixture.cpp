@@ -1,89 +1,218 @@
 #include "combine/mixture.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "math/constants.h"
+#include "coding/conv_steps.h"
+#include "kosc/crc.h"
 
 namespace kosc {
 namespace {
 
-// Mean and variance of what is said for a block by bits that carry it.
-struct said {
-    double mean;
-    double variance;
+constexpr uint32_t HALF_BYTES = WEAK_MSG_LEN / CRC_PARTS;
+constexpr uint32_t FIRST_CRC = WINDOWS - CRC_PARTS; // window of the first half's
+constexpr uint32_t BYTE_BITS = 8;
+
+// What tells a frame's agreement with the block from chance.
+struct support {
+    int sign[WEAK_BITS];        // of the block's code bits; 0 where none is sent
+    double strength[MAX_GROUP]; // a frame's mean agreement of a bit
+    double scale[MAX_GROUP];    // from a frame's sum of agreeing ratios to the logarithm of a likelihood
 };
 
-said expect_said(const bit_expectations& table, const int8_t* llr, const bool* among)
+// Places of code bits in the order sent.
+struct place_list {
+    uint32_t count;
+    uint32_t place[WEAK_BITS];
+};
+
+int agreeing(const weak_frame& frame, const support& s, const place_list& list)
 {
-    said sum{};
-    for (uint32_t j = 0; j < WEAK_BITS; ++j) {
-        if (among == nullptr || among[j]) {
-            sum.mean += table.information[llr[j] + 128];
-            sum.variance += table.spread[llr[j] + 128];
-        }
+    int sum = 0;
+    for (uint32_t n = 0; n < list.count; ++n) {
+        sum += s.sign[list.place[n]] * frame.llr[list.place[n]];
     }
     return sum;
 }
 
-// Of the lesser of two independent Gaussian variables. Source: Clark 1961, "The greatest of a finite set of random
-// variables".
-said lesser(const said& a, const said& b)
+// Ratios that were measured with a channel too little known promise too much. Of Gaussian ones with mean m and variance
+// v, 2m/v of each is the logarithm.
+support measure_support(const frame_group& group, const float* sign)
 {
-    const double deviation = std::sqrt(std::max(a.variance + b.variance, 1e-12));
-    const double x = (b.mean - a.mean) / deviation;
-    const double density = std::exp(-x * x / 2) / std::sqrt(2 * PI);
-    const double a_is_less = std::erfc(-x / std::sqrt(2.0)) / 2;
-    const double b_is_less = 1 - a_is_less;
-    const double mean = a.mean * a_is_less + b.mean * b_is_less - deviation * density;
-    const double square = (a.mean * a.mean + a.variance) * a_is_less + (b.mean * b.mean + b.variance) * b_is_less -
-                          (a.mean + b.mean) * deviation * density;
-    return {mean, std::max(square - mean * mean, 0.0)};
+    support s{};
+    std::copy_n(sign, WEAK_BITS, s.sign);
+    for (uint32_t i = 0; i < group.count; ++i) {
+        double sum = 0.0;
+        double energy = 1.0;
+        for (uint32_t j = 0; j < WEAK_BITS; ++j) {
+            const int llr = group.frame[i]->llr[j];
+            sum += s.sign[j] * llr;
+            energy += llr * llr;
+        }
+        s.strength[i] = std::max(sum, 1.0) / WEAK_BITS;
+        s.scale[i] = 2 * std::max(sum, 0.0) / std::max(energy - sum * sum / WEAK_BITS, 1.0);
+    }
+    return s;
 }
 
-// Whether so much would be said by frames that carry the block, but for chance.
-bool is_enough(double sum, double kept, const said& expected)
+// ln of the likelihood that each frame carries the block or, if that is likelier, the other bits at the places, over
+// that all carry the block.
+double gain_of(const frame_group& group, const support& s, const place_list& list)
 {
-    constexpr double DEVIATIONS = 2.0;
-    return sum > std::max(0.0, kept * expected.mean - DEVIATIONS * std::sqrt(expected.variance));
+    double gain = 0.0;
+    for (uint32_t i = 0; i < group.count; ++i) {
+        gain += std::max(-s.scale[i] * agreeing(*group.frame[i], s, list), 0.0);
+    }
+    return gain;
 }
 
-void add(double weight, const said& own, said* sum)
+// The code bits around a byte of the block and around its half's CRC: where each is sent, and which of them change with
+// the byte. The code is linear and so is the CRC: what each bit of the byte changes adds up without carry.
+struct byte_changes {
+    static constexpr uint32_t OF_BYTE = 42; // code bits that 8 bits and the encoder's memory take part in
+    static constexpr uint32_t COUNT = 108;  // and 16 more with the memory
+    static constexpr uint32_t WORD = 64;
+    uint32_t place[COUNT];
+    uint64_t changed[UINT8_MAX + 1][2]; // for each change of the byte
+};
+
+void encode_change(const soft_decoder& decoder, uint32_t first, const uint8_t* change, uint32_t bytes, uint32_t offset,
+                   uint32_t* place, uint64_t* changed)
 {
-    sum->mean += weight * own.mean;
-    sum->variance += weight * weight * own.variance;
+    const conv_code_t& code = *decoder.paras->conv_code;
+    const uint32_t* const position = decoder.position + size_t{first} * code.polynomial_num;
+    uint8_t bits[2 * BYTE_BITS];
+    byte2bin(bits, change, bytes);
+    conv_encode(code, bits, bytes * BYTE_BITS, [&](size_t j, uint8_t bit) {
+        const size_t n = offset + j;
+        place[n] = position[j];
+        const bool is_sent = position[j] != NO_POSITION;
+        changed[n / byte_changes::WORD] |= uint64_t{is_sent ? bit : uint8_t{0}} << n % byte_changes::WORD;
+    });
+}
+
+void find_changes(const soft_decoder& decoder, uint32_t part, uint32_t byte, byte_changes* all)
+{
+    all->changed[0][0] = 0;
+    all->changed[0][1] = 0;
+    for (uint32_t value = 1; value <= UINT8_MAX; ++value) {
+        const uint32_t others = value & (value - 1);
+        uint64_t* const own = all->changed[value];
+        if (others != 0) {
+            for (uint32_t w = 0; w < 2; ++w) {
+                own[w] = all->changed[others][w] ^ all->changed[value ^ others][w];
+            }
+            continue;
+        }
+        const uint8_t change[HALF_BYTES] = {static_cast<uint8_t>(value)}; // nothing behind it, to the half's end
+        const uint16_t crc = crc_update(0, change, HALF_BYTES - byte);
+        const uint8_t crc_change[] = {static_cast<uint8_t>(crc >> BYTE_BITS), static_cast<uint8_t>(crc)};
+        own[0] = 0;
+        own[1] = 0;
+        encode_change(decoder, (part * HALF_BYTES + byte) * BYTE_BITS, change, 1, 0, all->place, own);
+        encode_change(decoder, (FIRST_CRC + part) * WINDOW_BITS, crc_change, sizeof crc_change, byte_changes::OF_BYTE,
+                      all->place, own);
+    }
+}
+
+// The most that a half which differs in one byte gains.
+double gain_of_a_byte(const frame_group& group, const support& s, uint32_t part, const soft_decoder& decoder)
+{
+    double most = 0.0;
+    for (uint32_t byte = 0; byte < HALF_BYTES; ++byte) {
+        byte_changes all;
+        find_changes(decoder, part, byte, &all);
+        for (const auto& changed : all.changed) {
+            place_list list;
+            list.count = 0;
+            for (uint32_t w = 0; w < 2; ++w) {
+                for (uint64_t rest = changed[w]; rest != 0; rest &= rest - 1) {
+                    list.place[list.count++] =
+                        all.place[w * byte_changes::WORD + static_cast<uint32_t>(__builtin_ctzll(rest))];
+                }
+            }
+            most = std::max(most, gain_of(group, s, list));
+        }
+    }
+    return most;
+}
+
+// The frames that agree less than others with a half's CRC, each for its strength.
+void find_least_agreeing(const frame_group& group, const support& s, const bool* among, bool* chosen)
+{
+    place_list list;
+    list.count = 0;
+    for (uint32_t j = 0; j < WEAK_BITS; ++j) {
+        if (among[j]) {
+            list.place[list.count++] = j;
+        }
+    }
+    double share[MAX_GROUP];
+    double mean = 0.0;
+    for (uint32_t i = 0; i < group.count; ++i) {
+        share[i] = agreeing(*group.frame[i], s, list) / s.strength[i];
+        mean += share[i] / group.count;
+    }
+    for (uint32_t i = 0; i < group.count; ++i) {
+        chosen[i] = share[i] < mean;
+    }
+}
+
+// The most that any other half gains which the code finds: the likeliest for the frames that agree least, then for
+// those that agree with that one. Each code bit that differs costs something, or noise would always find one.
+double gain_at_will(const frame_group& group, const support& s, uint32_t part, group_decoder* d)
+{
+    constexpr int ROUNDS = 3;
+    constexpr double COST = 0.3;
+    constexpr double CERTAIN = 1000;
+    bool open[WEAK_BITS] = {};
+    mark_bits(part * HALF_BYTES * BYTE_BITS, HALF_BYTES * BYTE_BITS, d->decoder, open);
+    mark_bits((FIRST_CRC + part) * WINDOW_BITS, WINDOW_BITS, d->decoder, open);
+    bool chosen[MAX_GROUP];
+    find_least_agreeing(group, s, d->crc_place[part], chosen);
+    double most = 0.0;
+    for (int round = 0; round < ROUNDS; ++round) {
+        for (uint32_t j = 0; j < WEAK_BITS; ++j) {
+            double sum = s.sign[j] * (open[j] ? COST : CERTAIN);
+            for (uint32_t i = 0; i < group.count && open[j]; ++i) {
+                sum += chosen[i] ? s.scale[i] * group.frame[i]->llr[j] : 0.0;
+            }
+            d->llr[j] = sum;
+        }
+        const decoded_block other = decode_soft({d->llr, WEAK_BITS, {}, {}}, &d->decoder);
+        sign_block(other.bits, d->decoder, d->expected);
+        place_list list;
+        list.count = 0;
+        for (uint32_t j = 0; j < WEAK_BITS; ++j) {
+            if (static_cast<int>(d->expected[j]) != s.sign[j]) {
+                list.place[list.count++] = j;
+            }
+        }
+        if (list.count == 0) {
+            break;
+        }
+        most = std::max(most, gain_of(group, s, list) - COST * list.count);
+        for (uint32_t i = 0; i < group.count; ++i) {
+            chosen[i] = agreeing(*group.frame[i], s, list) < 0;
+        }
+    }
+    return most;
 }
 
 } // namespace
 
-bool is_mixture(const frame_group& group, const group_decoder& d)
+bool is_mixture(const frame_group& group, group_decoder* decoder)
 {
-    double for_both = 0.0;
-    double for_one[CRC_PARTS] = {};
-    double for_all = 0.0;
-    said expected_both{};
-    said expected_one[CRC_PARTS] = {};
-    said expected_all{};
-    for (uint32_t i = 0; i < group.count; ++i) {
-        const int8_t* const llr = group.frame[i]->llr;
-        const double weight = group.weight[i];
-        double own[CRC_PARTS];
-        said expected[CRC_PARTS];
-        for (uint32_t part = 0; part < CRC_PARTS; ++part) {
-            own[part] = agreement(d.expectations, d.sign, llr, d.crc_place[part]);
-            expected[part] = expect_said(d.expectations, llr, d.crc_place[part]);
-            for_one[part] += weight * own[part];
-            add(weight, expected[part], &expected_one[part]);
-        }
-        for_both += weight * std::min(own[0], own[1]);
-        add(weight, lesser(expected[0], expected[1]), &expected_both);
-        for_all += weight * agreement(d.expectations, d.sign, llr, nullptr);
-        add(weight, expect_said(d.expectations, llr, nullptr), &expected_all);
+    // About one right group in a hundred gains as much from noise. With more frames there are more ways to divide them.
+    const double most_of_a_byte = 10.0 + group.count;
+    constexpr double MOST_AT_WILL = 10;
+    const support s = measure_support(group, decoder->sign);
+    double of_a_byte = 0.0;
+    double at_will = 0.0;
+    for (uint32_t part = 0; part < CRC_PARTS; ++part) {
+        of_a_byte += gain_of_a_byte(group, s, part, decoder->decoder);
+        at_will += gain_at_will(group, s, part, decoder);
     }
-    // Ratios that were measured with a channel too little known promise too much, in all of the block alike.
-    const double kept = std::clamp(for_all / std::max(expected_all.mean, 1e-9), 0.0, 1.0);
-    return !is_enough(for_both, kept, expected_both) || !is_enough(for_one[0], kept, expected_one[0]) ||
-           !is_enough(for_one[1], kept, expected_one[1]);
+    return of_a_byte > most_of_a_byte || at_will > MOST_AT_WILL;
 }
 
 } // namespace kosc

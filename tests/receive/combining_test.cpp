@@ -56,6 +56,31 @@ TEST(Combining, HearsRepeatsFarBelowWhatOneFrameNeeds)
     }
 }
 
+// Frames of two counters' values in turn: with these seeds sums pass both CRCs with a half of each.
+TEST(Combining, DeliversNoMixtureOfSimilarMessages)
+{
+    const log_capture quiet{0};
+    repeat_setup setup;
+    setup.channel = kosc_link::find_channel("white");
+    setup.repeats = 6;
+    setup.messages = 2;
+    setup.kind = difference::COUNTER;
+    uint32_t delivered = 0;
+    uint64_t refused = 0;
+    for (const uint64_t seed : {1U, 15U, 24U, 31U}) {
+        const auto outcome = run_repeats(setup, -4.0, seed);
+        for (const int s : {kosc_link::COMBINED_1, kosc_link::COMBINED_2}) {
+            EXPECT_EQ(outcome.wrong[s], 0U);
+            refused += outcome.counts[s - kosc_link::COMBINED_1].refused;
+            for (const uint32_t first : outcome.first[s]) {
+                delivered += first != 0 ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(refused, 0U);
+    EXPECT_GE(delivered, 10U) << "of 16, though some sums are refused";
+}
+
 // Frames of one text, a third of a second apart, with noise; the second channel hears them 11 samples later.
 pcm scene(const char* text, uint32_t frames, double snr_db, uint64_t seed, uint32_t channel = 0)
 {
