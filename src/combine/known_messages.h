@@ -9,8 +9,8 @@
 namespace kosc {
 
 constexpr double KEPT_SECONDS = 12;
-constexpr uint32_t MAX_DELIVERED = 16; // messages that are remembered
-constexpr uint32_t MAX_NOTED = 16;     // frames that the receiver's own search delivered
+constexpr uint32_t MAX_DELIVERED = 128; // messages that are remembered: two ears hear 100 in those seconds
+constexpr uint32_t MAX_NOTED = 16;      // frames that the receiver's own search delivered
 
 struct delivered_message {
     bool any;

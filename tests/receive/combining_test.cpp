@@ -4,6 +4,7 @@
 #include <cmath>
 #include <set>
 
+#include "crowd.h"
 #include "repeats.h"
 #include "support/modem.h"
 
@@ -81,12 +82,12 @@ TEST(Combining, DeliversNoMixtureOfSimilarMessages)
     EXPECT_GE(delivered, 10U) << "of 16, though some sums are refused";
 }
 
-// Frames of one text, a third of a second apart, with noise; the second channel hears them 11 samples later.
-pcm scene(const char* text, uint32_t frames, double snr_db, uint64_t seed, uint32_t channel = 0)
+// Frames of texts, a third of a second apart, with noise; the second channel hears them 11 samples later.
+pcm scene(const text_list& texts, double snr_db, uint64_t seed, uint32_t channel = 0)
 {
     const context_ptr ctx = make_context();
     kosc_link::signal all(20000 + 11 * channel);
-    for (uint32_t n = 0; n < frames; ++n) {
+    for (const std::string& text : texts) {
         const double_list frame = encode(ctx.get(), message(text));
         all.insert(all.end(), frame.begin(), frame.end());
         all.resize(all.size() + 4000);
@@ -97,6 +98,11 @@ pcm scene(const char* text, uint32_t frames, double snr_db, uint64_t seed, uint3
     kosc_link::random_source random{seed + channel};
     kosc_link::add_noise(&all, kosc_link::noise_variance(RMS * RMS, snr_db, {18000, 20953}, 48000), &random);
     return kosc_link::to_pcm(all);
+}
+
+pcm scene(const char* text, uint32_t frames, double snr_db, uint64_t seed, uint32_t channel = 0)
+{
+    return scene(text_list(frames, text), snr_db, seed, channel);
 }
 
 struct told {
@@ -207,6 +213,41 @@ TEST(Combining, LeavesWhatIsHeardAnywayAsItIs)
             EXPECT_GE(own.size(), 4U);
         }
     }
+}
+
+// Overlapping frames, a weak message, more messages than a second has, and the weak one again: whatever one setting
+// delivers is delivered with all of them on, and nothing twice within seconds.
+TEST(Combining, DeliversWithACrowdWhatEachAloneDelivers)
+{
+    const log_capture quiet{0};
+    text_list busy;
+    for (char c = 'a'; c <= 'r'; ++c) {
+        busy.push_back(std::string("busy ") + c);
+    }
+    const pcm pair = kosc_link::make_overlap({kosc_link::surroundings::CLEAN, 2, 3000, 10, 20, 0}, 0).pcm;
+    const pcm sound = join({pair, scene("weak", 5, -4.0, 7), scene(busy, 12.0, 9), scene("weak", 5, -4.0, 11)});
+    const auto deliveries = [&](uint32_t crowd, uint32_t combining) {
+        ko_soundcommu_options_t options{};
+        ko_soundcommu_default_options(&options, sizeof options);
+        options.second_look = KOSC_SECOND_LOOK_ON;
+        options.crowd = crowd;
+        options.combining = combining;
+        const handle_ptr handle{ko_soundcommu_init_with(&options)};
+        std::multiset<byte_list> all;
+        for (const told& t : hear(handle.get(), sound, {})) {
+            all.insert(t.msg);
+        }
+        return all;
+    };
+    const auto plain = deliveries(KOSC_CROWD_OFF, KOSC_COMBINING_OFF);
+    const auto crowd = deliveries(KOSC_CROWD_CANCEL, KOSC_COMBINING_OFF);
+    const auto combined = deliveries(KOSC_CROWD_OFF, KOSC_COMBINING_EACH);
+    auto expected = crowd;
+    expected.insert(message("weak"));
+    EXPECT_EQ(plain.size() + 1, crowd.size()) << "the fainter one of the pair";
+    EXPECT_EQ(plain.size() + 1, combined.size()) << "the weak one, once";
+    EXPECT_EQ(deliveries(KOSC_CROWD_CANCEL, KOSC_COMBINING_EACH), expected);
+    EXPECT_EQ(deliveries(KOSC_CROWD_CANCEL, KOSC_COMBINING_TOGETHER), expected);
 }
 
 TEST(Combining, RefusesWhatItCannotDoAndGoesOnWithout)
