@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "curves.h"
 #include "link.h"
 #include "noises.h"
 
@@ -161,40 +162,24 @@ std::string ratio_of(const link_channel& channel, const std::vector<band_curve>&
     return results.size() == 1 ? text : "SNR in the band, dB";
 }
 
-// An SVG of the curves by gnuplot, which must be installed.
 bool plot(const link_channel& channel, const options& o, const std::vector<band_curve>& results)
 {
     const bool one = results.size() == 1;
-    const std::string base = o.plot_dir + "/" + (one ? "" : "bands-") + channel.name;
-    std::FILE* const gnuplot = popen("gnuplot", "w");
-    if (gnuplot == nullptr) {
-        return false;
-    }
-    std::fprintf(gnuplot,
-                 "set terminal svg size 640,400 background 'white'\nset output '%s.svg'\nset title '%s'\n"
-                 "set xlabel '%s'\nset ylabel 'frame error rate'\nset logscale y\n"
-                 "set yrange [%g:1.2]\nset grid\nset key bottom left\nplot ",
-                 base.c_str(), channel.title.c_str(), ratio_of(channel, results).c_str(), 0.5 / o.frames);
+    std::vector<drawn_curve> curves;
     for (size_t i = 0; i < results.size(); ++i) {
-        const std::string name = one ? "" : name_of(results[i].where);
-        std::fprintf(gnuplot,
-                     "%s'-' using 1:2 with linespoints lw 2%s title '%s', "
-                     "'-' using 1:2 with linespoints lw 2%s title '%s'",
-                     i == 0 ? "" : ", ", one ? "" : (" dt 2 lc " + std::to_string(i + 1)).c_str(), one ? "default" : "",
-                     one ? "" : (" lc " + std::to_string(i + 1)).c_str(), one ? "second look" : name.c_str());
-    }
-    std::fprintf(gnuplot, "\n");
-    for (const band_curve& result : results) {
-        for (const bool second : {false, true}) {
-            for (const auto& p : result.points) {
-                const uint32_t errors = o.frames - (second ? p->decoded : p->at_once);
-                std::fprintf(gnuplot, "%g %s\n", p->snr_db,
-                             errors == 0 ? "NaN" : std::to_string(static_cast<double>(errors) / o.frames).c_str());
-            }
-            std::fprintf(gnuplot, "e\n");
+        const std::string color = one ? "" : "lc " + std::to_string(i + 1);
+        const std::string name = one ? "second look" : name_of(results[i].where);
+        curves.push_back({one ? "default" : "", one ? "" : "dt 2 " + color, {}});
+        curves.push_back({name, color, {}});
+        for (const auto& p : results[i].points) {
+            const double frames = o.frames;
+            curves[2 * i].points.emplace_back(p->snr_db, (frames - p->at_once) / frames);
+            curves[2 * i + 1].points.emplace_back(p->snr_db, (frames - p->decoded) / frames);
         }
     }
-    return pclose(gnuplot) == 0;
+    return draw({o.plot_dir + "/" + (one ? "" : "bands-") + channel.name + ".svg", channel.title,
+                 ratio_of(channel, results), "frame error rate", 0.5 / o.frames},
+                curves);
 }
 
 int usage()
