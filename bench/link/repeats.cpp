@@ -59,106 +59,127 @@ signal echoes_at(const signal& frame, uint32_t microphone)
                                              : std::vector<tap>{{0, 1.0}, {61, 0.7}, {113, 0.5}});
 }
 
-struct scene {
-    std::vector<message> messages;
-    uint32_t lead;
-    uint32_t period;
-    std::vector<int16_t> heard[MICROPHONES];
-};
-
-void add_clicks(signal* x, double level, random_source* random)
+// Clicks of a millisecond of noise, 20 times a second.
+signal make_clicks(size_t length, random_source* random)
 {
     constexpr uint32_t APART = 2400;
-    constexpr uint32_t LENGTH = 48; // a millisecond of noise, 20 times a second
-    const double rms = level * std::sqrt(double{APART} / LENGTH);
-    for (size_t n = 0; n < x->size(); ++n) {
-        if (n % APART < LENGTH) {
-            (*x)[n] += rms * random->gaussian();
-        }
+    constexpr uint32_t LENGTH = 48;
+    const double rms = std::sqrt(double{APART} / LENGTH);
+    signal clicks(length);
+    for (size_t n = 0; n < length; ++n) {
+        clicks[n] = n % APART < LENGTH ? rms * random->gaussian() : 0.0;
     }
+    return clicks;
 }
 
-scene make_scene(const repeat_setup& setup, double snr_db, uint64_t seed)
+signal make_noise(size_t length, random_source* random)
+{
+    signal noise(length);
+    add_noise(&noise, 1, random);
+    return noise;
+}
+
+signal make_beside(const repeat_setup& setup, size_t length, random_source* random)
+{
+    if (setup.beside != disturbance::SPEECH) {
+        return setup.beside == disturbance::CLICKS ? make_clicks(length, random) : signal{};
+    }
+    const size_t from = random->bits() % setup.speech->size();
+    signal speech(length);
+    for (size_t i = 0; i < length; ++i) {
+        speech[i] = (*setup.speech)[(from + i) % setup.speech->size()];
+    }
+    return speech;
+}
+
+} // namespace
+
+repeat_trial::repeat_trial(const repeat_setup& setup, uint64_t seed) : setup_{setup}
 {
     random_source random{seed * 1000003 + 17};
     soundcomm_cfg_t cfg;
     soundcomm_cfg_for_band(setup.first_subcarrier, &cfg);
     const auto encoder = kosc::encoder::make(setup.first_subcarrier);
     const double spacing = SAMPLE_RATE / cfg.ofdm_cfg.symbol_len;
-    const band where = {spacing * setup.first_subcarrier, spacing * (setup.first_subcarrier + cfg.ofdm_cfg.sc_num - 1)};
-    scene s{make_messages(setup, &random), static_cast<uint32_t>(13000 + random.bits() % 9000), FRAME + setup.gap, {}};
+    where_ = {spacing * setup.first_subcarrier, spacing * (setup.first_subcarrier + cfg.ofdm_cfg.sc_num - 1)};
+    messages_ = make_messages(setup, &random);
+    lead_ = static_cast<uint32_t>(13000 + random.bits() % 9000);
+    period_ = FRAME + setup.gap;
     const uint32_t frames = setup.repeats * setup.messages;
-    const double variance = noise_variance(RECORDED_RMS * RECORDED_RMS, snr_db, where, SAMPLE_RATE);
+    const size_t length = lead_ + size_t{frames} * period_ + TAIL;
     const double ppm = 8000 * random.uniform() - 4000; // of this sender
     std::vector<signal> clean;
-    for (const message& m : s.messages) {
+    for (const message& m : messages_) {
         const auto pcm = encoder->encode({reinterpret_cast<const char*>(m.data()), m.size()});
         clean.emplace_back(pcm->begin(), pcm->end());
     }
     const std::string& name = setup.channel->name;
     const uint32_t delay = static_cast<uint32_t>(random.bits() % FARTHEST);
-    const signal common_noise = [&] {
-        signal n(setup.noise_correlation > 0 ? s.lead + frames * s.period + TAIL : 0);
-        for (double& v : n) {
-            v = random.gaussian();
-        }
-        return n;
-    }();
+    common_noise_ = make_noise(setup.noise_correlation > 0 ? length : 0, &random);
     for (uint32_t mic = 0; mic < MICROPHONES; ++mic) {
-        signal x(s.lead + frames * s.period + TAIL);
+        signal& x = microphone_[mic].frames;
+        x.resize(length);
         const double level = RECORDED_RMS * (mic == 0 ? 1 : std::pow(10.0, setup.second_level_db / 20));
         for (uint32_t n = 0; n < frames; ++n) {
             const signal& frame = clean[n % setup.messages];
             signal arrived = name == "drift"    ? drift(frame, ppm, ppm, 0, 0)
                              : name == "echoes" ? echoes_at(frame, mic)
-                                                : setup.channel->apply(frame, where, &random);
+                                                : setup.channel->apply(frame, where_, &random);
             scale(&arrived, level / std::sqrt(mean_power(arrived, 0, FRAME)));
-            const size_t at = s.lead + (mic == 0 ? 0 : delay) + size_t{n} * s.period;
+            const size_t at = lead_ + (mic == 0 ? 0 : delay) + size_t{n} * period_;
             for (size_t i = 0; i < arrived.size() && at + i < x.size(); ++i) {
                 x[at + i] += arrived[i];
             }
         }
-        const double own = std::sqrt(variance * (1 - setup.noise_correlation));
-        const double common = std::sqrt(variance * setup.noise_correlation);
-        for (size_t i = 0; i < x.size(); ++i) {
-            x[i] += own * random.gaussian() + (common > 0 ? common * common_noise[i] : 0.0);
-        }
-        const double beside = RECORDED_RMS / std::pow(10.0, setup.beside_db / 20);
-        if (setup.beside == disturbance::CLICKS) {
-            add_clicks(&x, beside, &random);
-        } else if (setup.beside == disturbance::SPEECH) {
-            const size_t from = random.bits() % setup.speech->size();
-            for (size_t i = 0; i < x.size(); ++i) {
-                x[i] += beside * (*setup.speech)[(from + i) % setup.speech->size()];
-            }
-        }
-        if (setup.clip_rms > 0) {
-            clip(&x, setup.clip_rms * std::sqrt(mean_power(x, 0, x.size())));
-        }
-        s.heard[mic] = to_pcm(x);
+        microphone_[mic].noise = make_noise(length, &random);
+        microphone_[mic].beside = make_beside(setup, length, &random);
     }
-    return s;
+}
+
+std::vector<int16_t> repeat_trial::record(uint32_t microphone, double snr_db) const
+{
+    const auto& parts = microphone_[microphone];
+    const double variance = noise_variance(RECORDED_RMS * RECORDED_RMS, snr_db, where_, SAMPLE_RATE);
+    const double own = std::sqrt(variance * (1 - setup_.noise_correlation));
+    const double common = std::sqrt(variance * setup_.noise_correlation);
+    const double beside = RECORDED_RMS / std::pow(10.0, setup_.beside_db / 20);
+    signal x = parts.frames;
+    const auto add = [&](double level, const signal& more) {
+        for (size_t i = 0; i < more.size(); ++i) {
+            x[i] += level * more[i];
+        }
+    };
+    add(own, parts.noise);
+    add(common, common_noise_);
+    add(beside, parts.beside);
+    if (setup_.clip_rms > 0) {
+        clip(&x, setup_.clip_rms * std::sqrt(mean_power(x, 0, x.size())));
+    }
+    return to_pcm(x);
 }
 
 // Feeds channels in turns, each in its own block size, whichever has heard less.
-void listen(const scene& s, const repeat_setup& setup, uint32_t channels, uint32_t combining, system which,
-            repeat_outcome* outcome)
+void repeat_trial::listen(const std::array<std::vector<int16_t>, MICROPHONES>& heard, system which,
+                          repeat_outcome* outcome) const
 {
+    const bool combines = which == COMBINED_1 || which == COMBINED_2;
     kosc::receiver_settings settings;
-    settings.channels = channels;
-    settings.first_subcarrier = setup.first_subcarrier;
+    settings.channels = which == SECOND_LOOK_1 || which == COMBINED_1 ? 1 : 2;
+    settings.first_subcarrier = setup_.first_subcarrier;
     settings.second_look = KOSC_SECOND_LOOK_ON;
-    settings.combining = combining;
+    settings.combining = combines ? settings.channels : uint32_t{KOSC_COMBINING_OFF};
     auto receiver = kosc::receiver::make(settings);
     auto& first = outcome->first[which];
-    first.assign(setup.messages, 0);
-    const auto on_message = [&](const kosc::heard& heard) {
-        const auto bytes = heard.bytes();
-        for (uint32_t i = 0; i < setup.messages; ++i) {
-            if (std::equal(bytes.begin(), bytes.end(), s.messages[i].begin(),
+    first.assign(setup_.messages, 0);
+    uint32_t missing = setup_.messages;
+    const auto on_message = [&](const kosc::heard& one) {
+        const auto bytes = one.bytes();
+        for (uint32_t i = 0; i < setup_.messages; ++i) {
+            if (std::equal(bytes.begin(), bytes.end(), messages_[i].begin(),
                            [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; })) {
-                const double frames = std::round((static_cast<double>(heard.sample) - s.lead) / s.period);
-                const auto repeat = static_cast<uint32_t>(std::max(frames, 0.0)) / setup.messages + 1;
+                const double frames = std::round((static_cast<double>(one.sample) - lead_) / period_);
+                const auto repeat = static_cast<uint32_t>(std::max(frames, 0.0)) / setup_.messages + 1;
+                missing -= first[i] == 0 ? 1 : 0;
                 first[i] = first[i] == 0 ? repeat : std::min(first[i], repeat);
                 return;
             }
@@ -166,34 +187,37 @@ void listen(const scene& s, const repeat_setup& setup, uint32_t channels, uint32
         ++outcome->wrong[which];
     };
     size_t done[MICROPHONES] = {};
-    const size_t length = s.heard[0].size();
-    for (;;) {
-        const uint32_t c = channels == 2 && done[1] < done[0] ? 1 : 0;
-        const size_t count = std::min<size_t>(setup.block[c], length - done[c]);
+    while (missing != 0) {
+        const uint32_t c = settings.channels == 2 && done[1] < done[0] ? 1 : 0;
+        const size_t count = std::min<size_t>(setup_.block[c], heard[c].size() - done[c]);
         if (count == 0) {
             break;
         }
-        receiver->push_channel(c, s.heard[c].data() + done[c], count, on_message);
+        receiver->push_channel(c, heard[c].data() + done[c], count, on_message);
         done[c] += count;
     }
-    if (combining != KOSC_COMBINING_OFF) {
-        outcome->counts[channels - 1] = soundcomm_get_combining_counts(receiver->context(0));
+    if (combines) {
+        outcome->counts[settings.channels - 1] = soundcomm_get_combining_counts(receiver->context(0));
     }
 }
 
-} // namespace
+repeat_outcome repeat_trial::hear(double snr_db, const std::array<bool, SYSTEMS>& wanted) const
+{
+    repeat_outcome outcome{};
+    const bool needs_second = wanted[SECOND_LOOK_2] || wanted[COMBINED_2];
+    const std::array<std::vector<int16_t>, MICROPHONES> heard = {
+        record(0, snr_db), needs_second ? record(1, snr_db) : std::vector<int16_t>{}};
+    for (int s = 0; s < SYSTEMS; ++s) {
+        if (wanted[s]) {
+            listen(heard, static_cast<system>(s), &outcome);
+        }
+    }
+    return outcome;
+}
 
 repeat_outcome run_repeats(const repeat_setup& setup, double snr_db, uint64_t seed)
 {
-    const scene s = make_scene(setup, snr_db, seed);
-    repeat_outcome outcome{};
-    if (setup.plain) {
-        listen(s, setup, 1, KOSC_COMBINING_OFF, SECOND_LOOK_1, &outcome);
-        listen(s, setup, 2, KOSC_COMBINING_OFF, SECOND_LOOK_2, &outcome);
-    }
-    listen(s, setup, 1, KOSC_COMBINING_EACH, COMBINED_1, &outcome);
-    listen(s, setup, 2, KOSC_COMBINING_TOGETHER, COMBINED_2, &outcome);
-    return outcome;
+    return repeat_trial{setup, seed}.hear(snr_db, {setup.plain, setup.plain, true, true});
 }
 
 } // namespace kosc_link

@@ -43,7 +43,33 @@ struct repeat_outcome {
     combining_counts_t counts[2];         // of one microphone, of two
 };
 
-// One trial; all of it depends on the setup, the ratio and the seed alone.
+// One trial, whose frames, channels and noise are the same at every ratio but for the noise's level. All of it depends
+// on the setup and the seed alone. The setup must outlive it.
+class repeat_trial {
+public:
+    repeat_trial(const repeat_setup& setup, uint64_t seed);
+    // What the systems that are wanted deliver. Each stops to listen once it has delivered all that was sent.
+    repeat_outcome hear(double snr_db, const std::array<bool, SYSTEMS>& wanted) const;
+
+private:
+    std::vector<int16_t> record(uint32_t microphone, double snr_db) const;
+    void listen(const std::array<std::vector<int16_t>, MICROPHONES>& heard, system which,
+                repeat_outcome* outcome) const;
+
+    const repeat_setup& setup_;
+    band where_{};
+    std::vector<std::vector<uint8_t>> messages_;
+    uint32_t lead_ = 0;
+    uint32_t period_ = 0;
+    signal common_noise_; // of a mean power of 1, as are those below
+    struct {
+        signal frames; // at their level
+        signal noise;
+        signal beside;
+    } microphone_[MICROPHONES];
+};
+
+// The four systems, or those that combine, on a trial of its own.
 repeat_outcome run_repeats(const repeat_setup& setup, double snr_db, uint64_t seed);
 
 } // namespace kosc_link
