@@ -1,7 +1,9 @@
 // Frames of any band as raw 16-bit mono sound at 48 kHz, for whatever lies between a sender and a receiver:
 //
-//     band_frames write BAND COUNT GAP     writes COUNT frames, each followed by GAP seconds of silence and a bit
-//     band_frames read BAND COUNT          reads them again and counts: heard at once, with the second look, false
+//     band_frames write BAND COUNT GAP [REPEATS]   writes COUNT messages, each as REPEATS frames, 1 when not given,
+//                                                  with GAP seconds of silence and a bit behind each frame
+//     band_frames read BAND COUNT                  reads them again and counts the messages that are heard at once,
+//                                                  with the second look, and with combining too, and the false ones
 //
 // BAND is what `kosc --band` takes. Message n is the same in every run, and frames lie at times that no block of a
 // codec is tuned to.
@@ -33,16 +35,19 @@ bool play(const std::vector<int16_t>& sound)
     return std::fwrite(sound.data(), sizeof sound[0], sound.size(), stdout) == sound.size();
 }
 
-int write_frames(uint32_t first_subcarrier, int count, double gap)
+int write_frames(uint32_t first_subcarrier, int count, double gap, int repeats)
 {
     const auto encoder = kosc::encoder::make(first_subcarrier);
     std::mt19937 contents;
     std::mt19937 times;
     bool done = encoder && play(std::vector<int16_t>(LEAD_IN));
     for (int i = 0; i < count && done; ++i) {
-        const double seconds = gap + JITTER * times() / std::mt19937::max();
         const auto frame = encoder->encode(message(&contents));
-        done = frame && play(*frame) && play(std::vector<int16_t>(static_cast<size_t>(seconds * kosc::SAMPLE_RATE)));
+        done = static_cast<bool>(frame);
+        for (int repeat = 0; repeat < repeats && done; ++repeat) {
+            const double seconds = gap + JITTER * times() / std::mt19937::max();
+            done = play(*frame) && play(std::vector<int16_t>(static_cast<size_t>(seconds * kosc::SAMPLE_RATE)));
+        }
     }
     return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -50,26 +55,32 @@ int write_frames(uint32_t first_subcarrier, int count, double gap)
 int read_frames(uint32_t first_subcarrier, int count)
 {
     std::mt19937 contents;
-    std::multiset<std::string> expected;
+    std::set<std::string> sent;
     for (int i = 0; i < count; ++i) {
-        expected.insert(message(&contents));
+        sent.insert(message(&contents));
     }
+    std::set<std::string> at_once;
+    std::set<std::string> with_second_look;
+    std::set<std::string> combined;
+    std::set<std::string> wrong;
     kosc::receiver_settings settings;
     settings.first_subcarrier = first_subcarrier;
     settings.second_look = KOSC_SECOND_LOOK_ON;
+    settings.combining = KOSC_COMBINING_EACH;
     auto receiver = kosc::receiver::make(settings);
-    int at_once = 0;
-    int with_second_look = 0;
-    int wrong = 0;
     const auto hear = [&](const kosc::heard& frame) {
-        const auto sent = expected.find(std::string{frame.bytes()});
-        if (sent == expected.end()) {
-            ++wrong;
+        const std::string bytes{frame.bytes()};
+        if (sent.count(bytes) == 0) {
+            wrong.insert(bytes);
             return;
         }
-        expected.erase(sent);
-        at_once += frame.report.quality.needed ? 0 : 1;
-        ++with_second_look;
+        combined.insert(bytes);
+        if (frame.report.combined == nullptr) { // what a receiver without combining delivers, too
+            with_second_look.insert(bytes);
+            if (!frame.report.quality.needed) {
+                at_once.insert(bytes);
+            }
+        }
     };
     int16_t block[4096];
     bool done = static_cast<bool>(receiver);
@@ -78,7 +89,7 @@ int read_frames(uint32_t first_subcarrier, int count)
         done = receiver->push(block, size, hear) == kosc::error::none;
     }
     done = done && receiver->finish(hear) == kosc::error::none;
-    std::printf("%d %d %d\n", at_once, with_second_look, wrong);
+    std::printf("%zu %zu %zu %zu\n", at_once.size(), with_second_look.size(), combined.size(), wrong.size());
     return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -89,14 +100,15 @@ int main(int argc, char** argv)
     const std::string what = argc > 3 ? argv[1] : "";
     ko_soundcommu_band_t band;
     log_level = KOSC_LEVEL_ERROR;
-    if (!(what == "write" && argc == 5) && !(what == "read" && argc == 4)) {
-        std::fputs("usage: band_frames write BAND COUNT GAP | band_frames read BAND COUNT\n", stderr);
+    if (!(what == "write" && (argc == 5 || argc == 6)) && !(what == "read" && argc == 4)) {
+        std::fputs("usage: band_frames write BAND COUNT GAP [REPEATS] | band_frames read BAND COUNT\n", stderr);
         return EXIT_FAILURE;
     }
     if (ko_soundcommu_find_band(argv[2], &band) != 0) {
         return EXIT_FAILURE;
     }
     const int count = std::atoi(argv[3]);
-    return what == "write" ? write_frames(band.first_subcarrier, count, std::atof(argv[4]))
-                           : read_frames(band.first_subcarrier, count);
+    return what == "write"
+               ? write_frames(band.first_subcarrier, count, std::atof(argv[4]), argc == 6 ? std::atoi(argv[5]) : 1)
+               : read_frames(band.first_subcarrier, count);
 }

@@ -4,7 +4,7 @@
     bench/codecs.py --program build/bench/bench/band_frames
 
 Needs an ffmpeg with libopus, libmp3lame, libgsm, libspeex and libvorbis, as Debian's is. In each cell: messages heard
-at once, and with the second look on.
+at once, with the second look on, and, when they are repeated, with combining on as well.
 """
 
 import argparse
@@ -48,21 +48,24 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--program", default="build/gcc/bench/band_frames", help="bench's band_frames")
     parser.add_argument("--frames", default="200")
+    parser.add_argument("--repeats", default="1", help="frames of each message")
     parser.add_argument("--gap", default="0.3", help="seconds of silence behind each frame")
     parser.add_argument("--level", default="1", help="factor of the frame's peak of 0.8")
     parser.add_argument("--bands", default="telephone,voice,audible,high,near-ultrasonic")
     parser.add_argument("--codecs", default=",".join(CODECS))
     options = parser.parse_args()
     bands = options.bands.split(",")
-    sent = [run(options.program, "write", band, options.frames, options.gap) for band in bands]
-    print(f"heard of {options.frames}, at once / with the second look; {options.gap} s of silence between frames\n")
+    sent = [run(options.program, "write", band, options.frames, options.gap, options.repeats) for band in bands]
+    repeated = options.repeats != "1"
+    print(f"heard of {options.frames}, at once / with the second look{' / with combining' if repeated else ''}; "
+          f"{options.gap} s of silence between frames\n")
     print("| codec | " + " | ".join(bands) + " |\n|---|" + "---|" * len(bands))
     for codec in options.codecs.split(","):
         cells = []
         for band, sound in zip(bands, sent):
             got = run(options.program, "read", band, options.frames, sound=through(sound, codec, options.level))
-            at_once, with_second_look, wrong = map(int, got.split())
-            cells.append(f"{at_once} / {with_second_look}" + (f", {wrong} false" if wrong else ""))
+            *heard, wrong = map(int, got.split())
+            cells.append(" / ".join(map(str, heard if repeated else heard[:2])) + (f", {wrong} false" if wrong else ""))
         print(f"| {codec} | " + " | ".join(cells) + " |", flush=True)
 
 
