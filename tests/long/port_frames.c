@@ -2,7 +2,8 @@
  * Frames of one build of the library against those of another, for builds that cannot be loaded side by side.
  *
  *     port_frames write FILE      writes COUNT frames: per message the sent bits, then the samples, low byte first
- *     port_frames compare FILE    encodes the same messages, hears the frames of FILE, and counts what differs
+ *     port_frames compare FILE    encodes the same messages, hears the frames of FILE, and counts what differs; of one
+ *                                 in REPEATED it hears three repeats with two microphones, in noise, added up
  *
  * The named bands take turns.
  */
@@ -12,7 +13,8 @@
 
 #include "kosc/core.h"
 
-enum { COUNT = 1000, MAX_BANDS = 16, MESSAGE_LEN = 28, BITS = 768, SAMPLES = 11520, RECORD = BITS + 2 * SAMPLES };
+enum { COUNT = 1000, REPEATED = 97, MAX_BANDS = 16 };
+enum { MESSAGE_LEN = 28, BITS = 768, SAMPLES = 11520, RECORD = BITS + 2 * SAMPLES };
 
 static uint8_t message[MESSAGE_LEN];
 static unsigned long heard;
@@ -27,12 +29,17 @@ static void on_messages(const decode_result_t* results, uint32_t count, uint32_t
 }
 
 /* A linear congruential generator, with the multiplier of Knuth's MMIX. */
+static int next_byte(uint64_t* state)
+{
+    *state = *state * UINT64_C(6364136223846793005) + UINT64_C(1442695040888963407);
+    return (int)(*state >> 56);
+}
+
 static void next_message(void)
 {
     static uint64_t state = 1;
     for (int i = 0; i < MESSAGE_LEN; i++) {
-        state = state * UINT64_C(6364136223846793005) + UINT64_C(1442695040888963407);
-        message[i] = (uint8_t)(state >> 56);
+        message[i] = (uint8_t)next_byte(&state);
     }
 }
 
@@ -59,14 +66,40 @@ static int sample_at(const uint8_t* bytes, int i)
     return value < 32768 ? value : value - 65536;
 }
 
+/* Repeats of a frame for both channels, in noise of their own in which none decodes alone; 0, or -1. */
+static int hear_repeats(soundcommu_handle_t* modem, const int16_t* frame)
+{
+    enum { PIECE = 960, PERIOD = 16 * PIECE, REPEATS = 3, LEAD = PERIOD, ALL = LEAD + REPEATS * PERIOD + 3 * PERIOD };
+    enum { FAINT = 16, NOISE = 7, BYTES = 8 }; /* at NOISE = 3 each is heard alone, at 9 the sum still is */
+    static uint64_t noise = 1;
+    int16_t piece[PIECE];
+    int failed = 0;
+    for (int at = 0; at < ALL && !failed; at += PIECE) {
+        for (int channel = 0; channel < 2 && !failed; channel++) {
+            for (int i = 0; i < PIECE; i++) {
+                const int place = (at + i - LEAD) % PERIOD;
+                const int is_frame = at >= LEAD && at < LEAD + REPEATS * PERIOD && place < SAMPLES;
+                int sum = -BYTES * 255 / 2;
+                for (int n = 0; n < BYTES; n++) {
+                    sum += next_byte(&noise);
+                }
+                piece[i] = (int16_t)((is_frame ? frame[place] / FAINT : 0) + NOISE * sum);
+            }
+            failed = ko_soundcommu_decode(modem, piece, sizeof piece, channel) != 0;
+        }
+    }
+    return failed ? -1 : 0;
+}
+
 /* Makes a modem for every named band and returns how many there are; 0 when one cannot be made. */
-static uint32_t make_modems(soundcommu_handle_t** modems)
+static uint32_t make_modems(uint32_t combining, soundcommu_handle_t** modems)
 {
     uint32_t count = 0;
     for (; count < MAX_BANDS && ko_soundcommu_get_band(count) != NULL; count++) {
         ko_soundcommu_options_t options;
         ko_soundcommu_default_options(&options, sizeof options);
         options.on_messages = on_messages;
+        options.combining = combining;
         options.first_subcarrier = ko_soundcommu_get_band(count)->first_subcarrier;
         modems[count] = ko_soundcommu_init_with(&options);
         if (modems[count] == NULL) {
@@ -83,10 +116,10 @@ int main(int argc, char** argv)
     const int writes = argc == 3 && strcmp(argv[1], "write") == 0;
     FILE* const file = argc == 3 ? fopen(argv[2], writes ? "wb" : "rb") : NULL;
     log_level = 0;
-    soundcommu_handle_t* modems[MAX_BANDS] = {0};
-    const uint32_t bands = make_modems(modems);
-    int failed = file == NULL || bands == 0;
-    unsigned long bits = 0, differing = 0;
+    soundcommu_handle_t *modems[MAX_BANDS] = {0}, *pairs[MAX_BANDS] = {0};
+    const uint32_t bands = make_modems(KOSC_COMBINING_OFF, modems);
+    int failed = file == NULL || bands == 0 || make_modems(KOSC_COMBINING_TOGETHER, pairs) != bands;
+    unsigned long bits = 0, differing = 0, repeated = 0, combined = 0;
     int largest = 0;
     for (int n = 0; n < COUNT && !failed; n++) {
         soundcommu_handle_t* const modem = modems[(uint32_t)n % bands];
@@ -111,15 +144,24 @@ int main(int argc, char** argv)
             samples[i] = (int16_t)sample_at(other + BITS, i);
         }
         failed = ko_soundcommu_decode(modem, samples, sizeof samples, 0) != 0;
+        if (n % REPEATED == 0 && !failed) {
+            const unsigned long before = heard;
+            failed = hear_repeats(pairs[(uint32_t)n % bands], samples) != 0;
+            repeated++;
+            combined += heard - before;
+            heard = before;
+        }
     }
     for (int i = 0; i < MAX_BANDS; i++) {
         ko_soundcommu_release(modems[i]);
+        ko_soundcommu_release(pairs[i]);
     }
     failed = failed || (file != NULL && fclose(file) != 0);
     if (!writes && !failed) {
-        printf("%d frames of %u bands: %lu bits differ, %lu of %d samples differ, by %d at most, %lu messages heard\n",
-               COUNT, bands, bits, differing, COUNT * SAMPLES, largest, heard);
-        failed = bits != 0 || largest > 1 || heard != COUNT;
+        printf("%d frames of %u bands: %lu bits differ, %lu of %d samples differ, by %d at most, %lu messages heard, "
+               "%lu of %lu put together\n",
+               COUNT, bands, bits, differing, COUNT * SAMPLES, largest, heard, combined, repeated);
+        failed = bits != 0 || largest > 1 || heard != COUNT || combined != repeated;
     }
     return failed ? EXIT_FAILURE : EXIT_SUCCESS;
 }
