@@ -16,6 +16,29 @@ constexpr double LEAST_COHERENCE[MAX_EARS] = {0.15, 0.14};
 
 constexpr int8_t LARGEST = 127;
 
+// Of a frame's symbols: see heard_frame. What lies near a prefix's ends is faded, an echo's, or another symbol's.
+kom_complex correlate_prefixes(const microphone& ear, const soundcomm_paras_t& paras, double start, double rate)
+{
+    constexpr uint32_t FIRST = 6; // baseband samples of a prefix
+    constexpr uint32_t END = 28;
+    constexpr uint32_t APART = WEAK_SYMBOL_LEN / DECIMATION;
+    const uint32_t mask = ear.raw_len / DECIMATION - 1;
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    kom_complex sum = {0.0, 0.0};
+    double energy = 0.0;
+    for (uint32_t i = 0; i < WEAK_SYMBOLS; ++i) {
+        const double symbol = start + i * (ofdm.symbol_len + ofdm.cp_len) * (1 - rate);
+        const auto at = static_cast<uint64_t>(std::llround(symbol / DECIMATION));
+        for (uint64_t n = at + FIRST; n < at + END; ++n) {
+            const kom_complex prefix = {ear.re[n & mask], ear.im[n & mask]};
+            const kom_complex end = {ear.re[(n + APART) & mask], ear.im[(n + APART) & mask]};
+            sum = sum + end * conj(prefix);
+            energy += power(prefix) + power(end);
+        }
+    }
+    return sum * kom_complex{2 / std::max(energy, 1e-9), 0.0};
+}
+
 void keep_received(const double* values, weak_frame* frame)
 {
     double highest = 1e-9;
@@ -92,7 +115,8 @@ uint32_t take_weak_frames(const microphone* const* ears, const uint32_t* ear_num
         frame_channel view = maker->channel;
         view.samples = maker->samples[e];
         take_frame(view.samples, &view);
-        heard[e] = {maker->search[e], maker->samples[e], 0.0};
+        heard[e] = {maker->search[e], maker->samples[e],
+                    correlate_prefixes(*ears[e], paras, found.start[e], found.rate), 0.0};
     }
     const drift_t drift = find_drift_near(found.rate, REACH, heard, ear_num);
     if (!(drift.coherence >= LEAST_COHERENCE[ear_num - 1])) {

@@ -35,6 +35,9 @@ constexpr double SAME_RATE_CHANGE = 1000 * PPM / 11520;
 // Likewise of the distance from where a drift is expected, in coarse steps.
 constexpr double NEAR_STEP = 320 * PPM;
 constexpr double NEAR_PENALTY = 0.005;
+// Coherence that is worth a correlation of 1 between prefixes and ends. At the lowest SNRs less would fit the
+// likelihoods, at high ones nothing depends on it.
+constexpr double PREFIX_WORTH = 0.3;
 constexpr int REFINEMENTS = 4; // halvings of both steps
 constexpr uint32_t BLOCK_LEN = 32;
 constexpr uint32_t MIN_SYMBOL_LEN = 2 * BLOCK_LEN;
@@ -336,6 +339,16 @@ drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t
         measure_pilots(frames[n].search, frames[n].samples, static_cast<uint32_t>(std::floor(coarse(rate - outer))),
                        static_cast<uint32_t>(std::ceil(coarse(rate + outer))));
     }
+    const auto prefixes_for = [&](double middle) {
+        const ofdm_cfg& ofdm = frames[0].search->paras->cfg.ofdm_cfg;
+        const double turn =
+            omega(*frames[0].search, ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0) * ofdm.symbol_len * middle;
+        double sum = 0.0;
+        for (uint32_t n = 0; n < frame_num; ++n) {
+            sum += frames[n].prefixes.re * std::cos(turn) + frames[n].prefixes.im * std::sin(turn);
+        }
+        return PREFIX_WORTH * sum / frame_num;
+    };
     const auto joined = [&](double middle, double rate_change) {
         drift_t d{0.0, rate_change, 0.0};
         for (uint32_t n = 0; n < frame_num; ++n) {
@@ -344,7 +357,7 @@ drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t
             d.coherence += own.coherence / frame_num;
         }
         const double steps = (middle - rate) / NEAR_STEP;
-        d.coherence -= NEAR_PENALTY * steps * steps;
+        d.coherence += prefixes_for(middle) - NEAR_PENALTY * steps * steps;
         return d;
     };
     const drift_search_t& s = *frames[0].search;
@@ -366,6 +379,7 @@ drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t
             best = changed.coherence > best.coherence ? changed : best;
         }
     }
+    best.coherence -= prefixes_for(middle_rate(s, best)); // which noise has too
     for (uint32_t n = 0; n < frame_num; ++n) {
         frames[n].coherence = coherence(*frames[n].search, best.rate, best.rate_change);
     }

@@ -1,0 +1,60 @@
+// Frames too weak to decode, as the combiner takes them: what is found of their drift.
+#include "combine/weak_frame.h"
+
+#include <cmath>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "channels.h"
+#include "combine/combiner.h"
+#include "kosc/kosc.hpp"
+
+namespace {
+
+using namespace kosc;
+
+// Pilots alone take a third of these drifts for one that lies 642 ppm away.
+TEST(WeakFrame, IsTurnedByTheDriftThatItsPrefixesTell)
+{
+    constexpr uint32_t FRAMES = 60, START = 1000, RING = 32768, PIECE = 1024;
+    constexpr double RMS = 1500, SNR_DB = -4;
+    const context_ptr ctx{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())};
+    const std::unique_ptr<combiner_t, void (*)(combiner_t*)> combiner{make_combiner(*ctx->rx_paras, 1), free_combiner};
+    ASSERT_NE(combiner, nullptr);
+    const auto pcm = encoder::make()->encode("which drift is it?");
+    const kosc_link::signal frame(pcm->begin(), pcm->end());
+    band_mixer mixer;
+    init_band_mixer(384, &mixer);
+    kosc_link::random_source random{5};
+    uint32_t right = 0;
+    for (uint32_t n = 0; n < FRAMES; ++n) {
+        const double ppm = 8000 * random.uniform() - 4000;
+        kosc_link::signal sound = kosc_link::drift(frame, ppm, ppm, 0, 0);
+        kosc_link::scale(&sound, RMS / std::sqrt(kosc_link::mean_power(sound, 0, FRAME_SAMPLES)));
+        sound.insert(sound.begin(), START, 0.0);
+        sound.resize(16 * PIECE);
+        kosc_link::add_noise(&sound, kosc_link::noise_variance(RMS * RMS, SNR_DB, {18000, 20953}, SAMPLE_RATE),
+                             &random);
+        const std::vector<int16_t> heard = kosc_link::to_pcm(sound);
+        std::vector<int16_t> raw(RING);
+        std::vector<float> re(RING / DECIMATION), im(RING / DECIMATION);
+        microphone ear{raw.data(), re.data(), im.data(), RING, 0, 0};
+        for (uint32_t at = 0; at < heard.size(); at += PIECE) {
+            hear(mixer, &heard[at], PIECE, &ear);
+        }
+        const microphone* const ears[] = {&ear};
+        const uint32_t number = 0;
+        const double hypothesis = // one step off, as noise makes it
+            (std::round(1e-6 * ppm / SEARCH_RATE_STEP) + (n % 2 == 0 ? 1 : -1)) * SEARCH_RATE_STEP;
+        weak_frame found[MAX_EARS];
+        right += take_weak_frames(ears, &number, 1, {1.0F, {START, 0.0}, hypothesis}, maker_of(combiner.get()),
+                                  found) == 1 &&
+                         std::fabs(1e6 * found[0].rate - ppm) < 200
+                     ? 1
+                     : 0;
+    }
+    EXPECT_GE(right, FRAMES - 2);
+}
+
+} // namespace
