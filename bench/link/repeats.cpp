@@ -158,6 +158,15 @@ std::vector<int16_t> repeat_trial::record(uint32_t microphone, double snr_db) co
     return to_pcm(x);
 }
 
+// Repeats that had begun when a message was recovered, in whose group something that begins at `sample` came last: a
+// frame, as it was found, or noise behind it.
+uint32_t repeat_trial::sent_until(int64_t sample) const
+{
+    constexpr int64_t EARLIEST = 2000; // as which a frame may be found
+    const int64_t frames = std::max<int64_t>(sample - lead_ + EARLIEST, 0) / period_;
+    return std::min(static_cast<uint32_t>(frames) / setup_.messages + 1, setup_.repeats);
+}
+
 // Feeds channels in turns, each in its own block size, whichever has heard less.
 void repeat_trial::listen(const std::array<std::vector<int16_t>, MICROPHONES>& heard, system which,
                           repeat_outcome* outcome) const
@@ -177,8 +186,7 @@ void repeat_trial::listen(const std::array<std::vector<int16_t>, MICROPHONES>& h
         for (uint32_t i = 0; i < setup_.messages; ++i) {
             if (std::equal(bytes.begin(), bytes.end(), messages_[i].begin(),
                            [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; })) {
-                const double frames = std::round((static_cast<double>(one.sample) - lead_) / period_);
-                const auto repeat = static_cast<uint32_t>(std::max(frames, 0.0)) / setup_.messages + 1;
+                const uint32_t repeat = sent_until(one.sample);
                 missing -= first[i] == 0 ? 1 : 0;
                 first[i] = first[i] == 0 ? repeat : std::min(first[i], repeat);
                 return;

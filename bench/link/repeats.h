@@ -52,6 +52,7 @@ public:
     repeat_outcome hear(double snr_db, const std::array<bool, SYSTEMS>& wanted) const;
 
 private:
+    uint32_t sent_until(int64_t sample) const;
     std::vector<int16_t> record(uint32_t microphone, double snr_db) const;
     void listen(const std::array<std::vector<int16_t>, MICROPHONES>& heard, system which,
                 repeat_outcome* outcome) const;
