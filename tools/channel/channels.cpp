@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
+
+#include "kosc/fft.h"
 
 namespace kosc_link {
 namespace {
@@ -11,6 +14,8 @@ constexpr double DECAY_60_DB = 6.907755278982137; // ln(1000): amplitude falls b
 constexpr int SINC_HALF_WIDTH = 48;
 constexpr int SINC_STEPS = 1024; // table entries a sample; linear interpolation in between errs by 1e-6
 constexpr double KAISER_BETA = 9.0;
+
+constexpr size_t LONG_RESPONSE = 500; // samples; those are convolved by transforms
 
 constexpr int FIR_HALF_WIDTH = 64;
 constexpr int FIR_GRID = 512; // frequencies at which a filter's gain is sampled
@@ -76,6 +81,43 @@ template <typename Gain> signal filter_by_gain(const signal& in, double sample_r
     }
     const signal delayed = convolve(in, taps);
     return {delayed.begin() + FIR_HALF_WIDTH, delayed.end()};
+}
+
+// Overlap-add, two blocks in a transform: the real parts of its values are one, the imaginary ones the other.
+signal convolve_by_transforms(const signal& in, const signal& response)
+{
+    uint32_t n = 1;
+    while (n < response.size() + response.size() / 2) {
+        n *= 2;
+    }
+    const size_t step = n - response.size() + 1;
+    std::vector<double> spectrum(size_t{2} * n);
+    for (size_t i = 0; i < response.size(); ++i) {
+        spectrum[2 * i] = response[i];
+    }
+    kom_fft_complex_radix2_forward(spectrum.data(), 1, n);
+    signal out(in.size() + response.size() - 1);
+    for (size_t from = 0; from < in.size(); from += 2 * step) {
+        std::vector<double> block(size_t{2} * n);
+        for (size_t i = 0; i < 2 * step && from + i < in.size(); ++i) {
+            block[2 * (i % step) + i / step] = in[from + i];
+        }
+        kom_fft_complex_radix2_forward(block.data(), 1, n);
+        for (size_t k = 0; k < n; ++k) {
+            const std::complex<double> product = std::complex<double>(block[2 * k], block[2 * k + 1]) *
+                                                 std::complex<double>(spectrum[2 * k], spectrum[2 * k + 1]);
+            block[2 * k] = product.real();
+            block[2 * k + 1] = product.imag();
+        }
+        kom_fft_complex_radix2_inverse(block.data(), 1, n);
+        for (size_t i = 0; i < 2 * size_t{n}; ++i) {
+            const size_t to = from + i / 2 + i % 2 * step;
+            if (to < out.size()) {
+                out[to] += block[i];
+            }
+        }
+    }
+    return out;
 }
 
 } // namespace
@@ -175,6 +217,9 @@ signal apply_taps(const signal& in, const std::vector<tap>& taps)
 
 signal convolve(const signal& in, const signal& response)
 {
+    if (response.size() > LONG_RESPONSE) {
+        return convolve_by_transforms(in, response);
+    }
     std::vector<tap> taps;
     for (size_t i = 0; i < response.size(); ++i) {
         if (response[i] != 0.0) {
