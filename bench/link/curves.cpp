@@ -1,10 +1,11 @@
 #include "curves.h"
 
+#include <cmath>
 #include <cstdio>
 
 namespace kosc_link {
 
-bool draw(const picture& what, const std::vector<drawn_curve>& curves)
+bool draw(const curve_plot& plot)
 {
     std::FILE* const gnuplot = popen("gnuplot", "w");
     if (gnuplot == nullptr) {
@@ -12,19 +13,17 @@ bool draw(const picture& what, const std::vector<drawn_curve>& curves)
     }
     std::fprintf(gnuplot,
                  "set terminal svg size 640,400 background 'white'\nset output '%s'\nset title '%s'\n"
-                 "set xlabel '%s'\nset ylabel '%s'\nset logscale y\n"
-                 "set yrange [%g:1.2]\nset grid\nset key bottom left\nplot ",
-                 what.path.c_str(), what.title.c_str(), what.x_title.c_str(), what.y_title.c_str(), what.least);
-    const char* separator = "";
-    for (const drawn_curve& curve : curves) {
-        std::fprintf(gnuplot, "%s'-' using 1:2 with linespoints lw 2%s%s title '%s'", separator,
-                     curve.style.empty() ? "" : " ", curve.style.c_str(), curve.title.c_str());
-        separator = ", ";
+                 "set xlabel '%s'\nset ylabel '%s'\nset grid\n%s\nplot ",
+                 plot.path.c_str(), plot.title.c_str(), plot.x_label.c_str(), plot.y_label.c_str(),
+                 plot.settings.c_str());
+    for (const curve_line& line : plot.lines) {
+        std::fprintf(gnuplot, "%s'-' using 1:2 with linespoints lw 2%s title '%s'", &line == &plot.lines[0] ? "" : ", ",
+                     line.style.c_str(), line.title.c_str());
     }
     std::fprintf(gnuplot, "\n");
-    for (const drawn_curve& curve : curves) {
-        for (const auto& [db, lost] : curve.points) {
-            std::fprintf(gnuplot, "%g %s\n", db, lost == 0.0 ? "NaN" : std::to_string(lost).c_str());
+    for (const curve_line& line : plot.lines) {
+        for (const auto& [x, y] : line.points) {
+            std::fprintf(gnuplot, std::isnan(y) ? "%g NaN\n" : "%g %f\n", x, y);
         }
         std::fprintf(gnuplot, "e\n");
     }

@@ -1,4 +1,4 @@
-// What the benchmarks draw: shares of what is lost against a ratio in decibels.
+// Curves as an SVG, by gnuplot, which must be installed.
 #ifndef KOSC_LINK_CURVES_H
 #define KOSC_LINK_CURVES_H
 
@@ -8,22 +8,23 @@
 
 namespace kosc_link {
 
-struct drawn_curve {
-    std::string title;
-    std::string style;                             // gnuplot's, such as "dt 2 lc 1"; may be empty
-    std::vector<std::pair<double, double>> points; // dB, share lost; none lost is left out, as a logarithm must
+struct curve_line {
+    std::string title;                             // empty: none in the key
+    std::string style;                             // gnuplot's, behind the line's width
+    std::vector<std::pair<double, double>> points; // a NaN leaves a gap
 };
 
-struct picture {
-    std::string path; // of the SVG
+struct curve_plot {
+    std::string path;
     std::string title;
-    std::string x_title;
-    std::string y_title;
-    double least; // share at the lower end
+    std::string x_label;
+    std::string y_label;
+    std::string settings; // more lines for gnuplot: ranges, scales, the key's place
+    std::vector<curve_line> lines;
 };
 
-// An SVG of the curves by gnuplot, which must be installed; false when that failed.
-bool draw(const picture& what, const std::vector<drawn_curve>& curves);
+// False when gnuplot cannot be started or fails.
+bool draw(const curve_plot& plot);
 
 } // namespace kosc_link
 

@@ -162,24 +162,38 @@ std::string ratio_of(const link_channel& channel, const std::vector<band_curve>&
     return results.size() == 1 ? text : "SNR in the band, dB";
 }
 
+curve_line error_line(const curve& points, uint32_t frames, bool second_look)
+{
+    curve_line line;
+    for (const auto& p : points) {
+        const uint32_t errors = frames - (second_look ? p->decoded : p->at_once);
+        line.points.emplace_back(p->snr_db, errors == 0 ? std::nan("") : static_cast<double>(errors) / frames);
+    }
+    return line;
+}
+
 bool plot(const link_channel& channel, const options& o, const std::vector<band_curve>& results)
 {
     const bool one = results.size() == 1;
-    std::vector<drawn_curve> curves;
+    curve_plot picture = {o.plot_dir + "/" + (one ? "" : "bands-") + channel.name + ".svg",
+                          channel.title,
+                          ratio_of(channel, results),
+                          "frame error rate",
+                          "set logscale y\nset yrange [" + std::to_string(0.5 / o.frames) +
+                              ":1.2]\nset key bottom left",
+                          {}};
     for (size_t i = 0; i < results.size(); ++i) {
-        const std::string color = one ? "" : "lc " + std::to_string(i + 1);
-        const std::string name = one ? "second look" : name_of(results[i].where);
-        curves.push_back({one ? "default" : "", one ? "" : "dt 2 " + color, {}});
-        curves.push_back({name, color, {}});
-        for (const auto& p : results[i].points) {
-            const double frames = o.frames;
-            curves[2 * i].points.emplace_back(p->snr_db, (frames - p->at_once) / frames);
-            curves[2 * i + 1].points.emplace_back(p->snr_db, (frames - p->decoded) / frames);
+        const std::string colour = one ? "" : " lc " + std::to_string(i + 1);
+        for (const bool second_look : {false, true}) {
+            picture.lines.push_back(error_line(results[i].points, o.frames, second_look));
+            curve_line& line = picture.lines.back();
+            line.style = one || second_look ? colour : " dt 2" + colour;
+            line.title = !one          ? (second_look ? name_of(results[i].where) : "")
+                         : second_look ? "second look"
+                                       : "default";
         }
     }
-    return draw({o.plot_dir + "/" + (one ? "" : "bands-") + channel.name + ".svg", channel.title,
-                 ratio_of(channel, results), "frame error rate", 0.5 / o.frames},
-                curves);
+    return draw(picture);
 }
 
 int usage()

@@ -195,24 +195,28 @@ void print_levels(const repeat_setup& setup, const std::vector<point>& points)
 
 bool draw_levels(const repeat_setup& setup, const std::vector<point>& points, const std::string& dir)
 {
-    std::vector<drawn_curve> curves;
+    curve_plot picture = {dir + "/repeats-" + setup.channel->name + ".svg",
+                          setup.channel->title + ": microphones, frames sent",
+                          "SNR in the band, dB",
+                          "messages lost",
+                          "set logscale y\nset yrange [" + std::to_string(0.5 / points[0].sent) +
+                              ":1.2]\nset key bottom left",
+                          {}};
     for (const int s : {COMBINED_1, COMBINED_2}) {
         for (size_t i = 0; i < std::size(AFTER) && AFTER[i] <= setup.repeats; ++i) {
-            drawn_curve curve;
-            curve.title = (s == COMBINED_1 ? "one, " : "two, ") + std::to_string(AFTER[i]);
-            curve.style = (s == COMBINED_1 ? "dt 2 lc " : "lc ") + std::to_string(i + 1);
+            curve_line line;
+            line.title = (s == COMBINED_1 ? "one, " : "two, ") + std::to_string(AFTER[i]);
+            line.style = (s == COMBINED_1 ? " dt 2 lc " : " lc ") + std::to_string(i + 1);
             for (const point& p : points) {
+                const double lost = 1.0 - 1.0 * p.got[s][i] / p.sent;
                 if (p.wanted[s]) {
-                    curve.points.emplace_back(p.snr_db, 1.0 - 1.0 * p.got[s][i] / p.sent);
+                    line.points.emplace_back(p.snr_db, lost > 0.0 ? lost : std::nan("")); // a logarithm has no zero
                 }
             }
-            curves.push_back(curve);
+            picture.lines.push_back(line);
         }
     }
-    const std::string title = setup.channel->title + ": microphones, frames sent";
-    return draw({dir + "/repeats-" + setup.channel->name + ".svg", title, "SNR in the band, dB", "messages lost",
-                 0.5 / points[0].sent},
-                curves);
+    return draw(picture);
 }
 
 // What a receiver meets beside noise, or is asked to do.
