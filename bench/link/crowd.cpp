@@ -9,10 +9,22 @@ namespace kosc_link {
 namespace {
 
 constexpr double SAMPLE_RATE = kosc::SAMPLE_RATE;
-constexpr band WHERE = {18000, 20953.125};
 constexpr double LOUDEST_RMS = 3000; // in 16-bit steps
 constexpr double SENDER_PPM = 100;
 constexpr double FRAME_SECONDS = kosc::FRAME_SAMPLES / SAMPLE_RATE;
+
+kosc::context_ptr make_modem(uint32_t first_subcarrier, uint32_t second_look, uint32_t crowd)
+{
+    soundcomm_cfg_t cfg;
+    soundcomm_cfg_for_band(first_subcarrier, &cfg);
+    return kosc::make_receiving_context(second_look, cfg, crowd);
+}
+
+band band_of(uint32_t first_subcarrier)
+{
+    constexpr double SPACING = 46.875; // Hz
+    return {first_subcarrier * SPACING, (first_subcarrier + 63) * SPACING};
+}
 
 std::vector<uint8_t> random_message(random_source* random)
 {
@@ -77,8 +89,9 @@ crowd_recording make_overlap(const overlap& o, uint64_t seed)
     constexpr size_t LEAD_IN = 3000;
     constexpr size_t JITTER = 8; // samples
     random_source random{seed};
-    const kosc::context_ptr ctx = kosc::make_receiving_context();
+    const kosc::context_ptr ctx = make_modem(o.first_subcarrier, KOSC_SECOND_LOOK_OFF, KOSC_CROWD_OFF);
     crowd_recording recording;
+    recording.first_subcarrier = o.first_subcarrier;
     signal sound;
     const size_t lead_in = LEAD_IN + random.bits() % 1000;
     const bool loud_first = random.uniform() < 0.5;
@@ -94,12 +107,13 @@ crowd_recording make_overlap(const overlap& o, uint64_t seed)
         message.start =
             lead_in + random.bits() % JITTER + (o.senders == 2 ? i * o.offset : static_cast<size_t>(place * o.offset));
         const uint32_t rank = o.senders == 2 && !loud_first ? 1 - i : i;
-        mix(heard, LOUDEST_RMS * from_db(-o.step_db * rank), message.start, &sound);
+        message.level_db = -o.step_db * rank;
+        mix(heard, LOUDEST_RMS * from_db(message.level_db), message.start, &sound);
         recording.sent.push_back(message);
     }
     sound.resize(sound.size() + 2 * size_t{kosc::FRAME_SAMPLES});
     const double quietest = LOUDEST_RMS * from_db(-o.step_db * (o.senders - 1));
-    add_noise(&sound, noise_variance(quietest * quietest, o.snr_db, WHERE, SAMPLE_RATE), &random);
+    add_noise(&sound, noise_variance(quietest * quietest, o.snr_db, band_of(o.first_subcarrier), SAMPLE_RATE), &random);
     recording.pcm = to_pcm(sound);
     return recording;
 }
@@ -116,7 +130,7 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
         double free_at; // seconds
     };
     random_source random{seed};
-    const kosc::context_ptr ctx = kosc::make_receiving_context();
+    const kosc::context_ptr ctx = make_modem(r.first_subcarrier, KOSC_SECOND_LOOK_OFF, KOSC_CROWD_OFF);
     std::vector<device> devices(r.devices);
     for (uint32_t d = 0; d < r.devices; ++d) {
         devices[d].response = {1.0};
@@ -129,6 +143,7 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
         devices[d].free_at = 0;
     }
     crowd_recording recording;
+    recording.first_subcarrier = r.first_subcarrier;
     signal sound(static_cast<size_t>((r.seconds + 1) * SAMPLE_RATE));
     for (double t = 0.1; t < r.seconds; t -= std::log(random.uniform()) * FRAME_SECONDS / r.load) {
         const auto is_idle = [=](const device& d) { return d.free_at <= t; };
@@ -141,25 +156,53 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
         }
         device& sender = devices[who];
         sender.free_at = t + PAUSE;
-        const sent_message message = {random_message(&random), static_cast<size_t>(t * SAMPLE_RATE)};
+        const sent_message message = {random_message(&random), static_cast<size_t>(t * SAMPLE_RATE),
+                                      20 * std::log10(sender.gain / LOUDEST_RMS)};
         signal heard = drift(convolve(encode(*ctx, message.bytes), sender.response), sender.ppm, sender.ppm, 0, 0);
         normalise(&heard);
         mix(heard, sender.gain, message.start, &sound);
         recording.sent.push_back(message);
     }
     const double quietest = LOUDEST_RMS * from_db(-r.levels_db);
-    add_noise(&sound, noise_variance(quietest * quietest, r.snr_db, WHERE, SAMPLE_RATE), &random);
+    add_noise(&sound, noise_variance(quietest * quietest, r.snr_db, band_of(r.first_subcarrier), SAMPLE_RATE), &random);
+    recording.pcm = to_pcm(sound);
+    return recording;
+}
+
+crowd_recording make_frames_apart(const frames_apart& f, uint64_t seed)
+{
+    constexpr size_t APART = 38000; // samples
+    random_source random{seed};
+    const kosc::context_ptr ctx = make_modem(f.first_subcarrier, KOSC_SECOND_LOOK_OFF, KOSC_CROWD_OFF);
+    crowd_recording recording;
+    recording.first_subcarrier = f.first_subcarrier;
+    signal sound;
+    for (uint32_t i = 0; i < f.frames; ++i) {
+        const sent_message message = {random_message(&random), (i + 1) * APART + random.bits() % (APART / 8)};
+        mix(pass(f.where, encode(*ctx, message.bytes), i % 2 == 0 ? SENDER_PPM : -SENDER_PPM, &random), LOUDEST_RMS,
+            message.start, &sound);
+        recording.sent.push_back(message);
+    }
+    sound.resize(sound.size() + APART);
+    add_noise(&sound, noise_variance(LOUDEST_RMS * LOUDEST_RMS, f.snr_db, band_of(f.first_subcarrier), SAMPLE_RATE),
+              &random);
     recording.pcm = to_pcm(sound);
     return recording;
 }
 
 heard_crowd listen(const crowd_recording& recording, const listener& how, uint32_t block)
 {
-    const kosc::context_ptr ctx = kosc::make_receiving_context(how.second_look);
-    soundcomm_config_crowd(ctx.get(), how.crowd);
+    const kosc::context_ptr ctx = make_modem(recording.first_subcarrier, how.second_look, how.crowd);
     std::vector<uint8_t> messages(soundcomm_decode_length(ctx.get(), block));
     std::map<std::vector<uint8_t>, uint32_t> deliveries;
     heard_crowd heard{};
+    heard.was_delivered.resize(recording.sent.size());
+    const auto note = [](const frame_report_t* frame, void* user) {
+        if (frame->verdict != 1) {
+            static_cast<heard_crowd*>(user)->failed.push_back(frame->sample);
+        }
+    };
+    soundcomm_set_frame_callback(ctx.get(), note, &heard);
     const double begin = milliseconds();
     for (size_t at = 0; at < recording.pcm.size(); at += block) {
         const auto count = static_cast<uint32_t>(std::min<size_t>(block, recording.pcm.size() - at));
@@ -177,6 +220,7 @@ heard_crowd listen(const crowd_recording& recording, const listener& how, uint32
             } else if (++deliveries[bytes] > 1) {
                 ++heard.repeated;
             } else {
+                heard.was_delivered[static_cast<size_t>(sent - recording.sent.begin())] = true;
                 const double late = (static_cast<double>(at + count) - sent->start) / SAMPLE_RATE - FRAME_SECONDS;
                 heard.latency += late;
                 heard.worst_latency = std::max(heard.worst_latency, late);
@@ -188,6 +232,28 @@ heard_crowd listen(const crowd_recording& recording, const listener& how, uint32
     heard.latency /= std::max(heard.delivered, 1U);
     heard.counts = soundcomm_get_crowd_counts(ctx.get());
     return heard;
+}
+
+losses explain_losses(const crowd_recording& recording, const heard_crowd& heard)
+{
+    constexpr int64_t PREFIX = 256;
+    losses all{};
+    for (size_t i = 0; i < recording.sent.size(); ++i) {
+        const auto start = static_cast<int64_t>(recording.sent[i].start);
+        const auto is_near = [=](uint64_t other) { return std::llabs(static_cast<int64_t>(other) - start) <= PREFIX; };
+        bool aligned = false;
+        for (size_t k = 0; k < recording.sent.size() && !heard.was_delivered[i]; ++k) {
+            const auto distance = std::llabs(static_cast<int64_t>(recording.sent[k].start) - start);
+            all.overlapped += k != i && distance < kosc::FRAME_SAMPLES ? 1 : 0;
+            all.lost_too += k != i && distance < kosc::FRAME_SAMPLES && !heard.was_delivered[k] ? 1 : 0;
+            aligned = aligned || (k != i && is_near(recording.sent[k].start));
+        }
+        if (!heard.was_delivered[i]) {
+            const bool found = std::any_of(heard.failed.begin(), heard.failed.end(), is_near);
+            ++(aligned ? all.within_prefix : found ? all.not_decoded : all.no_peak);
+        }
+    }
+    return all;
 }
 
 } // namespace kosc_link

@@ -20,11 +20,13 @@ enum class surroundings {
 struct sent_message {
     std::vector<uint8_t> bytes;
     size_t start; // sample
+    double level_db = 0;
 };
 
 struct crowd_recording {
     std::vector<int16_t> pcm;
     std::vector<sent_message> sent;
+    uint32_t first_subcarrier = kosc::DEFAULT_SUBCARRIER;
 };
 
 // Frames that overlap by design.
@@ -36,6 +38,7 @@ struct overlap {
     double step_db = 0;       // each sender is that much quieter than the one before; of two, either may start first
     double snr_db = 20;       // of the quietest, in the band
     uint32_t equal_bytes = 0; // that all messages begin with
+    uint32_t first_subcarrier = kosc::DEFAULT_SUBCARRIER;
 };
 
 crowd_recording make_overlap(const overlap& o, uint64_t seed);
@@ -48,9 +51,20 @@ struct random_access {
     double rt60 = 0.2;     // seconds; 0: direct sound alone
     double levels_db = 12; // over which the devices' levels spread
     double snr_db = 15;    // of the quietest
+    uint32_t first_subcarrier = kosc::DEFAULT_SUBCARRIER;
 };
 
 crowd_recording make_random_access(const random_access& r, uint64_t seed);
+
+// Frames that nothing covers, some 0.8 seconds apart, each from a place of its own.
+struct frames_apart {
+    surroundings where = surroundings::CLEAN;
+    uint32_t frames = 100;
+    double snr_db = 20;
+    uint32_t first_subcarrier = kosc::DEFAULT_SUBCARRIER;
+};
+
+crowd_recording make_frames_apart(const frames_apart& f, uint64_t seed);
 
 // How a receiver listens.
 struct listener {
@@ -67,10 +81,23 @@ struct heard_crowd {
     double worst_latency;
     double milliseconds; // of processor time
     crowd_counts_t counts;
+    std::vector<bool> was_delivered; // by sent message
+    std::vector<uint64_t> failed;    // where peaks were tried, and no frame was decoded
 };
 
 // Feeds a recording to a fresh receiver in blocks.
 heard_crowd listen(const crowd_recording& recording, const listener& how, uint32_t block);
+
+// What became of the frames that were not delivered.
+struct losses {
+    uint32_t within_prefix; // another frame starts within the prefix of it
+    uint32_t no_peak;       // of the others: nothing was found where it starts
+    uint32_t not_decoded;   // found there, in vain
+    uint32_t overlapped;    // frames that lay over the lost ones, over all
+    uint32_t lost_too;      // those of them that were lost
+};
+
+losses explain_losses(const crowd_recording& recording, const heard_crowd& heard);
 
 } // namespace kosc_link
 
