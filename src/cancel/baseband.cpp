@@ -12,8 +12,6 @@ namespace kosc {
 namespace {
 
 constexpr double KAISER_BETA = 8.0; // 80 dB
-// Spacings of the subcarriers that the receiver's filter passes beside theirs.
-constexpr double FILTER_GUARD = 5.0;
 
 // Modified Bessel function of the first kind, of order 0.
 double bessel(double x)
@@ -33,7 +31,6 @@ void design_taps(const ofdm_cfg& ofdm, baseband* b)
 {
     double low[TAPS];
     double sum = 0.0;
-    double square = 0.0;
     for (uint32_t l = 0; l < TAPS; ++l) {
         const double t = static_cast<double>(l) - HALF_TAPS;
         const double x = PI * 2.0 * ofdm.sc_num / ofdm.symbol_len * t;
@@ -44,9 +41,7 @@ void design_taps(const ofdm_cfg& ofdm, baseband* b)
     for (uint32_t l = 0; l < TAPS; ++l) {
         const double angle = b->middle * (static_cast<double>(l) - HALF_TAPS);
         store(b->taps, l, {low[l] / sum * std::cos(angle), -low[l] / sum * std::sin(angle)});
-        square += low[l] / sum * (low[l] / sum);
     }
-    b->noise_gain = square * ofdm.symbol_len / (2.0 * (ofdm.sc_num + FILTER_GUARD));
 }
 
 // The phase of the carrier that the middle of the band is mixed with, at the first value and from value to value.
@@ -83,17 +78,19 @@ void mix_down(const baseband& b, const frame_surroundings& samples, uint32_t cou
         const int64_t middle = (static_cast<int64_t>(m) - LEAD) * b.decimation;
         const bool there = middle - HALF_TAPS >= samples.first && middle + HALF_TAPS < samples.end;
         present[m] = there ? 1.0 : 0.0;
-        simd sums[4] = {};
+        simd sum0 = {}, sum1 = {}, sum2 = {}, sum3 = {}; // so that none waits for the one before
         if (there) {
             const double* const x = samples.from_start + (middle - HALF_TAPS);
-            sums[0] = load_simd(b.taps) * broadcast(x[0]);
+            sum0 = load_simd(b.taps) * broadcast(x[0]);
             for (uint32_t l = 1; l < TAPS; l += 4) {
-                for (uint32_t j = 0; j < 4; ++j) {
-                    sums[j] = sums[j] + load_simd(b.taps + 2 * (l + j)) * broadcast(x[l + j]);
-                }
+                const double* const taps = b.taps + size_t{2} * l;
+                sum0 = sum0 + load_simd(taps) * broadcast(x[l]);
+                sum1 = sum1 + load_simd(taps + 2) * broadcast(x[l + 1]);
+                sum2 = sum2 + load_simd(taps + 4) * broadcast(x[l + 2]);
+                sum3 = sum3 + load_simd(taps + 6) * broadcast(x[l + 3]);
             }
         }
-        const simd sum = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+        const simd sum = (sum0 + sum1) + (sum2 + sum3);
         store(out, m, kom_complex{sum[0], sum[1]} * load(phasors, m));
     }
 }

@@ -23,7 +23,6 @@ struct baseband {
     uint32_t frame_len;    // values of a frame
     uint32_t symbol_len;   // values of a symbol with its prefix
     double middle;         // frequency in radians a sample
-    double noise_gain;     // power of white noise in the baseband over that behind the receiver's filter
     double taps[2 * TAPS]; // low-pass, mixed down: complex
 };
 

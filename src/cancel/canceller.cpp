@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "cancel/impulse_response.h"
-#include "cancel/left_over.h"
+#include "cancel/lone_frame.h"
 #include "cancel/resent_frame.h"
 #include "cancel/residual_clock.h"
 #include "config/frame_symbols.h"
@@ -32,7 +32,7 @@ using canceller_ptr = owned<canceller, free_canceller>;
 
 constexpr uint32_t TAIL_SAMPLES = 4320; // delays behind the start that a room's tail takes, 90 ms at 48 kHz
 constexpr int CLOCK_ROUNDS = 3;         // at most, of making the frame again and refining its clock
-constexpr double CLOCK_SETTLED = 0.01;  // radians at the frame's ends
+constexpr double CLOCK_SETTLED = 0.002; // radians at the frame's ends
 constexpr uint32_t STEPS[] = {6, 6, 9}; // of the solver in each round of prior and response
 constexpr double NOISE_MARGIN = 2.0;    // noise over the quietest symbol's at which values keep their whole weight
 constexpr double LEAST_NOISE = 1e-9;    // power of a baseband value, where samples count to 32768
@@ -91,13 +91,13 @@ double weighted_energy(const canceller& c)
 void resend(const cancel_job& job, canceller* c, frame_clock* clock)
 {
     *clock = job.clock;
-    for (int round = 0; round < CLOCK_ROUNDS && !job.clock_known; ++round) {
+    for (int round = 0; round <= CLOCK_ROUNDS; ++round) {
         resend_frame(*c->paras, c->band, job.sent, *clock, c->resent);
-        if (refine_clock(*c->paras, c->band, c->resent, c->model.received, &c->clock, clock) < CLOCK_SETTLED) {
-            break;
+        if (job.clock_known || round == CLOCK_ROUNDS ||
+            refine_clock(*c->paras, c->band, c->resent, c->model.received, &c->clock, clock) < CLOCK_SETTLED) {
+            return;
         }
     }
-    resend_frame(*c->paras, c->band, job.sent, *clock, c->resent);
 }
 
 } // namespace
@@ -139,16 +139,31 @@ cancel_span span_of(const canceller& c, reach far)
     return {-static_cast<int64_t>(LEAD) * c.band.decimation, baseband_len(c, far) * c.band.decimation};
 }
 
+left_over find_company(canceller* c, const cancel_job& job, frame_clock* clock)
+{
+    if (job.samples.first > 0 || job.samples.end < c->paras->frame.frame_length) {
+        return left_over::MORE;
+    }
+    return find_left_over(*c->paras, job.samples.from_start, job.sent, job.floor, c->model.modelled, clock);
+}
+
+bool is_alone(canceller* c, const cancel_job& job)
+{
+    response_model& m = c->model;
+    const uint32_t delays = c->delays[1];
+    const uint32_t count = c->band.frame_len + delays;
+    std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
+    mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);
+    resend_frame(*c->paras, c->band, job.sent, job.clock, c->resent);
+    set_frame(c->resent, c->band.frame_len, &m);
+    return is_explained(delays, count, c->band.symbol_len, job.floor / 2, c->phasors, c->resent, &m);
+}
+
 const double* estimate_received(canceller* c, const cancel_job& job, frame_clock* clock)
 {
     response_model& m = c->model;
     const uint32_t delays = c->delays[job.far == reach::TAIL];
     const uint32_t count = c->band.frame_len + delays;
-    *clock = job.clock;
-    if (job.samples.first <= 0 && job.samples.end >= c->paras->frame.frame_length &&
-        !is_more_than_frame(*c->paras, job.samples.from_start, job.sent, job.clock, job.floor, m.modelled)) {
-        return nullptr;
-    }
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
     std::fill_n(m.weight, BLOCK_LEN, 0.0);
     mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);

@@ -7,6 +7,7 @@
 #define KOSC_CANCEL_CANCELLER_H
 
 #include "cancel/baseband.h"
+#include "cancel/left_over.h"
 #include "second_look/frame_clock.h"
 
 namespace kosc {
@@ -44,8 +45,15 @@ struct cancel_job {
     reach far;
 };
 
-// What was received of the frame: span_of() samples, the canceller's until the next call; null when there is nothing
-// else under the frame, or nothing of the frame. `clock` receives the exact clock.
+// What lies under the frame beside it; with more than nothing, `clock` receives a better one.
+left_over find_company(canceller* c, const cancel_job& job, frame_clock* clock);
+
+// Whether a room's response, up to the end of its tail, explains all that was received; takes a tenth of the time of
+// estimate_received().
+bool is_alone(canceller* c, const cancel_job& job);
+
+// What was received of the frame: span_of() samples, the canceller's until the next call; null when there is nothing of
+// the frame. `clock` receives the exact clock then.
 const double* estimate_received(canceller* c, const cancel_job& job, frame_clock* clock);
 
 } // namespace kosc

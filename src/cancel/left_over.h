@@ -7,13 +7,18 @@
 
 namespace kosc {
 
-// True when some symbol holds more than the frame, through the one response that all its symbols share, and a noise of
-// `floor`, mean power a sample behind the receiver's filter. Another frame is such a thing; so are echoes beyond the
-// prefix and a drift that the clock does not tell, so that true means no more than that a closer look is worth its
-// price. `samples` hold the whole frame, `sent` rows of sc_num complex values; `scratch` has room for as many, and
-// sc_num more.
-bool is_more_than_frame(const soundcomm_paras_t& paras, const double* samples, const double* sent,
-                        const frame_clock& clock, double floor, double* scratch);
+// What symbols hold beside the frame, through the one response that all of them share, and noise.
+enum class left_over {
+    NOTHING,
+    AS_OF_A_ROOM, // much the same and little in all of them, as echoes beyond the prefix leave it: or another frame
+    MORE
+};
+
+// `floor` is the noise's mean power a sample behind the receiver's filter. `clock` is corrected meanwhile, by as much
+// as takes some hundred ppm from it. `samples` hold the whole frame, `sent` rows of sc_num complex values; `scratch`
+// has room for as many, and two rows more.
+left_over find_left_over(const soundcomm_paras_t& paras, const double* samples, const double* sent, double floor,
+                         double* scratch, frame_clock* clock);
 
 } // namespace kosc
 

@@ -5,11 +5,12 @@
 
 #include "math/complex_ops.h"
 #include "math/constants.h"
+#include "math/simd.h"
 
 namespace kosc {
 namespace {
 
-constexpr uint32_t LANES = 8; // values computed side by side, so that the compiler fills its registers
+constexpr uint32_t LANES = 4; // values computed side by side, in registers of two
 
 // The fade at `u` samples from a symbol's start, between the window's points on a straight line.
 double fade_at(const soundcomm_paras_t& paras, double u, double length)
@@ -27,9 +28,9 @@ double fade_at(const soundcomm_paras_t& paras, double u, double length)
 
 // Where a value lies in its symbol.
 struct place {
-    const double* symbol; // null: nothing is sent there
-    double step;          // phase between two subcarriers
-    kom_complex factor;   // of the first subcarrier, with mixing and fade
+    const double* symbol;
+    double step;        // phase between two subcarriers
+    kom_complex factor; // of the first subcarrier, with mixing and fade; 0 where nothing is sent
 };
 
 place find_place(const soundcomm_paras_t& paras, const baseband& b, const double* sent, const frame_clock& clock,
@@ -41,44 +42,57 @@ place find_place(const soundcomm_paras_t& paras, const baseband& b, const double
     const double time = clock.sent_time(received);
     const double index = std::floor(time / length);
     if (!(index >= 0 && index < paras.frame.symbols)) {
-        return {nullptr, 0.0, {0.0, 0.0}};
+        return {sent, 0.0, {0.0, 0.0}};
     }
     const double u = time - index * length;
     const double fade = fade_at(paras, u, length);
     const double step = 2 * PI * (u - ofdm.cp_len) / ofdm.symbol_len;
-    const double phase = step * ofdm.sc_start_idx - std::fmod(b.middle * received, 2 * PI);
+    const double phase = step * ofdm.sc_start_idx - b.middle * received;
     return {sent + size_t{2} * ofdm.sc_num * static_cast<size_t>(index),
             step,
             {fade * std::cos(phase), fade * std::sin(phase)}};
 }
 
-// Sums the subcarriers of some neighbouring values by Horner's rule, sum over k of symbol[k] * exp(i*k*step).
+// Sums the subcarriers of two neighbouring values by Horner's rule, sum over k of symbol[k] * exp(i*k*step).
+struct value_pair {
+    simd_complex sum;
+    simd_complex turn;
+    const double* symbol[2];
+
+    void add(uint32_t k)
+    {
+        const simd first = load_simd(symbol[0] + size_t{2} * k);
+        const simd second = load_simd(symbol[1] + size_t{2} * k);
+        sum = sum * turn + simd_complex{interleave_low(first, second), interleave_high(first, second)};
+    }
+};
+
+value_pair start_pair(const place* two)
+{
+    value_pair pair = {};
+    pair.turn.re = simd{std::cos(two[0].step), std::cos(two[1].step)};
+    pair.turn.im = simd{std::sin(two[0].step), std::sin(two[1].step)};
+    pair.symbol[0] = two[0].symbol;
+    pair.symbol[1] = two[1].symbol;
+    return pair;
+}
+
+void store_pair(const value_pair& pair, const place* two, double* out)
+{
+    store(out, 0, kom_complex{pair.sum.re[0], pair.sum.im[0]} * two[0].factor);
+    store(out, 1, kom_complex{pair.sum.re[1], pair.sum.im[1]} * two[1].factor);
+}
+
 void sum_subcarriers(const place* places, uint32_t sc_num, double* out)
 {
-    double re[LANES] = {};
-    double im[LANES] = {};
-    double turn_re[LANES];
-    double turn_im[LANES];
-    for (uint32_t j = 0; j < LANES; ++j) {
-        turn_re[j] = std::cos(places[j].step);
-        turn_im[j] = std::sin(places[j].step);
-    }
+    value_pair a = start_pair(places);
+    value_pair b = start_pair(places + 2);
     for (uint32_t k = sc_num; k-- > 0;) {
-        double add_re[LANES];
-        double add_im[LANES];
-        for (uint32_t j = 0; j < LANES; ++j) {
-            add_re[j] = places[j].symbol != nullptr ? places[j].symbol[2 * k] : 0.0;
-            add_im[j] = places[j].symbol != nullptr ? places[j].symbol[2 * k + 1] : 0.0;
-        }
-        for (uint32_t j = 0; j < LANES; ++j) {
-            const double next = re[j] * turn_re[j] - im[j] * turn_im[j] + add_re[j];
-            im[j] = re[j] * turn_im[j] + im[j] * turn_re[j] + add_im[j];
-            re[j] = next;
-        }
+        a.add(k);
+        b.add(k);
     }
-    for (uint32_t j = 0; j < LANES; ++j) {
-        store(out, j, kom_complex{re[j], im[j]} * places[j].factor);
-    }
+    store_pair(a, places, out);
+    store_pair(b, places + 2, out + 4);
 }
 
 } // namespace
@@ -87,8 +101,8 @@ void resend_frame(const soundcomm_paras_t& paras, const baseband& b, const doubl
                   double* out)
 {
     for (uint32_t m = 0; m < b.frame_len; m += LANES) {
-        place places[LANES] = {};
-        for (uint32_t j = 0; j < std::min(LANES, b.frame_len - m); ++j) {
+        place places[LANES];
+        for (uint32_t j = 0; j < LANES; ++j) {
             places[j] = find_place(paras, b, sent, clock, m + j);
         }
         double values[2 * LANES];

@@ -14,10 +14,13 @@ constexpr uint32_t TRIED_PEAKS = 64;  // likewise
 struct heard_frame {
     uint64_t start;
     frame_clock clock;
+    frame_clock about;  // while it waits
     bool clock_known;   // by a cancellation
     uint32_t cancelled; // times
     bool due;           // to be cancelled within its prefix
     bool tail_due;      // then with its room's tail
+    bool in_silence;    // it began so: all that follows may be its own room's
+    bool waits;         // for the end of its tail, which will tell
     uint8_t* msg;       // msg_byte_len bytes
 };
 

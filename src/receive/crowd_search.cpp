@@ -18,6 +18,8 @@ constexpr uint32_t SAME_PLACE = 8;         // samples by which a peak may move w
 constexpr uint32_t MOST_CANCELLATIONS = 3; // of one frame
 constexpr uint32_t FLOOR_STEP = 64;        // positions between two looks at the noise floor
 constexpr uint32_t FLOOR_SAMPLES = 480000; // of a stretch, ten seconds at 48 kHz
+constexpr double QUIET = 3.0;              // times the floor
+constexpr double QUIET_SHARE = 0.1;        // of a frame's power
 constexpr uint32_t SETTLING = 64;          // samples behind an estimate's span that should be there
 
 // A track's search in one call.
@@ -110,6 +112,18 @@ frame_clock clock_of(const soundcomm_paras_t& paras, const frame_quality_t& qual
     return make_clock(paras, middle_rate - change * (length / 2 - anchor), change);
 }
 
+// Whether the window right before a frame holds hardly more than noise, beside the frame's own window, and nothing was
+// cancelled there. It may hold some of the frame: in a room the search takes the strongest arrival for the first.
+bool began_in_silence(const search& s, uint64_t start)
+{
+    const data_container& c = *s.buffer;
+    if (start < s.front + 1 || count_changes(s, start) != 0) {
+        return false;
+    }
+    const double* const energy = c.data_norm->begin + (start - 1 - s.front);
+    return *energy <= QUIET * floor_of(s.state->floor) * c.history_length + QUIET_SHARE * energy[c.history_length];
+}
+
 void remember_heard(const search& s, const frame_report_t& frame)
 {
     const soundcomm_paras_t& paras = *s.ctx->rx_paras;
@@ -117,7 +131,8 @@ void remember_heard(const search& s, const frame_report_t& frame)
     uint8_t* const msg = h.msg;
     std::memcpy(msg, frame.msg, frame.msg_len);
     const bool cancel = s.crowd->mode == KOSC_CROWD_CANCEL && paras.second_look != nullptr;
-    h = {frame.sample, clock_of(paras, frame.quality), false, 0, cancel, false, msg};
+    const frame_clock clock = clock_of(paras, frame.quality);
+    h = {frame.sample, clock, clock, false, 0, cancel, false, began_in_silence(s, frame.sample), false, msg};
 }
 
 // Tries the frame whose pilot ends at a position.
@@ -167,6 +182,26 @@ void try_peaks(const search& s)
     s.state->scanned = std::max(s.state->scanned, s.front + end);
 }
 
+// Whether a frame that is due, with the samples that an estimate takes, is to be cancelled now.
+bool has_company(const search& s, const cancel_job& job, heard_frame* h)
+{
+    if (h->waits) {
+        h->waits = false;
+        cancel_job about = job;
+        about.clock = h->about;
+        return !is_alone(s.crowd->canceller, about);
+    }
+    frame_clock clock = job.clock;
+    const left_over found = find_company(s.crowd->canceller, job, &clock);
+    if (found == left_over::AS_OF_A_ROOM && h->in_silence && h->cancelled == 0) {
+        h->about = clock;
+        h->waits = true;
+        h->due = true;
+        return false;
+    }
+    return found != left_over::NOTHING;
+}
+
 // Takes what was received of a frame out of the samples. False when nothing was.
 bool cancel(const search& s, reach far, heard_frame* h)
 {
@@ -183,7 +218,8 @@ bool cancel(const search& s, reach far, heard_frame* h)
                             h->clock_known,
                             floor_of(s.state->floor),
                             far};
-    const double* const received = estimate_received(s.crowd->canceller, job, &h->clock);
+    const double* const received =
+        has_company(s, job, h) ? estimate_received(s.crowd->canceller, job, &h->clock) : nullptr;
     if (received == nullptr) {
         return false;
     }
@@ -215,7 +251,7 @@ bool cancel_next(const search& s)
     const uint32_t count = remembered(s.state->heard_num, HEARD_FRAMES);
     for (uint32_t i = 0; i < count; ++i) {
         heard_frame& h = s.state->heard[i];
-        if (h.due && h.start >= s.front && is_complete(s, h, reach::PREFIX)) {
+        if (h.due && h.start >= s.front && is_complete(s, h, h.waits ? reach::TAIL : reach::PREFIX)) {
             h.due = false;
             const bool first = h.cancelled == 0;
             if (cancel(s, reach::PREFIX, &h)) {

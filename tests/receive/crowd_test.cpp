@@ -31,6 +31,7 @@ TEST(Crowd, HearsAllFramesThatLieOverEachOther)
         {"in a room", {surroundings::ROOM, 2, 10000, 10, 20, 0}, 3},
         {"padded: they look like each other's echoes", {surroundings::CLEAN, 2, 1000, 3, 20, 20}, 3},
         {"three", {surroundings::CLEAN, 3, 5760, 6, 20, 0}, 3},
+        {"three, the faintest 20 dB under the loudest", {surroundings::CLEAN, 3, 500, 10, 20, 0}, 3},
     };
     for (const auto& c : cases) {
         uint32_t plain = 0, peaks = 0;
@@ -48,6 +49,21 @@ TEST(Crowd, HearsAllFramesThatLieOverEachOther)
         }
         EXPECT_LT(plain, TRIALS * c.o.senders) << c.name << ": else the case is too easy";
         EXPECT_GE(peaks, c.peaks) << c.name;
+    }
+}
+
+// Neither a clock that is off nor a room's tail is taken for another frame, which would cost two cancellations.
+TEST(Crowd, CancelsNothingOfFramesThatAreAlone)
+{
+    const log_capture quiet{0};
+    for (const surroundings where : {surroundings::CLEAN, surroundings::ECHOES, surroundings::ROOM}) {
+        for (const double snr : {20.0, 30.0}) {
+            SCOPED_TRACE(testing::Message() << "surroundings " << static_cast<int>(where) << ", " << snr << " dB");
+            const kosc_link::crowd_recording sound = kosc_link::make_frames_apart({where, 6, snr}, 1);
+            const kosc_link::heard_crowd heard = listen(sound, CANCELLING, 480);
+            EXPECT_EQ(heard.delivered, 6U);
+            EXPECT_EQ(heard.counts.cancelled, 0U);
+        }
     }
 }
 
