@@ -161,15 +161,21 @@ void report(const tally& all, const memory& early, const memory& late)
 int main(int argc, char** argv)
 {
     if (argc < 3) {
-        std::fputs("usage: kosc_soak HOURS SEED [FIRST_SAMPLE [BAND [--combine]]]\n", stderr);
+        std::fputs("usage: kosc_soak HOURS SEED [FIRST_SAMPLE [BAND [--crowd] [--combine]]]\n", stderr);
         return EXIT_FAILURE;
     }
     log_level = KOSC_LEVEL_ERROR;
     const soundcomm_cfg_t cfg = configuration_of(argc > 4 ? argv[4] : "near-ultrasonic");
     const auto segments = static_cast<uint64_t>(std::atof(argv[1]) * 3600 * 48000 / SEGMENT);
     listener daily{KOSC_SECOND_LOOK_ON, cfg};
-    if (argc > 5 && argv[5] == std::string("--combine") &&
-        !soundcomm_config_combining(daily.context(), nullptr, KOSC_COMBINING_EACH)) {
+    const auto is_set = [&](const char* option) {
+        return std::any_of(argv + std::min(argc, 5), argv + argc,
+                           [&](const char* a) { return a == std::string(option); });
+    };
+    const bool crowd = is_set("--crowd");
+    const bool combine = is_set("--combine");
+    if ((crowd && !soundcomm_config_crowd(daily.context(), KOSC_CROWD_CANCEL)) ||
+        (combine && !soundcomm_config_combining(daily.context(), nullptr, KOSC_COMBINING_EACH))) {
         return EXIT_FAILURE;
     }
     // As if so many samples had been heard before.
@@ -191,7 +197,14 @@ int main(int argc, char** argv)
     print("index of the last, in 64 bits", first + segments * SEGMENT - 1);
     print("positions removed from the buffer, in 32 bits", container->removed_length);
     print("32-bit offsets that are not the 64-bit ones modulo 2^32", all.wrong_offsets);
-    print("messages that combining added", soundcomm_get_combining_counts(daily.context()).messages);
+    if (combine) {
+        print("messages that combining added", soundcomm_get_combining_counts(daily.context()).messages);
+    }
+    if (crowd) {
+        const crowd_counts_t counts = soundcomm_get_crowd_counts(daily.context());
+        print("peaks tried by the crowd's search", counts.tried);
+        print("frames cancelled", counts.cancelled);
+    }
     report(all, early, late);
     const bool good = all.expected > 0 && all.lost == 0 && all.furthest <= container->search_margin &&
                       all.wrong_offsets == 0 && late.blocks == early.blocks && late.bytes == early.bytes &&
