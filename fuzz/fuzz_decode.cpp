@@ -189,6 +189,20 @@ struct listener {
 
     void append(const pcm& more) { signal.insert(signal.end(), more.begin(), more.end()); }
 
+    // Appends a frame, or lays it over the end of what is there, as another sender would.
+    void send(fuzz_input* in)
+    {
+        const uint32_t how = in->byte();
+        const pcm& frame = known_frame(how);
+        const size_t over = how < 128 ? 0 : std::min<size_t>(in->below(FRAME + 1), signal.size());
+        const double gain = how < 128 ? 1.0 : 1.0 / (1 + in->byte() % 8);
+        const size_t from = signal.size() - over;
+        signal.resize(from + FRAME);
+        for (size_t i = 0; i < FRAME; ++i) {
+            signal[from + i] = clip(signal[from + i] + gain * frame[i]);
+        }
+    }
+
     void step(fuzz_input* in);
 };
 
@@ -214,7 +228,7 @@ void listener::step(fuzz_input* in)
     switch (in->byte() % 14) {
     case 0:
     case 1:
-        append(known_frame(in->byte()));
+        send(in);
         break;
     case 2:
         append(take_part(in));
