@@ -1,8 +1,9 @@
 #include "modem.h"
 
 #include <cmath>
-#include <cstdio>
 #include <stdexcept>
+
+#include "text.h"
 
 namespace kosc_inspect {
 
@@ -21,9 +22,7 @@ kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look, ui
 
 std::string edges_khz(const sound_band& band, const char* between)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.2g%s%.2g", band.low_hz / 1000.0, between, band.high_hz / 1000.0);
-    return text;
+    return text("%.2g%s%.2g", band.low_hz / 1000.0, between, band.high_hz / 1000.0);
 }
 
 double room_over_ultrasound_db(const sound_band& band)

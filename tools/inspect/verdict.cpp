@@ -1,20 +1,13 @@
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <iterator>
 
 #include "inspection.h"
 #include "modem.h"
+#include "text.h"
 
 namespace kosc_inspect {
 namespace {
-
-template <typename... Arguments> std::string text(const char* format, Arguments... arguments)
-{
-    char line[240];
-    std::snprintf(line, sizeof line, format, arguments...);
-    return line;
-}
 
 std::string count_of_frames(const inspection& result)
 {

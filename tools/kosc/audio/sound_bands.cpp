@@ -1,11 +1,13 @@
 #include "audio/sound_bands.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <stdexcept>
 
 #include "kosc/kosc.hpp"
+#include "text.h"
+
+using kosc_inspect::text;
 
 namespace {
 
@@ -75,17 +77,11 @@ const sound_band& default_band()
     return band;
 }
 
-std::string name_of(const sound_band& band)
-{
-    char hz[32];
-    std::snprintf(hz, sizeof hz, "%.10g", band.low_hz);
-    return *band.name != '\0' ? band.name : hz;
-}
+std::string name_of(const sound_band& band) { return *band.name != '\0' ? band.name : text("%.10g", band.low_hz); }
 
 std::string described(const sound_band& band)
 {
-    char edges[64];
-    std::snprintf(edges, sizeof edges, "%.0f to %.0f Hz", band.low_hz, band.high_hz);
+    const std::string edges = text("%.0f to %.0f Hz", band.low_hz, band.high_hz);
     return *band.name != '\0' ? std::string("the ") + band.name + " band (" + edges + ")"
                               : std::string("the band from ") + edges;
 }

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,8 +17,10 @@
 #include "modem.h"
 #include "picture/terminal.h"
 #include "power_spectrum.h"
+#include "text.h"
 
 using kosc_inspect::SILENCE_DB;
+using kosc_inspect::text;
 
 namespace {
 
@@ -120,74 +121,67 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
     return object.dump() + "\n";
 }
 
-template <typename... Arguments> std::string line(const char* format, Arguments... arguments)
-{
-    char text[200];
-    std::snprintf(text, sizeof text, format, arguments...);
-    return text;
-}
-
 std::string response_lines(const probe_report& report)
 {
     constexpr double BAR_DB = 2.0, BARS = 30.0;
     const double highest = *std::max_element(report.gain_db.begin(), report.gain_db.end());
-    std::string text;
+    std::string lines;
     for (size_t i = 0; i < report.gain_db.size(); ++i) {
         const double khz = (report.response_low + (static_cast<double>(i) + 0.5) * RESPONSE_STEP) / 1000.0;
         const double bars = std::clamp(BARS - (highest - report.gain_db[i]) / BAR_DB, 0.0, BARS);
-        text += i == 0 ? "response     " : "             ";
+        lines += i == 0 ? "response     " : "             ";
         if (report.gain_db[i] > SILENCE_DB) {
-            text += line("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i], 10.0)) +
-                    std::string(static_cast<size_t>(std::lround(bars)), '#');
+            lines += text("%6.3f kHz %6.1f dB  ", khz, rounded(report.gain_db[i], 10.0)) +
+                     std::string(static_cast<size_t>(std::lround(bars)), '#');
         } else {
-            text += line("%6.3f kHz  nothing but noise", khz);
+            lines += text("%6.3f kHz  nothing but noise", khz);
         }
-        text += "\n";
+        lines += "\n";
     }
-    return text;
+    return lines;
 }
 
 std::string as_text(const probe_report& report, const probe_verdict& verdict, double latency)
 {
-    std::string text;
+    std::string lines;
     if (report.heard) {
-        text += response_lines(report);
-        text += report.audible_gain_db > SILENCE_DB
-                    ? line("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
-                    : "audible      nothing but noise from 3 to 14 kHz\n";
-        text += line("level        frames %.1f dB, %.1f dB over the noise, from %s kHz\n", report.signal_db,
-                     report.signal_db - report.noise_db, kosc_inspect::edges_khz(report.band, " to ").c_str());
+        lines += response_lines(report);
+        lines += report.audible_gain_db > SILENCE_DB
+                     ? text("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
+                     : "audible      nothing but noise from 3 to 14 kHz\n";
+        lines += text("level        frames %.1f dB, %.1f dB over the noise, from %s kHz\n", report.signal_db,
+                      report.signal_db - report.noise_db, kosc_inspect::edges_khz(report.band, " to ").c_str());
     }
-    text += line("noise floor  %.1f dB from %s kHz\n", report.noise_db,
-                 kosc_inspect::edges_khz(report.band, " to ").c_str());
-    text += line("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
+    lines += text("noise floor  %.1f dB from %s kHz\n", report.noise_db,
+                  kosc_inspect::edges_khz(report.band, " to ").c_str());
+    lines += text("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
     if (report.heard) {
-        text += report.second_sweep_gain_db
-                    ? line("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
-                    : "steadiness   second sweep missing";
-        text += line(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db, 10.0),
-                     rounded(-report.hush_db, 10.0));
-        text += line("clocks       %+.0f ppm apart\n", report.stretch_ppm);
+        lines += report.second_sweep_gain_db
+                     ? text("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
+                     : "steadiness   second sweep missing";
+        lines += text(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db, 10.0),
+                      rounded(-report.hush_db, 10.0));
+        lines += text("clocks       %+.0f ppm apart\n", report.stretch_ppm);
     }
     if (!std::isnan(latency)) {
-        text += line("latency      %.0f ms there and back\n", latency * 1000.0);
+        lines += text("latency      %.0f ms there and back\n", latency * 1000.0);
     }
-    text += line("frames       %u of %u heard, %u of them only in the second look\n", report.frames_heard, PROBE_FRAMES,
-                 report.frames_second_look);
+    lines += text("frames       %u of %u heard, %u of them only in the second look\n", report.frames_heard,
+                  PROBE_FRAMES, report.frames_second_look);
     for (const band_prospect& each : report.prospects) {
-        text += line("band         %-16s", each.band.name);
-        text += each.over_noise_db > SILENCE_DB
-                    ? line("%.0f dB over the noise, %s\n", each.over_noise_db, each.good ? "good" : "not good")
-                    : "nothing but noise\n";
+        lines += text("band         %-16s", each.band.name);
+        lines += each.over_noise_db > SILENCE_DB
+                     ? text("%.0f dB over the noise, %s\n", each.over_noise_db, each.good ? "good" : "not good")
+                     : "nothing but noise\n";
     }
-    text += std::string("verdict      ") + FITNESS[static_cast<int>(verdict.fit)] + ": " + verdict.sentence + "\n";
-    text += "advice       " + verdict.advice + "\n";
+    lines += std::string("verdict      ") + FITNESS[static_cast<int>(verdict.fit)] + ": " + verdict.sentence + "\n";
+    lines += "advice       " + verdict.advice + "\n";
     const band_prospect* const best = best_band(report, verdict.fit);
     if (best != nullptr) {
         const std::string name = best->band.name;
-        text += "best band    " + name + ": kosc send --band " + name + ", kosc listen --band " + name + "\n";
+        lines += "best band    " + name + ": kosc send --band " + name + ", kosc listen --band " + name + "\n";
     }
-    return text;
+    return lines;
 }
 
 } // namespace

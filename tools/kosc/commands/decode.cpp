@@ -14,6 +14,7 @@
 #include "commands/listener.h"
 #include "picture/progress_bar.h"
 #include "picture/terminal.h"
+#include "text.h"
 
 namespace {
 
@@ -66,9 +67,8 @@ template <typename Fill> void recording::print(const heard_message& message, Fil
     }
     progress_.clear();
     if (!options_.json) {
-        char place[32];
-        std::snprintf(place, sizeof place, "%.3f s", rounded(seconds_of(message), 1000.0));
-        write_output((one_of_several() ? path_ + ": " : "") + place + rest);
+        write_output((one_of_several() ? path_ + ": " : "") +
+                     kosc_inspect::text("%.3f s", rounded(seconds_of(message), 1000.0)) + rest);
         return;
     }
     nlohmann::ordered_json object;

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -7,6 +6,7 @@
 #include "audio/audio_device.h"
 #include "commands/commands.h"
 #include "picture/terminal.h"
+#include "text.h"
 
 namespace {
 
@@ -46,10 +46,8 @@ std::string side(const char* name, uint32_t channels, const std::vector<uint32_t
 
 std::string as_text(const listed_device& listed)
 {
-    char index[16];
-    std::snprintf(index, sizeof index, "%4d  ", listed.device.index);
-    return index + listed.device.name + "  [" + listed.device.host_api + "]\n" +
-           side("input   ", listed.device.inputs, listed.input_rates, listed.default_input) +
+    return kosc_inspect::text("%4d  ", listed.device.index) + listed.device.name + "  [" + listed.device.host_api +
+           "]\n" + side("input   ", listed.device.inputs, listed.input_rates, listed.default_input) +
            side("output  ", listed.device.outputs, listed.output_rates, listed.default_output);
 }
 

@@ -1,18 +1,16 @@
 #include "commands/heard_text.h"
 
 #include <cmath>
-#include <cstdio>
 
 #include "commands/message_text.h"
+#include "text.h"
 #include "transfer/file_name.h"
 
 namespace {
 
 std::string digits_of(char byte)
 {
-    char text[8];
-    std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(byte)));
-    return text;
+    return kosc_inspect::text("\\x%02x", static_cast<unsigned>(static_cast<uint8_t>(byte)));
 }
 
 // UTF-8 text for a terminal: control characters as \x1b and the like, further lines indented, so that none looks like a
@@ -84,10 +82,9 @@ std::string end_of_line(const heard_message& message)
         return message.second_look_needed ? "  [second look]\n" : "\n";
     }
     const put_together& from = *message.combined;
-    char snr[32];
-    std::snprintf(snr, sizeof snr, ", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
     return "  [put together from " + number_of(from.frames, "frame") + ", " +
-           number_of(from.microphones, "microphone") + snr;
+           number_of(from.microphones, "microphone") +
+           kosc_inspect::text(", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
 }
 
 std::string origin(const heard_message& message, bool band)

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -9,6 +8,9 @@
 #include "commands/heard_text.h"
 #include "kosc/core.h"
 #include "picture/terminal.h"
+#include "text.h"
+
+using kosc_inspect::text;
 
 namespace {
 
@@ -23,13 +25,6 @@ std::string symbol_order(const frame_struct_t& frame, uint32_t data_pilot_rate)
         order += i == frame.sync_pilot_index ? 'S' : pilot ? 'P' : 'D';
     }
     return order;
-}
-
-template <typename... Arguments> void print(const char* format, Arguments... arguments)
-{
-    char line[160];
-    std::snprintf(line, sizeof line, format, arguments...);
-    write_output(line);
 }
 
 // What both forms tell beyond the configuration.
@@ -53,7 +48,7 @@ facts facts_of(const soundcomm_cfg_t& cfg)
     return f;
 }
 
-void print_json(const soundcomm_cfg_t& cfg, const facts& f)
+std::string as_json(const soundcomm_cfg_t& cfg, const facts& f)
 {
     nlohmann::ordered_json object;
     object["version"] = KOSC_VERSION;
@@ -79,28 +74,29 @@ void print_json(const soundcomm_cfg_t& cfg, const facts& f)
     for (const sound_band& band : wide_bands()) {
         object["wide"].push_back(name_of(band));
     }
-    write_output(object.dump() + "\n");
+    return object.dump() + "\n";
 }
 
-void print_text(const soundcomm_cfg_t& cfg, const facts& f)
+std::string as_text(const soundcomm_cfg_t& cfg, const facts& f)
 {
-    print("version    %s\n", KOSC_VERSION);
-    print("message    %u bytes, %u CRC-16\n", cfg.msg_byte_len, cfg.crc_cfg.group);
-    print("audio      %u Hz, %u bit\n", MODEM_SAMPLE_RATE, SAMPLE_BITS);
-    print("frame      %u samples, %.3f s\n", f.frame.frame_length, f.seconds);
-    print("symbols    %u of %u samples and a prefix of %u\n", f.frame.symbols, cfg.ofdm_cfg.symbol_len,
-          cfg.ofdm_cfg.cp_len);
-    print("layout     %s (S synchronisation pilot, P pilot, D data)\n", f.layout.c_str());
-    print("band       %.3f Hz to %.3f Hz, %u subcarriers\n", default_band().low_hz, default_band().high_hz,
-          cfg.ofdm_cfg.sc_num);
-    print("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
-    write_output("bands      any from 250 to 23500 Hz; those with a name are\n");
+    std::string lines = text("version    %s\n", KOSC_VERSION);
+    lines += text("message    %u bytes, %u CRC-16\n", cfg.msg_byte_len, cfg.crc_cfg.group);
+    lines += text("audio      %u Hz, %u bit\n", MODEM_SAMPLE_RATE, SAMPLE_BITS);
+    lines += text("frame      %u samples, %.3f s\n", f.frame.frame_length, f.seconds);
+    lines += text("symbols    %u of %u samples and a prefix of %u\n", f.frame.symbols, cfg.ofdm_cfg.symbol_len,
+                  cfg.ofdm_cfg.cp_len);
+    lines += text("layout     %s (S synchronisation pilot, P pilot, D data)\n", f.layout.c_str());
+    lines += text("band       %.3f Hz to %.3f Hz, %u subcarriers\n", default_band().low_hz, default_band().high_hz,
+                  cfg.ofdm_cfg.sc_num);
+    lines += text("bit rate   %.1f bit/s of messages, %.1f bit/s on the air\n", f.message_rate, f.air_rate);
+    lines += "bands      any from 250 to 23500 Hz; those with a name are\n";
     for (const sound_band& band : named_bands()) {
-        print("  %-16s %5.0f to %5.0f Hz  %s\n", band.name, band.low_hz, band.high_hz, band.use);
+        lines += text("  %-16s %5.0f to %5.0f Hz  %s\n", band.name, band.low_hz, band.high_hz, band.use);
     }
     const band_list wide = wide_bands();
-    print("  %-16s %5.0f to %5.0f Hz  %zu bands side by side, all at once, for files and long texts\n", "wide",
-          wide.front().low_hz, wide.back().high_hz, wide.size());
+    lines += text("  %-16s %5.0f to %5.0f Hz  %zu bands side by side, all at once, for files and long texts\n", "wide",
+                  wide.front().low_hz, wide.back().high_hz, wide.size());
+    return lines;
 }
 
 } // namespace
@@ -108,6 +104,6 @@ void print_text(const soundcomm_cfg_t& cfg, const facts& f)
 int run_info(bool json)
 {
     const soundcomm_cfg_t& cfg = *soundcomm_default_cfg();
-    json ? print_json(cfg, facts_of(cfg)) : print_text(cfg, facts_of(cfg));
+    write_output(json ? as_json(cfg, facts_of(cfg)) : as_text(cfg, facts_of(cfg)));
     return EXIT_DONE;
 }

@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,24 +15,13 @@
 #include "picture/progress_bar.h"
 #include "picture/terminal.h"
 #include "plot_recorder.h"
+#include "text.h"
 
 using namespace kosc_inspect;
 
 namespace {
 
 constexpr uint32_t MESSAGE_PARTS = 2; // each with a CRC of its own
-
-std::string text(const char* format, ...) KOSC_PRINTF(1, 2);
-
-std::string text(const char* format, ...)
-{
-    char line[256];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line, sizeof line, format, arguments);
-    va_end(arguments);
-    return line;
-}
 
 double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
 

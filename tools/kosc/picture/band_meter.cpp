@@ -8,6 +8,9 @@
 #include <iterator>
 
 #include "picture/terminal.h"
+#include "text.h"
+
+using kosc_inspect::text;
 
 namespace {
 
@@ -28,17 +31,10 @@ const char* bar(double level)
     return BARS[static_cast<size_t>(std::clamp((level - LOWEST_BAR_DB) / BAR_DB, 0.0, LAST))];
 }
 
-std::string printed(const char* format, double value)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, format, value);
-    return text;
-}
-
 // The columns of UTF-8 text: its characters.
-size_t width_of(const std::string& text)
+size_t width_of(const std::string& line)
 {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char letter) {
+    return static_cast<size_t>(std::count_if(line.begin(), line.end(), [](char letter) {
         constexpr uint8_t CONTINUATION_MASK = 0xC0, CONTINUATION = 0x80;
         return (static_cast<uint8_t>(letter) & CONTINUATION_MASK) != CONTINUATION;
     }));
@@ -91,7 +87,7 @@ std::string band_meter::bars() const
     for (double from = low; from < high; from += width) {
         row += bar(kosc_inspect::level_db(bins_, from, from + width));
     }
-    return printed("%.0fk|", low / 1000.0) + row + printed("|%.0fk", high / 1000.0);
+    return text("%.0fk|", low / 1000.0) + row + text("|%.0fk", high / 1000.0);
 }
 
 std::string band_meter::line(size_t columns) const
@@ -99,16 +95,15 @@ std::string band_meter::line(size_t columns) const
     const std::string shown = bars();
     std::string levels, named;
     for (const level_meter& each : meters_) {
-        levels += printed("%4.0f", each.level) + (&each == &meters_.back() ? " dB" : " ");
-        named += (named.empty() ? "" : "  ") + name_of(each.band) + printed(": %4.0f dB", each.level);
+        levels += text("%4.0f", each.level) + (&each == &meters_.back() ? " dB" : " ");
+        named += (named.empty() ? "" : "  ") + name_of(each.band) + text(": %4.0f dB", each.level);
     }
     std::string floor, peak;
     if (meters_.size() == 1) {
         const level_meter& only = meters_.front();
-        floor = printed("  floor %4.0f dB", only.floor);
-        peak = only.peak == 0.0
-                   ? ""
-                   : printed("  peak %4.0f dB", only.peak) + printed(" %.0f s ago", only.seconds_since_peak);
+        floor = text("  floor %4.0f dB", only.floor);
+        peak =
+            only.peak == 0.0 ? "" : text("  peak %4.0f dB", only.peak) + text(" %.0f s ago", only.seconds_since_peak);
     }
     // From the longest to the shortest.
     for (const std::string& line : {shown + "  " + named + floor + peak, shown + "  " + levels + floor + peak,

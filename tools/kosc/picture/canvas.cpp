@@ -3,12 +3,12 @@
 #include <cairo-svg.h>
 
 #include <cmath>
-#include <cstdio>
 #include <sstream>
 #include <stdexcept>
 
 #include "audio/sound_writer.h"
 #include "channels.h"
+#include "text.h"
 
 namespace {
 
@@ -23,12 +23,7 @@ double tick_step(double range)
     return power * (steps < 1.5 ? 1 : steps < 3.5 ? 2 : steps < 7.5 ? 5 : 10);
 }
 
-std::string number(double value)
-{
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%g", std::round(value * 1e6) / 1e6 + 0.0);
-    return digits;
-}
+std::string number(double value) { return kosc_inspect::text("%g", std::round(value * 1e6) / 1e6 + 0.0); }
 
 cairo_status_t append(void* bytes, const unsigned char* data, unsigned int length)
 {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <cstdio>
 #include <stdexcept>
 
 #include "frame_picture.h"
 #include "kosc/core.h"
 #include "picture/canvas.h"
+#include "text.h"
 
 using namespace kosc_inspect;
 
@@ -199,12 +199,9 @@ const candidate* frame_to_show(const inspection& result)
 void draw_frame(const page& p, const candidate& c)
 {
     const frame_picture& picture = c.picture;
-    char words[200];
-    const int length =
-        std::snprintf(words, sizeof words, "The frame at %.3f s", static_cast<double>(c.sample) / MODEM_RATE);
-    if (c.measured && length > 0) {
-        std::snprintf(words + length, sizeof words - static_cast<size_t>(length),
-                      ": SNR %.1f dB, EVM %.0f %%, drift %+.0f ppm, %s", c.quality.snr_db, 100 * c.quality.evm,
+    std::string words = text("The frame at %.3f s", static_cast<double>(c.sample) / MODEM_RATE);
+    if (c.measured) {
+        words += text(": SNR %.1f dB, EVM %.0f %%, drift %+.0f ppm, %s", c.quality.snr_db, 100 * c.quality.evm,
                       c.quality.drift_ppm,
                       c.by_crowd             ? "decoded with --crowd"
                       : !c.decoded           ? "not decoded"
@@ -238,10 +235,10 @@ void draw(const std::string& path, const std::string& title, const inspection& r
                     shown == nullptr ? 0 : shown->channel - 1,
                     std::min(0.0, shown == nullptr ? 0.0 : static_cast<double>(shown->sample) / MODEM_RATE),
                     std::max(result.seconds, 0.05)};
-    char heading[64];
-    std::snprintf(heading, sizeof heading, ", channel %u, %u Hz, %.2f s", p.channel + 1, result.sample_rate,
-                  result.seconds);
-    paper.text(LEFT, 30, title.substr(title.rfind('/') + 1) + heading, 16);
+    paper.text(LEFT, 30,
+               title.substr(title.rfind('/') + 1) +
+                   text(", channel %u, %u Hz, %.2f s", p.channel + 1, result.sample_rate, result.seconds),
+               16);
     paper.paragraph(LEFT, 54, RIGHT - LEFT, result.verdict, 13,
                     result.why == cause::none            ? GREEN
                     : shown != nullptr && shown->decoded ? DARK_AMBER

@@ -9,6 +9,9 @@
 
 #include "kosc_transfer/transfer.h"
 #include "picture/terminal.h"
+#include "text.h"
+
+using kosc_inspect::text;
 
 namespace {
 
@@ -18,13 +21,8 @@ constexpr auto INTERVAL = std::chrono::milliseconds(100);
 std::string as_clock(double seconds)
 {
     const long all = std::lround(seconds);
-    char text[40];
-    if (all >= 3600) {
-        std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", all / 3600, all / 60 % 60, all % 60);
-    } else {
-        std::snprintf(text, sizeof text, "%ld:%02ld", all / 60, all % 60);
-    }
-    return text;
+    return all >= 3600 ? text("%ld:%02ld:%02ld", all / 3600, all / 60 % 60, all % 60)
+                       : text("%ld:%02ld", all / 60, all % 60);
 }
 
 // `line` behind a bar, if there is room for one and a share to show.
@@ -41,12 +39,7 @@ std::string with_bar(std::optional<double> share, std::string line, size_t colum
     return line;
 }
 
-std::string percentage(double share)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "%3.0f %%", std::floor(100.0 * share));
-    return text;
-}
+std::string percentage(double share) { return text("%3.0f %%", std::floor(100.0 * share)); }
 
 // Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
 void show(int descriptor, const std::string& text)
@@ -81,9 +74,7 @@ void progress_bar::update(double seconds, std::optional<uint64_t> messages)
     next_ = now + INTERVAL;
     const double speed = seconds / std::chrono::duration<double>(now - start_).count();
     const double share = total_seconds_ > 0.0 ? std::min(seconds / total_seconds_, 1.0) : 0.0;
-    char figures[64];
-    std::snprintf(figures, sizeof figures, speed < 10.0 ? ", %.1fx speed" : ", %.0fx speed", speed);
-    std::string line = figures;
+    std::string line = text(speed < 10.0 ? ", %.1fx speed" : ", %.0fx speed", speed);
     if (total_seconds_ > 0.0) {
         line = percentage(share) + line;
         line += speed > 0.0 ? ", " + as_clock((1.0 - share) * total_seconds_ / speed) + " left" : "";

@@ -1,12 +1,12 @@
 #include "transfer/collector.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 #include <stdexcept>
 
 #include "audio/audio_file.h"
 #include "picture/progress_bar.h"
+#include "text.h"
 #include "transfer/file_name.h"
 
 namespace {
@@ -123,8 +123,7 @@ void collector::save(delivery& delivered)
     if (!saver_) {
         return;
     }
-    char fallback[32];
-    std::snprintf(fallback, sizeof fallback, "transfer-%04x.bin", delivered.id);
+    const std::string fallback = kosc_inspect::text("transfer-%04x.bin", delivered.id);
     try {
         delivered.saved = saver_->save(safe_name(file.name, fallback), file.contents);
     } catch (const std::runtime_error& error) {
