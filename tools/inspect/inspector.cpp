@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <stdexcept>
 #include <tuple>
 
 #include "frame_search.h"
@@ -50,40 +49,28 @@ double longest_burst(const std::vector<float>& levels, double floor, double seco
     return static_cast<double>(longest) * seconds_a_level;
 }
 
+// With a second look it hears frames that overlap, if `crowd`, or adds up weak frames.
+kosc::receiver receiver_for(uint32_t channels, const inspect_settings& wanted, bool crowd)
+{
+    kosc::receiver_settings settings;
+    settings.channels = channels;
+    settings.cut = true;
+    settings.second_look = wanted.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
+    settings.combining = combining_of(channels, wanted.second_look && !crowd);
+    settings.crowd = crowd ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
+    return make_receiver(wanted.band, settings);
+}
+
 } // namespace
 
 inspector::inspector(uint32_t sample_rate, uint32_t channels, const inspect_settings& settings)
-    : sample_rate_(sample_rate), settings_(settings)
+    : sample_rate_(sample_rate), settings_(settings), receiver_(receiver_for(channels, settings, false))
 {
-    const uint32_t look = settings.second_look ? KOSC_SECOND_LOOK_MEASURE : KOSC_SECOND_LOOK_OFF;
-    for (uint32_t i = 0; i < channels; ++i) {
-        channels_.push_back({make_receiver(settings.band, look),
-                             settings.second_look ? make_receiver(settings.band, look, KOSC_CROWD_CANCEL) : nullptr,
-                             {static_cast<double>(sample_rate), HOP, settings.band},
-                             {},
-                             0.0F,
-                             {},
-                             {}});
-    }
     if (settings.second_look) {
-        add_weak_frames_up();
+        crowd_ = receiver_for(channels, settings, true);
     }
     for (uint32_t i = 0; i < channels; ++i) {
-        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_[i].context.get()));
-        hear(i, silence.data(), silence.size());
-    }
-}
-
-void inspector::add_weak_frames_up()
-{
-    constexpr size_t BOTH = 2;
-    const bool together = channels_.size() == BOTH;
-    for (size_t i = 0; i < (together ? 1 : channels_.size()); ++i) {
-        soundcomm_context_t* const other = together ? channels_[1].context.get() : nullptr;
-        if (!soundcomm_config_combining(channels_[i].context.get(), other,
-                                        together ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_EACH)) {
-            throw std::runtime_error("not enough memory");
-        }
+        channels_.push_back({{static_cast<double>(sample_rate), HOP, settings.band}});
     }
 }
 
@@ -102,82 +89,69 @@ void inspector::hear_raw(const float* interleaved, size_t frames)
     kept_.insert(kept_.end(), interleaved, interleaved + std::min(room, frames * stride));
 }
 
-void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
+template <typename Each> void inspector::receive(Each each)
 {
-    using taker = void (inspector::*)(uint32_t, const frame_report_t&);
-    struct target {
-        inspector* self;
-        uint32_t channel;
-        taker taken_by;
-    };
-    const auto take_frame = [](const frame_report_t* frame, void* user) {
-        const auto* const into = static_cast<target*>(user);
-        (into->self->*into->taken_by)(into->channel, *frame);
-    };
-    const auto listen = [&](soundcomm_context_t* context, taker taken_by) {
-        target to{this, channel, taken_by};
-        soundcomm_set_frame_callback(context, take_frame, &to);
-        result_set_t counts{};
-        if (count != 0 && soundcomm_receive(context, pcm, static_cast<uint32_t>(count), &counts) != 0) {
-            throw std::runtime_error("the receiver's buffer is in disorder");
-        }
-    };
-    listen(channels_[channel].context.get(), &inspector::take);
-    if (channels_[channel].crowd) {
-        listen(channels_[channel].crowd.get(), &inspector::take_crowded);
+    const auto take_frame = [this](const kosc::heard& frame) { take(frame); };
+    check(each(receiver_, take_frame, take_frame));
+    if (crowd_) {
+        const auto take_crowded = [this](const kosc::heard& frame) {
+            channels_[frame.channel].crowded.push_back(candidate_of(*crowd_, frame));
+        };
+        check(each(*crowd_, take_crowded, [](const kosc::heard&) {}));
     }
 }
 
-void inspector::take_sum(uint32_t channel, const frame_report_t& frame)
+void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
 {
-    constexpr uint32_t EITHER = 3;
-    const bool both = frame.combined->channels == EITHER;
-    const auto lead = static_cast<int64_t>(soundcomm_get_silence_around(channels_[channel].context.get()));
-    sums_.push_back({static_cast<int64_t>(frame.sample) - lead,
-                     channel + 1,
-                     both ? EITHER - (channel + 1) : channel + 1,
-                     *frame.combined,
-                     {frame.msg, frame.msg + frame.msg_len}});
+    receive([&](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
+        return receiver.push_channel(channel, pcm, count, on_message, on_failed);
+    });
 }
 
-candidate inspector::candidate_of(const kosc::context_ptr& heard_by, uint32_t channel,
-                                  const frame_report_t& frame) const
+candidate inspector::candidate_of(const kosc::receiver& heard_by, const kosc::heard& frame) const
 {
-    const soundcomm_context_t* const context = heard_by.get();
+    const soundcomm_context_t* const context = heard_by.context(frame.channel);
+    const frame_report_t& report = frame.report;
+    const std::string_view message = frame.bytes();
     candidate c{};
-    c.sample = static_cast<int64_t>(frame.sample) - static_cast<int64_t>(soundcomm_get_silence_around(context));
-    c.channel = channel + 1;
-    c.correlation = frame.correlation;
-    c.decoded = frame.verdict == 1;
-    c.second_look_needed = frame.quality.needed;
-    c.failed_crcs = frame.failed_crcs;
-    c.measured = frame.quality.attempts != 0;
-    c.quality = frame.quality;
-    c.message.assign(frame.msg, frame.msg + frame.msg_len);
-    c.traits = traits_of(*context->rx_paras, frame.samples);
+    c.sample = frame.sample;
+    c.channel = frame.channel + 1;
+    c.correlation = report.correlation;
+    c.decoded = report.verdict == 1;
+    c.second_look_needed = report.quality.needed;
+    c.failed_crcs = report.failed_crcs;
+    c.measured = report.quality.attempts != 0;
+    c.quality = report.quality;
+    c.message.assign(message.begin(), message.end());
+    c.traits = traits_of(*context->rx_paras, report.samples);
     if (settings_.pictures) {
-        c.picture = picture_of(*context, frame);
+        c.picture = picture_of(*context, report);
     }
     return c;
 }
 
-void inspector::take(uint32_t channel, const frame_report_t& frame)
+void inspector::take_sum(const kosc::heard& frame)
 {
-    if (frame.combined != nullptr) {
-        take_sum(channel, frame);
-        return;
-    }
-    std::vector<candidate>& found = channels_[channel].candidates;
-    candidate c = candidate_of(channels_[channel].context, channel, frame);
-    if (found.empty() || found.back().sample != c.sample) { // else found in two overlapping windows
-        found.push_back(std::move(c));
-    }
+    constexpr uint32_t EITHER = 3;
+    const combined_report_t& from = *frame.report.combined;
+    const std::string_view message = frame.bytes();
+    const uint32_t channel = frame.channel + 1;
+    sums_.push_back({frame.sample,
+                     channel,
+                     from.channels == EITHER ? EITHER - channel : channel,
+                     from,
+                     {message.begin(), message.end()}});
 }
 
-void inspector::take_crowded(uint32_t channel, const frame_report_t& frame)
+void inspector::take(const kosc::heard& frame)
 {
-    if (frame.verdict == 1) {
-        channels_[channel].crowded.push_back(candidate_of(channels_[channel].crowd, channel, frame));
+    if (frame.report.combined != nullptr) {
+        take_sum(frame);
+        return;
+    }
+    std::vector<candidate>& found = channels_[frame.channel].candidates;
+    if (found.empty() || found.back().sample != frame.sample) { // else found in two overlapping windows
+        found.push_back(candidate_of(receiver_, frame));
     }
 }
 
@@ -254,17 +228,16 @@ void inspector::take_hidden_frames(inspection* result)
         for (size_t i = c; i < kept_.size(); i += channels_.size()) {
             samples.push_back(32768.0 * kept_[i]);
         }
-        const soundcomm_context_t* const context = channels_[c].context.get();
+        const soundcomm_paras_t& paras = *receiver_.context(c)->rx_paras;
         const std::optional<size_t> place = result->why == cause::unknown
-                                                ? find_by_later_pilots(*context->rx_paras, samples)
+                                                ? find_by_later_pilots(paras, samples)
                                                 : std::nullopt; // of a cut frame too little is there
         if (place) {
-            frame_report_t frame{};
-            frame.sample = *place + soundcomm_get_silence_around(context);
-            frame.samples = &samples[*place];
-            take(c, frame);
-        } else if (const std::optional<size_t> loudest = find_loudest_part(*context->rx_paras, samples)) {
-            result->channels[c].burst_ends = end_of_even_band(*context->rx_paras, &samples[*loudest]);
+            frame_report_t report{};
+            report.samples = &samples[*place];
+            take({c, static_cast<int64_t>(*place), report});
+        } else if (const std::optional<size_t> loudest = find_loudest_part(paras, samples)) {
+            result->channels[c].burst_ends = end_of_even_band(paras, &samples[*loudest]);
         }
     }
 }
@@ -275,12 +248,13 @@ inspection inspector::finish()
     result.sample_rate = sample_rate_;
     result.band = settings_.band;
     result.seconds = static_cast<double>(frames_) / sample_rate_;
-    for (uint32_t i = 0; i < channels_.size(); ++i) {
-        const std::vector<int16_t> silence(soundcomm_get_silence_around(channels_[i].context.get()));
-        hear(i, silence.data(), silence.size());
-        channels_[i].spectrum.finish();
-        channels_[i].clipping.finish();
-        result.channels.push_back(figures_of(channels_[i]));
+    receive([](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
+        return receiver.finish(on_message, on_failed);
+    });
+    for (channel_state& channel : channels_) {
+        channel.spectrum.finish();
+        channel.clipping.finish();
+        result.channels.push_back(figures_of(channel));
     }
     gather(&result);
     // What is heard once overlapping frames are taken out needs no sum.

@@ -29,21 +29,18 @@ public:
 
 private:
     struct channel_state {
-        kosc::context_ptr context;
-        kosc::context_ptr crowd; // the same for frames that overlap; null without a second look
         spectrum_meter spectrum;
-        clip_meter clipping;
-        float peak;
-        std::vector<candidate> candidates;
-        std::vector<candidate> crowded; // that decoded in `crowd`
+        clip_meter clipping{};
+        float peak = 0.0F;
+        std::vector<candidate> candidates{};
+        std::vector<candidate> crowded{}; // that decoded in crowd_
     };
 
-    // Has weak frames added up, of two channels together.
-    void add_weak_frames_up();
-    candidate candidate_of(const kosc::context_ptr& heard_by, uint32_t channel, const frame_report_t& frame) const;
-    void take(uint32_t channel, const frame_report_t& frame);
-    void take_crowded(uint32_t channel, const frame_report_t& frame);
-    void take_sum(uint32_t channel, const frame_report_t& frame);
+    // Has what the receivers hear taken; each(receiver, on_message, on_failed) hands it to one of them.
+    template <typename Each> void receive(Each each);
+    candidate candidate_of(const kosc::receiver& heard_by, const kosc::heard& frame) const;
+    void take(const kosc::heard& frame);
+    void take_sum(const kosc::heard& frame);
     // Tells the candidates, and adds, what only the receiver of overlapping frames decoded.
     static void add_crowded(channel_state* channel);
     // Moves what the channels have found into the result.
@@ -54,6 +51,8 @@ private:
 
     uint32_t sample_rate_;
     inspect_settings settings_;
+    kosc::receiver receiver_;
+    std::optional<kosc::receiver> crowd_; // for frames that overlap; none without a second look
     std::vector<channel_state> channels_;
     std::vector<frame_sum> sums_;
     uint64_t frames_ = 0;

@@ -7,17 +7,27 @@
 
 namespace kosc_inspect {
 
-kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look, uint32_t crowd)
+kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings)
 {
-    soundcomm_cfg_t cfg;
-    kosc::context_ptr context;
-    if (soundcomm_cfg_for_band(band.first_subcarrier, &cfg)) {
-        context = kosc::make_receiving_context(second_look, cfg, crowd);
+    settings.first_subcarrier = band.first_subcarrier;
+    auto made = kosc::receiver::make(settings);
+    if (!made) {
+        throw std::runtime_error(std::string("cannot set up the receiver: ") + kosc::describe(made.why()));
     }
-    if (!context) {
-        throw std::runtime_error("cannot set up the receiver");
+    return std::move(*made);
+}
+
+uint32_t combining_of(uint32_t channels, bool wanted)
+{
+    constexpr uint32_t BOTH = 2;
+    return !wanted ? KOSC_COMBINING_OFF : channels == BOTH ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_EACH;
+}
+
+void check(kosc::error e)
+{
+    if (e != kosc::error::none) {
+        throw std::runtime_error(kosc::describe(e));
     }
-    return context;
 }
 
 std::string edges_khz(const sound_band& band, const char* between)

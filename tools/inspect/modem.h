@@ -1,5 +1,4 @@
-// The modem whose recordings are inspected: its rate and frame, a receiver of it in a band, and what the band is
-// called.
+// The modem whose recordings are inspected: its rate and frame, a receiver in a band, and what the band is called.
 #ifndef KOSC_INSPECT_MODEM_H
 #define KOSC_INSPECT_MODEM_H
 
@@ -15,8 +14,15 @@ using sound_band = ko_soundcommu_band_t;
 constexpr double MODEM_RATE = kosc::SAMPLE_RATE;
 constexpr int64_t FRAME_LENGTH = kosc::FRAME_SAMPLES;
 
-// A receiver of one channel, KOSC_SECOND_LOOK_... and KOSC_CROWD_...; throws when it cannot be set up.
-kosc::context_ptr make_receiver(const sound_band& band, uint32_t second_look, uint32_t crowd = KOSC_CROWD_OFF);
+// A receiver in the band; throws when it cannot be set up.
+kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings);
+
+// How channels are added up if `wanted`, KOSC_COMBINING_...: two microphones of one device together; more channels than
+// that may be anything.
+uint32_t combining_of(uint32_t channels, bool wanted);
+
+// Throws when there is an error, with its sentence.
+void check(kosc::error e);
 
 // "18 and 21", or with another word between: the band's edges in kHz, for people.
 std::string edges_khz(const sound_band& band, const char* between = " and ");

@@ -27,21 +27,14 @@ samples every(const samples& interleaved, size_t first, size_t stride)
 // The drift in millionths of a frame that decodes, if any does.
 std::optional<double> drift_when_decoded(const std::vector<int16_t>& pcm, const sound_band& band)
 {
-    const kosc::context_ptr context = make_receiver(band, KOSC_SECOND_LOOK_MEASURE);
+    kosc::receiver_settings settings;
+    settings.second_look = KOSC_SECOND_LOOK_MEASURE;
+    settings.cut = true;
+    kosc::receiver receiver = make_receiver(band, settings);
     std::optional<double> drift;
-    const auto take_frame = [](const frame_report_t* frame, void* user) {
-        if (frame->verdict == 1) {
-            *static_cast<std::optional<double>*>(user) = frame->quality.drift_ppm;
-        }
-    };
-    soundcomm_set_frame_callback(context.get(), take_frame, &drift);
-    const std::vector<int16_t> silence(soundcomm_get_silence_around(context.get()));
-    result_set_t counts{};
-    for (const auto* sound : {&silence, &pcm, &silence}) {
-        if (soundcomm_receive(context.get(), sound->data(), static_cast<uint32_t>(sound->size()), &counts) != 0) {
-            return std::nullopt;
-        }
-    }
+    const auto take = [&](const kosc::heard& frame) { drift = frame.report.quality.drift_ppm; };
+    check(receiver.push(pcm.data(), pcm.size(), take));
+    check(receiver.finish(take));
     return drift;
 }
 

@@ -13,13 +13,13 @@ constexpr double SHOWN_BELOW = 6000.0; // Hz
 } // namespace
 
 plot_recorder::plot_recorder(uint32_t sample_rate, uint32_t channels, const sound_band& band)
-    : sample_rate_(sample_rate), lowest_(std::max(0.0, band.low_hz - SHOWN_BELOW))
+    : sample_rate_(sample_rate), lowest_(std::max(0.0, band.low_hz - SHOWN_BELOW)),
+      receiver_(make_receiver(band, {channels}))
 {
     for (uint32_t i = 0; i < channels; ++i) {
-        kosc::context_ptr context = make_receiver(band, KOSC_SECOND_LOOK_OFF);
-        data_container* const container = soundcomm_get_datacontainer(context->rx_paras, 0);
+        data_container* const container = soundcomm_get_datacontainer(receiver_.context(i)->rx_paras, 0);
         lead_ = container->sync_length - 1;
-        channels_.push_back({std::move(context), container, {sample_rate_, WATERFALL_HOP, band}, {}, {}, 0.0F, 0});
+        channels_.push_back({container, {sample_rate_, WATERFALL_HOP, band}, {}, {}, 0.0F, 0});
     }
 }
 

@@ -29,8 +29,7 @@ public:
 
 private:
     struct channel_state {
-        kosc::context_ptr context;
-        data_container* container; // the context's
+        data_container* container; // the receiver's
         spectrum_meter spectrum;
         timeline waterfall;
         timeline correlation;
@@ -43,6 +42,7 @@ private:
     double sample_rate_;
     double lowest_;
     uint32_t lead_ = 0;
+    kosc::receiver receiver_; // whose buffers correlate
     std::vector<channel_state> channels_;
 };
 

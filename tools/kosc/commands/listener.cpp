@@ -1,17 +1,13 @@
 #include "commands/listener.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <tuple>
 
-namespace {
+#include "modem.h"
 
-// Two microphones of one device are added up; more channels than that may be anything.
-uint32_t combining_of(uint32_t channels, const hearing_options& how)
-{
-    constexpr uint32_t BOTH = 2;
-    return !how.combine ? KOSC_COMBINING_OFF : channels == BOTH ? KOSC_COMBINING_TOGETHER : KOSC_COMBINING_EACH;
-}
+using namespace kosc_inspect;
+
+namespace {
 
 heard_message message_put_together(const kosc::heard& frame, const std::string& band, uint32_t mode)
 {
@@ -54,7 +50,7 @@ heard_message message_of(const kosc::heard& frame, const std::string& band, uint
 } // namespace
 
 listener::listener(uint32_t channels, const band_list& bands, const hearing_options& how, bool cut)
-    : combining_(combining_of(channels, how))
+    : combining_(combining_of(channels, how.combine))
 {
     kosc::receiver_settings settings;
     settings.channels = channels;
@@ -63,12 +59,7 @@ listener::listener(uint32_t channels, const band_list& bands, const hearing_opti
     settings.combining = combining_;
     settings.crowd = how.crowd ? KOSC_CROWD_CANCEL : KOSC_CROWD_OFF;
     for (const sound_band& band : bands) {
-        settings.first_subcarrier = band.first_subcarrier;
-        auto made = kosc::receiver::make(settings);
-        if (!made) {
-            throw std::runtime_error(std::string("cannot set up the receiver: ") + kosc::describe(made.why()));
-        }
-        bands_.push_back({name_of(band), std::move(*made)});
+        bands_.push_back({name_of(band), make_receiver(band, settings)});
     }
 }
 
@@ -80,9 +71,7 @@ template <typename Step> std::vector<heard_message> listener::each_band(Step ste
             heard.push_back(message_of(frame, each.name, combining_));
         };
         const auto on_failed = [&](const kosc::heard&) { ++unreadable_frames_; };
-        if (const kosc::error failed = step(each.receiver, on_message, on_failed); failed != kosc::error::none) {
-            throw std::runtime_error(kosc::describe(failed));
-        }
+        check(step(each.receiver, on_message, on_failed));
     }
     std::stable_sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
         return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
