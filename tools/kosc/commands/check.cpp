@@ -78,7 +78,7 @@ pcm_samples read_recording(const std::string& path, const sound_band& band)
 // A level or gain, null where there was nothing but noise.
 nlohmann::ordered_json level(double db)
 {
-    return db > SILENCE_DB ? nlohmann::ordered_json(rounded(db, 10.0)) : nlohmann::ordered_json(nullptr);
+    return db > SILENCE_DB ? nlohmann::ordered_json(rounded(db, 10.0)) : nullptr;
 }
 
 std::string as_json(const probe_report& report, const probe_verdict& verdict, double latency)
@@ -97,13 +97,13 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
     object["clipped_samples"] = report.clipped_samples;
     object["band"] = name_of(report.band);
     const band_prospect* const best = best_band(report, verdict.fit);
-    object["best_band"] = best != nullptr ? json(best->band.name) : json(nullptr);
+    object["best_band"] = best != nullptr ? json(best->band.name) : nullptr;
     object["bands"] = json::array();
     for (const band_prospect& each : report.prospects) {
         object["bands"].push_back(
             {{"name", each.band.name},
              {"over_noise_db", level(each.over_noise_db)},
-             {"spread_db", each.over_noise_db > SILENCE_DB ? json(rounded(each.spread_db, 10.0)) : json(nullptr)},
+             {"spread_db", each.over_noise_db > SILENCE_DB ? json(rounded(each.spread_db, 10.0)) : nullptr},
              {"good", each.good}});
     }
     if (report.heard) {
@@ -118,7 +118,7 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
                                           {"gain_db", level(report.gain_db[i])}});
         }
     }
-    return object.dump() + "\n";
+    return json_line(object);
 }
 
 std::string response_lines(const probe_report& report)

@@ -76,8 +76,7 @@ template <typename Fill> void recording::print(const heard_message& message, Fil
     object["time"] = rounded(seconds_of(message), 1000.0);
     object["sample"] = std::llround(seconds_of(message) * file_.sample_rate());
     fill(object);
-    // A path may be any bytes, and so may a name that was sent.
-    write_output(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    write_output(json_line(object));
 }
 
 void recording::print(const heard_message& message)

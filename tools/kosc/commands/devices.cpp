@@ -5,6 +5,7 @@
 
 #include "audio/audio_device.h"
 #include "commands/commands.h"
+#include "commands/heard_text.h"
 #include "picture/terminal.h"
 #include "text.h"
 
@@ -28,8 +29,7 @@ std::string as_json(const listed_device& listed)
     object["output_rates"] = listed.output_rates;
     object["default_input"] = listed.default_input;
     object["default_output"] = listed.default_output;
-    using json = nlohmann::ordered_json;
-    return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n"; // drivers name devices in any bytes
+    return json_line(object);
 }
 
 std::string side(const char* name, uint32_t channels, const std::vector<uint32_t>& rates, bool is_default)

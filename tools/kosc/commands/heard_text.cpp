@@ -42,15 +42,30 @@ std::optional<std::string> text_in(const delivery& delivered)
 
 } // namespace
 
+void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message)
+{
+    const auto text = message ? text_of_message(*message) : std::nullopt;
+    object["text"] = text ? nlohmann::ordered_json(*text) : nullptr;
+    object["hex"] = message ? nlohmann::ordered_json(hex_of_message(*message)) : nullptr;
+}
+
 double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; }
+
+nlohmann::ordered_json rounded_or_null(const std::optional<double>& value, double steps)
+{
+    return value ? nlohmann::ordered_json(rounded(*value, steps)) : nullptr;
+}
+
+std::string json_line(const nlohmann::ordered_json& object)
+{
+    return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
 
 void add_message(nlohmann::ordered_json& object, const heard_message& message)
 {
-    const auto text = text_of_message(message.bytes);
     object["channel"] = message.channel;
     object["band"] = message.band;
-    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
-    object["hex"] = hex_of_message(message.bytes);
+    add_bytes(object, message.bytes);
     if (!message.combined) {
         object["correlation"] = rounded(message.correlation, 1000.0);
     }
@@ -113,7 +128,7 @@ void add_delivery(nlohmann::ordered_json& object, const heard_message& last, con
     const auto text = text_in(delivered);
     object["channel"] = last.channel;
     object["band"] = last.band;
-    object["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
+    object["text"] = text ? nlohmann::ordered_json(*text) : nullptr;
     nlohmann::ordered_json& transfer = object["transfer"];
     transfer["id"] = delivered.id;
     transfer["messages"] = delivered.messages;
@@ -123,8 +138,7 @@ void add_delivery(nlohmann::ordered_json& object, const heard_message& last, con
     transfer["sealed"] = delivered.sealed;
     if (!text) {
         transfer["name"] = delivered.name;
-        transfer["saved"] =
-            delivered.saved.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(delivered.saved);
+        transfer["saved"] = delivered.saved.empty() ? nullptr : nlohmann::ordered_json(delivered.saved);
     }
 }
 
@@ -138,7 +152,5 @@ void add_unfinished(nlohmann::ordered_json& object, const unfinished& part)
 
 std::string rest_of_line(const heard_message& message, bool hex, bool band)
 {
-    const std::string digits = hex_of_message(message.bytes);
-    return origin(message, band) + (hex ? digits : text_of_message(message.bytes).value_or(digits)) +
-           end_of_line(message);
+    return origin(message, band) + (hex ? hex_of_message(message.bytes) : shown(message.bytes)) + end_of_line(message);
 }

@@ -2,6 +2,7 @@
 #ifndef KOSC_TOOL_HEARD_TEXT_H
 #define KOSC_TOOL_HEARD_TEXT_H
 
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -22,7 +23,16 @@ void add_delivery(nlohmann::ordered_json& object, const heard_message& last, con
 // "channel" and "band" of its first message, and "transfer", of a transfer that is not whole.
 void add_unfinished(nlohmann::ordered_json& object, const unfinished& part);
 
+// Adds "text" and "hex"; both null without a message.
+void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message);
+
 // `value` to one of `steps` between whole numbers, without a minus before zero.
 double rounded(double value, double steps);
+// The same; null where there is no value.
+nlohmann::ordered_json rounded_or_null(const std::optional<double>& value, double steps);
+
+// The object on a line. What is no UTF-8 in it is replaced: paths, names that were sent, and names of devices may be
+// any bytes.
+std::string json_line(const nlohmann::ordered_json& object);
 
 #endif

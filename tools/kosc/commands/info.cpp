@@ -74,7 +74,7 @@ std::string as_json(const soundcomm_cfg_t& cfg, const facts& f)
     for (const sound_band& band : wide_bands()) {
         object["wide"].push_back(name_of(band));
     }
-    return object.dump() + "\n";
+    return json_line(object);
 }
 
 std::string as_text(const soundcomm_cfg_t& cfg, const facts& f)

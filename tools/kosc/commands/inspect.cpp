@@ -9,7 +9,7 @@
 #include "audio/audio_file.h"
 #include "commands/commands.h"
 #include "commands/each_recording.h"
-#include "commands/message_text.h"
+#include "commands/heard_text.h"
 #include "inspector.h"
 #include "picture/plot.h"
 #include "picture/progress_bar.h"
@@ -23,16 +23,9 @@ namespace {
 
 constexpr uint32_t MESSAGE_PARTS = 2; // each with a CRC of its own
 
-double rounded(double value, double steps) { return std::round(value * steps) / steps + 0.0; } // no -0
-
 int64_t file_sample(int64_t sample, const inspection& result)
 {
     return std::llround(static_cast<double>(sample) * result.sample_rate / MODEM_RATE);
-}
-
-std::string shown(const std::vector<uint8_t>& message)
-{
-    return text_of_message(message).value_or(hex_of_message(message));
 }
 
 std::string verdict_on(const candidate& c, const inspection& result, bool second_look)
@@ -147,7 +140,7 @@ nlohmann::ordered_json measured_json(const candidate& c)
     object["uneven_symbols"] = t.uneven_symbols;
     object["second_frame"] = rounded(t.second_sender, 100);
     object["second_frame_ms"] = rounded(1000.0 * t.second_delay / MODEM_RATE, 10);
-    object["missing_above_hz"] = t.missing_above ? nlohmann::ordered_json(rounded(*t.missing_above, 1)) : nullptr;
+    object["missing_above_hz"] = rounded_or_null(t.missing_above, 1);
     object["before_db"] = rounded(c.around.before_db, 10);
     object["after_db"] = rounded(c.around.after_db, 10);
     return object;
@@ -156,7 +149,7 @@ nlohmann::ordered_json measured_json(const candidate& c)
 nlohmann::ordered_json as_json(const candidate& c, const inspection& result, bool second_look)
 {
     const auto measured = [&](double value, double steps) {
-        return c.measured ? nlohmann::ordered_json(rounded(value, steps)) : nlohmann::ordered_json(nullptr);
+        return rounded_or_null(c.measured ? std::optional(value) : std::nullopt, steps);
     };
     nlohmann::ordered_json object;
     object["time"] = rounded(static_cast<double>(c.sample) / MODEM_RATE, 1e6);
@@ -193,9 +186,7 @@ nlohmann::ordered_json as_json(const candidate& c, const inspection& result, boo
     object["measured"] = measured_json(c);
     object["chance"] = c.chance;
     object["cause"] = name_of(c.why);
-    const auto message = is_read(c) ? text_of_message(c.message) : std::nullopt;
-    object["text"] = message ? nlohmann::ordered_json(*message) : nlohmann::ordered_json(nullptr);
-    object["hex"] = is_read(c) ? nlohmann::ordered_json(hex_of_message(c.message)) : nlohmann::ordered_json(nullptr);
+    add_bytes(object, is_read(c) ? std::optional(c.message) : std::nullopt);
     return object;
 }
 
@@ -207,10 +198,9 @@ nlohmann::ordered_json as_json(const channel_figures& channel)
     object["loudest_db"] = rounded(channel.loudest_db, 10.0);
     object["below_db"] = rounded(channel.below_db, 10.0);
     object["peak"] = rounded(channel.peak, 1e5);
-    object["empty_above_hz"] = channel.empty_above ? nlohmann::ordered_json(rounded(*channel.empty_above, 1.0))
-                                                   : nlohmann::ordered_json(nullptr);
+    object["empty_above_hz"] = rounded_or_null(channel.empty_above, 1.0);
     object["noise_suppression"] = channel.gated;
-    object["tone_hz"] = channel.tone ? nlohmann::ordered_json(rounded(*channel.tone, 1.0)) : nullptr;
+    object["tone_hz"] = rounded_or_null(channel.tone, 1.0);
     object["clipped_samples"] = channel.clipped;
     return object;
 }
@@ -228,9 +218,7 @@ nlohmann::ordered_json as_json(const frame_sum& sum, const inspection& result)
     object["snr_db"] = rounded(sum.from.snr_db, 10.0);
     object["newest_snr_db"] = rounded(sum.from.newest_snr_db, 10.0);
     object["drift_ppm"] = rounded(sum.from.drift_ppm, 1.0);
-    const auto content = text_of_message(sum.message);
-    object["text"] = content ? nlohmann::ordered_json(*content) : nlohmann::ordered_json(nullptr);
-    object["hex"] = hex_of_message(sum.message);
+    add_bytes(object, sum.message);
     return object;
 }
 
@@ -255,11 +243,10 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
     for (const frame_sum& sum : result.sums) {
         object["sums"].push_back(as_json(sum, result));
     }
-    object["decodes_at_rate"] =
-        result.reading ? nlohmann::ordered_json(result.reading->rate) : nlohmann::ordered_json(nullptr);
+    object["decodes_at_rate"] = result.reading ? nlohmann::ordered_json(result.reading->rate) : nullptr;
     object["cause"] = name_of(result.why);
     object["verdict"] = result.verdict;
-    return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"; // a path may be any bytes
+    return json_line(object);
 }
 
 exit_code inspect_one(const std::string& path, const inspect_options& options, bool verbose)

@@ -191,8 +191,7 @@ private:
         nlohmann::ordered_json object;
         object["time"] = as_text(time, gmtime_r, "%Y-%m-%dT%H:%M:%S") + "Z";
         fill(object);
-        // A name that was sent may be any bytes.
-        write_output(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+        write_output(json_line(object));
     }
 
     void say(const std::string& sentence)

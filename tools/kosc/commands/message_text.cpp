@@ -88,3 +88,5 @@ std::string hex_of_message(const message_bytes& message)
     }
     return hex;
 }
+
+std::string shown(const message_bytes& message) { return text_of_message(message).value_or(hex_of_message(message)); }

@@ -31,4 +31,7 @@ std::optional<std::string> text_of_message(const message_bytes& message);
 // Two lower-case digits a byte.
 std::string hex_of_message(const message_bytes& message);
 
+// The one, or else the other.
+std::string shown(const message_bytes& message);
+
 #endif

@@ -105,8 +105,6 @@ struct item {
     std::string shown;
 };
 
-std::string shown(const message_bytes& message) { return text_of_message(message).value_or(hex_of_message(message)); }
-
 // What is to be sent, one after the other; lines of standard input are taken as they come.
 class item_source {
 public:
