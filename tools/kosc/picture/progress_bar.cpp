@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 
 #include "kosc_transfer/transfer.h"
@@ -41,12 +40,6 @@ std::string with_bar(std::optional<double> share, std::string line, size_t colum
 
 std::string percentage(double share) { return text("%3.0f %%", std::floor(100.0 * share)); }
 
-// Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
-void show(int descriptor, const std::string& text)
-{
-    [[maybe_unused]] const auto written = write(descriptor, text.data(), text.size());
-}
-
 } // namespace
 
 std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns)
@@ -60,19 +53,50 @@ std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t c
     return with_bar(all != 0 ? std::optional(share) : std::nullopt, line, columns);
 }
 
+progress_line::progress_line(int descriptor, bool wanted)
+    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), next_(start_ + PATIENCE)
+{
+}
+
+bool progress_line::is_due()
+{
+    const clock::time_point now = clock::now();
+    if (descriptor_ < 0 || now < next_) {
+        return false;
+    }
+    next_ = now + INTERVAL;
+    return true;
+}
+
+size_t progress_line::columns() const { return terminal_columns(descriptor_); }
+
+void progress_line::show(const std::string& line)
+{
+    // Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
+    const std::string rewritten = "\r" + line + "\033[K";
+    [[maybe_unused]] const auto written = write(descriptor_, rewritten.data(), rewritten.size());
+    shown_ = true;
+}
+
+void progress_line::clear()
+{
+    if (shown_) {
+        show("");
+        shown_ = false;
+    }
+}
+
 progress_bar::progress_bar(bool wanted, double total_seconds)
-    : total_seconds_(total_seconds), enabled_(wanted && isatty(STDERR_FILENO) != 0), next_(start_ + PATIENCE)
+    : progress_line(STDERR_FILENO, wanted), total_seconds_(total_seconds)
 {
 }
 
 void progress_bar::update(double seconds, std::optional<uint64_t> messages)
 {
-    const clock::time_point now = clock::now();
-    if (!enabled_ || now < next_) {
+    if (!is_due()) {
         return;
     }
-    next_ = now + INTERVAL;
-    const double speed = seconds / std::chrono::duration<double>(now - start_).count();
+    const double speed = seconds / seconds_so_far();
     const double share = total_seconds_ > 0.0 ? std::min(seconds / total_seconds_, 1.0) : 0.0;
     std::string line = text(speed < 10.0 ? ", %.1fx speed" : ", %.0fx speed", speed);
     if (total_seconds_ > 0.0) {
@@ -84,40 +108,12 @@ void progress_bar::update(double seconds, std::optional<uint64_t> messages)
     if (messages) {
         line += ", " + std::to_string(*messages) + (*messages == 1 ? " message" : " messages");
     }
-    line = with_bar(total_seconds_ > 0.0 ? std::optional(share) : std::nullopt, line, terminal_columns(STDERR_FILENO));
-    std::fprintf(stderr, "\r%s\033[K", line.c_str());
-    shown_ = true;
-}
-
-void progress_bar::clear()
-{
-    if (shown_) {
-        std::fputs("\r\033[K", stderr);
-        shown_ = false;
-    }
-}
-
-sending_bar::sending_bar(int descriptor, bool wanted)
-    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), next_(start_ + PATIENCE)
-{
+    show(with_bar(total_seconds_ > 0.0 ? std::optional(share) : std::nullopt, line, columns()));
 }
 
 void sending_bar::update(uint64_t messages, uint64_t all)
 {
-    const clock::time_point now = clock::now();
-    if (descriptor_ < 0 || now < next_) {
-        return;
-    }
-    next_ = now + INTERVAL;
-    const double rate = static_cast<double>(messages) / std::chrono::duration<double>(now - start_).count();
-    show(descriptor_, "\r" + transfer_line(messages, all, rate, terminal_columns(descriptor_)) + "\033[K");
-    shown_ = true;
-}
-
-void sending_bar::clear()
-{
-    if (shown_) {
-        show(descriptor_, "\r\033[K");
-        shown_ = false;
+    if (is_due()) {
+        show(transfer_line(messages, all, static_cast<double>(messages) / seconds_so_far(), columns()));
     }
 }

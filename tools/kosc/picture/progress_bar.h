@@ -1,4 +1,4 @@
-// How far a recording has been heard, in one line of standard error that is rewritten in place.
+// How far something is that takes long, in one line of a terminal.
 #ifndef KOSC_TOOL_PROGRESS_BAR_H
 #define KOSC_TOOL_PROGRESS_BAR_H
 
@@ -11,40 +11,25 @@
 // its messages, 0 when it is not known; without an end, `all` is 0.
 std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns);
 
-class progress_bar {
+// A line on a terminal that is rewritten in place. It stays away for what takes less than two seconds.
+class progress_line {
 public:
-    // Stays silent unless `wanted`, on a terminal, and for what takes longer than two seconds. A recording whose length
-    // is unknown has `total_seconds` 0.
-    progress_bar(bool wanted, double total_seconds);
-    ~progress_bar() { clear(); }
-    progress_bar(const progress_bar&) = delete;
-    progress_bar& operator=(const progress_bar&) = delete;
+    progress_line(const progress_line&) = delete;
+    progress_line& operator=(const progress_line&) = delete;
 
-    void update(double seconds, std::optional<uint64_t> messages = {});
     // Takes the line away, so that other output does not run into it; update() shows it again.
     void clear();
 
-private:
-    using clock = std::chrono::steady_clock;
+protected:
+    // Shows nothing unless `wanted` and `descriptor` is a terminal.
+    progress_line(int descriptor, bool wanted);
+    ~progress_line() { clear(); }
 
-    double total_seconds_;
-    bool enabled_;
-    bool shown_ = false;
-    clock::time_point start_ = clock::now();
-    clock::time_point next_;
-};
-
-// The same for a transfer that is being sent, on any terminal.
-class sending_bar {
-public:
-    sending_bar(int descriptor, bool wanted);
-    ~sending_bar() { clear(); }
-    sending_bar(const sending_bar&) = delete;
-    sending_bar& operator=(const sending_bar&) = delete;
-
-    // So many messages of `all` have been sent; without an end, `all` is 0.
-    void update(uint64_t messages, uint64_t all);
-    void clear();
+    // Whether it is time for a new line.
+    bool is_due();
+    double seconds_so_far() const { return std::chrono::duration<double>(clock::now() - start_).count(); }
+    size_t columns() const;
+    void show(const std::string& line);
 
 private:
     using clock = std::chrono::steady_clock;
@@ -53,6 +38,25 @@ private:
     bool shown_ = false;
     clock::time_point start_ = clock::now();
     clock::time_point next_;
+};
+
+// How far a recording has been heard, on standard error.
+class progress_bar : public progress_line {
+public:
+    // A recording whose length is unknown has `total_seconds` 0.
+    progress_bar(bool wanted, double total_seconds);
+    void update(double seconds, std::optional<uint64_t> messages = {});
+
+private:
+    double total_seconds_;
+};
+
+// The same for a transfer that is being sent, on any terminal.
+class sending_bar : public progress_line {
+public:
+    sending_bar(int descriptor, bool wanted) : progress_line(descriptor, wanted) {}
+    // So many messages of `all` have been sent; without an end, `all` is 0.
+    void update(uint64_t messages, uint64_t all);
 };
 
 #endif
