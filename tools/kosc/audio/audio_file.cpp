@@ -9,7 +9,6 @@
 
 #include "audio/input_descriptor.h"
 #include "audio/raw_format.h"
-#include "audio/sound_writer.h"
 
 namespace {
 
@@ -69,6 +68,18 @@ int16_t to_pcm(float sample)
 {
     return static_cast<int16_t>(
         std::clamp(std::nearbyint(bounded(sample) * FULL_SCALE), -FULL_SCALE, FULL_SCALE - 1.0F));
+}
+
+void to_pcm(const std::vector<float>& interleaved, size_t frames, uint32_t channels,
+            std::vector<std::vector<int16_t>>& pcm)
+{
+    pcm.resize(channels);
+    for (uint32_t channel = 0; channel < channels; ++channel) {
+        pcm[channel].resize(frames);
+        for (size_t i = 0; i < frames; ++i) {
+            pcm[channel][i] = to_pcm(interleaved[i * channels + channel]);
+        }
+    }
 }
 
 audio_file::audio_file(const std::string& path, const std::string& raw, const band_list& bands) : path_(path)
@@ -136,14 +147,7 @@ size_t audio_file::read_frames()
 bool audio_file::read(std::vector<std::vector<int16_t>>& pcm)
 {
     const size_t frames = read_frames();
-    const std::vector<float>& interleaved = converter_ ? converted_ : raw_;
-    pcm.resize(channels());
-    for (uint32_t channel = 0; channel < channels(); ++channel) {
-        pcm[channel].resize(frames);
-        for (size_t i = 0; i < frames; ++i) {
-            pcm[channel][i] = to_pcm(interleaved[i * channels() + channel]);
-        }
-    }
+    to_pcm(converter_ ? converted_ : raw_, frames, channels(), pcm);
     return frames != 0;
 }
 

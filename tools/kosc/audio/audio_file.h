@@ -2,16 +2,14 @@
 #ifndef KOSC_TOOL_AUDIO_FILE_H
 #define KOSC_TOOL_AUDIO_FILE_H
 
-#include <sndfile.h>
-
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "audio/sound_bands.h"
+#include "audio/sound_writer.h"
 #include "kosc/kosc.hpp"
 #include "resampler.h"
 
@@ -19,6 +17,9 @@ constexpr uint32_t MODEM_SAMPLE_RATE = kosc::SAMPLE_RATE;
 
 // A sample of full scale 1 as 16-bit PCM, clipped; a value that is not a number becomes silence.
 int16_t to_pcm(float sample);
+// So many frames of interleaved ones, one vector a channel.
+void to_pcm(const std::vector<float>& interleaved, size_t frames, uint32_t channels,
+            std::vector<std::vector<int16_t>>& pcm);
 
 class audio_file {
 public:
@@ -48,10 +49,6 @@ public:
     void check_complete(bool quiet = false) const;
 
 private:
-    struct file_closer {
-        void operator()(SNDFILE* file) const { sf_close(file); }
-    };
-
     bool length_known() const { return info_.seekable != 0 && info_.frames < SF_COUNT_MAX; }
     void open(const std::string& raw);
     size_t read_raw();
@@ -63,7 +60,7 @@ private:
     observer heard_;
     bool truncated_ = false; // shorter than its header says
     sf_count_t frames_read_ = 0;
-    std::unique_ptr<SNDFILE, file_closer> file_;
+    sound_ptr file_;
     std::optional<kosc_inspect::resampler> converter_; // none at the modem's own rate
     std::vector<float> raw_;                           // interleaved, at the file's rate
     std::vector<float> converted_;                     // interleaved, at the modem's

@@ -147,14 +147,7 @@ void input_stream::read(std::vector<std::vector<int16_t>>& pcm)
     }
     const size_t frames = ring_->read(raw_.data(), raw_.size()) / channels_;
     const size_t usable = converter_ ? converter_->convert(raw_.data(), frames, converted_) : frames;
-    const std::vector<float>& interleaved = converter_ ? converted_ : raw_;
-    pcm.resize(channels_);
-    for (uint32_t channel = 0; channel < channels_; ++channel) {
-        pcm[channel].resize(usable);
-        for (size_t i = 0; i < usable; ++i) {
-            pcm[channel][i] = to_pcm(interleaved[i * channels_ + channel]);
-        }
-    }
+    to_pcm(converter_ ? converted_ : raw_, usable, channels_, pcm);
 }
 
 std::chrono::system_clock::time_point input_stream::time_of_last_sample() const

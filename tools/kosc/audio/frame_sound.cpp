@@ -6,13 +6,6 @@
 #include <stdexcept>
 #include <string>
 
-std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after, const sound_band& band)
-{
-    std::vector<int16_t> pcm = frame_encoder({band}).encode({message}, after);
-    pcm.insert(pcm.begin(), before, int16_t{0});
-    return pcm;
-}
-
 frame_encoder::frame_encoder(const band_list& bands)
 {
     check_apart(bands);

@@ -10,10 +10,6 @@
 #include "commands/message_text.h"
 #include "kosc/kosc.hpp"
 
-// The message's frame behind `before` and before `after` silent samples. Throws when it cannot be made.
-std::vector<int16_t> sound_of(const message_bytes& message, size_t before, size_t after,
-                              const sound_band& band = default_band());
-
 // Frames in one or several bands at the same time.
 class frame_encoder {
 public:

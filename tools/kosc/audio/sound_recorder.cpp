@@ -1,7 +1,5 @@
 #include "audio/sound_recorder.h"
 
-#include "audio/audio_file.h"
-
 sound_recorder::sound_recorder(const std::string& path, uint32_t channels) : path_(path)
 {
     const int container = sound_container(path);
@@ -9,12 +7,8 @@ sound_recorder::sound_recorder(const std::string& path, uint32_t channels) : pat
     if (!stream_) {
         throw file_error("write", path);
     }
-    SF_INFO info{};
-    info.samplerate = MODEM_SAMPLE_RATE;
-    info.channels = static_cast<int>(channels);
     // RF64 has 64-bit lengths, and is plain WAV as long as it can be.
-    info.format = (container == SF_FORMAT_WAV ? SF_FORMAT_RF64 : container) | SF_FORMAT_PCM_16;
-    file_.reset(sf_open_fd(fileno(stream_.get()), SFM_WRITE, &info, SF_FALSE));
+    file_ = open_to_write(stream_.get(), container == SF_FORMAT_WAV ? SF_FORMAT_RF64 : container, channels);
     if (!file_) {
         throw std::runtime_error("cannot write '" + path + "': " + sf_strerror(nullptr));
     }
@@ -24,13 +18,8 @@ sound_recorder::sound_recorder(const std::string& path, uint32_t channels) : pat
 
 void sound_recorder::write(const std::vector<std::vector<int16_t>>& pcm)
 {
-    const size_t channels = pcm.size(), count = pcm.front().size();
-    interleaved_.resize(channels * count);
-    for (size_t i = 0; i < interleaved_.size(); ++i) {
-        interleaved_[i] = pcm[i % channels][i / channels];
-    }
-    const auto frames = static_cast<sf_count_t>(count);
-    if (sf_writef_short(file_.get(), interleaved_.data(), frames) != frames) {
+    const auto frames = static_cast<sf_count_t>(pcm.front().size());
+    if (sf_writef_short(file_.get(), interleaved(pcm).data(), frames) != frames) {
         throw file_error("write", path_);
     }
 }

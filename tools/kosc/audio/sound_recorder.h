@@ -2,10 +2,7 @@
 #ifndef KOSC_TOOL_SOUND_RECORDER_H
 #define KOSC_TOOL_SOUND_RECORDER_H
 
-#include <sndfile.h>
-
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,14 +20,9 @@ public:
     void close();
 
 private:
-    struct file_closer {
-        void operator()(SNDFILE* file) const { sf_close(file); }
-    };
-
     std::string path_;
     stream_ptr stream_;
-    std::unique_ptr<SNDFILE, file_closer> file_; // writes to stream_
-    std::vector<int16_t> interleaved_;
+    sound_ptr file_; // writes to stream_
 };
 
 #endif

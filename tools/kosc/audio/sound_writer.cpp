@@ -1,7 +1,5 @@
 #include "audio/sound_writer.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -11,29 +9,10 @@
 #include <string_view>
 #include <system_error>
 
-#include "audio/audio_file.h"
 #include "commands/commands.h"
 #include "picture/terminal.h"
 
 namespace {
-
-// The container that the ending of `path` asks for. Lossy ones are not offered: they thin out the modem's band.
-int container_for(const std::string& path)
-{
-    const std::string ending = ending_of(path);
-    if (ending == ".wav" || path == STANDARD_STREAM) {
-        return SF_FORMAT_WAV;
-    }
-#ifdef _WIN32
-    constexpr const char* ENDINGS = ".wav";
-#else
-    constexpr const char* ENDINGS = ".wav or .flac";
-    if (ending == ".flac") {
-        return SF_FORMAT_FLAC;
-    }
-#endif
-    throw std::runtime_error("cannot write '" + path + "': its name must end in " + ENDINGS);
-}
 
 // Opens the file, has it filled, and leaves no part of it when that fails.
 void write_by(const std::string& path, const std::function<bool(std::FILE*)>& fill)
@@ -80,22 +59,56 @@ std::string ending_of(const std::string& path)
     return ending;
 }
 
-void check_sound_name(const std::string& path) { container_for(path); }
+void check_sound_name(const std::string& path) { sound_container(path); }
 
-int sound_container(const std::string& path) { return container_for(path); }
+// Lossy containers are not offered: they thin out the modem's band.
+int sound_container(const std::string& path)
+{
+    const std::string ending = ending_of(path);
+    if (ending == ".wav" || path == STANDARD_STREAM) {
+        return SF_FORMAT_WAV;
+    }
+#ifdef _WIN32
+    constexpr const char* ENDINGS = ".wav";
+#else
+    constexpr const char* ENDINGS = ".wav or .flac";
+    if (ending == ".flac") {
+        return SF_FORMAT_FLAC;
+    }
+#endif
+    throw std::runtime_error("cannot write '" + path + "': its name must end in " + ENDINGS);
+}
+
+sound_ptr open_to_write(std::FILE* stream, int format, uint32_t channels)
+{
+    constexpr int LEAVE_OPEN = 0;
+    SF_INFO info{};
+    info.samplerate = kosc::SAMPLE_RATE;
+    info.channels = static_cast<int>(channels);
+    info.format = format | SF_FORMAT_PCM_16;
+    return sound_ptr{sf_open_fd(fileno(stream), SFM_WRITE, &info, LEAVE_OPEN)};
+}
+
+std::vector<int16_t> interleaved(const std::vector<std::vector<int16_t>>& pcm)
+{
+    size_t longest = 0;
+    for (const std::vector<int16_t>& channel : pcm) {
+        longest = std::max(longest, channel.size());
+    }
+    std::vector<int16_t> samples(longest * pcm.size());
+    for (size_t c = 0; c < pcm.size(); ++c) {
+        for (size_t i = 0; i < pcm[c].size(); ++i) {
+            samples[i * pcm.size() + c] = pcm[c][i];
+        }
+    }
+    return samples;
+}
 
 sound_file::sound_file(std::string path, uint32_t channels)
     : path_(std::move(path)), channels_(channels), temporary_(temporary_file())
 {
-    SF_INFO info{};
-    info.samplerate = MODEM_SAMPLE_RATE;
-    info.channels = static_cast<int>(channels);
-    info.format = container_for(path_) | SF_FORMAT_PCM_16;
-    if (!temporary_) {
-        throw file_error("write", "temporary file");
-    }
-    constexpr int LEAVE_OPEN = 0;
-    file_.reset(sf_open_fd(fileno(temporary_.get()), SFM_WRITE, &info, LEAVE_OPEN));
+    const int container = sound_container(path_);
+    file_ = temporary_ ? open_to_write(temporary_.get(), container, channels) : nullptr;
     if (!file_) {
         throw file_error("write", "temporary file");
     }
@@ -141,7 +154,7 @@ void sound_file::finish()
 uint64_t most_samples(const std::string& path)
 {
     constexpr uint64_t HEADER = 4096; // and more than one has
-    return container_for(path) == SF_FORMAT_WAV ? (UINT32_MAX - HEADER) / sizeof(int16_t) : UINT64_MAX;
+    return sound_container(path) == SF_FORMAT_WAV ? (UINT32_MAX - HEADER) / sizeof(int16_t) : UINT64_MAX;
 }
 
 void write_sound(const std::string& path, const std::vector<int16_t>& pcm, uint32_t channels)

@@ -6,15 +6,14 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-struct stream_closer {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using stream_ptr = std::unique_ptr<std::FILE, stream_closer>;
+#include "kosc/kosc.hpp"
+
+using stream_ptr = kosc::owner<std::FILE, std::fclose>;
+using sound_ptr = kosc::owner<SNDFILE, sf_close>;
 
 // What sentences call it: the path in quotes, or "standard input".
 std::string input_name(const std::string& path);
@@ -37,6 +36,13 @@ void check_sound_name(const std::string& path);
 // What its name asks for, SF_FORMAT_WAV or SF_FORMAT_FLAC; throws likewise.
 int sound_container(const std::string& path);
 
+// A sound file of 16 bits at the modem's rate, which is written to the stream and leaves it open; null with
+// libsndfile's error when it cannot be.
+sound_ptr open_to_write(std::FILE* stream, int format, uint32_t channels);
+
+// One vector a channel, silent behind its end, as interleaved samples.
+std::vector<int16_t> interleaved(const std::vector<std::vector<int16_t>>& pcm);
+
 // A sound file at the modem's rate in the making. It grows in a temporary one, because its header is completed last,
 // and so that what is written to a pipe or over an existing file is whole.
 class sound_file {
@@ -50,14 +56,10 @@ public:
     void finish();
 
 private:
-    struct file_closer {
-        void operator()(SNDFILE* file) const { sf_close(file); }
-    };
-
     std::string path_;
     uint32_t channels_;
     stream_ptr temporary_;
-    std::unique_ptr<SNDFILE, file_closer> file_; // writes to temporary_
+    sound_ptr file_; // writes to temporary_
 };
 
 // The most samples that a file of this name holds.

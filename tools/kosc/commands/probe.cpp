@@ -322,8 +322,9 @@ std::vector<int16_t> probe_sound(const sound_band& band)
         std::transform(tone.begin(), tone.end(), sound.begin() + static_cast<ptrdiff_t>(start),
                        [](double sample) { return to_pcm(static_cast<float>(sample)); });
     }
+    const frame_encoder encoder({band});
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
-        const std::vector<int16_t> frame = sound_of(frame_message(i), 0, 0, band);
+        const std::vector<int16_t> frame = encoder.encode({frame_message(i)});
         std::copy(frame.begin(), frame.end(), sound.begin() + static_cast<ptrdiff_t>(FIRST_FRAME + i * FRAME_DISTANCE));
     }
     return sound;

@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "audio/audio_file.h"
+#include "audio/frame_sound.h"
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
-#include "kosc/kosc.hpp"
+#include "commands/message_text.h"
 #include "path.h"
 
 namespace {
@@ -83,15 +84,12 @@ void add_senders(const simulate_options& options, kosc_link::random_source* rand
     if (options.senders < 2) {
         return;
     }
-    const auto encoder = kosc::encoder::make(options.band.first_subcarrier);
+    const frame_encoder encoder({options.band});
     const double loudest = std::sqrt(kosc_link::loud_power(channels->front()));
     for (uint32_t i = 2; i <= options.senders; ++i) {
-        const auto frame = encoder ? encoder->encode("sender " + std::to_string(i)) : encoder.why();
-        if (!frame) {
-            throw std::runtime_error(kosc::describe(frame.why()));
-        }
+        const std::vector<int16_t> frame = encoder.encode({message_from_text("sender " + std::to_string(i))});
         const double ppm = MOST_PPM * (2 * random->uniform() - 1);
-        kosc_link::signal sound = kosc_link::drift({frame->begin(), frame->end()}, ppm, ppm, 0, 0);
+        kosc_link::signal sound = kosc_link::drift({frame.begin(), frame.end()}, ppm, ppm, 0, 0);
         const double level = loudest * std::pow(10.0, -LEVELS_DB * random->uniform() / 20);
         kosc_link::scale(&sound, level / std::sqrt(kosc_link::loud_power(sound)));
         const size_t length = channels->front().size();
@@ -127,19 +125,12 @@ int run_simulate(const simulate_options& options)
     std::vector<kosc_link::signal> channels = read_all(options);
     kosc_link::random_source random(options.seed);
     add_senders(options, &random, &channels);
-    size_t length = 0;
+    std::vector<std::vector<int16_t>> pcm;
     for (kosc_link::signal& channel : channels) {
         channel = kosc_link::pass(channel, path, &random);
-        length = std::max(length, channel.size());
+        pcm.push_back(kosc_link::to_pcm(channel));
     }
     warn_of_overload(channels);
-    std::vector<int16_t> interleaved(length * channels.size());
-    for (size_t c = 0; c < channels.size(); ++c) {
-        const std::vector<int16_t> pcm = kosc_link::to_pcm(channels[c]);
-        for (size_t i = 0; i < pcm.size(); ++i) {
-            interleaved[i * channels.size() + c] = pcm[i];
-        }
-    }
-    write_sound(options.output, interleaved, static_cast<uint32_t>(channels.size()));
+    write_sound(options.output, interleaved(pcm), static_cast<uint32_t>(channels.size()));
     return EXIT_DONE;
 }

@@ -138,8 +138,7 @@ void canvas::rectangle(double x, double y, double width, double height, colour i
 
 void canvas::picture(const panel& place, const std::vector<uint32_t>& pixels, int columns, int rows)
 {
-    const std::unique_ptr<cairo_surface_t, surface_releaser> image{
-        cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows)};
+    const surface_ptr image{cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows)};
     unsigned char* const data = cairo_image_surface_get_data(image.get());
     const int stride = cairo_image_surface_get_stride(image.get());
     for (int row = 0; data != nullptr && row < rows; ++row) {

@@ -4,9 +4,10 @@
 
 #include <cairo.h>
 
-#include <memory>
 #include <string>
 #include <vector>
+
+#include "kosc/kosc.hpp"
 
 struct colour {
     double red, green, blue;
@@ -52,20 +53,15 @@ public:
     void unclip();
 
 private:
-    struct surface_releaser {
-        void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-    };
-    struct context_releaser {
-        void operator()(cairo_t* context) const { cairo_destroy(context); }
-    };
+    using surface_ptr = kosc::owner<cairo_surface_t, cairo_surface_destroy>;
 
     double width_of(const std::string& words, double size);
 
     std::string path_;
     bool vector_;
     std::string bytes_; // of the file
-    std::unique_ptr<cairo_surface_t, surface_releaser> surface_;
-    std::unique_ptr<cairo_t, context_releaser> context_;
+    surface_ptr surface_;
+    kosc::owner<cairo_t, cairo_destroy> context_;
 };
 
 // Whether the name ends so, in whatever case.

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,10 +23,6 @@ struct receive_options {
     double window = 0.0;                        // seconds by which the time of a seal may differ; 0: any
     bool single = false;                        // messages of transfers are shown one by one
     key_options key;
-};
-
-struct receiver_closer {
-    void operator()(kosc_transfer_receiver* receiver) const { kosc_transfer_receiver_free(receiver); }
 };
 
 // What came whole.
@@ -80,7 +75,7 @@ private:
     std::optional<seal_opener> opener_;
     std::optional<file_saver> saver_;
     speaker say_;
-    std::unique_ptr<kosc_transfer_receiver, receiver_closer> receiver_;
+    kosc::owner<kosc_transfer_receiver, kosc_transfer_receiver_free> receiver_;
     std::map<key_type, unfinished> unfinished_;
     std::map<key_type, bool> refused_; // said so
     uint64_t left_out_ = 0;            // plain messages

@@ -3,7 +3,6 @@
 #define KOSC_TOOL_OUTGOING_H
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,10 +12,6 @@
 #include "kosc_transfer/transfer.h"
 #include "transfer/payload.h"
 #include "transfer/seal.h"
-
-struct sender_closer {
-    void operator()(kosc_transfer_sender* sender) const { kosc_transfer_sender_free(sender); }
-};
 
 class outgoing {
 public:
@@ -39,7 +34,7 @@ public:
 
 private:
     message_bytes single_;
-    std::unique_ptr<kosc_transfer_sender, sender_closer> sender_; // null: a message of its own
+    kosc::owner<kosc_transfer_sender, kosc_transfer_sender_free> sender_; // null: a message of its own
     uint64_t count_ = 1;
     size_t size_;
 };
