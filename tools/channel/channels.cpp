@@ -20,18 +20,6 @@ constexpr size_t LONG_RESPONSE = 500; // samples; those are convolved by transfo
 constexpr int FIR_HALF_WIDTH = 64;
 constexpr int FIR_GRID = 512; // frequencies at which a filter's gain is sampled
 
-// Modified Bessel function of the first kind, order 0, by its power series.
-double bessel_i0(double x)
-{
-    double term = 1.0;
-    double sum = 1.0;
-    for (int k = 1; term > sum * 1e-17; ++k) {
-        term *= (x / (2 * k)) * (x / (2 * k));
-        sum += term;
-    }
-    return sum;
-}
-
 // Kaiser 1974; `position` runs from -1 to 1.
 double kaiser(double position)
 {
@@ -121,6 +109,18 @@ signal convolve_by_transforms(const signal& in, const signal& response)
 }
 
 } // namespace
+
+// By its power series.
+double bessel_i0(double x)
+{
+    double term = 1.0;
+    double sum = 1.0;
+    for (int k = 1; term > sum * 1e-17; ++k) {
+        term *= (x / (2 * k)) * (x / (2 * k));
+        sum += term;
+    }
+    return sum;
+}
 
 uint64_t random_source::bits()
 {

@@ -14,6 +14,10 @@ namespace kosc_link {
 using signal = std::vector<double>;
 
 constexpr double PI = 3.14159265358979323846;
+constexpr double FULL_SCALE = 32768.0; // of 16-bit samples
+
+// Modified Bessel function of the first kind, order 0: the Kaiser window's.
+double bessel_i0(double x);
 
 // Random numbers that are the same on every platform for the same seed (splitmix64: Steele, Lea and Flood 2014,
 // "Fast splittable pseudorandom number generators"; normal numbers: Box and Muller 1958).

@@ -2,18 +2,25 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
-#include "kosc/fft.h"
+#include "kosc/kosc.hpp"
+#include "transform.h"
 
 namespace kosc_link {
 namespace {
 
-constexpr double SAMPLE_RATE = 48000;
-constexpr band NEAR_ULTRASONIC = {18000, 20953.125};
+constexpr double SAMPLE_RATE = kosc::SAMPLE_RATE;
 constexpr double ROOM_TAIL_START = 0.001;
 constexpr double ROOM_DIRECT_DB = 6.0;
 
-double from_db(double db) { return std::pow(10.0, db / 20.0); }
+// The band in which messages are sent unless another is asked for.
+band default_band()
+{
+    ko_soundcommu_band_t found{};
+    ko_soundcommu_find_band("near-ultrasonic", &found);
+    return {found.low_hz, found.high_hz};
+}
 
 // A first-order low-pass in place, one pole at `corner` Hz.
 void smooth(signal* in, double corner)
@@ -69,31 +76,24 @@ signal speech(size_t length, random_source* random)
 // Convolution block by block through the FFT; impulse responses of rooms are too long for one sample at a time.
 signal convolve_long(const signal& in, const signal& response)
 {
-    uint32_t size = 1024;
+    size_t size = 1024;
     while (size < 2 * response.size()) {
         size *= 2;
     }
     const size_t block = size - response.size() + 1;
-    std::vector<double> filter(2 * size_t{size}), work(2 * size_t{size});
-    for (size_t i = 0; i < response.size(); ++i) {
-        filter[2 * i] = response[i];
-    }
-    kom_fft_complex_radix2_forward(filter.data(), 1, size);
+    complex_signal filter(response.begin(), response.end()), work;
+    filter.resize(size);
+    transform(&filter, true);
     signal out(in.size() + response.size() - 1);
     for (size_t start = 0; start < in.size(); start += block) {
-        std::fill(work.begin(), work.end(), 0.0);
-        for (size_t i = 0; i < std::min(block, in.size() - start); ++i) {
-            work[2 * i] = in[start + i];
-        }
-        kom_fft_complex_radix2_forward(work.data(), 1, size);
-        for (size_t k = 0; k < size; ++k) {
-            const double re = work[2 * k] * filter[2 * k] - work[2 * k + 1] * filter[2 * k + 1];
-            work[2 * k + 1] = work[2 * k] * filter[2 * k + 1] + work[2 * k + 1] * filter[2 * k];
-            work[2 * k] = re;
-        }
-        kom_fft_complex_radix2_inverse(work.data(), 1, size);
-        for (size_t i = 0; i < std::min<size_t>(size, out.size() - start); ++i) {
-            out[start + i] += work[2 * i];
+        const auto first = in.begin() + static_cast<ptrdiff_t>(start);
+        work.assign(first, first + static_cast<ptrdiff_t>(std::min(block, in.size() - start)));
+        work.resize(size);
+        transform(&work, true);
+        std::transform(work.begin(), work.end(), filter.begin(), work.begin(), std::multiplies<>());
+        transform(&work, false);
+        for (size_t i = 0; i < std::min(size, out.size() - start); ++i) {
+            out[start + i] += work[i].real();
         }
     }
     return out;
@@ -106,7 +106,7 @@ void add_noise_to(signal* in, const sound_path& path, random_source* random)
     };
     const double power = loud_power(heard(*in));
     if (path.noise == noise_kind::white) {
-        const band where = path.counted.value_or(NEAR_ULTRASONIC);
+        const band where = path.counted.value_or(default_band());
         add_noise(in, noise_variance(power, *path.snr_db, where, SAMPLE_RATE), random);
         return;
     }
@@ -119,6 +119,8 @@ void add_noise_to(signal* in, const sound_path& path, random_source* random)
 }
 
 } // namespace
+
+double from_db(double db) { return std::pow(10.0, db / 20.0); }
 
 double loud_power(const signal& in)
 {

@@ -30,6 +30,9 @@ signal pass(const signal& in, const sound_path& path, random_source* random);
 // falling by 12 dB an octave above 500 Hz, and four syllables a second.
 signal make_noise(noise_kind kind, size_t length, random_source* random);
 
+// The amplitude that a level in dB stands for.
+double from_db(double db);
+
 // Power of the parts that are within 30 dB of the loudest hundredth of a second: pauses do not count.
 double loud_power(const signal& in);
 

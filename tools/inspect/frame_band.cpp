@@ -3,17 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kosc/fft.h"
-
 namespace kosc_inspect {
-
-void transform(band_signal* data, bool forward)
-{
-    auto* const interleaved = reinterpret_cast<double*>(data->data()); // pairs of doubles by the language's own rule
-    const auto size = static_cast<uint32_t>(data->size());
-    forward ? kom_fft_complex_radix2_forward(interleaved, 1, size)
-            : kom_fft_complex_radix2_inverse(interleaved, 1, size);
-}
 
 band_signal band_of(const ofdm_cfg& ofdm, const double* samples, size_t count)
 {

@@ -2,19 +2,17 @@
 #ifndef KOSC_INSPECT_FRAME_BAND_H
 #define KOSC_INSPECT_FRAME_BAND_H
 
-#include <complex>
 #include <vector>
 
 #include "kosc/context.h"
+#include "transform.h"
 
 namespace kosc_inspect {
 
 constexpr uint32_t BAND_SAMPLES = 16384; // more than a frame
 
-using band_signal = std::vector<std::complex<double>>;
-
-// Forward without scale, backward with 1/n.
-void transform(band_signal* data, bool forward);
+using band_signal = kosc_link::complex_signal;
+using kosc_link::transform;
 
 // The analytic signal of `count` samples between the lowest and the highest subcarrier; BAND_SAMPLES long.
 band_signal band_of(const ofdm_cfg& ofdm, const double* samples, size_t count);

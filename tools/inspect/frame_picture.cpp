@@ -5,23 +5,20 @@
 
 #include "channels.h"
 #include "kosc/kosc.hpp"
+#include "transform.h"
 
 namespace kosc_inspect {
 namespace {
 
 using complex = std::complex<double>;
-using complexes = std::vector<complex>;
-
-double* doubles(complexes& values)
-{
-    return reinterpret_cast<double*>(values.data()); // pairs of doubles by the language's own rule
-}
+using complexes = kosc_link::complex_signal;
+using kosc_link::doubles;
 
 // The subcarriers of one symbol.
 complexes demodulate(const ofdm_cfg& ofdm, const double* samples)
 {
     complexes spectrum(samples, samples + ofdm.symbol_len);
-    kom_fft_complex_radix2_forward(doubles(spectrum), 1, ofdm.symbol_len);
+    kosc_link::transform(&spectrum, true);
     return {spectrum.begin() + ofdm.sc_start_idx, spectrum.begin() + ofdm.sc_start_idx + ofdm.sc_num};
 }
 

@@ -51,13 +51,13 @@ double median(std::vector<double> values)
 
 void measure_levels(const frame_view& frame, frame_traits* traits)
 {
-    constexpr double FULL_SCALE = 32768.0;
     std::vector<double>& levels = traits->symbol_levels;
     double power = 0.0;
     for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
         std::vector<double> symbol(SPECTRUM_LENGTH);
         const double* const first = frame.samples + size_t{i} * frame.step + frame.paras.cfg.ofdm_cfg.cp_len;
-        std::transform(first, first + SPECTRUM_LENGTH, symbol.begin(), [](double x) { return x / FULL_SCALE; });
+        std::transform(first, first + SPECTRUM_LENGTH, symbol.begin(),
+                       [](double x) { return x / kosc_link::FULL_SCALE; });
         levels.push_back(
             level_db(power_spectrum(symbol.data()), frame.hz(0), frame.hz(frame.paras.cfg.ofdm_cfg.sc_num - 1)));
         power += std::pow(10.0, levels.back() / 10.0) / frame.paras.frame.symbols;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "channels.h"
 #include "clipping.h"
 #include "frame_picture.h"
 #include "frame_traits.h"
@@ -92,7 +93,7 @@ struct frame_sum {
 };
 
 // A peak that rounding alone may have: no sound.
-constexpr double SILENT_PEAK = 2.5 / 32768.0;
+constexpr double SILENT_PEAK = 2.5 / kosc_link::FULL_SCALE;
 
 struct channel_figures {
     double band_db = SILENCE_DB;    // mean level in the band

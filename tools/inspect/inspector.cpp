@@ -5,6 +5,7 @@
 #include <iterator>
 #include <tuple>
 
+#include "channels.h"
 #include "frame_search.h"
 
 namespace kosc_inspect {
@@ -226,7 +227,7 @@ void inspector::take_hidden_frames(inspection* result)
     for (uint32_t c = 0; sample_rate_ == MODEM_RATE && c < channels_.size(); ++c) {
         std::vector<double> samples;
         for (size_t i = c; i < kept_.size(); i += channels_.size()) {
-            samples.push_back(32768.0 * kept_[i]);
+            samples.push_back(kosc_link::FULL_SCALE * kept_[i]);
         }
         const soundcomm_paras_t& paras = *receiver_.context(c)->rx_paras;
         const std::optional<size_t> place = result->why == cause::unknown

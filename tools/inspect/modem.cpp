@@ -7,6 +7,16 @@
 
 namespace kosc_inspect {
 
+const sound_band& default_band()
+{
+    static const sound_band band = [] {
+        sound_band found{};
+        ko_soundcommu_find_band("near-ultrasonic", &found);
+        return found;
+    }();
+    return band;
+}
+
 kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings)
 {
     settings.first_subcarrier = band.first_subcarrier;
@@ -37,9 +47,8 @@ std::string edges_khz(const sound_band& band, const char* between)
 
 double room_over_ultrasound_db(const sound_band& band)
 {
-    constexpr double ULTRASOUND_LOW = 18000.0, ULTRASOUND_HIGH = 20953.125;
-    const double octaves = std::log2(band.high_hz / band.low_hz);
-    return 10.0 * std::log10(octaves / std::log2(ULTRASOUND_HIGH / ULTRASOUND_LOW));
+    const auto octaves = [](const sound_band& each) { return std::log2(each.high_hz / each.low_hz); };
+    return 10.0 * std::log10(octaves(band) / octaves(default_band()));
 }
 
 } // namespace kosc_inspect

@@ -14,6 +14,9 @@ using sound_band = ko_soundcommu_band_t;
 constexpr double MODEM_RATE = kosc::SAMPLE_RATE;
 constexpr int64_t FRAME_LENGTH = kosc::FRAME_SAMPLES;
 
+// The band of whoever is told no other.
+const sound_band& default_band();
+
 // A receiver in the band; throws when it cannot be set up.
 kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings);
 

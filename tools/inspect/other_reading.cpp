@@ -13,7 +13,7 @@ namespace {
 
 using samples = std::vector<float>;
 
-constexpr double FULL_SCALE = 32768.0;
+using kosc_link::FULL_SCALE;
 
 samples every(const samples& interleaved, size_t first, size_t stride)
 {

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numeric>
 
 #include "channels.h"
-#include "kosc/fft.h"
 #include "modem.h"
+#include "transform.h"
 
 namespace kosc_inspect {
 namespace {
@@ -32,15 +33,12 @@ spectrum_bins power_spectrum(const double* samples)
     // Mean square of the window, a sine's mean square, and the two halves of the spectrum, of which one is kept.
     constexpr double HANN_POWER = 3.0 / 8.0;
     constexpr double SCALE = 4.0 / (HANN_POWER * SPECTRUM_LENGTH * SPECTRUM_LENGTH);
-    std::vector<double> data(2 * size_t{SPECTRUM_LENGTH});
-    for (size_t i = 0; i < SPECTRUM_LENGTH; ++i) {
-        data[2 * i] = samples[i] * hann_window()[i];
-    }
-    kom_fft_complex_radix2_forward(data.data(), 1, SPECTRUM_LENGTH);
+    kosc_link::complex_signal data(SPECTRUM_LENGTH);
+    std::transform(samples, samples + SPECTRUM_LENGTH, hann_window().begin(), data.begin(), std::multiplies<>());
+    kosc_link::transform(&data, true);
     spectrum_bins bins(SPECTRUM_LENGTH / 2);
-    for (size_t k = 0; k < bins.size(); ++k) {
-        bins[k] = SCALE * (data[2 * k] * data[2 * k] + data[2 * k + 1] * data[2 * k + 1]);
-    }
+    std::transform(data.begin(), data.begin() + SPECTRUM_LENGTH / 2, bins.begin(),
+                   [](const std::complex<double>& value) { return SCALE * std::norm(value); });
     return bins;
 }
 

@@ -6,7 +6,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "channels.h"
+
 namespace kosc_inspect {
+
+using kosc_link::bessel_i0;
+using kosc_link::PI;
 
 struct rate_converter {
     std::vector<float> kernel; // PHASES values a sample at the input's rate, from its middle on
@@ -19,21 +24,8 @@ struct rate_converter {
 
 namespace {
 
-constexpr double PI = 3.14159265358979323846;
 constexpr double SHARPNESS = 10.0; // of the Kaiser window: 100 dB
 constexpr uint32_t PHASES = 1024;  // linear interpolation between them errs by less than that
-
-// The modified Bessel function of order 0, by its power series.
-double bessel(double x)
-{
-    double sum = 1.0;
-    double term = 1.0;
-    for (double k = 1.0; term > sum * 1e-12; ++k) {
-        term *= x * x / (4.0 * k * k);
-        sum += term;
-    }
-    return sum;
-}
 
 double weight(const rate_converter& converter, double distance)
 {
@@ -71,7 +63,7 @@ resampler::resampler(double from, double to, uint32_t channels, double pass_band
         const double distance = static_cast<double>(i) / PHASES;
         const double x = PI * cut_off * distance;
         const double edge = std::min(distance / converter_->half_width, 1.0);
-        const double window = bessel(SHARPNESS * std::sqrt(1.0 - edge * edge)) / bessel(SHARPNESS);
+        const double window = bessel_i0(SHARPNESS * std::sqrt(1.0 - edge * edge)) / bessel_i0(SHARPNESS);
         converter_->kernel[i] = static_cast<float>(cut_off * window * (i == 0 ? 1.0 : std::sin(x) / x));
     }
     // Silence before the sound, so that its first sample is in the middle of a kernel.

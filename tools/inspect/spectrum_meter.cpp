@@ -4,11 +4,13 @@
 #include <cmath>
 #include <numeric>
 
+#include "channels.h"
+
 namespace kosc_inspect {
 namespace {
 
 // Rounding to 16 bits leaves white noise of a twelfth of a step squared; a full-scale sine has half a square.
-const double ROUNDING_DB = 10.0 * std::log10(2.0 / 12.0 / 32768.0 / 32768.0);
+const double ROUNDING_DB = 10.0 * std::log10(2.0 / 12.0 / kosc_link::FULL_SCALE / kosc_link::FULL_SCALE);
 
 double mean(const std::vector<double>& values, size_t first, size_t last)
 {

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr uint32_t USUAL_RATES[] = {8000, 16000, 22050, 32000, 44100, MODEM_SAMPLE_RATE, 96000, 192000};
+constexpr uint32_t USUAL_RATES[] = {8000, 16000, 22050, 32000, 44100, kosc::SAMPLE_RATE, 96000, 192000};
 
 // Seconds that a computer under load may take before it serves a device again.
 constexpr double SAFE_LATENCY = 0.2;

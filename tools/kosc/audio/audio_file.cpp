@@ -95,8 +95,8 @@ audio_file::audio_file(const std::string& path, const std::string& raw, const ba
         throw read_error(path_, error.what());
     }
     raw_.resize(BLOCK_FRAMES * channels());
-    if (sample_rate() != MODEM_SAMPLE_RATE) {
-        converter_.emplace(info_.samplerate, MODEM_SAMPLE_RATE, channels(), highest_edge(bands_));
+    if (sample_rate() != kosc::SAMPLE_RATE) {
+        converter_.emplace(info_.samplerate, kosc::SAMPLE_RATE, channels(), highest_edge(bands_));
     }
 }
 

@@ -13,8 +13,6 @@
 #include "kosc/kosc.hpp"
 #include "resampler.h"
 
-constexpr uint32_t MODEM_SAMPLE_RATE = kosc::SAMPLE_RATE;
-
 // A sample of full scale 1 as 16-bit PCM, clipped; a value that is not a number becomes silence.
 int16_t to_pcm(float sample);
 // So many frames of interleaved ones, one vector a channel.

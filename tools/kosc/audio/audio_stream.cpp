@@ -30,8 +30,8 @@ uint32_t input_rate(const audio_system& system, const audio_device& device, uint
         return wanted;
     }
     const std::vector<uint32_t> rates = system.rates(device, direction::INPUT);
-    if (rates.empty() || std::count(rates.begin(), rates.end(), MODEM_SAMPLE_RATE) != 0) {
-        return MODEM_SAMPLE_RATE;
+    if (rates.empty() || std::count(rates.begin(), rates.end(), kosc::SAMPLE_RATE) != 0) {
+        return kosc::SAMPLE_RATE;
     }
     constexpr uint32_t WHOLE_SPECTRUM = 44100;
     const auto whole = std::lower_bound(rates.begin(), rates.end(), WHOLE_SPECTRUM);
@@ -117,8 +117,8 @@ input_stream::input_stream(const audio_system& system, const audio_device& devic
     bands_ = bands_within(device_rate, bands);
     ring_ = std::make_unique<sample_ring<float>>(size_t{INPUT_RING_SECONDS} * device_rate * channels);
     raw_.resize(READ_FRAMES * channels);
-    if (device_rate != MODEM_SAMPLE_RATE) {
-        converter_.emplace(device_rate, MODEM_SAMPLE_RATE, channels, highest_edge(bands_));
+    if (device_rate != kosc::SAMPLE_RATE) {
+        converter_.emplace(device_rate, kosc::SAMPLE_RATE, channels, highest_edge(bands_));
     }
     open(channels, device_rate, paFloat32, callback, this);
 }
@@ -160,7 +160,7 @@ std::chrono::system_clock::time_point input_stream::time_of_last_sample() const
 output_stream::output_stream(const audio_device& device, size_t capacity)
     : audio_stream(device, direction::OUTPUT), channels_(std::min(device.outputs, 2U)), ring_(capacity)
 {
-    open(channels_, MODEM_SAMPLE_RATE, paInt16, callback, this);
+    open(channels_, kosc::SAMPLE_RATE, paInt16, callback, this);
 }
 
 output_stream::~output_stream() { close(); }

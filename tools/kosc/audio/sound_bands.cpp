@@ -67,16 +67,6 @@ void check_apart(const band_list& bands)
     }
 }
 
-const sound_band& default_band()
-{
-    static const sound_band band = [] {
-        const band_list bands = named_bands();
-        return *std::find_if(bands.begin(), bands.end(),
-                             [](const sound_band& each) { return each.first_subcarrier == kosc::DEFAULT_SUBCARRIER; });
-    }();
-    return band;
-}
-
 std::string name_of(const sound_band& band) { return *band.name != '\0' ? band.name : text("%.10g", band.low_hz); }
 
 std::string described(const sound_band& band)

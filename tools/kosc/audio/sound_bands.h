@@ -6,13 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "kosc/bands.h"
+#include "modem.h"
 
-using sound_band = ko_soundcommu_band_t;
+using kosc_inspect::default_band;
+using kosc_inspect::sound_band;
 using band_list = std::vector<sound_band>;
 
-// The band of a command that is told no other.
-const sound_band& default_band();
 // All bands that have a name, from the lowest up.
 band_list named_bands();
 // Six bands side by side, from the lowest up, that messages may sound in at once: all that loudspeakers carry.

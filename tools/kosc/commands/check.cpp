@@ -47,7 +47,7 @@ trial record_live(const check_options& options, bool verbose)
     output.start();
     trial done;
     std::vector<pcm_samples> pcm;
-    const size_t wanted = sound.size() + static_cast<size_t>(LONGEST_LATENCY * MODEM_SAMPLE_RATE);
+    const size_t wanted = sound.size() + static_cast<size_t>(LONGEST_LATENCY * kosc::SAMPLE_RATE);
     while (done.recording.size() < wanted) {
         input.read(pcm);
         done.recording.insert(done.recording.end(), pcm.front().begin(), pcm.front().end());
@@ -61,7 +61,7 @@ trial record_live(const check_options& options, bool verbose)
 
 pcm_samples read_recording(const std::string& path, const sound_band& band)
 {
-    constexpr size_t LONGEST = size_t{60} * MODEM_SAMPLE_RATE;
+    constexpr size_t LONGEST = size_t{60} * kosc::SAMPLE_RATE;
     audio_file file(path, {}, {band});
     pcm_samples recording;
     for (std::vector<pcm_samples> pcm; file.read(pcm);) {

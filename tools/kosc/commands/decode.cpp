@@ -57,7 +57,7 @@ private:
 };
 
 // Below 0 for a frame whose beginning the recording lacks.
-double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / MODEM_SAMPLE_RATE; }
+double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / kosc::SAMPLE_RATE; }
 
 // A line, or an object of which `fill` knows all but the place.
 template <typename Fill> void recording::print(const heard_message& message, Fill fill, const std::string& rest)
@@ -143,7 +143,7 @@ exit_code recording::decode()
             hear(message);
         }
         samples += pcm.front().size();
-        progress_.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE, messages_);
+        progress_.update(static_cast<double>(samples) / kosc::SAMPLE_RATE, messages_);
     }
     end_transfers();
     progress_.clear();

@@ -44,8 +44,8 @@ int run_encode(const encode_options& options)
     check_sound_name(options.output);
     const outgoing sent = to_send(options, key_of(options.key, true));
     const frame_encoder encoder(options.bands);
-    const size_t pad = size_t{options.pad_ms} * MODEM_SAMPLE_RATE / 1000;
-    const size_t gap = size_t{options.gap_ms} * MODEM_SAMPLE_RATE / 1000;
+    const size_t pad = size_t{options.pad_ms} * kosc::SAMPLE_RATE / 1000;
+    const size_t gap = size_t{options.gap_ms} * kosc::SAMPLE_RATE / 1000;
     const uint64_t slots = sent.slots(encoder.bands());
     if (2 * pad + slots * (kosc::FRAME_SAMPLES + gap) > most_samples(options.output)) {
         throw std::runtime_error("the sound is too long for a WAV file; FLAC has no such limit");

@@ -42,7 +42,7 @@ facts facts_of(const soundcomm_cfg_t& cfg)
         throw std::runtime_error("the modem's configuration gives no frame");
     }
     f.layout = symbol_order(f.frame, cfg.pilot_cfg.data_pilot_rate);
-    f.seconds = static_cast<double>(f.frame.frame_length) / MODEM_SAMPLE_RATE;
+    f.seconds = static_cast<double>(f.frame.frame_length) / kosc::SAMPLE_RATE;
     f.message_rate = cfg.msg_byte_len * BITS_A_BYTE / f.seconds;
     f.air_rate = f.frame.re_num * BITS_A_SYMBOL / f.seconds;
     return f;
@@ -54,7 +54,7 @@ std::string as_json(const soundcomm_cfg_t& cfg, const facts& f)
     object["version"] = KOSC_VERSION;
     object["message_bytes"] = cfg.msg_byte_len;
     object["crcs"] = cfg.crc_cfg.group;
-    object["sample_rate"] = MODEM_SAMPLE_RATE;
+    object["sample_rate"] = kosc::SAMPLE_RATE;
     object["bits"] = SAMPLE_BITS;
     object["frame_samples"] = f.frame.frame_length;
     object["frame_seconds"] = f.seconds;
@@ -81,7 +81,7 @@ std::string as_text(const soundcomm_cfg_t& cfg, const facts& f)
 {
     std::string lines = text("version    %s\n", KOSC_VERSION);
     lines += text("message    %u bytes, %u CRC-16\n", cfg.msg_byte_len, cfg.crc_cfg.group);
-    lines += text("audio      %u Hz, %u bit\n", MODEM_SAMPLE_RATE, SAMPLE_BITS);
+    lines += text("audio      %u Hz, %u bit\n", kosc::SAMPLE_RATE, SAMPLE_BITS);
     lines += text("frame      %u samples, %.3f s\n", f.frame.frame_length, f.seconds);
     lines += text("symbols    %u of %u samples and a prefix of %u\n", f.frame.symbols, cfg.ofdm_cfg.symbol_len,
                   cfg.ofdm_cfg.cp_len);

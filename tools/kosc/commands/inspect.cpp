@@ -274,7 +274,7 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
             }
         }
         samples += pcm.front().size();
-        progress.update(static_cast<double>(samples) / MODEM_SAMPLE_RATE);
+        progress.update(static_cast<double>(samples) / kosc::SAMPLE_RATE);
     }
     progress.clear();
     const inspection result = eyes.finish();

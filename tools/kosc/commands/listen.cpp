@@ -181,7 +181,7 @@ private:
     // A line, or an object of which `fill` knows all but the time.
     template <typename Fill> void print(const heard_message& message, Fill fill, const std::string& rest)
     {
-        const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / MODEM_SAMPLE_RATE);
+        const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / kosc::SAMPLE_RATE);
         const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
         meter_.clear();
         if (!options_.json) {

@@ -13,18 +13,19 @@
 #include "clipping.h"
 #include "commands/listener.h"
 #include "commands/message_text.h"
-#include "kosc/core.h"
 #include "power_spectrum.h"
+#include "transform.h"
 
 using namespace kosc_inspect;
 
 namespace {
 
-using signal = std::vector<double>;
-using complex_signal = std::vector<std::complex<double>>;
+using kosc_link::complex_signal;
+using kosc_link::FULL_SCALE;
+using kosc_link::signal;
+using kosc_link::transform;
 
-constexpr double FULL_SCALE = 32768.0;
-constexpr size_t RATE = MODEM_SAMPLE_RATE;
+constexpr size_t RATE = kosc::SAMPLE_RATE;
 constexpr double AUDIBLE_LOW = 3000.0, AUDIBLE_HIGH = 14000.0;
 
 // The sound's parts, in samples.
@@ -74,14 +75,6 @@ size_t power_of_two_from(size_t size)
     return power;
 }
 
-void transform(complex_signal& data, bool forward)
-{
-    auto* const interleaved = reinterpret_cast<double*>(data.data());
-    const auto size = static_cast<uint32_t>(data.size());
-    forward ? kom_fft_complex_radix2_forward(interleaved, 1, size)
-            : kom_fft_complex_radix2_inverse(interleaved, 1, size);
-}
-
 // The spectrum of `samples` from `start` on, where what lies outside of them counts as silence.
 complex_signal spectrum_of(const signal& samples, ptrdiff_t start, size_t count, size_t size)
 {
@@ -92,7 +85,7 @@ complex_signal spectrum_of(const signal& samples, ptrdiff_t start, size_t count,
             data[i] = samples[static_cast<size_t>(place)];
         }
     }
-    transform(data, true);
+    transform(&data, true);
     return data;
 }
 
@@ -110,7 +103,7 @@ signal correlation(const signal& recording)
     for (size_t k = 0; k < size; ++k) {
         data[k] *= std::conj(pattern[k]);
     }
-    transform(data, false);
+    transform(&data, false);
     signal magnitudes(recording.size());
     std::transform(data.begin(), data.begin() + static_cast<ptrdiff_t>(magnitudes.size()), magnitudes.begin(),
                    [](const std::complex<double>& value) { return std::abs(value.real()); });
@@ -172,7 +165,7 @@ public:
         for (size_t k = 0; k < SIZE; ++k) {
             response[k] *= std::conj(pattern[k]) / (std::norm(pattern[k]) + 1e-3 * strongest);
         }
-        transform(response, false);
+        transform(&response, false);
         heard_ = part(response, SIZE - BEFORE);
         noise_ = part(response, SIZE / 2);
     }
@@ -205,7 +198,7 @@ private:
         for (size_t i = 0; i < KEPT; ++i) {
             data[i] = response[(begin + i) % SIZE];
         }
-        transform(data, true);
+        transform(&data, true);
         return data;
     }
 

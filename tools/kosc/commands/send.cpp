@@ -97,7 +97,7 @@ private:
 
 constexpr uint32_t USUAL_GAP_MS = 100;
 
-size_t samples_in(uint32_t milliseconds) { return size_t{milliseconds} * MODEM_SAMPLE_RATE / 1000; }
+size_t samples_in(uint32_t milliseconds) { return size_t{milliseconds} * kosc::SAMPLE_RATE / 1000; }
 
 // Something to send, and what is said of it then.
 struct item {
@@ -197,10 +197,10 @@ int run_send(const send_options& options, bool verbose)
     const frame_encoder encoder(options.bands);
     catch_stop_signals(true);
     const audio_system system(verbose);
-    const size_t longest = samples_in(options.gap_ms.value_or(USUAL_GAP_MS)) + MODEM_SAMPLE_RATE;
+    const size_t longest = samples_in(options.gap_ms.value_or(USUAL_GAP_MS)) + kosc::SAMPLE_RATE;
     // A frame waits while the one before it is played.
     output_stream output(system.find(options.device, direction::OUTPUT), 2 * longest);
-    constexpr size_t LEAD_IN = MODEM_SAMPLE_RATE / 5; // many devices swallow or mangle the first tenths of a second
+    constexpr size_t LEAD_IN = kosc::SAMPLE_RATE / 5; // many devices swallow or mangle the first tenths of a second
     output.write(std::vector<int16_t>(LEAD_IN));
     output.start();
     const auto send_all = [&] {

@@ -16,8 +16,9 @@
 
 namespace {
 
-constexpr double FULL_SCALE = 32768.0;
-constexpr size_t MOST_SAMPLES = size_t{30} * 60 * MODEM_SAMPLE_RATE; // half an hour, over all channels
+using kosc_link::FULL_SCALE;
+
+constexpr size_t MOST_SAMPLES = size_t{30} * 60 * kosc::SAMPLE_RATE; // half an hour, over all channels
 
 // "2.7:0.5": an echo 2.7 milliseconds late, half as loud as the direct sound.
 kosc_link::tap parse_echo(const std::string& text)
@@ -31,7 +32,7 @@ kosc_link::tap parse_echo(const std::string& text)
         throw std::runtime_error("--echo takes MS:GAIN, a delay of up to 2000 ms and a gain from -1 to 1, not '" +
                                  text + "'");
     }
-    return {static_cast<size_t>(std::lround(milliseconds * MODEM_SAMPLE_RATE / 1000)), gain};
+    return {static_cast<size_t>(std::lround(milliseconds * kosc::SAMPLE_RATE / 1000)), gain};
 }
 
 kosc_link::sound_path path_of(const simulate_options& options)
@@ -90,7 +91,7 @@ void add_senders(const simulate_options& options, kosc_link::random_source* rand
         const std::vector<int16_t> frame = encoder.encode({message_from_text("sender " + std::to_string(i))});
         const double ppm = MOST_PPM * (2 * random->uniform() - 1);
         kosc_link::signal sound = kosc_link::drift({frame.begin(), frame.end()}, ppm, ppm, 0, 0);
-        const double level = loudest * std::pow(10.0, -LEVELS_DB * random->uniform() / 20);
+        const double level = loudest * kosc_link::from_db(-LEVELS_DB * random->uniform());
         kosc_link::scale(&sound, level / std::sqrt(kosc_link::loud_power(sound)));
         const size_t length = channels->front().size();
         const size_t room = length > sound.size() ? length - sound.size() : 0;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "channels.h"
 #include "picture/terminal.h"
 #include "text.h"
 
@@ -50,9 +51,8 @@ band_meter::band_meter(const band_list& bands)
 
 bool band_meter::hear(const std::vector<int16_t>& pcm)
 {
-    constexpr double FULL_SCALE = 32768.0;
     for (const int16_t sample : pcm) {
-        window_.push_back(sample / FULL_SCALE);
+        window_.push_back(sample / kosc_link::FULL_SCALE);
     }
     if (window_.size() < INTERVAL) {
         return false;

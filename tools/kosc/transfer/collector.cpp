@@ -155,7 +155,7 @@ void collector::say_what_is_missing() const
 
 std::string collector::progress(int64_t sample, size_t columns) const
 {
-    constexpr int64_t RECENT = 3 * MODEM_SAMPLE_RATE;
+    constexpr int64_t RECENT = 3 * kosc::SAMPLE_RATE;
     const auto last = std::max_element(unfinished_.begin(), unfinished_.end(), [](const auto& a, const auto& b) {
         return a.second.last_sample < b.second.last_sample;
     });
@@ -163,6 +163,6 @@ std::string collector::progress(int64_t sample, size_t columns) const
         return "";
     }
     const unfinished& now = last->second;
-    const double seconds = static_cast<double>(now.last_sample - now.first_sample) / MODEM_SAMPLE_RATE;
+    const double seconds = static_cast<double>(now.last_sample - now.first_sample) / kosc::SAMPLE_RATE;
     return transfer_line(now.held, now.needed, seconds > 0.0 ? (now.held - 1) / seconds : 0.0, columns);
 }
