@@ -1,5 +1,6 @@
 #include "kosc/second_look.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <numeric>
@@ -71,6 +72,25 @@ TEST(SecondLook, HearsAndMeasuresWhatTheFirstLoses)
         EXPECT_EQ(soundcomm_get_equalised_symbols(ctx.get(), second.data(), count), count);
         EXPECT_NEAR(distance(second, sent), quality.evm, 0.1 * quality.evm);
         EXPECT_GT(distance(first, sent), 1.2 * quality.evm);
+    }
+}
+
+TEST(SecondLook, WeighsSymbolsByTheirNoiseWhereFramesMayOverlap)
+{
+    // Noise 11 dB over the frame lies on two of its nine symbols; at 0 and 3 one of them is a pilot.
+    constexpr size_t SYMBOL = 1280;
+    for (const auto& [crowd, heard] : {std::pair{KOSC_CROWD_OFF, 0U}, {KOSC_CROWD_CANCEL, 1U}}) {
+        const context_ptr ctx = kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, *soundcomm_default_cfg(), crowd);
+        for (const size_t first : {0, 2, 3, 5}) {
+            SCOPED_TRACE(testing::Message() << "from symbol " << first << " on, crowd " << crowd);
+            double_list sound = spoil(encode(ctx.get(), message("covered")), 0, 25, 5);
+            random_source random{first};
+            std::for_each_n(sound.begin() + static_cast<ptrdiff_t>(first * SYMBOL), 2 * SYMBOL,
+                            [&](double& x) { x += 15000 * random.gaussian(); });
+            byte_list found(MSG_LEN);
+            EXPECT_EQ(look(ctx, sound, &found), heard);
+            EXPECT_EQ(found == message("covered"), heard == 1);
+        }
     }
 }
 
