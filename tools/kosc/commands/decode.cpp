@@ -40,8 +40,7 @@ private:
     static constexpr bool BEGINS_SOMEWHERE = true;
 
     bool one_of_several() const { return options_.inputs.size() > 1; }
-    template <typename Fill> void print(const heard_message& message, Fill fill, const std::string& rest);
-    void print(const heard_message& message);
+    void print(const heard_item& item);
     void hear(const heard_message& message);
     void end_transfers();
     void say(const std::string& sentence);
@@ -59,32 +58,25 @@ private:
 // Below 0 for a frame whose beginning the recording lacks.
 double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / kosc::SAMPLE_RATE; }
 
-// A line, or an object of which `fill` knows all but the place.
-template <typename Fill> void recording::print(const heard_message& message, Fill fill, const std::string& rest)
+void recording::print(const heard_item& item)
 {
+    messages_ += item.part == nullptr ? 1 : 0;
     if (options_.quiet) {
         return;
     }
+    const double seconds = seconds_of(item.message);
     progress_.clear();
     if (!options_.json) {
-        write_output((one_of_several() ? path_ + ": " : "") +
-                     kosc_inspect::text("%.3f s", rounded(seconds_of(message), 1000.0)) + rest);
+        write_output((one_of_several() ? path_ + ": " : "") + kosc_inspect::text("%.3f s", rounded(seconds, 1000.0)) +
+                     rest_of_line(item, options_.hex, options_.bands.size() > 1));
         return;
     }
     nlohmann::ordered_json object;
     object["file"] = path_;
-    object["time"] = rounded(seconds_of(message), 1000.0);
-    object["sample"] = std::llround(seconds_of(message) * file_.sample_rate());
-    fill(object);
+    object["time"] = rounded(seconds, 1000.0);
+    object["sample"] = std::llround(seconds * file_.sample_rate());
+    add_members(object, item);
     write_output(json_line(object));
-}
-
-void recording::print(const heard_message& message)
-{
-    ++messages_;
-    print(
-        message, [&](nlohmann::ordered_json& object) { add_message(object, message); },
-        rest_of_line(message, options_.hex, options_.bands.size() > 1));
 }
 
 void recording::hear(const heard_message& message)
@@ -92,12 +84,9 @@ void recording::hear(const heard_message& message)
     delivery delivered;
     const collector::verdict verdict = collector_.take(message, delivered);
     if (verdict == collector::verdict::OTHER) {
-        print(message);
+        print({message});
     } else if (verdict == collector::verdict::DELIVERED) {
-        ++messages_;
-        print(
-            message, [&](nlohmann::ordered_json& object) { add_delivery(object, message, delivered); },
-            rest_of_line(message, delivered, options_.hex, options_.bands.size() > 1));
+        print({message, &delivered});
     }
 }
 
@@ -105,11 +94,10 @@ void recording::end_transfers()
 {
     for (const unfinished& each : collector_.rest()) {
         if (each.held == 1 && collector_.takes_plain()) { // one that is alone may only look like a transfer's
-            print(each.first);
+            print({each.first});
         }
         if (options_.json) {
-            print(
-                each.first, [&](nlohmann::ordered_json& object) { add_unfinished(object, each); }, "");
+            print({each.first, nullptr, &each});
         }
     }
     collector_.say_what_is_missing();

@@ -40,6 +40,81 @@ std::optional<std::string> text_in(const delivery& delivered)
     return delivered.content.kind == KOSC_TRANSFER_TEXT && is_utf8(text) ? std::optional(text) : std::nullopt;
 }
 
+std::string number_of(uint32_t count, const char* thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string line_of(const heard_message& message, bool hex)
+{
+    const std::string line = hex ? hex_of_message(message.bytes) : shown(message.bytes);
+    if (!message.combined) {
+        return line + (message.second_look_needed ? "  [second look]\n" : "\n");
+    }
+    const put_together& from = *message.combined;
+    return line + "  [put together from " + number_of(from.frames, "frame") + ", " +
+           number_of(from.microphones, "microphone") +
+           kosc_inspect::text(", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
+}
+
+std::string line_of(const delivery& delivered, bool hex)
+{
+    std::string line;
+    if (const auto text = text_in(delivered)) {
+        line = hex ? hex_of_message(delivered.content.bytes) : printable(*text);
+    } else {
+        line = delivered.content.kind == KOSC_TRANSFER_FILE ? "file " : "";
+        line += delivered.name.empty() ? "" : safe_name(delivered.name, "?") + ", ";
+        line += std::to_string(delivered.size) + (delivered.size == 1 ? " byte, " : " bytes, ");
+        line += delivered.saved.empty() ? "not saved" : "saved as " + delivered.saved;
+    }
+    return line + (delivered.sealed ? "  [sealed]\n" : "\n");
+}
+
+void add(nlohmann::ordered_json& object, const heard_message& message)
+{
+    add_bytes(object, message.bytes);
+    if (!message.combined) {
+        object["correlation"] = rounded(message.correlation, 1000.0);
+    }
+    if (message.measured) {
+        object["snr_db"] = rounded(message.snr_db, 10.0);
+        object["drift_ppm"] = rounded(message.drift_ppm, 1.0);
+    }
+    object["second_look"] = message.second_look_needed;
+    if (message.combined) {
+        const put_together& from = *message.combined;
+        object["combined"] = {{"frames", from.frames},
+                              {"hearings", from.hearings},
+                              {"microphones", from.microphones},
+                              {"seconds", rounded(from.seconds, 1000.0)},
+                              {"snr_db", rounded(from.snr_db, 10.0)}};
+    }
+}
+
+void add(nlohmann::ordered_json& object, const delivery& delivered)
+{
+    const auto text = text_in(delivered);
+    object["text"] = text ? nlohmann::ordered_json(*text) : nullptr;
+    nlohmann::ordered_json& transfer = object["transfer"];
+    transfer["id"] = delivered.id;
+    transfer["messages"] = delivered.messages;
+    transfer["held"] = delivered.messages;
+    transfer["kind"] = text ? "text" : delivered.content.kind == KOSC_TRANSFER_FILE ? "file" : "bytes";
+    transfer["bytes"] = delivered.size;
+    transfer["sealed"] = delivered.sealed;
+    if (!text) {
+        transfer["name"] = delivered.name;
+        transfer["saved"] = delivered.saved.empty() ? nullptr : nlohmann::ordered_json(delivered.saved);
+    }
+}
+
+void add(nlohmann::ordered_json& object, const unfinished& part)
+{
+    object["text"] = nullptr;
+    object["transfer"] = {{"id", part.id}, {"messages", part.needed}, {"held", part.held}};
+}
+
 } // namespace
 
 void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message)
@@ -61,96 +136,21 @@ std::string json_line(const nlohmann::ordered_json& object)
     return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
-void add_message(nlohmann::ordered_json& object, const heard_message& message)
+std::string rest_of_line(const heard_item& item, bool hex, bool band)
 {
-    object["channel"] = message.channel;
-    object["band"] = message.band;
-    add_bytes(object, message.bytes);
-    if (!message.combined) {
-        object["correlation"] = rounded(message.correlation, 1000.0);
-    }
-    if (message.measured) {
-        object["snr_db"] = rounded(message.snr_db, 10.0);
-        object["drift_ppm"] = rounded(message.drift_ppm, 1.0);
-    }
-    object["second_look"] = message.second_look_needed;
-    if (message.combined) {
-        const put_together& from = *message.combined;
-        object["combined"] = {{"frames", from.frames},
-                              {"hearings", from.hearings},
-                              {"microphones", from.microphones},
-                              {"seconds", rounded(from.seconds, 1000.0)},
-                              {"snr_db", rounded(from.snr_db, 10.0)}};
-    }
+    return "  ch " + std::to_string(item.message.channel) + "  " + (band ? item.message.band + "  " : "") +
+           (item.delivered != nullptr ? line_of(*item.delivered, hex) : line_of(item.message, hex));
 }
 
-namespace {
-
-std::string number_of(uint32_t count, const char* thing)
+void add_members(nlohmann::ordered_json& object, const heard_item& item)
 {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-std::string end_of_line(const heard_message& message)
-{
-    if (!message.combined) {
-        return message.second_look_needed ? "  [second look]\n" : "\n";
-    }
-    const put_together& from = *message.combined;
-    return "  [put together from " + number_of(from.frames, "frame") + ", " +
-           number_of(from.microphones, "microphone") +
-           kosc_inspect::text(", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
-}
-
-std::string origin(const heard_message& message, bool band)
-{
-    return "  ch " + std::to_string(message.channel) + "  " + (band ? message.band + "  " : "");
-}
-
-} // namespace
-
-std::string rest_of_line(const heard_message& last, const delivery& delivered, bool hex, bool band)
-{
-    std::string shown;
-    if (const auto text = text_in(delivered)) {
-        shown = hex ? hex_of_message(delivered.content.bytes) : printable(*text);
+    object["channel"] = item.message.channel;
+    object["band"] = item.message.band;
+    if (item.delivered != nullptr) {
+        add(object, *item.delivered);
+    } else if (item.part != nullptr) {
+        add(object, *item.part);
     } else {
-        shown = delivered.content.kind == KOSC_TRANSFER_FILE ? "file " : "";
-        shown += delivered.name.empty() ? "" : safe_name(delivered.name, "?") + ", ";
-        shown += std::to_string(delivered.size) + (delivered.size == 1 ? " byte, " : " bytes, ");
-        shown += delivered.saved.empty() ? "not saved" : "saved as " + delivered.saved;
+        add(object, item.message);
     }
-    return origin(last, band) + shown + (delivered.sealed ? "  [sealed]\n" : "\n");
-}
-
-void add_delivery(nlohmann::ordered_json& object, const heard_message& last, const delivery& delivered)
-{
-    const auto text = text_in(delivered);
-    object["channel"] = last.channel;
-    object["band"] = last.band;
-    object["text"] = text ? nlohmann::ordered_json(*text) : nullptr;
-    nlohmann::ordered_json& transfer = object["transfer"];
-    transfer["id"] = delivered.id;
-    transfer["messages"] = delivered.messages;
-    transfer["held"] = delivered.messages;
-    transfer["kind"] = text ? "text" : delivered.content.kind == KOSC_TRANSFER_FILE ? "file" : "bytes";
-    transfer["bytes"] = delivered.size;
-    transfer["sealed"] = delivered.sealed;
-    if (!text) {
-        transfer["name"] = delivered.name;
-        transfer["saved"] = delivered.saved.empty() ? nullptr : nlohmann::ordered_json(delivered.saved);
-    }
-}
-
-void add_unfinished(nlohmann::ordered_json& object, const unfinished& part)
-{
-    object["channel"] = part.first.channel;
-    object["band"] = part.first.band;
-    object["text"] = nullptr;
-    object["transfer"] = {{"id", part.id}, {"messages", part.needed}, {"held", part.held}};
-}
-
-std::string rest_of_line(const heard_message& message, bool hex, bool band)
-{
-    return origin(message, band) + (hex ? hex_of_message(message.bytes) : shown(message.bytes)) + end_of_line(message);
 }

@@ -10,18 +10,20 @@
 #include "commands/listener.h"
 #include "transfer/collector.h"
 
-// Adds "channel", "band", "text", "hex", "correlation", "snr_db", "drift_ppm" and "second_look" to an object.
-void add_message(nlohmann::ordered_json& object, const heard_message& message);
+// Something heard: a message, a payload that came whole with it, or a transfer, not whole, that began with it.
+struct heard_item {
+    const heard_message& message;
+    const delivery* delivered = nullptr;
+    const unfinished* part = nullptr;
+};
 
 // The channel, the band if wanted, and the message up to the line's end, as hex digits if wanted or if it is no text.
-std::string rest_of_line(const heard_message& message, bool hex, bool band);
+// Of a payload, a text with its further lines indented and without control characters, or what became of a file.
+std::string rest_of_line(const heard_item& item, bool hex, bool band);
 
-// The same of a payload that came whole with `last`: a text with its further lines indented and without control
-// characters, or what became of a file. In JSON it has "channel", "band", "text" and "transfer".
-std::string rest_of_line(const heard_message& last, const delivery& delivered, bool hex, bool band);
-void add_delivery(nlohmann::ordered_json& object, const heard_message& last, const delivery& delivered);
-// "channel" and "band" of its first message, and "transfer", of a transfer that is not whole.
-void add_unfinished(nlohmann::ordered_json& object, const unfinished& part);
+// Adds "channel", "band", "text" and, of a message, "hex", "correlation", "snr_db", "drift_ppm" and "second_look", of
+// the others "transfer".
+void add_members(nlohmann::ordered_json& object, const heard_item& item);
 
 // Adds "text" and "hex"; both null without a message.
 void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message);

@@ -135,12 +135,12 @@ private:
             }
             const uint64_t before = messages_ + joiner_.add(message);
             if (at_once && (options_.count == 0 || before < options_.count)) {
-                print(message);
+                print({message});
             }
         }
         for (heard_message message; !enough() && joiner_.next(end, message); ++messages_) {
             if (!at_once) {
-                print(message);
+                print({message});
             }
         }
     }
@@ -152,9 +152,7 @@ private:
         const auto verdict = enough() ? collector::verdict::OTHER : collector_.take(message, delivered);
         if (verdict == collector::verdict::DELIVERED) {
             ++messages_;
-            print(
-                message, [&](nlohmann::ordered_json& object) { add_delivery(object, message, delivered); },
-                rest_of_line(message, delivered, options_.hex, options_.bands.size() > 1));
+            print({message, &delivered});
         }
         return verdict != collector::verdict::OTHER;
     }
@@ -165,32 +163,26 @@ private:
             if (each.held == 1 && collector_.takes_plain() &&
                 !enough()) { // one that is alone may only look like a transfer's
                 ++messages_;
-                print(each.first);
+                print({each.first});
             }
         }
         collector_.say_what_is_missing();
     }
 
-    void print(const heard_message& message)
+    void print(const heard_item& item)
     {
-        print(
-            message, [&](nlohmann::ordered_json& object) { add_message(object, message); },
-            rest_of_line(message, options_.hex, options_.bands.size() > 1));
-    }
-
-    // A line, or an object of which `fill` knows all but the time.
-    template <typename Fill> void print(const heard_message& message, Fill fill, const std::string& rest)
-    {
-        const std::chrono::duration<double> ago(static_cast<double>(samples_ - message.sample) / kosc::SAMPLE_RATE);
+        const std::chrono::duration<double> ago(static_cast<double>(samples_ - item.message.sample) /
+                                                kosc::SAMPLE_RATE);
         const wall_time time = last_sample_ - std::chrono::duration_cast<wall_time::duration>(ago);
         meter_.clear();
         if (!options_.json) {
-            write_output(as_text(time, localtime_r, "%H:%M:%S") + rest);
+            write_output(as_text(time, localtime_r, "%H:%M:%S") +
+                         rest_of_line(item, options_.hex, options_.bands.size() > 1));
             return;
         }
         nlohmann::ordered_json object;
         object["time"] = as_text(time, gmtime_r, "%Y-%m-%dT%H:%M:%S") + "Z";
-        fill(object);
+        add_members(object, item);
         write_output(json_line(object));
     }
 
