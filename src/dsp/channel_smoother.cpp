@@ -1,7 +1,6 @@
 #include "kosc/channel_smoother.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 
 #include "math/complex_ops.h"
@@ -156,8 +155,7 @@ channel_smoother_t* channel_smoother_init(uint32_t sc_num, uint32_t symbol_len, 
     }
     s->sc_num = sc_num;
     s->share = alloc_array<double>(sc_num);
-    s->basis = alloc_array<double>(size_t{2} * sc_num * sc_num);
-    if (s->share == nullptr || s->basis == nullptr) {
+    if (s->share == nullptr) {
         return nullptr;
     }
     const double width = spread / symbol_len;
@@ -169,20 +167,20 @@ channel_smoother_t* channel_smoother_init(uint32_t sc_num, uint32_t symbol_len, 
         if (s->share[s->rank] < LEAST_SHARE) {
             break;
         }
-        double* const row = s->basis + size_t{2} * sc_num * s->rank;
+    }
+    s->basis = alloc_array<double>(size_t{2} * sc_num * s->rank); // found twice: room is taken only for those there are
+    if (s->basis == nullptr) {
+        return nullptr;
+    }
+    for (uint32_t r = 0; r < s->rank; ++r) {
+        find_sequence(matrix, r, v, v + sc_num);
+        double* const row = s->basis + size_t{2} * sc_num * r;
         for (uint32_t k = 0; k < sc_num; ++k) {
             const double phase = -PI * width * k; // to the middle delay
             store(row, k, {v[k] * std::cos(phase), v[k] * std::sin(phase)});
         }
     }
-    if (s->rank == 0 || !are_orthonormal(*s)) {
-        return nullptr;
-    }
-    // The rows beyond the rank are given back; a system that cannot leaves the block as it is.
-    if (void* const fitting = std::realloc(s->basis, size_t{2} * sc_num * s->rank * sizeof(double))) {
-        s->basis = static_cast<double*>(fitting);
-    }
-    return s.release();
+    return s->rank != 0 && are_orthonormal(*s) ? s.release() : nullptr;
 }
 
 void channel_smoother_free(channel_smoother_t* smoother)
