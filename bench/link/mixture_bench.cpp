@@ -92,7 +92,7 @@ struct tally {
     uint32_t count;
     uint64_t joined;  // right ones of more than one frame
     uint64_t mixed;   // wrong ones: halves of two messages
-    uint64_t neither; // wrong ones: a half that nobody sent, whose CRC of 16 bits matched
+    uint64_t neither; // wrong ones: a half that nobody sent
     uint64_t refused;
 };
 
@@ -158,7 +158,7 @@ int main(int argc, char** argv)
     const uint64_t seed = argument(2, 1);
     const uint64_t slices = std::max<uint64_t>(argument(3, 1), 1);
     std::printf(
-        "| messages differ by | groups delivered | mixtures | wrong by chance | refused |\n|---|---|---|---|---|\n");
+        "| messages differ by | groups delivered | mixtures | otherwise wrong | refused |\n|---|---|---|---|---|\n");
     for (int kind = 0; kind < CHANGES; ++kind) {
         std::vector<std::future<tally>> parts;
         for (uint64_t n = 0; n < slices; ++n) {
