@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "coding/code_constants.h"
+#include "coding/viterbi_rival.h"
 #include "platform/owned.h"
 
 using namespace kosc;
@@ -128,4 +129,30 @@ bool soft_viterbi_decode(soft_viterbi_t* decoder, const double* llr, uint32_t st
         state = (state << 1 & (states - 1)) | oldest;
     }
     return true;
+}
+
+uint32_t kosc::find_rival(const soft_viterbi_t& decoder, const uint8_t* bits, uint32_t end, uint8_t* changes)
+{
+    const uint32_t tail = decoder.tail;
+    const uint32_t states = decoder.state_num;
+    const auto state_behind = [&](uint32_t t) { // of the decoded path
+        uint32_t state = 0;
+        for (uint32_t k = 0; k < tail && k <= t; ++k) {
+            state |= uint32_t{bits[t - k]} << (tail - 1 - k);
+        }
+        return state;
+    };
+    if (end < tail) {
+        return NO_RIVAL;
+    }
+    uint32_t state = (state_behind(end) << 1 & (states - 1)) | (bits[end - tail] ^ 1U);
+    changes[end] = 0;
+    for (uint32_t t = end; t-- > 0;) {
+        changes[t] = static_cast<uint8_t>((state >> (tail - 1)) ^ bits[t]);
+        state = (state << 1 & (states - 1)) | decoder.survivors[size_t{t} * states + state];
+        if (state == (t == 0 ? 0 : state_behind(t - 1))) {
+            return t;
+        }
+    }
+    return NO_RIVAL;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "combine/mixture.h"
+#include "combine/rivals.h"
 #include "config/frame_symbols.h"
 #include "math/constants.h"
 
@@ -112,10 +113,10 @@ bool decode_group(const frame_group& group, int passes, bool turned, group_decod
     }
     std::copy_n(block.bytes, WEAK_MSG_LEN, decoder->msg);
     sign_block(block.bits, decoder->decoder, decoder->sign);
-    if (!block.crcs_match || group.count == 1) {
-        return block.crcs_match;
+    if (!block.crcs_match) {
+        return false;
     }
-    const bool refused = is_mixture(group, decoder);
+    const bool refused = has_rival(block.bits, *decoder) || (group.count > 1 && is_mixture(group, decoder));
     decoder->refused += refused ? 1 : 0;
     return !refused;
 }

@@ -57,4 +57,42 @@ TEST(WeakFrame, IsTurnedByTheDriftThatItsPrefixesTell)
     EXPECT_GE(right, FRAMES - 2);
 }
 
+// Of two messages whose CRCs are the same and whose code bits hardly differ, a frame half way between them tells none.
+TEST(WeakFrame, IsRefusedWhereItCouldAsWellBeAnotherMessage)
+{
+    const context_ptr ctx{soundcomm_init(soundcomm_default_cfg(), soundcomm_default_cfg())};
+    const std::unique_ptr<combiner_t, void (*)(combiner_t*)> combiner{make_combiner(*ctx->rx_paras, 1), free_combiner};
+    ASSERT_NE(combiner, nullptr);
+    weak_frame_maker* const maker = maker_of(combiner.get());
+    uint8_t one[WEAK_MSG_LEN + 1] = "either this one or the other";
+    constexpr size_t VALUES = size_t{2} * WEAK_SYMBOLS * WEAK_SC_NUM;
+    send_message(one, combiner.get());
+    const std::vector<double> sent(maker->sent, maker->sent + VALUES);
+    uint8_t other[WEAK_MSG_LEN + 1];
+    std::copy_n(one, sizeof one, other);
+    other[24] ^= 0x01;
+    other[25] ^= 0x40;
+    other[27] ^= 0x60;
+    send_message(other, combiner.get());
+    const std::vector<double> rival(maker->sent, maker->sent + VALUES);
+    EXPECT_NE(sent, rival);
+    kosc_link::random_source random{7};
+    for (const double share : {1.0, 0.5}) {
+        restart_combiner(combiner.get());
+        for (size_t i = 0; i < VALUES; ++i) {
+            const double noise = sent[i] == rival[i] ? 0.5 * random.gaussian() : 0.0; // which else would decide
+            maker->channel.received[i] = share * sent[i] + (1 - share) * rival[i] + noise;
+        }
+        weak_frame frame{};
+        frame.coherence = 0.2;
+        take_received(maker, &frame);
+        uint32_t delivered = 0;
+        take_frame_heard(
+            &frame, 1, [](const recovered_message&, void* user) { ++*static_cast<uint32_t*>(user); }, &delivered,
+            combiner.get());
+        EXPECT_EQ(delivered, share == 1.0 ? 1U : 0U);
+        EXPECT_EQ(counts_of(*combiner).refused > 0, share != 1.0);
+    }
+}
+
 } // namespace
