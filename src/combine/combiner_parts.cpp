@@ -52,18 +52,18 @@ uint64_t carve(combiner_t* c, void* block)
     weak_frame_maker& maker = c->groups.maker;
     frame_channel& channel = maker.channel;
     // A search is over when its candidate's samples are fetched: they lie in the same place.
-    constexpr uint64_t PER_EAR = sizeof(search_scratch::ear[0]);
-    const uint64_t search_size = sizeof(search_scratch) - (MAX_EARS - c->ear_num) * PER_EAR;
-    const uint64_t samples = c->ear_num * paras.frame.frame_length;
+    constexpr uint64_t PER_INPUT = sizeof(search_scratch::input[0]);
+    const uint64_t search_size = sizeof(search_scratch) - (MAX_INPUTS - c->input_num) * PER_INPUT;
+    const uint64_t samples = c->input_num * paras.frame.frame_length;
     carver parts{block};
     parts.take(&maker.samples[0], std::max<uint64_t>(samples, (search_size + sizeof(double) - 1) / sizeof(double)));
     c->search.scratch = reinterpret_cast<search_scratch*>(maker.samples[0]);
-    for (uint32_t e = 0; e < c->ear_num; ++e) {
-        microphone& ear = c->ear[e];
+    for (uint32_t e = 0; e < c->input_num; ++e) {
+        microphone& input = c->input[e];
         maker.samples[e] = block == nullptr ? nullptr : maker.samples[0] + e * size_t{paras.frame.frame_length};
-        parts.take(&ear.raw, ear.raw_len);
-        parts.take(&ear.re, ear.raw_len / DECIMATION);
-        parts.take(&ear.im, ear.raw_len / DECIMATION);
+        parts.take(&input.raw, input.raw_len);
+        parts.take(&input.re, input.raw_len / DECIMATION);
+        parts.take(&input.im, input.raw_len / DECIMATION);
     }
     channel.samples = maker.samples[0];
     parts.take(&channel.tilt_gain, WEAK_SC_NUM);
@@ -88,7 +88,7 @@ bool make_parts(const soundcomm_paras_t& paras, combiner_t* c)
         !init_soft_decoder(paras, &c->groups.decoder)) {
         return false;
     }
-    for (uint32_t e = 0; e < c->ear_num; ++e) {
+    for (uint32_t e = 0; e < c->input_num; ++e) {
         maker.search[e] = drift_search_init(&paras, maker.smoother);
         if (maker.search[e] == nullptr) {
             return false;
@@ -101,7 +101,7 @@ bool make_parts(const soundcomm_paras_t& paras, combiner_t* c)
 
 namespace kosc {
 
-combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t ear_num)
+combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t input_num)
 {
     constexpr uint32_t RAW_LEN = 32768; // a segment, what the receiver's own search is behind by, and the wait
     if (!is_supported(paras.cfg, paras.frame)) {
@@ -111,13 +111,13 @@ combiner_t* make_combiner(const soundcomm_paras_t& paras, uint32_t ear_num)
     if (!c) {
         return nullptr;
     }
-    c->ear_num = ear_num;
-    c->store.count = ear_num == 1 ? KEPT_BY_ONE : MAX_KEPT;
+    c->input_num = input_num;
+    c->store.count = input_num == 1 ? KEPT_BY_ONE : MAX_KEPT;
     if (!make_parts(paras, c.get())) {
         return nullptr;
     }
-    for (uint32_t e = 0; e < ear_num; ++e) {
-        c->ear[e].raw_len = RAW_LEN;
+    for (uint32_t e = 0; e < input_num; ++e) {
+        c->input[e].raw_len = RAW_LEN;
         c->next[e] = SEARCH_AROUND;
     }
     const uint64_t size = carve(c.get(), nullptr);

@@ -10,14 +10,14 @@ struct combiner_t {
     kosc::group_decoder groups;
     kosc::frame_search search;
     kosc::band_mixer mixer;
-    uint32_t ear_num;
-    kosc::microphone ear[kosc::MAX_EARS];
-    uint64_t next[kosc::MAX_EARS]; // first baseband sample of the next segment
+    uint32_t input_num;
+    kosc::microphone input[kosc::MAX_INPUTS];
+    uint64_t next[kosc::MAX_INPUTS]; // first baseband sample of the next segment
     kosc::frame_store store;
-    kosc::weak_frame fresh[kosc::MAX_EARS];
+    kosc::weak_frame fresh[kosc::MAX_INPUTS];
     kosc::known_messages known;
     combining_counts_t counts;
-    uint32_t fed; // ear whose samples are being fed
+    uint32_t fed; // input whose samples are being fed
     kosc::take_recovered take;
     void* user;
     void* block; // owned; all arrays

@@ -25,7 +25,7 @@ void block_of(const uint8_t* msg, const combiner_t& c, uint8_t* bits)
 
 combined_report_t describe(const frame_group& group, uint64_t attempts)
 {
-    constexpr double SAME_FRAME = 5760; // samples: half a frame; the other ear hears it at the same time
+    constexpr double SAME_FRAME = 5760; // samples: half a frame; the other input has it at the same time
     constexpr double DB = 10.0;
     combined_report_t report{};
     const weak_frame& newest = *group.frame[0];
@@ -39,7 +39,7 @@ combined_report_t describe(const frame_group& group, uint64_t attempts)
             known = known || std::fabs(group.frame[k]->start - frame.start) < SAME_FRAME;
         }
         report.frames += known ? 0 : 1;
-        report.channels |= 1U << frame.ear;
+        report.channels |= 1U << frame.input;
         first = std::min(first, frame.start);
         snr += frame.snr;
         newest_snr = std::fabs(newest.start - frame.start) < SAME_FRAME ? std::max(newest_snr, frame.snr) : newest_snr;
@@ -58,10 +58,10 @@ void deliver(const frame_group& group, uint64_t attempts_before, combiner_t* c)
     recovered_message message{};
     const weak_frame* newest = group.frame[0];
     for (uint32_t i = 1; i < group.fresh; ++i) {
-        newest = group.frame[i]->ear == c->fed ? group.frame[i] : newest;
+        newest = group.frame[i]->input == c->fed ? group.frame[i] : newest;
     }
     message.msg = c->groups.msg;
-    message.ear = newest->ear;
+    message.input = newest->input;
     message.start = newest->start;
     message.report = describe(group, c->groups.attempts - attempts_before);
     drop_carriers(c->groups.sign, &c->store);
@@ -143,7 +143,7 @@ void take_frame_heard(const weak_frame* frames, uint32_t count, take_recovered t
 {
     c->take = take;
     c->user = user;
-    c->fed = frames[0].ear;
+    c->fed = frames[0].input;
     std::copy_n(frames, count, c->fresh);
     take_fresh(count, c);
 }
@@ -159,19 +159,19 @@ void send_message(const uint8_t* msg, combiner_t* c)
 
 void restart_combiner(combiner_t* c)
 {
-    for (uint32_t e = 0; e < c->ear_num; ++e) {
-        skip(0, &c->ear[e]);
-        c->ear[e].raw_count = 0;
-        c->ear[e].baseband_count = 0;
+    for (uint32_t e = 0; e < c->input_num; ++e) {
+        skip(0, &c->input[e]);
+        c->input[e].raw_count = 0;
+        c->input[e].baseband_count = 0;
         c->next[e] = SEARCH_AROUND;
     }
     drop_all(&c->store);
     c->known = {};
 }
 
-void note_delivered(uint32_t ear, double start, const uint8_t* msg, combiner_t* c)
+void note_delivered(uint32_t input, double start, const uint8_t* msg, combiner_t* c)
 {
-    note_frame(ear, start, &c->known);
+    note_frame(input, start, &c->known);
     was_delivered(msg, start, &c->known);
     uint8_t bits[8 * BLOCK_BYTES];
     block_of(msg, *c, bits);

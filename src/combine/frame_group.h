@@ -7,7 +7,7 @@
 namespace kosc {
 
 constexpr uint32_t MAX_KEPT = 48; // frames that are kept of two microphones together; of one, two thirds of them
-constexpr uint32_t MAX_GROUP = MAX_KEPT + MAX_EARS;
+constexpr uint32_t MAX_GROUP = MAX_KEPT + MAX_INPUTS;
 constexpr uint32_t CRC_PARTS = 2;
 constexpr uint32_t WINDOW_BITS = 16; // of the block; a CRC fills one
 constexpr uint32_t WINDOWS = 16;

@@ -41,23 +41,23 @@ void make_pilot(const float_fft& fft, const double* sent, double early, float_po
 }
 
 // Spectra of the segment's blocks, and one over the energy of each position's window.
-void prepare(const microphone& ear, uint64_t first, uint32_t e, frame_search* search)
+void prepare(const microphone& input, uint64_t first, uint32_t e, frame_search* search)
 {
-    auto& own = search->scratch->ear[e];
-    const uint32_t mask = ear.raw_len / DECIMATION - 1;
+    auto& own = search->scratch->input[e];
+    const uint32_t mask = input.raw_len / DECIMATION - 1;
     float_points spare;
     for (uint32_t b = 0; b < SEARCH_BLOCKS; ++b) {
         float_points* const block = &own.spectrum[b];
         for (uint32_t i = 0; i < FLOAT_FFT_LEN; ++i) {
             const uint32_t at = (first + uint64_t{b} * SEARCH_BLOCK + i) & mask;
-            block->re[i] = ear.re[at];
-            block->im[i] = ear.im[at];
+            block->re[i] = input.re[at];
+            block->im[i] = input.im[at];
         }
         transform(search->fft, block, &spare);
     }
     const auto power_at = [&](uint64_t n) {
-        const double re = ear.re[n & mask];
-        const double im = ear.im[n & mask];
+        const double re = input.re[n & mask];
+        const double im = input.im[n & mask];
         return re * re + im * im;
     };
     constexpr double LEAST = 1e-6; // of digital silence, at the scale of 16-bit samples
@@ -77,7 +77,7 @@ void prepare(const microphone& ear, uint64_t first, uint32_t e, frame_search* se
 // rate each of them has sinc(1/4) of the peak's amplitude, so that the sum's power is (2*sinc(1/4))^2 of it.
 void correlate(const frame_search& search, uint32_t e, uint32_t blocks, const float_points& pilot, int bins, float* out)
 {
-    const auto& own = search.scratch->ear[e];
+    const auto& own = search.scratch->input[e];
     constexpr float BETWEEN = 1 / 3.2423F;
     float_points c;
     float_points spare;
@@ -115,13 +115,13 @@ void sum_pilots(uint32_t e, int bins, double rate, frame_search* search)
     const float* const second = scratch.later_pilots + halves_between(*search, 1, rate);
     const float* const third = scratch.later_pilots + halves_between(*search, 2, rate);
     for (uint32_t i = 0; i < SEARCH_POSITIONS; ++i) {
-        scratch.ear[e].sum[i] = scratch.first_pilot[i] + second[i] + third[i];
+        scratch.input[e].sum[i] = scratch.first_pilot[i] + second[i] + third[i];
     }
 }
 
 void find_nearby(search_scratch* scratch)
 {
-    const float* const sum = scratch->ear[1].sum;
+    const float* const sum = scratch->input[1].sum;
     for (uint32_t i = NEARBY; i + NEARBY < SEARCH_POSITIONS; ++i) {
         float highest = 0.0F;
         for (uint32_t j = i - NEARBY; j <= i + NEARBY; ++j) {
@@ -131,12 +131,12 @@ void find_nearby(search_scratch* scratch)
     }
 }
 
-void keep_best(uint32_t ear_num, int8_t hypothesis, search_scratch* scratch)
+void keep_best(uint32_t input_num, int8_t hypothesis, search_scratch* scratch)
 {
     constexpr uint32_t BEGIN = 2 * SEARCH_AROUND;
     for (uint32_t i = 0; i < 2 * SEGMENT_LEN; ++i) {
-        const float other = ear_num == 2 ? scratch->nearby[BEGIN + i] : 0.0F;
-        const float score = scratch->ear[0].sum[BEGIN + i] + other;
+        const float other = input_num == 2 ? scratch->nearby[BEGIN + i] : 0.0F;
+        const float score = scratch->input[0].sum[BEGIN + i] + other;
         if (score > scratch->best[i]) {
             scratch->best[i] = score;
             scratch->best_rate[i] = hypothesis;
@@ -164,24 +164,24 @@ void init_frame_search(const soundcomm_paras_t& paras, frame_search* search)
     search->bins_per_rate = middle / (BASEBAND_RATE / FLOAT_FFT_LEN);
 }
 
-candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64_t first, frame_search* search)
+candidate search_segment(const microphone* const* inputs, uint32_t input_num, uint64_t first, frame_search* search)
 {
     search_scratch& scratch = *search->scratch;
     const uint64_t position = first - SEARCH_AROUND + search->window[0];
-    for (uint32_t e = 0; e < ear_num; ++e) {
-        prepare(*ears[e], position, e, search);
+    for (uint32_t e = 0; e < input_num; ++e) {
+        prepare(*inputs[e], position, e, search);
     }
     std::fill_n(scratch.best, 2 * SEGMENT_LEN, -1.0F);
     for (int h = -SEARCH_RATE_REACH; h <= SEARCH_RATE_REACH; ++h) {
         const double rate = h * SEARCH_RATE_STEP;
         const int bins = static_cast<int>(std::lround(rate * search->bins_per_rate));
-        for (uint32_t e = 0; e < ear_num; ++e) {
+        for (uint32_t e = 0; e < input_num; ++e) {
             sum_pilots(e, bins, rate, search);
         }
-        if (ear_num == 2) {
+        if (input_num == 2) {
             find_nearby(&scratch);
         }
-        keep_best(ear_num, static_cast<int8_t>(h), &scratch);
+        keep_best(input_num, static_cast<int8_t>(h), &scratch);
     }
     const float* const top = std::max_element(scratch.best, scratch.best + 2 * SEGMENT_LEN);
     const auto at = static_cast<uint32_t>(top - scratch.best);
@@ -191,9 +191,9 @@ candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64
     };
     const uint32_t half = at + 2 * SEARCH_AROUND;
     found.start[0] = sample_of(half);
-    if (ear_num == 2) { // where the second ear heard it under that hypothesis
+    if (input_num == 2) { // where the second input heard it under that hypothesis
         sum_pilots(1, static_cast<int>(std::lround(found.rate * search->bins_per_rate)), found.rate, search);
-        const float* const sum = scratch.ear[1].sum;
+        const float* const sum = scratch.input[1].sum;
         const float* const highest = std::max_element(sum + half - NEARBY, sum + half + NEARBY + 1);
         found.start[1] = sample_of(static_cast<uint32_t>(highest - sum));
     }

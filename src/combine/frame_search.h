@@ -12,30 +12,31 @@ constexpr uint32_t SEARCH_BLOCK = FLOAT_FFT_LEN - SEARCH_PILOT_LEN; // positions
 constexpr uint32_t SEGMENT_LEN = 2 * SEARCH_BLOCK;                  // frame starts of a step, in baseband samples
 constexpr uint32_t SEARCH_BLOCKS = 5;                               // that a segment's frames reach over
 constexpr uint32_t SEARCH_SPAN = SEARCH_BLOCKS * SEARCH_BLOCK;
-constexpr uint32_t SEARCH_AROUND = 8; // positions on either side of a segment, where the other ear may hear its frames
+constexpr uint32_t SEARCH_AROUND =
+    8; // positions on either side of a segment, where the other input may hear its frames
 constexpr uint32_t SEARCH_POSITIONS = 2 * (SEGMENT_LEN + 2 * SEARCH_AROUND); // halves of a baseband sample
 constexpr double SEARCH_RATE_STEP = 601e-6; // hypotheses of drift; one bin of the transform at 19.5 kHz
 constexpr int SEARCH_RATE_REACH = 7;        // on either side
 
 // A place where the pilots are heard.
 struct candidate {
-    float score;            // sum over ears and pilots of |correlation|^2 over energy, each up to 1
-    double start[MAX_EARS]; // of the frame, in samples, as each ear hears it
-    double rate;            // hypothesis of its drift
+    float score;              // sum over inputs and pilots of |correlation|^2 over energy, each up to 1
+    double start[MAX_INPUTS]; // of the frame, in samples, as each input has it
+    double rate;              // hypothesis of its drift
 };
 
-// What a search writes; nothing of it is read again by the next one. `ear` has as many members as there are ears.
+// What a search writes; nothing of it is read again by the next one. `input` has as many members as there are inputs.
 struct search_scratch {
     float first_pilot[SEARCH_POSITIONS + 2 * SEARCH_BLOCK]; // normalised energies under one hypothesis
     float later_pilots[2 * SEARCH_SPAN];
-    float nearby[SEARCH_POSITIONS]; // highest of the second ear within what sound may be apart
+    float nearby[SEARCH_POSITIONS]; // highest of the second input within what sound may be apart
     float best[2 * SEGMENT_LEN];    // over the hypotheses
     int8_t best_rate[2 * SEGMENT_LEN];
     struct {
         float_points spectrum[SEARCH_BLOCKS];
         float inverse_energy[SEARCH_SPAN];
         float sum[SEARCH_POSITIONS];
-    } ear[MAX_EARS];
+    } input[MAX_INPUTS];
 };
 
 // A search, with its memory.
@@ -53,8 +54,8 @@ void init_frame_search(const soundcomm_paras_t& paras, frame_search* search);
 constexpr uint32_t SEGMENT_READS = 1280 * 2 / DECIMATION + SEARCH_SPAN + SEARCH_PILOT_LEN;
 
 // The best candidate among the frames that begin within SEGMENT_LEN baseband samples from `first` on, which must be at
-// least SEARCH_AROUND. With two ears the scores of both are summed where they hear a frame within 0.7 ms.
-candidate search_segment(const microphone* const* ears, uint32_t ear_num, uint64_t first, frame_search* search);
+// least SEARCH_AROUND. With two inputs the scores of both are summed where they hear a frame within 0.7 ms.
+candidate search_segment(const microphone* const* inputs, uint32_t input_num, uint64_t first, frame_search* search);
 
 } // namespace kosc
 

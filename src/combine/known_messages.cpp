@@ -22,19 +22,19 @@ bool was_delivered(const uint8_t* msg, double start, known_messages* known)
     return false;
 }
 
-void note_frame(uint32_t ear, double start, known_messages* known)
+void note_frame(uint32_t input, double start, known_messages* known)
 {
     auto& note = known->noted[known->next_noted++ % MAX_NOTED];
     note.any = true;
-    note.ear = ear;
+    note.input = input;
     note.start = start;
 }
 
-bool was_noted(const known_messages& known, uint32_t ear, double start)
+bool was_noted(const known_messages& known, uint32_t input, double start)
 {
     constexpr double SAME_FRAME = 300; // samples: its search may have taken an echo, or a drifting pilot's early peak
     return std::any_of(std::begin(known.noted), std::end(known.noted), [&](const auto& note) {
-        return note.any && note.ear == ear && std::fabs(note.start - start) < SAME_FRAME;
+        return note.any && note.input == input && std::fabs(note.start - start) < SAME_FRAME;
     });
 }
 

@@ -9,7 +9,7 @@
 namespace kosc {
 
 constexpr double KEPT_SECONDS = 12;
-constexpr uint32_t MAX_DELIVERED = 128; // messages that are remembered: two ears hear 100 in those seconds
+constexpr uint32_t MAX_DELIVERED = 128; // messages that are remembered: two inputs hear 100 in those seconds
 constexpr uint32_t MAX_NOTED = 16;      // frames that the receiver's own search delivered
 
 struct delivered_message {
@@ -20,7 +20,7 @@ struct delivered_message {
 
 struct noted_frame {
     bool any;
-    uint32_t ear;
+    uint32_t input;
     double start;
 };
 
@@ -39,10 +39,10 @@ inline double seconds_apart(double a, double b) { return std::fabs(a - b) / WEAK
 bool was_delivered(const uint8_t* msg, double start, known_messages* known);
 
 // Remembers a frame that the receiver's own search took.
-void note_frame(uint32_t ear, double start, known_messages* known);
+void note_frame(uint32_t input, double start, known_messages* known);
 
 // Whether that was the frame at `start`.
-bool was_noted(const known_messages& known, uint32_t ear, double start);
+bool was_noted(const known_messages& known, uint32_t input, double start);
 
 } // namespace kosc
 

@@ -30,20 +30,21 @@ float weigh(const float* samples, const float* taps)
     return sum;
 }
 
-void make_baseband_sample(const band_mixer& mixer, microphone* ear)
+void make_baseband_sample(const band_mixer& mixer, microphone* input)
 {
-    const uint32_t mask = ear->raw_len - 1;
-    const uint64_t first = ear->baseband_count * DECIMATION - band_mixer::REACH; // wraps before the start, as rings do
+    const uint32_t mask = input->raw_len - 1;
+    const uint64_t first =
+        input->baseband_count * DECIMATION - band_mixer::REACH; // wraps before the start, as rings do
     float window[band_mixer::TAPS];
     for (uint32_t i = 0; i < band_mixer::TAPS; ++i) {
-        window[i] = ear->raw[(first + i) & mask];
+        window[i] = input->raw[(first + i) & mask];
     }
     const float re = weigh(window, mixer.tap_re);
     const float im = weigh(window, mixer.tap_im);
-    const auto turn = static_cast<uint32_t>(ear->baseband_count % band_mixer::TURNS);
-    const uint32_t at = ear->baseband_count++ & (ear->raw_len / DECIMATION - 1);
-    ear->re[at] = re * mixer.turn_re[turn] - im * mixer.turn_im[turn];
-    ear->im[at] = re * mixer.turn_im[turn] + im * mixer.turn_re[turn];
+    const auto turn = static_cast<uint32_t>(input->baseband_count % band_mixer::TURNS);
+    const uint32_t at = input->baseband_count++ & (input->raw_len / DECIMATION - 1);
+    input->re[at] = re * mixer.turn_re[turn] - im * mixer.turn_im[turn];
+    input->im[at] = re * mixer.turn_im[turn] + im * mixer.turn_re[turn];
 }
 
 } // namespace
@@ -71,24 +72,24 @@ void init_band_mixer(uint32_t first_subcarrier, band_mixer* mixer)
     }
 }
 
-void hear(const band_mixer& mixer, const int16_t* samples, uint32_t count, microphone* ear)
+void take_samples(const band_mixer& mixer, const int16_t* samples, uint32_t count, microphone* input)
 {
     for (uint32_t i = 0; i < count; ++i) {
-        ear->raw[(ear->raw_count + i) & (ear->raw_len - 1)] = samples[i];
+        input->raw[(input->raw_count + i) & (input->raw_len - 1)] = samples[i];
     }
-    ear->raw_count += count;
-    while (ear->baseband_count * DECIMATION + band_mixer::REACH < ear->raw_count) {
-        make_baseband_sample(mixer, ear);
+    input->raw_count += count;
+    while (input->baseband_count * DECIMATION + band_mixer::REACH < input->raw_count) {
+        make_baseband_sample(mixer, input);
     }
 }
 
-void skip(uint64_t count, microphone* ear)
+void skip(uint64_t count, microphone* input)
 {
-    std::fill_n(ear->raw, ear->raw_len, int16_t{0});
-    std::fill_n(ear->re, ear->raw_len / DECIMATION, 0.0F);
-    std::fill_n(ear->im, ear->raw_len / DECIMATION, 0.0F);
-    ear->raw_count += count;
-    ear->baseband_count = ear->raw_count / DECIMATION;
+    std::fill_n(input->raw, input->raw_len, int16_t{0});
+    std::fill_n(input->re, input->raw_len / DECIMATION, 0.0F);
+    std::fill_n(input->im, input->raw_len / DECIMATION, 0.0F);
+    input->raw_count += count;
+    input->baseband_count = input->raw_count / DECIMATION;
 }
 
 } // namespace kosc

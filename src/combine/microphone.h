@@ -34,10 +34,10 @@ struct microphone {
 };
 
 // Takes `count` samples, no more than raw_len less the mixer's taps.
-void hear(const band_mixer& mixer, const int16_t* samples, uint32_t count, microphone* ear);
+void take_samples(const band_mixer& mixer, const int16_t* samples, uint32_t count, microphone* input);
 
 // Lets `count` samples pass as silence.
-void skip(uint64_t count, microphone* ear);
+void skip(uint64_t count, microphone* input);
 
 } // namespace kosc
 

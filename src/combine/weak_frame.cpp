@@ -12,17 +12,17 @@ namespace {
 // a drift of 2400 ppm, and halfway between is where search and echo may pull a hypothesis.
 constexpr double REACH = 1200e-6;
 // Coherence below which a candidate is taken for noise, of one microphone and of two together.
-constexpr double LEAST_COHERENCE[MAX_EARS] = {0.15, 0.14};
+constexpr double LEAST_COHERENCE[MAX_INPUTS] = {0.15, 0.14};
 
 constexpr int8_t LARGEST = 127;
 
 // Of a frame's symbols: see heard_frame. What lies near a prefix's ends is faded, an echo's, or another symbol's.
-kom_complex correlate_prefixes(const microphone& ear, const soundcomm_paras_t& paras, double start, double rate)
+kom_complex correlate_prefixes(const microphone& input, const soundcomm_paras_t& paras, double start, double rate)
 {
     constexpr uint32_t FIRST = 6; // baseband samples of a prefix
     constexpr uint32_t END = 28;
     constexpr uint32_t APART = WEAK_SYMBOL_LEN / DECIMATION;
-    const uint32_t mask = ear.raw_len / DECIMATION - 1;
+    const uint32_t mask = input.raw_len / DECIMATION - 1;
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     kom_complex sum = {0.0, 0.0};
     double energy = 0.0;
@@ -30,8 +30,8 @@ kom_complex correlate_prefixes(const microphone& ear, const soundcomm_paras_t& p
         const double symbol = start + i * (ofdm.symbol_len + ofdm.cp_len) * (1 - rate);
         const auto at = static_cast<uint64_t>(std::llround(symbol / DECIMATION));
         for (uint64_t n = at + FIRST; n < at + END; ++n) {
-            const kom_complex prefix = {ear.re[n & mask], ear.im[n & mask]};
-            const kom_complex end = {ear.re[(n + APART) & mask], ear.im[(n + APART) & mask]};
+            const kom_complex prefix = {input.re[n & mask], input.im[n & mask]};
+            const kom_complex end = {input.re[(n + APART) & mask], input.im[(n + APART) & mask]};
             sum = sum + end * conj(prefix);
             energy += power(prefix) + power(end);
         }
@@ -67,18 +67,18 @@ void load_received(const weak_frame& frame, double turn_rate, weak_frame_maker* 
 
 } // namespace
 
-bool fetch_samples(const microphone& ear, double start, uint32_t length, double* samples)
+bool fetch_samples(const microphone& input, double start, uint32_t length, double* samples)
 {
     const double rounded = std::round(start);
     if (rounded < 0.0) {
         return false;
     }
     const auto first = static_cast<uint64_t>(rounded);
-    if (first + length > ear.raw_count || ear.raw_count - first > ear.raw_len) {
+    if (first + length > input.raw_count || input.raw_count - first > input.raw_len) {
         return false;
     }
     for (uint32_t n = 0; n < length; ++n) {
-        samples[n] = ear.raw[(first + n) & (ear.raw_len - 1)];
+        samples[n] = input.raw[(first + n) & (input.raw_len - 1)];
     }
     return true;
 }
@@ -98,43 +98,43 @@ void keep_llr(const float* llr, int8_t* kept)
     }
 }
 
-uint32_t take_weak_frames(const microphone* const* ears, const uint32_t* ear_numbers, uint32_t ear_num,
+uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input_numbers, uint32_t input_num,
                           const candidate& found, weak_frame_maker* maker, weak_frame* frames)
 {
     const soundcomm_paras_t& paras = *maker->paras;
     const uint32_t length = paras.frame.frame_length;
     const frame_clock hypothesis = make_clock(paras, found.rate, 0.0);
-    heard_frame heard[MAX_EARS];
-    for (uint32_t e = 0; e < ear_num; ++e) {
+    heard_frame heard[MAX_INPUTS];
+    for (uint32_t e = 0; e < input_num; ++e) {
         // The clock's anchor lies where the receiver's own search would have found the frame, on the ambiguity ridge;
         // this search knows the drift and has found the true start.
         const double start = found.start[e] - (hypothesis.received_anchor - hypothesis.sent_anchor);
-        if (!fetch_samples(*ears[e], start, length, maker->samples[e])) {
+        if (!fetch_samples(*inputs[e], start, length, maker->samples[e])) {
             return 0;
         }
         frame_channel view = maker->channel;
         view.samples = maker->samples[e];
         take_frame(view.samples, &view);
         heard[e] = {maker->search[e], maker->samples[e],
-                    correlate_prefixes(*ears[e], paras, found.start[e], found.rate), 0.0};
+                    correlate_prefixes(*inputs[e], paras, found.start[e], found.rate), 0.0};
     }
-    const drift_t drift = find_drift_near(found.rate, REACH, heard, ear_num);
-    if (!(drift.coherence >= LEAST_COHERENCE[ear_num - 1])) {
+    const drift_t drift = find_drift_near(found.rate, REACH, heard, input_num);
+    if (!(drift.coherence >= LEAST_COHERENCE[input_num - 1])) {
         return 0;
     }
     const frame_clock clock = make_clock(paras, drift.rate, drift.rate_change);
-    for (uint32_t e = 0; e < ear_num; ++e) {
+    for (uint32_t e = 0; e < input_num; ++e) {
         weak_frame* const frame = &frames[e];
         frame_channel view = maker->channel;
         view.samples = maker->samples[e];
         transform_symbols(clock, &view);
-        frame->ear = ear_numbers[e];
+        frame->input = input_numbers[e];
         frame->start = found.start[e];
         frame->rate = clock.rate_at(length / 2.0);
         frame->coherence = heard[e].coherence;
         take_received(maker, frame);
     }
-    return ear_num;
+    return input_num;
 }
 
 void take_received(weak_frame_maker* maker, weak_frame* frame)

@@ -12,8 +12,8 @@ namespace kosc {
 // a twentieth.
 struct weak_frame {
     bool used;
-    uint32_t ear;
-    double start;                    // in samples, as that ear counts
+    uint32_t input;
+    double start;                    // in samples, as that input counts
     double rate;                     // of its drift, in the middle of the frame
     double coherence;                // of its pilots alone
     double snr;                      // of a subcarrier, as a ratio
@@ -27,9 +27,9 @@ constexpr float LLR_UNIT = MAX_LLR / 127;
 // What turns samples into soft bits, with its memory.
 struct weak_frame_maker {
     const soundcomm_paras_t* paras;
-    drift_search_t* search[MAX_EARS]; // owned
-    channel_smoother_t* smoother;     // owned
-    double* samples[MAX_EARS];        // frame_length each; the first are the channel's
+    drift_search_t* search[MAX_INPUTS]; // owned
+    channel_smoother_t* smoother;       // owned
+    double* samples[MAX_INPUTS];        // frame_length each; the first are the channel's
     frame_channel channel;
     learnt_channel learnt;
     double* sent; // symbols rows of sc_num complex values: the pilots, and the data symbols that were decided last
@@ -37,11 +37,11 @@ struct weak_frame_maker {
 };
 
 // `length` samples from `start` on, rounded; false when the ring does not hold them all.
-bool fetch_samples(const microphone& ear, double start, uint32_t length, double* samples);
+bool fetch_samples(const microphone& input, double start, uint32_t length, double* samples);
 
-// Listens to a candidate: finds its drift, and fills a frame for each ear. Their number; 0 where too little of the
+// Listens to a candidate: finds its drift, and fills a frame for each input. Their number; 0 where too little of the
 // pilots' energy adds up or the samples are not there.
-uint32_t take_weak_frames(const microphone* const* ears, const uint32_t* ear_numbers, uint32_t ear_num,
+uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input_numbers, uint32_t input_num,
                           const candidate& found, weak_frame_maker* maker, weak_frame* frames);
 
 // The soft bits of what lies in maker->channel.received, and their SNR, into a frame whose place and drift are known.

@@ -15,7 +15,7 @@ constexpr uint32_t WEAK_BITS = 768; // a frame's, as sent
 constexpr uint32_t WEAK_CELLS = WEAK_SYMBOLS * WEAK_SC_NUM;
 constexpr uint32_t WEAK_STEPS = 262;  // bits of a block and its tail
 constexpr uint32_t WEAK_MSG_LEN = 28; // bytes
-constexpr uint32_t MAX_EARS = 2;      // microphones that are heard together
+constexpr uint32_t MAX_INPUTS = 2;    // microphones that are heard together
 
 constexpr double WEAK_SAMPLE_RATE = 48000;
 

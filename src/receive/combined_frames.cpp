@@ -8,7 +8,7 @@
 #include "platform/owned.h"
 #include "receive/found_frame.h"
 
-// A combiner and the receivers that it listens with, one an ear; it is part of all of their parameter sets.
+// A combiner and the receivers that it listens with, one an input; it is part of all of their parameter sets.
 struct combining_t {
     combiner_t* combiner; // owned
     struct {
@@ -17,7 +17,7 @@ struct combining_t {
         kosc::given_message* given; // the host's, may be null
         uint32_t room;
         uint32_t count;
-    } ear[KOSC_MAX_TRACKS];
+    } input[KOSC_MAX_TRACKS];
 };
 
 using namespace kosc;
@@ -32,7 +32,7 @@ void free_combining(combining_t* combining)
 
 using combining_ptr = owned<combining_t, free_combining>;
 
-uint32_t ear_of(const soundcomm_paras_t& paras) { return paras.combining->ear[0].paras == &paras ? 0 : 1; }
+uint32_t input_of(const soundcomm_paras_t& paras) { return paras.combining->input[0].paras == &paras ? 0 : 1; }
 
 // For one receiver, or for two together; what was on before is off.
 bool start(soundcomm_paras_t* first, soundcomm_paras_t* second)
@@ -45,8 +45,8 @@ bool start(soundcomm_paras_t* first, soundcomm_paras_t* second)
     if (combining->combiner == nullptr) {
         return false;
     }
-    combining->ear[0].paras = first;
-    combining->ear[1].paras = second;
+    combining->input[0].paras = first;
+    combining->input[1].paras = second;
     first->combining = combining.get();
     if (second != nullptr) {
         second->combining = combining.get();
@@ -87,19 +87,20 @@ void file_recovered(const recovered_message& message, void* user)
     const receiving& call = *static_cast<receiving*>(user);
     const soundcomm_paras_t& paras = *call.ctx->rx_paras;
     combining_t& combining = *paras.combining;
-    auto& ear = combining.ear[ear_of(paras)];
+    auto& input = combining.input[input_of(paras)];
     frame_report_t frame{};
-    frame.sample = static_cast<uint64_t>(std::llround(std::max(message.start, 0.0))) + ear.lead; // both count one time
+    frame.sample =
+        static_cast<uint64_t>(std::llround(std::max(message.start, 0.0))) + input.lead; // both count one time
     frame.verdict = 1;
     frame.msg = message.msg;
     frame.msg_len = WEAK_MSG_LEN;
     frame.combined = &message.report;
-    if (ear.given != nullptr && ear.count < ear.room && has_room(call.slot->correct, frame.msg_len)) {
-        ear.given[ear.count++] = {call.slot->correct.buffer, message.report};
+    if (input.given != nullptr && input.count < input.room && has_room(call.slot->correct, frame.msg_len)) {
+        input.given[input.count++] = {call.slot->correct.buffer, message.report};
     }
     file_decoded(frame, call.slot);
     if (paras.frame_callback != nullptr) {
-        frame.samples = samples_of(message.ear, message.start, combining.combiner);
+        frame.samples = samples_of(message.input, message.start, combining.combiner);
         paras.frame_callback(&frame, paras.frame_callback_user);
     }
 }
@@ -111,10 +112,10 @@ namespace kosc {
 void list_combined(const soundcomm_paras_t& paras, given_message* given, uint32_t room)
 {
     if (paras.combining != nullptr) {
-        auto& ear = paras.combining->ear[ear_of(paras)];
-        ear.given = given;
-        ear.room = room;
-        ear.count = 0;
+        auto& input = paras.combining->input[input_of(paras)];
+        input.given = given;
+        input.room = room;
+        input.count = 0;
     }
 }
 
@@ -123,10 +124,10 @@ const combined_report_t* find_combined(const soundcomm_paras_t& paras, const uin
     if (paras.combining == nullptr) {
         return nullptr;
     }
-    const auto& ear = paras.combining->ear[ear_of(paras)];
-    for (uint32_t i = 0; i < ear.count; ++i) {
-        if (ear.given[i].msg == msg) {
-            return &ear.given[i].report;
+    const auto& input = paras.combining->input[input_of(paras)];
+    for (uint32_t i = 0; i < input.count; ++i) {
+        if (input.given[i].msg == msg) {
+            return &input.given[i].report;
         }
     }
     return nullptr;
@@ -134,7 +135,7 @@ const combined_report_t* find_combined(const soundcomm_paras_t& paras, const uin
 
 uint32_t most_combined(const soundcomm_paras_t& paras, uint32_t data_len)
 {
-    constexpr uint32_t SEGMENT = SEGMENT_LEN * DECIMATION; // one message each, of both ears when they are apart
+    constexpr uint32_t SEGMENT = SEGMENT_LEN * DECIMATION; // one message each, of both inputs when they are apart
     constexpr uint32_t SPARE = 4;
     return paras.combining != nullptr ? 2 * (data_len / SEGMENT) + SPARE : 0;
 }
@@ -142,10 +143,10 @@ uint32_t most_combined(const soundcomm_paras_t& paras, uint32_t data_len)
 void begin_combined_block(const soundcomm_paras_t& paras, uint32_t data_len)
 {
     if (paras.combining != nullptr) {
-        auto& ear = paras.combining->ear[ear_of(paras)];
-        begin_block(ear_of(paras), data_len, paras.combining->combiner);
-        ear.lead = paras.received - samples_heard(*paras.combining->combiner, ear_of(paras));
-        ear.count = 0;
+        auto& input = paras.combining->input[input_of(paras)];
+        begin_block(input_of(paras), data_len, paras.combining->combiner);
+        input.lead = paras.received - samples_taken(*paras.combining->combiner, input_of(paras));
+        input.count = 0;
     }
 }
 
@@ -154,17 +155,17 @@ void note_decoded(const soundcomm_paras_t& paras, const frame_report_t& frame)
     if (paras.combining == nullptr || frame.verdict != 1 || frame.msg == nullptr) {
         return;
     }
-    const uint32_t e = ear_of(paras);
-    const auto start = static_cast<int64_t>(frame.sample - paras.combining->ear[e].lead);
+    const uint32_t e = input_of(paras);
+    const auto start = static_cast<int64_t>(frame.sample - paras.combining->input[e].lead);
     note_delivered(e, static_cast<double>(start), frame.msg, paras.combining->combiner);
 }
 
-void combine_piece(soundcomm_context_t* ctx, const int16_t* input, uint32_t piece, result_slot_t* slot)
+void combine_piece(soundcomm_context_t* ctx, const int16_t* samples, uint32_t piece, result_slot_t* slot)
 {
     const soundcomm_paras_t& paras = *ctx->rx_paras;
     if (paras.combining != nullptr && paras.track_num == 1) {
         receiving call{ctx, slot};
-        feed_combiner(ear_of(paras), input, piece, file_recovered, &call, paras.combining->combiner);
+        feed_combiner(input_of(paras), samples, piece, file_recovered, &call, paras.combining->combiner);
     }
 }
 
@@ -181,9 +182,9 @@ void end_combining(soundcomm_paras_t* paras)
     if (combining == nullptr) {
         return;
     }
-    for (const auto& ear : combining->ear) {
-        if (ear.paras != nullptr) {
-            ear.paras->combining = nullptr;
+    for (const auto& input : combining->input) {
+        if (input.paras != nullptr) {
+            input.paras->combining = nullptr;
         }
     }
     free_combining(combining);

@@ -39,16 +39,16 @@ TEST(WeakFrame, IsTurnedByTheDriftThatItsPrefixesTell)
         const std::vector<int16_t> heard = kosc_link::to_pcm(sound);
         std::vector<int16_t> raw(RING);
         std::vector<float> re(RING / DECIMATION), im(RING / DECIMATION);
-        microphone ear{raw.data(), re.data(), im.data(), RING, 0, 0};
+        microphone input{raw.data(), re.data(), im.data(), RING, 0, 0};
         for (uint32_t at = 0; at < heard.size(); at += PIECE) {
-            hear(mixer, &heard[at], PIECE, &ear);
+            take_samples(mixer, &heard[at], PIECE, &input);
         }
-        const microphone* const ears[] = {&ear};
+        const microphone* const inputs[] = {&input};
         const uint32_t number = 0;
         const double hypothesis = // one step off, as noise makes it
             (std::round(1e-6 * ppm / SEARCH_RATE_STEP) + (n % 2 == 0 ? 1 : -1)) * SEARCH_RATE_STEP;
-        weak_frame found[MAX_EARS];
-        right += take_weak_frames(ears, &number, 1, {1.0F, {START, 0.0}, hypothesis}, maker_of(combiner.get()),
+        weak_frame found[MAX_INPUTS];
+        right += take_weak_frames(inputs, &number, 1, {1.0F, {START, 0.0}, hypothesis}, maker_of(combiner.get()),
                                   found) == 1 &&
                          std::fabs(1e6 * found[0].rate - ppm) < 200
                      ? 1
