@@ -24,7 +24,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 TIMEOUT = 120  # seconds after which something hangs
-MESSAGES = [f"message number {number}" for number in range(1, 31)]
+MESSAGES = [f"message number {number}" for number in range(1, 51)]
 # Cables of their own, so that checks do not hear each other.
 CABLES = ("talk", "probe", "pair", "file")
 
@@ -191,7 +191,7 @@ def talk(server: Server, kosc: str) -> None:
     sender.stdin.write("\r\n".join(MESSAGES[1:]) + "\n\n\udcff")
     sender.stdin.close()
     expect_refusal("send of a long line", sender.wait(TIMEOUT), sender.stderr.read(),
-                   "line 53 of standard input: the text is not UTF-8")
+                   f"line {len(MESSAGES) + 3} of standard input: the text is not UTF-8")
     lazy.send_signal(signal.SIGINT)
     lost = lazy.communicate(timeout=TIMEOUT)[1]
     expect("exit code with lost samples", lazy.returncode, -signal.SIGINT)
