@@ -24,9 +24,9 @@ failed=0
 seq "$slices" | xargs -P "$(nproc)" -I SEED sh -c \
     'build/release/tests/long/kosc_false_messages $3 "$1" "$2" SEED "$0"/*.wav > "$0/SEED.txt"' \
     "$work" "$band" "$slice_hours" "$setting" || failed=1
-grep -h '^a message' "$work"/*.txt || true
+grep -h '^a message\|^what a spoilt' "$work"/*.txt || true
 awk 'FNR == 1 { header = $0 }
-     FNR > 1 && !/^a message|comparisons/ {
+     FNR > 1 && !/^a message|^what a spoilt|comparisons/ {
          name = substr($0, 1, 27)
          if (!(name in hours)) order[++kinds] = name
          n = split(substr($0, 28), column, " ")

@@ -241,10 +241,11 @@ signal random_values_frame(sound_source* s)
 
 signal message_frame(sound_source* s)
 {
-    uint8_t message[28];
-    std::generate(std::begin(message), std::end(message), [&] { return static_cast<uint8_t>(s->random.bits()); });
+    std::array<uint8_t, kosc::MESSAGE_BYTES> message;
+    std::generate(message.begin(), message.end(), [&] { return static_cast<uint8_t>(s->random.bits()); });
+    s->spoilt.push_back(message);
     signal frame(s->modem->frame.frame_length);
-    soundcomm_encode(s->modem, message, sizeof message, frame.data(), s->modem->frame.frame_length);
+    soundcomm_encode(s->modem, message.data(), message.size(), frame.data(), s->modem->frame.frame_length);
     return frame;
 }
 

@@ -2,10 +2,12 @@
 #ifndef KOSC_TESTS_LONG_NON_SIGNALS_H
 #define KOSC_TESTS_LONG_NON_SIGNALS_H
 
+#include <array>
 #include <string>
 
 #include "channels.h"
 #include "kosc/core.h"
+#include "kosc/kosc.hpp"
 
 // What the sounds are made of.
 struct sound_source {
@@ -13,6 +15,7 @@ struct sound_source {
     const soundcomm_paras_t* modem; // the parameter set that frames are made with, and in whose band much of it lies
     std::vector<int16_t> speech;    // may be empty, if no kind with speech is asked for
     kosc_link::signal music{};      // likewise
+    std::vector<std::array<uint8_t, kosc::MESSAGE_BYTES>> spoilt{}; // what the frames carried that were spoilt
 };
 
 // A kind of sound. `fill` writes over a segment of silence, with levels and shapes of its own in each segment.
