@@ -15,12 +15,12 @@
  * the receiver promises without.
  *
  * What is delivered has passed both CRCs, as without, but every attempt has a chance of 2^-32 to pass with wrong bits,
- * and one that got a half right of 2^-16 or somewhat more: at the limit of reach 5 of 39100 groups were wrong so.
- * Besides, messages that differ in little may be taken for one: the sum of two may hold the one's first half and the
- * other's second, and both CRCs are right then. A sum is therefore refused where its frames are far likelier to carry
- * another half, a statistical check: of those groups, whose messages were made to be alike, none was such a mixture,
- * which with 95 % confidence is fewer than one in 13000 (docs/link.md). A host to which a wrong message would be worse
- * than none puts a check over the whole message into it, or leaves combining off.
+ * and one that got a half right of 2^-16. Besides, messages that differ in little may be taken for one: the sum of two
+ * may hold the one's first half and the other's second, and both CRCs are right then. A sum is therefore refused where
+ * its frames are far likelier to carry another half, or where another block with right CRCs is nearly as likely. These
+ * are statistical checks: of 50026 groups at the limit of reach, whose messages were made to be alike, none was such a
+ * mixture and one was wrong otherwise, which with 95 % confidence is fewer than one in 10,500 (docs/link.md). A host to
+ * which a wrong message would be worse than none puts a check over the whole message into it, or leaves combining off.
  */
 #ifndef KOSC_COMBINING_H
 #define KOSC_COMBINING_H
@@ -60,7 +60,7 @@ typedef struct combining_counts_t {
     uint64_t candidates; /**< places that sounded like pilots */
     uint64_t frames;     /**< of these, with pilots that add up under one drift */
     uint64_t attempts;   /**< decodings, each with a chance of 2^-32 to pass the CRCs with wrong bits */
-    uint64_t refused;    /**< sums that passed both CRCs and were taken for mixtures */
+    uint64_t refused;    /**< sums that passed both CRCs and were refused */
     uint64_t messages;   /**< delivered */
     uint64_t repeats;    /**< recovered, not delivered: the same message was within the last 12 s */
 } combining_counts_t;

@@ -36,7 +36,7 @@ struct group_decoder {
     double llr[WEAK_BITS];                // scratch, for the decoder
     uint8_t earlier_bits[WEAK_STEPS];
     uint64_t attempts; // decodings so far
-    uint64_t refused;  // groups whose CRCs matched and whose frames did not support that
+    uint64_t refused;  // groups whose CRCs matched: mixtures, or with a rival
 };
 
 // What is known of a frame's bits before they are looked at, from the drifts: those of one sender at rest are alike.
