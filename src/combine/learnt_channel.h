@@ -15,13 +15,18 @@ constexpr uint32_t FIRST_ECHO_DELAY = 2; // steps before the found start
 // The channel is taken for a sum of echoes, each of independent Gaussian amplitude and of a power of its own. What the
 // powers are is what explains the measurement best. The second look takes all delays for equally strong instead.
 // Source: Tipping 2001, "Sparse Bayesian learning and the relevance vector machine".
+//
+// The smoother's sequences are real up to a phase that turns with the subcarrier, and by turns symmetric and
+// antisymmetric about the band's middle. An echo's response turns with the subcarrier, too, so that its coefficients
+// are real along symmetric sequences and imaginary along antisymmetric ones, but for a phase that they share and a
+// covariance does not see. With those axes taken out all matrices here are real.
 struct learnt_channel {
     uint32_t rank;
-    kom_complex echo[ECHO_DELAYS][MAX_RANK]; // coefficients of an echo of unit power, along the smoother's sequences
+    double echo[ECHO_DELAYS][MAX_RANK]; // coefficients of an echo of unit power, along the smoother's sequences
     double power[ECHO_DELAYS];
-    kom_complex shrink[MAX_RANK][MAX_RANK];     // from measured coefficients to their conditional mean
-    double error;                               // power of what is then left of the error, on a subcarrier
-    kom_complex covariance[MAX_RANK][MAX_RANK]; // scratch
+    double shrink[MAX_RANK][MAX_RANK];     // from measured coefficients to their conditional mean
+    double error;                          // power of what is then left of the error, on a subcarrier
+    double covariance[MAX_RANK][MAX_RANK]; // scratch
 };
 
 // False when the smoother has too many sequences.
