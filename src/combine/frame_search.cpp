@@ -119,23 +119,28 @@ void sum_pilots(uint32_t e, int bins, double rate, frame_search* search)
     }
 }
 
+// nearby[i] = the highest of sum[i] to sum[i + 2 * NEARBY], by maxima over twice as many places each time.
 void find_nearby(search_scratch* scratch)
 {
-    const float* const sum = scratch->input[1].sum;
-    for (uint32_t i = NEARBY; i + NEARBY < SEARCH_POSITIONS; ++i) {
-        float highest = 0.0F;
-        for (uint32_t j = i - NEARBY; j <= i + NEARBY; ++j) {
-            highest = std::max(highest, sum[j]);
+    static_assert((NEARBY & (NEARBY - 1)) == 0, "doubling ends at twice NEARBY places");
+    float* const highest = scratch->nearby;
+    const auto widen_by = [&](uint32_t places) {
+        for (uint32_t i = 0; i < SEARCH_POSITIONS - places; ++i) {
+            highest[i] = std::max(highest[i], highest[i + places]);
         }
-        scratch->nearby[i] = highest;
+    };
+    std::copy_n(scratch->input[1].sum, SEARCH_POSITIONS, highest);
+    for (uint32_t places = 1; places <= NEARBY; places *= 2) {
+        widen_by(places);
     }
+    widen_by(1);
 }
 
 void keep_best(uint32_t input_num, int8_t hypothesis, search_scratch* scratch)
 {
     constexpr uint32_t BEGIN = 2 * SEARCH_AROUND;
     for (uint32_t i = 0; i < 2 * SEGMENT_LEN; ++i) {
-        const float other = input_num == 2 ? scratch->nearby[BEGIN + i] : 0.0F;
+        const float other = input_num == 2 ? scratch->nearby[BEGIN + i - NEARBY] : 0.0F;
         const float score = scratch->input[0].sum[BEGIN + i] + other;
         if (score > scratch->best[i]) {
             scratch->best[i] = score;

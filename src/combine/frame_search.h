@@ -29,7 +29,7 @@ struct candidate {
 struct search_scratch {
     float first_pilot[SEARCH_POSITIONS + 2 * SEARCH_BLOCK]; // normalised energies under one hypothesis
     float later_pilots[2 * SEARCH_SPAN];
-    float nearby[SEARCH_POSITIONS]; // highest of the second input within what sound may be apart
+    float nearby[SEARCH_POSITIONS]; // highest of the second input from here to twice what sound may be apart
     float best[2 * SEGMENT_LEN];    // over the hypotheses
     int8_t best_rate[2 * SEGMENT_LEN];
     struct {
