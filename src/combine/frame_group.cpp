@@ -65,20 +65,32 @@ double prior_log_odds(double rate, double other_rate)
 void gather(weak_frame* kept, uint32_t kept_num, group_decoder* decoder, frame_group* group)
 {
     constexpr int ROUNDS = 3;
+    constexpr double NEGLIGIBLE = 1e-3; // a weight that may as well be none: most frames kept are of this kind
     double weight[MAX_KEPT] = {};
     float* const sum = decoder->sum;
     sum_group(*group, sum);
+    bool is_new = true; // the sum, since the bits were last expected from it
+    const auto add = [&](double share, uint32_t i) {
+        if (share != 0.0) {
+            add_llr(share, kept[i].llr, sum);
+            is_new = true;
+        }
+    };
     for (int round = 0; round < ROUNDS; ++round) {
         for (uint32_t i = 0; i < kept_num; ++i) {
             if (!kept[i].used) {
                 continue;
             }
-            add_llr(-weight[i], kept[i].llr, sum);
-            expect_bits(sum, decoder->expected);
+            add(-weight[i], i);
+            if (is_new) {
+                expect_bits(sum, decoder->expected);
+                is_new = false;
+            }
             const double odds = agreement(decoder->expectations, decoder->expected, kept[i].llr, nullptr) +
                                 prior_log_odds(group->frame[0]->rate, kept[i].rate);
-            weight[i] = 1 / (1 + std::exp(-odds));
-            add_llr(weight[i], kept[i].llr, sum);
+            const double share = 1 / (1 + std::exp(-odds));
+            weight[i] = share < NEGLIGIBLE ? 0.0 : share;
+            add(weight[i], i);
         }
     }
     for (uint32_t i = 0; i < kept_num; ++i) {
