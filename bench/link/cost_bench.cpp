@@ -27,7 +27,8 @@ struct modem {
         soundcomm_encode(ctx->tx_paras, message, MSG_LEN, sound.data(), FRAME_LEN);
         const double power = kosc_link::mean_power(sound, 0, FRAME_LEN);
         kosc_link::random_source random{1};
-        kosc_link::add_noise(&sound, kosc_link::noise_variance(power, snr_db, {18000, 20953.125}, 48000), &random);
+        kosc_link::add_noise(&sound, kosc_link::noise_variance(power, snr_db, kosc_link::NEAR_ULTRASONIC, 48000),
+                             &random);
         return sound;
     }
 };

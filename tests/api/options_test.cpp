@@ -87,7 +87,8 @@ TEST(Options, HearEachBandAndNoOtherWhenAllSpeakAtOnce)
                 std::transform(sound.begin(), sound.end(), &sum[1000], &sum[1000], std::plus<>());
             }
             kosc_link::random_source random{group[0]};
-            kosc_link::add_noise(&sum, kosc_link::noise_variance(1500.0 * 1500, 9, {18000, 20953}, 48000), &random);
+            kosc_link::add_noise(&sum, kosc_link::noise_variance(1500.0 * 1500, 9, kosc_link::NEAR_ULTRASONIC, 48000),
+                                 &random);
             for (size_t i = 0; i < group.size(); ++i) {
                 SCOPED_TRACE(testing::Message() << "subcarrier " << group[i] << ", " << ppm << " ppm");
                 const heard result = hosts[i].hear({4096}, kosc_link::to_pcm(sum), static_cast<int>(i % 2));

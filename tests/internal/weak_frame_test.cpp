@@ -34,8 +34,8 @@ TEST(WeakFrame, IsTurnedByTheDriftThatItsPrefixesTell)
         kosc_link::scale(&sound, RMS / std::sqrt(kosc_link::mean_power(sound, 0, FRAME_SAMPLES)));
         sound.insert(sound.begin(), START, 0.0);
         sound.resize(16 * PIECE);
-        kosc_link::add_noise(&sound, kosc_link::noise_variance(RMS * RMS, SNR_DB, {18000, 20953}, SAMPLE_RATE),
-                             &random);
+        kosc_link::add_noise(
+            &sound, kosc_link::noise_variance(RMS * RMS, SNR_DB, kosc_link::NEAR_ULTRASONIC, SAMPLE_RATE), &random);
         const std::vector<int16_t> heard = kosc_link::to_pcm(sound);
         std::vector<int16_t> raw(RING);
         std::vector<float> re(RING / DECIMATION), im(RING / DECIMATION);

@@ -120,7 +120,8 @@ TEST(Recording, LosesNoFrameOfATrainAndDeliversNoneTwiceWithTheSecondLook)
         sound.resize(sound.size() + size_t{2} * FRAME_LEN);
         sound = kosc_link::drift(sound, c.ppm, c.ppm, 0, sound.size());
         random_source random{7};
-        kosc_link::add_noise(&sound, kosc_link::noise_variance(1500.0 * 1500, 3, {18000, 20953.125}, 48000), &random);
+        kosc_link::add_noise(&sound, kosc_link::noise_variance(1500.0 * 1500, 3, kosc_link::NEAR_ULTRASONIC, 48000),
+                             &random);
         EXPECT_EQ(h.hear({c.block}, kosc_link::to_pcm(sound)).messages, sent);
     }
 }

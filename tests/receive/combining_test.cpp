@@ -96,7 +96,8 @@ pcm scene(const text_list& texts, double snr_db, uint64_t seed, uint32_t channel
     constexpr double RMS = 1500;
     kosc_link::scale(&all, RMS / std::sqrt(kosc_link::mean_power(all, 20000 + 11 * channel, FRAME_LEN)));
     kosc_link::random_source random{seed + channel};
-    kosc_link::add_noise(&all, kosc_link::noise_variance(RMS * RMS, snr_db, {18000, 20953}, 48000), &random);
+    kosc_link::add_noise(&all, kosc_link::noise_variance(RMS * RMS, snr_db, kosc_link::NEAR_ULTRASONIC, 48000),
+                         &random);
     return kosc_link::to_pcm(all);
 }
 

@@ -11,8 +11,6 @@ namespace {
 
 using namespace kosc_link;
 
-constexpr band SUBCARRIERS = {18000, 20953.125};
-
 class Drift : public testing::Test {
 protected:
     drift_t best(double first, double last, double snr_db) { return explanations(first, last, snr_db, 1).at(0); }
@@ -27,7 +25,7 @@ protected:
         sound.insert(sound.end(), moving.begin(), moving.end());
         sound.erase(sound.begin(), sound.begin() + std::lround(100 - early));
         sound.resize(FRAME_LEN);
-        add_noise(&sound, noise_variance(mean_power(sound, 0, FRAME_LEN), snr_db, SUBCARRIERS, 48000), &random_);
+        add_noise(&sound, noise_variance(mean_power(sound, 0, FRAME_LEN), snr_db, NEAR_ULTRASONIC, 48000), &random_);
         std::vector<drift_t> found(max_found);
         found.resize(drift_search_find(search_.get(), sound.data(), found.data(), max_found));
         return found;

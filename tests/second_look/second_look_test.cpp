@@ -15,8 +15,6 @@ namespace {
 
 using namespace kosc_link;
 
-constexpr band SUBCARRIERS = {18000, 20953.125};
-
 // `frame` under drift and noise at the level of a recording.
 double_list spoil(const double_list& frame, double ppm, double snr_db, uint64_t seed)
 {
@@ -24,7 +22,7 @@ double_list spoil(const double_list& frame, double ppm, double snr_db, uint64_t 
     double_list sound = drift(frame, ppm, ppm, 0, 0);
     scale(&sound, 1500 / std::sqrt(mean_power(sound, 0, frame.size())));
     sound.resize(frame.size() + 100);
-    add_noise(&sound, noise_variance(1500.0 * 1500, snr_db, SUBCARRIERS, 48000), &random);
+    add_noise(&sound, noise_variance(1500.0 * 1500, snr_db, NEAR_ULTRASONIC, 48000), &random);
     return sound;
 }
 

@@ -40,6 +40,8 @@ struct band {
     double high;
 };
 
+constexpr band NEAR_ULTRASONIC = {18000, 20953.125}; // the subcarriers of the default configuration
+
 // Mean square of `length` samples from `start` on; samples outside the signal count as silence.
 double mean_power(const signal& in, size_t start, size_t length);
 

@@ -15,8 +15,8 @@ using kosc_inspect::text;
 
 namespace {
 
-constexpr size_t INTERVAL = 4800; // samples a line
-constexpr double INTERVAL_SECONDS = 0.1;
+constexpr size_t LINE_SAMPLES = 4800;
+constexpr double LINE_SECONDS = 0.1;
 constexpr double FLOOR_RISE_DB = 0.2; // an interval: frames do not lift it, noise that stays does
 constexpr double PEAK_OVER_FLOOR_DB = 10.0;
 
@@ -54,7 +54,7 @@ bool band_meter::hear(const std::vector<int16_t>& pcm)
     for (const int16_t sample : pcm) {
         window_.push_back(sample / kosc_link::FULL_SCALE);
     }
-    if (window_.size() < INTERVAL) {
+    if (window_.size() < LINE_SAMPLES) {
         return false;
     }
     bins_ = kosc_inspect::mean_spectrum(window_.data(), window_.size());
@@ -67,7 +67,7 @@ void level_meter::measure(const kosc_inspect::spectrum_bins& bins)
 {
     level = kosc_inspect::level_db(bins, band.low_hz, band.high_hz);
     floor = floor == 0.0 ? level : std::min(level, floor + FLOOR_RISE_DB);
-    seconds_since_peak += INTERVAL_SECONDS;
+    seconds_since_peak += LINE_SECONDS;
     constexpr double SAME_PEAK_SECONDS = 0.35; // about a frame's length
     const bool stands_out = level > floor + PEAK_OVER_FLOOR_DB;
     if (stands_out && (level > peak || seconds_since_peak > SAME_PEAK_SECONDS || peak == 0.0)) {

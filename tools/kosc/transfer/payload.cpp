@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t LONGEST_NAME = 255; // its length is a byte
+constexpr size_t LONGEST_SENT_NAME = 255; // its length is a byte
 
 } // namespace
 
@@ -47,7 +47,7 @@ payload file_payload(const std::string& path, size_t limit)
     if (!is_utf8(name)) { // as all names are that are sent
         name.clear();
     }
-    if (name.size() > LONGEST_NAME) {
+    if (name.size() > LONGEST_SENT_NAME) {
         throw std::runtime_error("the name of " + input_name(path) + " is longer than 255 bytes");
     }
     const std::string bytes = static_cast<char>(name.size()) + name + read_bytes(path, limit - 1 - name.size());
