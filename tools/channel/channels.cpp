@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
+#include <functional>
 
-#include "kosc/fft.h"
+#include "transform.h"
 
 namespace kosc_link {
 namespace {
@@ -74,34 +74,23 @@ template <typename Gain> signal filter_by_gain(const signal& in, double sample_r
 // Overlap-add, two blocks in a transform: the real parts of its values are one, the imaginary ones the other.
 signal convolve_by_transforms(const signal& in, const signal& response)
 {
-    uint32_t n = 1;
-    while (n < response.size() + response.size() / 2) {
-        n *= 2;
-    }
-    const size_t step = n - response.size() + 1;
-    std::vector<double> spectrum(size_t{2} * n);
-    for (size_t i = 0; i < response.size(); ++i) {
-        spectrum[2 * i] = response[i];
-    }
-    kom_fft_complex_radix2_forward(spectrum.data(), 1, n);
+    complex_signal spectrum(response.begin(), response.end()), block;
+    spectrum.resize(power_of_two_from(response.size() + response.size() / 2));
+    const size_t step = spectrum.size() - response.size() + 1;
+    transform(&spectrum, true);
     signal out(in.size() + response.size() - 1);
     for (size_t from = 0; from < in.size(); from += 2 * step) {
-        std::vector<double> block(size_t{2} * n);
+        block.assign(spectrum.size(), 0.0);
         for (size_t i = 0; i < 2 * step && from + i < in.size(); ++i) {
-            block[2 * (i % step) + i / step] = in[from + i];
+            doubles(block)[2 * (i % step) + i / step] = in[from + i];
         }
-        kom_fft_complex_radix2_forward(block.data(), 1, n);
-        for (size_t k = 0; k < n; ++k) {
-            const std::complex<double> product = std::complex<double>(block[2 * k], block[2 * k + 1]) *
-                                                 std::complex<double>(spectrum[2 * k], spectrum[2 * k + 1]);
-            block[2 * k] = product.real();
-            block[2 * k + 1] = product.imag();
-        }
-        kom_fft_complex_radix2_inverse(block.data(), 1, n);
-        for (size_t i = 0; i < 2 * size_t{n}; ++i) {
+        transform(&block, true);
+        std::transform(block.begin(), block.end(), spectrum.begin(), block.begin(), std::multiplies<>());
+        transform(&block, false);
+        for (size_t i = 0; i < 2 * block.size(); ++i) {
             const size_t to = from + i / 2 + i % 2 * step;
             if (to < out.size()) {
-                out[to] += block[i];
+                out[to] += doubles(block)[i];
             }
         }
     }

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 
 #include "kosc/kosc.hpp"
-#include "transform.h"
 
 namespace kosc_link {
 namespace {
@@ -73,32 +71,6 @@ signal speech(size_t length, random_source* random)
     return noise;
 }
 
-// Convolution block by block through the FFT; impulse responses of rooms are too long for one sample at a time.
-signal convolve_long(const signal& in, const signal& response)
-{
-    size_t size = 1024;
-    while (size < 2 * response.size()) {
-        size *= 2;
-    }
-    const size_t block = size - response.size() + 1;
-    complex_signal filter(response.begin(), response.end()), work;
-    filter.resize(size);
-    transform(&filter, true);
-    signal out(in.size() + response.size() - 1);
-    for (size_t start = 0; start < in.size(); start += block) {
-        const auto first = in.begin() + static_cast<ptrdiff_t>(start);
-        work.assign(first, first + static_cast<ptrdiff_t>(std::min(block, in.size() - start)));
-        work.resize(size);
-        transform(&work, true);
-        std::transform(work.begin(), work.end(), filter.begin(), work.begin(), std::multiplies<>());
-        transform(&work, false);
-        for (size_t i = 0; i < std::min(size, out.size() - start); ++i) {
-            out[start + i] += work[i].real();
-        }
-    }
-    return out;
-}
-
 void add_noise_to(signal* in, const sound_path& path, random_source* random)
 {
     const auto heard = [&](const signal& whole) {
@@ -161,8 +133,7 @@ signal pass(const signal& in, const sound_path& path, random_source* random)
         sound = apply_taps(sound, taps);
     }
     if (path.room_rt60 > 0.0) {
-        sound =
-            convolve_long(sound, room_response({path.room_rt60, ROOM_TAIL_START, ROOM_DIRECT_DB, SAMPLE_RATE}, random));
+        sound = convolve(sound, room_response({path.room_rt60, ROOM_TAIL_START, ROOM_DIRECT_DB, SAMPLE_RATE}, random));
     }
     if (path.snr_db) {
         add_noise_to(&sound, path, random);

@@ -22,6 +22,16 @@ inline void transform(complex_signal* data, bool forward)
             : kom_fft_complex_radix2_inverse(doubles(*data), 1, size);
 }
 
+// The least power of two that is not below `size`.
+inline size_t power_of_two_from(size_t size)
+{
+    size_t power = 1;
+    while (power < size) {
+        power *= 2;
+    }
+    return power;
+}
+
 } // namespace kosc_link
 
 #endif

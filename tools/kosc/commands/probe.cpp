@@ -22,6 +22,7 @@ namespace {
 
 using kosc_link::complex_signal;
 using kosc_link::FULL_SCALE;
+using kosc_link::power_of_two_from;
 using kosc_link::signal;
 using kosc_link::transform;
 
@@ -64,15 +65,6 @@ signal scaled(const std::vector<int16_t>& pcm)
     signal samples(pcm.size());
     std::transform(pcm.begin(), pcm.end(), samples.begin(), [](int16_t sample) { return sample / FULL_SCALE; });
     return samples;
-}
-
-size_t power_of_two_from(size_t size)
-{
-    size_t power = 1;
-    while (power < size) {
-        power *= 2;
-    }
-    return power;
 }
 
 // The spectrum of `samples` from `start` on, where what lies outside of them counts as silence.
