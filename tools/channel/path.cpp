@@ -12,14 +12,6 @@ constexpr double SAMPLE_RATE = kosc::SAMPLE_RATE;
 constexpr double ROOM_TAIL_START = 0.001;
 constexpr double ROOM_DIRECT_DB = 6.0;
 
-// The band in which messages are sent unless another is asked for.
-band default_band()
-{
-    ko_soundcommu_band_t found{};
-    ko_soundcommu_find_band("near-ultrasonic", &found);
-    return {found.low_hz, found.high_hz};
-}
-
 // A first-order low-pass in place, one pole at `corner` Hz.
 void smooth(signal* in, double corner)
 {
@@ -74,16 +66,15 @@ signal speech(size_t length, random_source* random)
 void add_noise_to(signal* in, const sound_path& path, random_source* random)
 {
     const auto heard = [&](const signal& whole) {
-        return path.counted ? band_pass(whole, *path.counted, SAMPLE_RATE) : whole;
+        return path.within_band ? band_pass(whole, path.sent_in, SAMPLE_RATE) : whole;
     };
     const double power = loud_power(heard(*in));
     if (path.noise == noise_kind::white) {
-        const band where = path.counted.value_or(default_band());
-        add_noise(in, noise_variance(power, *path.snr_db, where, SAMPLE_RATE), random);
+        add_noise(in, noise_variance(power, *path.snr_db, path.sent_in, SAMPLE_RATE), random);
         return;
     }
     const signal noise = make_noise(path.noise, in->size(), random);
-    const double noise_power = path.counted ? mean_power(heard(noise), 0, noise.size()) : 1.0;
+    const double noise_power = path.within_band ? mean_power(heard(noise), 0, noise.size()) : 1.0;
     const double level = noise_power > 0.0 ? std::sqrt(power / noise_power) * from_db(-*path.snr_db) : 0.0;
     for (size_t i = 0; i < in->size(); ++i) {
         (*in)[i] += level * noise[i];
@@ -145,7 +136,7 @@ signal pass(const signal& in, const sound_path& path, random_source* random)
     }
     scale(&sound, from_db(path.gain_db));
     if (path.clip) {
-        clip(&sound, *path.clip);
+        clip(&sound, *path.clip * FULL_SCALE);
     }
     return sound;
 }

@@ -15,12 +15,13 @@ struct sound_path {
     double drift_ppm = 0.0;       // the sender's clock against the recorder's
     std::vector<tap> echoes;      // besides the direct sound
     double room_rt60 = 0.0;       // seconds; a diffuse tail 6 dB below the direct sound
-    std::optional<double> snr_db; // of the loud parts; white noise counts within the default band, others whole
+    std::optional<double> snr_db; // of the loud parts; white noise counts within the band, sound and others whole
     noise_kind noise = noise_kind::white;
-    std::optional<band> counted;    // Hz between which sound and noise of any kind count instead
+    band sent_in{};                 // where messages are sent
+    bool within_band = false;       // sound and noise of any kind count there alone
     std::optional<double> low_pass; // Hz
     double gain_db = 0.0;
-    std::optional<double> clip; // samples are cut to so much
+    std::optional<double> clip; // samples are cut to this share of 16 bits' full scale
 };
 
 // What arrives of `in`, which is at 48 kHz. Longer by the tails of echoes and room.

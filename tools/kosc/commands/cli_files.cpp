@@ -65,13 +65,13 @@ subcommand add_simulate(CLI::App& app)
             "--senders", options->senders,
             "how many devices send: all others send \"sender 2\" and so on once, at random times, up to 12 dB fainter")
         ->check(number_in(1.0, 1000.0));
-    simulate->add_option("--drift", options->drift_ppm, "the sender's clock is fast by so many millionths")
+    simulate->add_option("--drift", options->path.drift_ppm, "the sender's clock is fast by so many millionths")
         ->check(number_in(-100000.0, 100000.0));
     simulate->add_option("--echo", options->echoes, "MS:GAIN, an echo so late and so loud; may be repeated")
         ->allow_extra_args(false);
-    simulate->add_option("--room", options->room_rt60, "seconds in which the room's echoes fall by 60 dB")
+    simulate->add_option("--room", options->path.room_rt60, "seconds in which the room's echoes fall by 60 dB")
         ->check(number_in(0.0, 5.0));
-    auto* const snr = simulate->add_option("--snr", options->snr_db, "add noise so many dB below the sound");
+    auto* const snr = simulate->add_option("--snr", options->path.snr_db, "add noise so many dB below the sound");
     snr->check(number_in(-60.0, 120.0));
     simulate
         ->add_option("--noise", options->noise,
@@ -82,16 +82,17 @@ subcommand add_simulate(CLI::App& app)
         ->capture_default_str();
     auto* const band = add_band_option(*simulate, options->band);
     band->description("the band to count in: a name that kosc info lists, or where it begins in Hz")->default_str("");
-    simulate->add_option("--lowpass", options->low_pass, "remove what lies above so many Hz")
+    simulate->add_option("--lowpass", options->path.low_pass, "remove what lies above so many Hz")
         ->check(number_in(100.0, 24000.0));
-    simulate->add_option("--gain", options->gain_db, "level of the recording in dB")->check(number_in(-120.0, 120.0));
-    simulate->add_option("--clip", options->clip, "cut samples to this share of full scale")
+    simulate->add_option("--gain", options->path.gain_db, "level of the recording in dB")
+        ->check(number_in(-120.0, 120.0));
+    simulate->add_option("--clip", options->path.clip, "cut samples to this share of full scale")
         ->check(number_in(0.0, 1.0));
     simulate->add_option("--seed", options->seed, "another number gives other senders, noise and room")
         ->capture_default_str();
     simulate->footer("The steps are applied in this order: senders, drift, echo, room, noise, lowpass, gain, clip.");
     return {simulate, [options, band](bool) {
-                options->within_band = band->count() != 0;
+                options->path.within_band = band->count() != 0;
                 return run_simulate(*options);
             }};
 }

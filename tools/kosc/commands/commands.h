@@ -10,6 +10,7 @@
 
 #include "audio/sound_bands.h"
 #include "commands/listener.h"
+#include "path.h"
 #include "transfer/collector.h"
 
 enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
@@ -106,17 +107,11 @@ struct simulate_options {
     std::string raw;
     std::string output;
     sound_band band = default_band();
-    bool within_band = false; // count sound and noise there alone
-    std::optional<double> snr_db;
     std::vector<std::string> echoes; // MS:GAIN
-    double room_rt60 = 0.0;
-    double drift_ppm = 0.0;
-    double gain_db = 0.0;
-    std::optional<double> clip; // share of full scale
-    std::optional<double> low_pass;
     std::string noise = "white";
     uint32_t senders = 1; // with that of the recording
     uint64_t seed = 1;
+    kosc_link::sound_path path; // but for band, echoes and noise
 };
 
 // Registration of the commands that work on sound files alone.

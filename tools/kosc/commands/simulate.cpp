@@ -12,7 +12,6 @@
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
 #include "commands/message_text.h"
-#include "path.h"
 
 namespace {
 
@@ -40,20 +39,10 @@ kosc_link::sound_path path_of(const simulate_options& options)
     const std::map<std::string, kosc_link::noise_kind> kinds = {{"white", kosc_link::noise_kind::white},
                                                                 {"pink", kosc_link::noise_kind::pink},
                                                                 {"speech", kosc_link::noise_kind::speech}};
-    kosc_link::sound_path path;
-    path.drift_ppm = options.drift_ppm;
+    kosc_link::sound_path path = options.path;
     std::transform(options.echoes.begin(), options.echoes.end(), std::back_inserter(path.echoes), parse_echo);
-    path.room_rt60 = options.room_rt60;
-    path.snr_db = options.snr_db;
     path.noise = kinds.at(options.noise);
-    if (options.within_band) {
-        path.counted = kosc_link::band{options.band.low_hz, options.band.high_hz};
-    }
-    path.low_pass = options.low_pass;
-    path.gain_db = options.gain_db;
-    if (options.clip) {
-        path.clip = *options.clip * FULL_SCALE;
-    }
+    path.sent_in = {options.band.low_hz, options.band.high_hz};
     return path;
 }
 
