@@ -1,14 +1,10 @@
 #include "picture/band_meter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <iterator>
 
 #include "channels.h"
-#include "picture/terminal.h"
 #include "text.h"
 
 using kosc_inspect::text;
@@ -115,29 +111,13 @@ std::string band_meter::line(size_t columns) const
     return "";
 }
 
-meter_line::meter_line(int descriptor, bool wanted, const band_list& bands)
-    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), meter_(bands)
-{
-}
-
 // The cursor waits at the line's start: when the window becomes narrower, a terminal that breaks its lines anew puts
 // all of the broken line behind the cursor, where it is erased. The terminal's own wrapping is off meanwhile, for those
 // that draw bars two columns wide.
 void meter_line::hear(const std::vector<int16_t>& pcm, const std::string& instead)
 {
-    if (descriptor_ >= 0 && meter_.hear(pcm)) {
+    if (enabled() && meter_.hear(pcm)) {
         const std::string line = instead.empty() ? meter_.line(columns() - 1) : instead;
-        dprintf(descriptor_, "\r\033[J\033[?7l%s\033[?7h\r", line.c_str());
-        shown_ = true;
-    }
-}
-
-size_t meter_line::columns() const { return terminal_columns(descriptor_); }
-
-void meter_line::clear()
-{
-    if (shown_) {
-        dprintf(descriptor_, "\r\033[J");
-        shown_ = false;
+        show("\r\033[J\033[?7l" + line + "\033[?7h\r");
     }
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "audio/sound_bands.h"
+#include "picture/progress_bar.h"
 #include "power_spectrum.h"
 
 // Levels in dB below a full-scale sine wave, of one band.
@@ -38,24 +39,18 @@ private:
 };
 
 // The meter on a terminal, below what is printed there.
-class meter_line {
+class meter_line : public terminal_line {
 public:
     // Shows nothing unless `wanted` and `descriptor` is a terminal.
-    meter_line(int descriptor, bool wanted, const band_list& bands);
-    ~meter_line() { clear(); }
-    meter_line(const meter_line&) = delete;
-    meter_line& operator=(const meter_line&) = delete;
+    meter_line(int descriptor, bool wanted, const band_list& bands)
+        : terminal_line(descriptor, wanted, "\r\033[J"), meter_(bands)
+    {
+    }
 
-    bool enabled() const { return descriptor_ >= 0; }
     // `instead`, where it is not empty, is shown in the meter's place; it has up to columns().
     void hear(const std::vector<int16_t>& pcm, const std::string& instead = "");
-    size_t columns() const;
-    // Takes the line away, so that other output does not run into it; hear() shows it again.
-    void clear();
 
 private:
-    int descriptor_; // -1: none
-    bool shown_ = false;
     band_meter meter_;
 };
 

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "kosc_transfer/transfer.h"
-#include "picture/terminal.h"
 #include "text.h"
 
 using kosc_inspect::text;
@@ -53,37 +52,39 @@ std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t c
     return with_bar(all != 0 ? std::optional(share) : std::nullopt, line, columns);
 }
 
+terminal_line::terminal_line(int descriptor, bool wanted, const char* erasing)
+    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), erasing_(erasing)
+{
+}
+
+void terminal_line::show(const std::string& line)
+{
+    // Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
+    [[maybe_unused]] const auto written = write(descriptor_, line.data(), line.size());
+    shown_ = true;
+}
+
+void terminal_line::clear()
+{
+    if (shown_) {
+        show(erasing_);
+        shown_ = false;
+    }
+}
+
 progress_line::progress_line(int descriptor, bool wanted)
-    : descriptor_(wanted && isatty(descriptor) != 0 ? descriptor : -1), next_(start_ + PATIENCE)
+    : terminal_line(descriptor, wanted, "\r\033[K"), next_(start_ + PATIENCE)
 {
 }
 
 bool progress_line::is_due()
 {
     const clock::time_point now = clock::now();
-    if (descriptor_ < 0 || now < next_) {
+    if (!enabled() || now < next_) {
         return false;
     }
     next_ = now + INTERVAL;
     return true;
-}
-
-size_t progress_line::columns() const { return terminal_columns(descriptor_); }
-
-void progress_line::show(const std::string& line)
-{
-    // Whether it is seen does not matter. dprintf(), which would do, is not there on all systems.
-    const std::string rewritten = "\r" + line + "\033[K";
-    [[maybe_unused]] const auto written = write(descriptor_, rewritten.data(), rewritten.size());
-    shown_ = true;
-}
-
-void progress_line::clear()
-{
-    if (shown_) {
-        show("");
-        shown_ = false;
-    }
 }
 
 progress_bar::progress_bar(bool wanted, double total_seconds)

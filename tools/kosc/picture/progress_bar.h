@@ -7,35 +7,50 @@
 #include <optional>
 #include <string>
 
+#include "picture/terminal.h"
+
 // How far a transfer is, in a line of up to so many columns: "[###---]  41 %, 83 bytes/s, 0:25 left". `rate` is that of
 // its messages, 0 when it is not known; without an end, `all` is 0.
 std::string transfer_line(uint64_t messages, uint64_t all, double rate, size_t columns);
 
-// A line on a terminal that is rewritten in place. It stays away for what takes less than two seconds.
-class progress_line {
+// A line on a terminal that is rewritten in place.
+class terminal_line {
 public:
-    progress_line(const progress_line&) = delete;
-    progress_line& operator=(const progress_line&) = delete;
+    terminal_line(const terminal_line&) = delete;
+    terminal_line& operator=(const terminal_line&) = delete;
 
-    // Takes the line away, so that other output does not run into it; update() shows it again.
+    bool enabled() const { return descriptor_ >= 0; }
+    size_t columns() const { return terminal_columns(descriptor_); }
+    // Takes the line away, so that other output does not run into it, until it is shown again.
     void clear();
 
 protected:
-    // Shows nothing unless `wanted` and `descriptor` is a terminal.
+    // Shows nothing unless `wanted` and `descriptor` is a terminal. What `erasing` says to one takes the line away.
+    terminal_line(int descriptor, bool wanted, const char* erasing);
+    ~terminal_line() { clear(); }
+
+    // Writes the line, with what brings the cursor back to its start.
+    void show(const std::string& line);
+
+private:
+    int descriptor_; // -1: none
+    const char* erasing_;
+    bool shown_ = false;
+};
+
+// One that stays away for what takes less than two seconds.
+class progress_line : public terminal_line {
+protected:
     progress_line(int descriptor, bool wanted);
-    ~progress_line() { clear(); }
 
     // Whether it is time for a new line.
     bool is_due();
     double seconds_so_far() const { return std::chrono::duration<double>(clock::now() - start_).count(); }
-    size_t columns() const;
-    void show(const std::string& line);
+    void show(const std::string& line) { terminal_line::show("\r" + line + "\033[K"); }
 
 private:
     using clock = std::chrono::steady_clock;
 
-    int descriptor_; // -1: none
-    bool shown_ = false;
     clock::time_point start_ = clock::now();
     clock::time_point next_;
 };
