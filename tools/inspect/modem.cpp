@@ -1,7 +1,6 @@
 #include "modem.h"
 
 #include <cmath>
-#include <stdexcept>
 
 #include "text.h"
 
@@ -20,11 +19,7 @@ const sound_band& default_band()
 kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings)
 {
     settings.first_subcarrier = band.first_subcarrier;
-    auto made = kosc::receiver::make(settings);
-    if (!made) {
-        throw std::runtime_error(std::string("cannot set up the receiver: ") + kosc::describe(made.why()));
-    }
-    return std::move(*made);
+    return value_of(kosc::receiver::make(settings), "cannot set up the receiver");
 }
 
 uint32_t combining_of(uint32_t channels, bool wanted)

@@ -3,7 +3,9 @@
 #define KOSC_INSPECT_MODEM_H
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "kosc/kosc.hpp"
 
@@ -19,6 +21,15 @@ const sound_band& default_band();
 
 // A receiver in the band; throws when it cannot be set up.
 kosc::receiver make_receiver(const sound_band& band, kosc::receiver_settings settings);
+
+// What was made; throws when it was not, with `failed` in front of the error's sentence.
+template <typename T> T value_of(kosc::result<T> made, const char* failed)
+{
+    if (!made) {
+        throw std::runtime_error(std::string(failed) + ": " + kosc::describe(made.why()));
+    }
+    return std::move(*made);
+}
 
 // How channels are added up if `wanted`, KOSC_COMBINING_...: two microphones of one device together; more channels than
 // that may be anything.

@@ -3,18 +3,16 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <stdexcept>
-#include <string>
+#include <functional>
+#include <string_view>
+
+using kosc_inspect::value_of;
 
 frame_encoder::frame_encoder(const band_list& bands)
 {
     check_apart(bands);
     for (const sound_band& band : bands) {
-        auto encoder = kosc::encoder::make(band.first_subcarrier);
-        if (!encoder) {
-            throw std::runtime_error(std::string("cannot set up the modem: ") + kosc::describe(encoder.why()));
-        }
-        encoders_.push_back(std::move(*encoder));
+        encoders_.push_back(value_of(kosc::encoder::make(band.first_subcarrier), "cannot set up the modem"));
     }
 }
 
@@ -22,12 +20,9 @@ std::vector<int16_t> frame_encoder::encode(const std::vector<message_bytes>& mes
 {
     std::vector<int32_t> sum(kosc::FRAME_SAMPLES);
     for (size_t i = 0; i < messages.size(); ++i) {
-        const message_bytes& message = messages[i];
-        const auto frame = encoders_[i].encode({reinterpret_cast<const char*>(message.data()), message.size()});
-        if (!frame) {
-            throw std::runtime_error(std::string("cannot encode the message: ") + kosc::describe(frame.why()));
-        }
-        std::transform(frame->begin(), frame->end(), sum.begin(), sum.begin(), std::plus<>());
+        const std::string_view message{reinterpret_cast<const char*>(messages[i].data()), messages[i].size()};
+        const std::vector<int16_t> frame = value_of(encoders_[i].encode(message), "cannot encode the message");
+        std::transform(frame.begin(), frame.end(), sum.begin(), sum.begin(), std::plus<>());
     }
     int32_t peak = 1;
     std::for_each(sum.begin(), sum.end(), [&](int32_t sample) { peak = std::max(peak, std::abs(sample)); });
