@@ -133,13 +133,13 @@ candidate inspector::candidate_of(const kosc::receiver& heard_by, const kosc::he
 
 void inspector::take_sum(const kosc::heard& frame)
 {
-    constexpr uint32_t EITHER = 3;
+    constexpr uint32_t BOTH_NUMBERS = 1 + 2;
     const combined_report_t& from = *frame.report.combined;
     const std::string_view message = frame.bytes();
     const uint32_t channel = frame.channel + 1;
     sums_.push_back({frame.sample,
                      channel,
-                     from.channels == EITHER ? EITHER - channel : channel,
+                     microphones_of(from) == 2 ? BOTH_NUMBERS - channel : channel,
                      from,
                      {message.begin(), message.end()}});
 }

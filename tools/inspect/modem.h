@@ -35,6 +35,9 @@ template <typename T> T value_of(kosc::result<T> made, const char* failed)
 // that may be anything.
 uint32_t combining_of(uint32_t channels, bool wanted);
 
+// How many of two microphones heard some of the frames.
+inline uint32_t microphones_of(const combined_report_t& from) { return from.channels == 3 ? 2 : 1; }
+
 // Throws when there is an error, with its sentence.
 void check(kosc::error e);
 

@@ -18,4 +18,9 @@ std::string text(const char* format, ...)
     return made;
 }
 
+std::string counted(uint64_t count, const char* thing)
+{
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 } // namespace kosc_inspect

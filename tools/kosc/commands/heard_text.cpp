@@ -6,6 +6,8 @@
 #include "text.h"
 #include "transfer/file_name.h"
 
+using kosc_inspect::counted;
+
 namespace {
 
 std::string digits_of(char byte)
@@ -40,21 +42,14 @@ std::optional<std::string> text_in(const delivery& delivered)
     return delivered.content.kind == KOSC_TRANSFER_TEXT && is_utf8(text) ? std::optional(text) : std::nullopt;
 }
 
-std::string number_of(uint32_t count, const char* thing)
-{
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string line_of(const heard_message& message, bool hex)
 {
     const std::string line = hex ? hex_of_message(message.bytes) : shown(message.bytes);
     if (!message.combined) {
         return line + (message.second_look_needed ? "  [second look]\n" : "\n");
     }
-    const put_together& from = *message.combined;
-    return line + "  [put together from " + number_of(from.frames, "frame") + ", " +
-           number_of(from.microphones, "microphone") +
-           kosc_inspect::text(", SNR %.1f dB]\n", rounded(from.snr_db, 10.0));
+    return line + "  [" + sources_of(*message.combined) +
+           kosc_inspect::text(", SNR %.1f dB]\n", rounded(message.combined->snr_db, 10.0));
 }
 
 std::string line_of(const delivery& delivered, bool hex)
@@ -65,7 +60,7 @@ std::string line_of(const delivery& delivered, bool hex)
     } else {
         line = delivered.content.kind == KOSC_TRANSFER_FILE ? "file " : "";
         line += delivered.name.empty() ? "" : safe_name(delivered.name, "?") + ", ";
-        line += std::to_string(delivered.size) + (delivered.size == 1 ? " byte, " : " bytes, ");
+        line += counted(delivered.size, "byte") + ", ";
         line += delivered.saved.empty() ? "not saved" : "saved as " + delivered.saved;
     }
     return line + (delivered.sealed ? "  [sealed]\n" : "\n");
@@ -83,12 +78,7 @@ void add(nlohmann::ordered_json& object, const heard_message& message)
     }
     object["second_look"] = message.second_look_needed;
     if (message.combined) {
-        const put_together& from = *message.combined;
-        object["combined"] = {{"frames", from.frames},
-                              {"hearings", from.hearings},
-                              {"microphones", from.microphones},
-                              {"seconds", rounded(from.seconds, 1000.0)},
-                              {"snr_db", rounded(from.snr_db, 10.0)}};
+        object["combined"] = as_json(*message.combined);
     }
 }
 
@@ -129,6 +119,21 @@ double rounded(double value, double steps) { return std::round(value * steps) / 
 nlohmann::ordered_json rounded_or_null(const std::optional<double>& value, double steps)
 {
     return value ? nlohmann::ordered_json(rounded(*value, steps)) : nullptr;
+}
+
+std::string sources_of(const combined_report_t& from)
+{
+    return "put together from " + counted(from.frames, "frame") + ", " +
+           counted(kosc_inspect::microphones_of(from), "microphone");
+}
+
+nlohmann::ordered_json as_json(const combined_report_t& from)
+{
+    return {{"frames", from.frames},
+            {"hearings", from.hearings},
+            {"microphones", kosc_inspect::microphones_of(from)},
+            {"seconds", rounded(from.seconds, 1000.0)},
+            {"snr_db", rounded(from.snr_db, 10.0)}};
 }
 
 std::string json_line(const nlohmann::ordered_json& object)

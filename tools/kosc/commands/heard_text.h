@@ -28,6 +28,10 @@ void add_members(nlohmann::ordered_json& object, const heard_item& item);
 // Adds "text" and "hex"; both null without a message.
 void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message);
 
+// From how many frames and microphones a message was put together, as a part of a sentence and as an object.
+std::string sources_of(const combined_report_t& from);
+nlohmann::ordered_json as_json(const combined_report_t& from);
+
 // `value` to one of `steps` between whole numbers, without a minus before zero.
 double rounded(double value, double steps);
 // The same; null where there is no value.

@@ -58,9 +58,8 @@ std::string as_text(const frame_sum& sum)
                 (std::to_string(first) + (first == last ? "" : " and " + std::to_string(last))).c_str(),
                 rounded(sum.from.snr_db, 10.0), rounded(sum.from.newest_snr_db, 10.0),
                 rounded(sum.from.drift_ppm, 1.0)) +
-           text("           put together from %u frame%s, %u microphone%s, within %.1f s: ", sum.from.frames,
-                sum.from.frames == 1 ? "" : "s", first == last ? 1U : 2U, first == last ? "" : "s", sum.from.seconds) +
-           shown(sum.message) + "\n";
+           "           " + sources_of(sum.from) + text(", within %.1f s: ", sum.from.seconds) + shown(sum.message) +
+           "\n";
 }
 
 std::string as_text(const candidate& c, const inspection& result, bool second_look)
@@ -109,8 +108,8 @@ std::string as_text(const channel_figures& channel, size_t number, const sound_b
 
 std::string as_text(const inspection& result, bool second_look, bool verbose)
 {
-    std::string report = text("recording  %u Hz, %zu channel%s, %.3f s\n", result.sample_rate, result.channels.size(),
-                              result.channels.size() == 1 ? "" : "s", result.seconds);
+    std::string report = text("recording  %u Hz, %s, %.3f s\n", result.sample_rate,
+                              counted(result.channels.size(), "channel").c_str(), result.seconds);
     for (size_t i = 0; i < result.channels.size(); ++i) {
         report += as_text(result.channels[i], i + 1, result.band);
     }
@@ -211,11 +210,7 @@ nlohmann::ordered_json as_json(const frame_sum& sum, const inspection& result)
     object["time"] = rounded(static_cast<double>(sum.sample) / MODEM_RATE, 1e6);
     object["sample"] = file_sample(sum.sample, result);
     object["channel"] = sum.channel;
-    object["frames"] = sum.from.frames;
-    object["hearings"] = sum.from.hearings;
-    object["microphones"] = sum.channel == sum.last_channel ? 1 : 2;
-    object["seconds"] = rounded(sum.from.seconds, 1000.0);
-    object["snr_db"] = rounded(sum.from.snr_db, 10.0);
+    object.update(as_json(sum.from));
     object["newest_snr_db"] = rounded(sum.from.newest_snr_db, 10.0);
     object["drift_ppm"] = rounded(sum.from.drift_ppm, 1.0);
     add_bytes(object, sum.message);

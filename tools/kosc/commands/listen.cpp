@@ -19,6 +19,7 @@
 #include "commands/stop_request.h"
 #include "picture/band_meter.h"
 #include "picture/terminal.h"
+#include "text.h"
 
 namespace {
 
@@ -98,9 +99,8 @@ private:
     void say_what_is_heard() const
     {
         if (!meter_.enabled()) {
-            const std::string channels = std::to_string(input_.channels());
-            system_.say("listening on " + device_name_ + ", " + std::to_string(input_.rate()) + " Hz, " + channels +
-                        (channels == "1" ? " channel" : " channels"));
+            system_.say("listening on " + device_name_ + ", " + std::to_string(input_.rate()) + " Hz, " +
+                        kosc_inspect::counted(input_.channels(), "channel"));
         }
     }
 

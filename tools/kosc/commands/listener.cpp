@@ -9,42 +9,30 @@ using namespace kosc_inspect;
 
 namespace {
 
-heard_message message_put_together(const kosc::heard& frame, const std::string& band, uint32_t mode)
-{
-    const combined_report_t& from = *frame.report.combined;
-    const bool both = from.channels == 3U;
-    const std::string_view bytes = frame.bytes();
-    // Alone, every channel counts itself as the first.
-    const uint32_t channel = mode == KOSC_COMBINING_EACH || both ? frame.channel : from.channels >> 1U;
-    return {frame.sample,
-            channel + 1,
-            band,
-            message_bytes(bytes.begin(), bytes.end()),
-            0.0,
-            true,
-            from.newest_snr_db,
-            from.drift_ppm,
-            false,
-            put_together{from.frames, from.hearings, both ? 2U : 1U, from.snr_db, from.seconds}};
-}
-
 heard_message message_of(const kosc::heard& frame, const std::string& band, uint32_t mode)
 {
-    if (frame.report.combined != nullptr) {
-        return message_put_together(frame, band, mode);
-    }
     const frame_quality_t& quality = frame.report.quality;
     const std::string_view bytes = frame.bytes();
-    return {frame.sample,
-            frame.channel + 1,
-            band,
-            message_bytes(bytes.begin(), bytes.end()),
-            frame.report.correlation,
-            quality.attempts != 0,
-            quality.snr_db,
-            quality.drift_ppm,
-            quality.needed,
-            std::nullopt};
+    heard_message message{frame.sample,
+                          frame.channel + 1,
+                          band,
+                          message_bytes(bytes.begin(), bytes.end()),
+                          frame.report.correlation,
+                          quality.attempts != 0,
+                          quality.snr_db,
+                          quality.drift_ppm,
+                          quality.needed,
+                          std::nullopt};
+    if (const combined_report_t* const from = frame.report.combined) {
+        // Alone, every channel counts itself as the first.
+        const bool one_of_two = mode == KOSC_COMBINING_TOGETHER && microphones_of(*from) == 1;
+        message.channel = one_of_two ? (from->channels >> 1U) + 1 : message.channel;
+        message.measured = true;
+        message.snr_db = from->newest_snr_db;
+        message.drift_ppm = from->drift_ppm;
+        message.combined = *from;
+    }
+    return message;
 }
 
 } // namespace

@@ -18,26 +18,18 @@ struct hearing_options {
     bool crowd = false;   // frames that overlap are all heard; not with `plain`
 };
 
-// From what a message was put together that no frame gave alone.
-struct put_together {
-    uint32_t frames;      // sent; 1 is one that only the search for weak frames finds
-    uint32_t hearings;    // the same, each counted as often as microphones heard it
-    uint32_t microphones; // that heard some of them
-    double snr_db;        // of all together, where a single frame needs about 0
-    double seconds;       // from the first frame's start to that of the newest
-};
-
 struct heard_message {
     int64_t sample;   // where its frame starts, at the modem's rate; below 0 when its first samples are missing
     uint32_t channel; // counted from 1, as people and audio editors do
     std::string band; // as name_of() has it
     message_bytes bytes;
-    double correlation;                   // height of the synchronisation peak, up to 1
-    bool measured;                        // the two figures below are; not without the second look
-    double snr_db;                        // power of a subcarrier over its noise
-    double drift_ppm;                     // received frequencies over sent ones, less 1
-    bool second_look_needed;              // it did not decode at once
-    std::optional<put_together> combined; // the place and the figures above are of the newest frame then
+    double correlation;      // height of the synchronisation peak, up to 1
+    bool measured;           // the two figures below are; not without the second look
+    double snr_db;           // power of a subcarrier over its noise
+    double drift_ppm;        // received frequencies over sent ones, less 1
+    bool second_look_needed; // it did not decode at once
+    // From what it was put together that no frame gave alone; the place and the figures above are of the newest then.
+    std::optional<combined_report_t> combined;
 };
 
 class listener {

@@ -107,7 +107,7 @@ void progress_bar::update(double seconds, std::optional<uint64_t> messages)
         line = as_clock(seconds) + " heard" + line;
     }
     if (messages) {
-        line += ", " + std::to_string(*messages) + (*messages == 1 ? " message" : " messages");
+        line += ", " + kosc_inspect::counted(*messages, "message");
     }
     show(with_bar(total_seconds_ > 0.0 ? std::optional(share) : std::nullopt, line, columns()));
 }

@@ -9,11 +9,11 @@
 #include "text.h"
 #include "transfer/file_name.h"
 
+using kosc_inspect::counted;
+
 namespace {
 
 constexpr size_t MOST_TOLD = 64; // transfers whose progress is known; the library holds no more either
-
-std::string of_messages(uint32_t count) { return std::to_string(count) + (count == 1 ? " message" : " messages"); }
 
 } // namespace
 
@@ -79,7 +79,7 @@ void collector::note(const heard_message& message, const kosc_transfer_event_t& 
 
 collector::verdict collector::refuse(const kosc_transfer_event_t& event, const std::string& why) const
 {
-    say_("a transfer of " + of_messages(event.needed) + " is refused: " + why);
+    say_("a transfer of " + counted(event.needed, "message") + " is refused: " + why);
     return verdict::TAKEN;
 }
 
@@ -145,11 +145,10 @@ std::vector<unfinished> collector::rest() const
 void collector::say_what_is_missing() const
 {
     for (const unfinished& each : rest()) {
-        say_("a transfer is not whole: " + std::to_string(each.held) + " of " + of_messages(each.needed));
+        say_("a transfer is not whole: " + std::to_string(each.held) + " of " + counted(each.needed, "message"));
     }
     if (left_out_ != 0) {
-        say_("left out, because not sealed: " + std::to_string(left_out_) +
-             (left_out_ == 1 ? " plain message" : " plain messages"));
+        say_("left out, because not sealed: " + counted(left_out_, "plain message"));
     }
 }
 
