@@ -25,8 +25,6 @@ public:
     // The recording has ended.
     inspection finish();
 
-    const spectrum_meter& spectrum(uint32_t channel) const { return channels_[channel].spectrum; }
-
 private:
     struct channel_state {
         spectrum_meter spectrum;

@@ -9,7 +9,6 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <stdexcept>
 

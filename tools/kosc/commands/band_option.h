@@ -2,8 +2,6 @@
 #ifndef KOSC_TOOL_BAND_OPTION_H
 #define KOSC_TOOL_BAND_OPTION_H
 
-#include <string>
-
 #include "audio/sound_bands.h"
 
 namespace CLI {

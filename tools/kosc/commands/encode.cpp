@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 

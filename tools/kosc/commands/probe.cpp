@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include "audio/audio_file.h"

@@ -7,7 +7,6 @@
 #ifndef KOSC_TOOL_PROBE_H
 #define KOSC_TOOL_PROBE_H
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

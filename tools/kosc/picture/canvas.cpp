@@ -2,6 +2,7 @@
 
 #include <cairo-svg.h>
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 #include <stdexcept>
@@ -13,7 +14,6 @@
 namespace {
 
 constexpr double SMALL = 11.0, TITLE = 13.0;
-constexpr double SCALE = 1.0; // of PNG pixels
 
 // About five ticks at 1, 2 or 5 times a power of ten.
 double tick_step(double range)
@@ -39,14 +39,11 @@ bool is_png(const std::string& path) { return ending_of(path) == ".png"; }
 
 canvas::canvas(const std::string& path, double width, double height)
     : path_(path), vector_(is_svg(path)),
-      surface_(vector_ ? cairo_svg_surface_create_for_stream(append, &bytes_, width, height)
-                       : cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width * SCALE),
-                                                    static_cast<int>(height * SCALE))),
+      surface_(vector_
+                   ? cairo_svg_surface_create_for_stream(append, &bytes_, width, height)
+                   : cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(width), static_cast<int>(height))),
       context_(cairo_create(surface_.get()))
 {
-    if (!vector_) {
-        cairo_scale(context_.get(), SCALE, SCALE);
-    }
     cairo_set_source_rgb(context_.get(), 1, 1, 1);
     cairo_paint(context_.get());
     cairo_select_font_face(context_.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
@@ -141,12 +138,9 @@ void canvas::picture(const panel& place, const std::vector<uint32_t>& pixels, in
     const surface_ptr image{cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows)};
     unsigned char* const data = cairo_image_surface_get_data(image.get());
     const int stride = cairo_image_surface_get_stride(image.get());
-    for (int row = 0; data != nullptr && row < rows; ++row) {
-        auto* const line_of_pixels = reinterpret_cast<uint32_t*>(data + ptrdiff_t{stride} * row); // cairo's layout
-        for (int column = 0; column < columns; ++column) {
-            line_of_pixels[column] =
-                pixels[static_cast<size_t>(row) * static_cast<size_t>(columns) + static_cast<size_t>(column)];
-        }
+    for (int row = 0; data != nullptr && row < rows; ++row) { // in cairo's layout
+        std::copy_n(pixels.begin() + ptrdiff_t{columns} * row, columns,
+                    reinterpret_cast<uint32_t*>(data + ptrdiff_t{stride} * row));
     }
     cairo_surface_mark_dirty(image.get());
     cairo_save(context_.get());

@@ -10,7 +10,7 @@ size_t longest(const std::optional<secret_key>& key) { return KOSC_TRANSFER_MAX_
 
 } // namespace
 
-outgoing::outgoing(message_bytes message) : single_(std::move(message)), size_(single_.size()) {}
+outgoing::outgoing(message_bytes message) : single_(std::move(message)) {}
 
 outgoing::outgoing(payload content, const std::optional<secret_key>& key, uint32_t rounds, uint32_t nonce)
 {
@@ -20,10 +20,10 @@ outgoing::outgoing(payload content, const std::optional<secret_key>& key, uint32
     if (key) {
         content = seal(content, *key, static_cast<uint64_t>(std::time(nullptr)));
     }
-    size_ = content.bytes.size();
-    sender_.reset(kosc_transfer_sender_init(content.bytes.data(), static_cast<uint32_t>(size_), content.kind, nonce));
+    const auto size = static_cast<uint32_t>(content.bytes.size());
+    sender_.reset(kosc_transfer_sender_init(content.bytes.data(), size, content.kind, nonce));
     if (!sender_) {
-        throw std::runtime_error("not enough memory for a transfer of " + std::to_string(size_) + " bytes");
+        throw std::runtime_error("not enough memory for a transfer of " + std::to_string(size) + " bytes");
     }
     count_ = rounds == 0 ? UINT64_MAX / 2 : uint64_t{rounds} * kosc_transfer_round(needed());
 }

@@ -25,8 +25,6 @@ public:
     // Messages that a receiver needs, and that are sent.
     uint32_t needed() const { return sender_ ? kosc_transfer_sender_needed(sender_.get()) : 1; }
     uint64_t count() const { return count_; }
-    // Bytes of the payload.
-    size_t size() const { return size_; }
     // What is sent at the same time in so many bands: in time `slot` the next messages of a transfer, one a band, or
     // one message in all of them. Empty behind the last.
     std::vector<message_bytes> at_once(uint64_t slot, size_t bands) const;
@@ -36,7 +34,6 @@ private:
     message_bytes single_;
     kosc::owner<kosc_transfer_sender, kosc_transfer_sender_free> sender_; // null: a message of its own
     uint64_t count_ = 1;
-    size_t size_;
 };
 
 // A text: a message of its own if it fits into one and is not to be sealed.

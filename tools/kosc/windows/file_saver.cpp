@@ -4,8 +4,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
 #include <filesystem>
 #include <regex>
 #include <stdexcept>
