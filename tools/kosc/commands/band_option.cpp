@@ -1,6 +1,7 @@
 #include "commands/band_option.h"
 
 #include <algorithm>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 
@@ -50,42 +51,36 @@ band_list bands_from(const std::string& text)
     return bands;
 }
 
+CLI::Option* add(CLI::App& command, const std::function<void(const std::string&)>& take, const sound_band& usual,
+                 const char* type, const char* help)
+{
+    return command.add_option_function<std::string>("--band", take, help)->type_name(type)->default_str(name_of(usual));
+}
+
 } // namespace
 
 void add_sending_bands_option(CLI::App& command, band_list& bands)
 {
-    command
-        .add_option_function<std::string>(
-            "--band",
-            [&bands](const std::string& text) {
-                bands = bands_from(text);
-                check_apart(bands);
-            },
-            "a name that kosc info lists, or where the band begins in Hz; several at once with commas between, or "
-            "wide, "
-            "six side by side; the other side must use the same")
-        ->type_name("NAME|HZ,...")
-        ->default_str(name_of(bands.front()));
+    const auto take = [&bands](const std::string& text) {
+        bands = bands_from(text);
+        check_apart(bands);
+    };
+    add(command, take, bands.front(), "NAME|HZ,...",
+        "a name that kosc info lists, or where the band begins in Hz; several at once with commas between, or wide, "
+        "six side by side; the other side must use the same");
 }
 
 CLI::Option* add_band_option(CLI::App& command, sound_band& band)
 {
-    return command
-        .add_option_function<std::string>(
-            "--band", [&band](const std::string& text) { band = band_from(text); },
-            "a name that kosc info lists, or where the band begins in Hz; the other side must use the same")
-        ->type_name("NAME|HZ")
-        ->default_str(name_of(band));
+    return add(
+        command, [&band](const std::string& text) { band = band_from(text); }, band, "NAME|HZ",
+        "a name that kosc info lists, or where the band begins in Hz; the other side must use the same");
 }
 
 void add_bands_option(CLI::App& command, band_list& bands)
 {
-    command
-        .add_option_function<std::string>(
-            "--band", [&bands](const std::string& text) { bands = bands_from(text); },
-            "a name that kosc info lists, or where the band begins in Hz; several with commas between; wide, six side "
-            "by "
-            "side; or all that have a name")
-        ->type_name("NAME|HZ,...")
-        ->default_str(name_of(bands.front()));
+    add(
+        command, [&bands](const std::string& text) { bands = bands_from(text); }, bands.front(), "NAME|HZ,...",
+        "a name that kosc info lists, or where the band begins in Hz; several with commas between; wide, six side by "
+        "side; or all that have a name");
 }
