@@ -151,6 +151,21 @@ bool audio_file::read(std::vector<std::vector<int16_t>>& pcm)
     return frames != 0;
 }
 
+std::vector<std::vector<int16_t>> audio_file::read_all(size_t most, const std::string& too_long)
+{
+    std::vector<std::vector<int16_t>> all(channels()), pcm;
+    while (read(pcm)) {
+        for (size_t i = 0; i < all.size(); ++i) {
+            all[i].insert(all[i].end(), pcm[i].begin(), pcm[i].end());
+        }
+        if (all.front().size() * all.size() > most) {
+            throw std::runtime_error(too_long);
+        }
+    }
+    check_complete();
+    return all;
+}
+
 void audio_file::check_complete(bool quiet) const
 {
     if (sf_error(file_.get()) != SF_ERR_NO_ERROR) {

@@ -39,6 +39,10 @@ public:
     // A 16-bit file at that rate comes through bit by bit, anything beyond full scale is clipped.
     bool read(std::vector<std::vector<int16_t>>& pcm);
 
+    // All of it, one vector a channel. Throws `too_long` when that is more than so many samples, of all channels
+    // together, and like check_complete().
+    std::vector<std::vector<int16_t>> read_all(size_t most, const std::string& too_long);
+
     // Hears every sample before conversion, interleaved, -1 to 1, during read().
     using observer = std::function<void(const float* interleaved, size_t frames)>;
     void observe(observer heard) { heard_ = std::move(heard); }

@@ -62,17 +62,9 @@ trial record_live(const check_options& options, bool verbose)
 pcm_samples read_recording(const std::string& path, const sound_band& band)
 {
     constexpr size_t LONGEST = size_t{60} * kosc::SAMPLE_RATE;
+    constexpr const char* TOO_LONG = ": a recording of the check lasts a minute at most";
     audio_file file(path, {}, {band});
-    pcm_samples recording;
-    for (std::vector<pcm_samples> pcm; file.read(pcm);) {
-        recording.insert(recording.end(), pcm.front().begin(), pcm.front().end());
-        if (recording.size() > LONGEST) {
-            throw std::runtime_error("cannot use " + input_name(path) +
-                                     ": a recording of the check lasts a minute at most");
-        }
-    }
-    file.check_complete();
-    return recording;
+    return file.read_all(LONGEST * file.channels(), "cannot use " + input_name(path) + TOO_LONG).front();
 }
 
 // A level or gain, null where there was nothing but noise.

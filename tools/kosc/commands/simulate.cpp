@@ -17,8 +17,6 @@ namespace {
 
 using kosc_link::FULL_SCALE;
 
-constexpr size_t MOST_SAMPLES = size_t{30} * 60 * kosc::SAMPLE_RATE; // half an hour, over all channels
-
 // "2.7:0.5": an echo 2.7 milliseconds late, half as loud as the direct sound.
 kosc_link::tap parse_echo(const std::string& text)
 {
@@ -48,19 +46,13 @@ kosc_link::sound_path path_of(const simulate_options& options)
 
 std::vector<kosc_link::signal> read_all(const simulate_options& options)
 {
+    constexpr size_t MOST_SAMPLES = size_t{30} * 60 * kosc::SAMPLE_RATE;
+    constexpr const char* TOO_LONG = " is too long: half an hour over all channels is the limit";
     audio_file file(options.input, options.raw, {options.band});
-    std::vector<kosc_link::signal> channels(file.channels());
-    std::vector<std::vector<int16_t>> pcm;
-    while (file.read(pcm)) {
-        for (size_t i = 0; i < channels.size(); ++i) {
-            channels[i].insert(channels[i].end(), pcm[i].begin(), pcm[i].end());
-        }
-        if (channels.front().size() * channels.size() > MOST_SAMPLES) {
-            throw std::runtime_error(input_name(options.input) +
-                                     " is too long: half an hour over all channels is the limit");
-        }
+    std::vector<kosc_link::signal> channels;
+    for (const std::vector<int16_t>& pcm : file.read_all(MOST_SAMPLES, input_name(options.input) + TOO_LONG)) {
+        channels.emplace_back(pcm.begin(), pcm.end());
     }
-    file.check_complete();
     return channels;
 }
 
