@@ -22,6 +22,22 @@ band_signal band_of(const ofdm_cfg& ofdm, const double* samples, size_t count)
     return signal;
 }
 
+band_signal subcarriers_of(const ofdm_cfg& ofdm, const double* window)
+{
+    band_signal spectrum(window, window + ofdm.symbol_len);
+    transform(&spectrum, true);
+    return {spectrum.begin() + ofdm.sc_start_idx, spectrum.begin() + ofdm.sc_start_idx + ofdm.sc_num};
+}
+
+double energy_of(const band_signal& signal, size_t start, size_t count)
+{
+    double sum = 0.0;
+    for (size_t i = start; i < start + count; ++i) {
+        sum += std::norm(signal[i]);
+    }
+    return sum;
+}
+
 std::vector<double> likeness(const band_signal& signal, const band_signal& pattern, size_t length)
 {
     band_signal spectrum = signal, known = pattern;
@@ -30,10 +46,7 @@ std::vector<double> likeness(const band_signal& signal, const band_signal& patte
     for (size_t i = 0; i + 1 < energy.size(); ++i) {
         energy[i + 1] = energy[i] + (i < signal.size() ? std::norm(signal[i]) : 0.0);
     }
-    double known_energy = 0.0;
-    for (const auto& value : known) {
-        known_energy += std::norm(value);
-    }
+    const double known_energy = energy_of(known, 0, known.size());
     transform(&spectrum, true);
     transform(&known, true);
     for (size_t k = 0; k < spectrum.size(); ++k) {

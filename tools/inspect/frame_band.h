@@ -17,6 +17,12 @@ using kosc_link::transform;
 // The analytic signal of `count` samples between the lowest and the highest subcarrier; BAND_SAMPLES long.
 band_signal band_of(const ofdm_cfg& ofdm, const double* samples, size_t count);
 
+// The subcarriers in the FFT window that begins with that sample.
+band_signal subcarriers_of(const ofdm_cfg& ofdm, const double* window);
+
+// Energy of `count` samples from `start` on.
+double energy_of(const band_signal& signal, size_t start, size_t count);
+
 // Share of the energy at each place that a pattern of so many samples explains there: magnitudes from 0 to 1.
 std::vector<double> likeness(const band_signal& signal, const band_signal& pattern, size_t length);
 

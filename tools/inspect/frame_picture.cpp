@@ -4,8 +4,9 @@
 #include <cmath>
 
 #include "channels.h"
+#include "frame_band.h"
 #include "kosc/kosc.hpp"
-#include "transform.h"
+#include "power_spectrum.h"
 
 namespace kosc_inspect {
 namespace {
@@ -13,14 +14,6 @@ namespace {
 using complex = std::complex<double>;
 using complexes = kosc_link::complex_signal;
 using kosc_link::doubles;
-
-// The subcarriers of one symbol.
-complexes demodulate(const ofdm_cfg& ofdm, const double* samples)
-{
-    complexes spectrum(samples, samples + ofdm.symbol_len);
-    kosc_link::transform(&spectrum, true);
-    return {spectrum.begin() + ofdm.sc_start_idx, spectrum.begin() + ofdm.sc_start_idx + ofdm.sc_num};
-}
 
 // The mean channel of the pilots, each turned to the first's phase.
 complexes pilots_response(const soundcomm_paras_t& paras, const std::vector<double>& samples, uint32_t early)
@@ -33,9 +26,9 @@ complexes pilots_response(const soundcomm_paras_t& paras, const std::vector<doub
             continue;
         }
         const pilot_t& pilot = first.empty() ? paras.sync_pilot : paras.estimating_pilot;
-        const complexes sent = demodulate(ofdm, pilot.reference);
+        const complexes sent = subcarriers_of(ofdm, pilot.reference);
         const size_t place = size_t{i} * (ofdm.symbol_len + ofdm.cp_len) + ofdm.cp_len - paras.cfg.fade_cfg.len;
-        complexes response = demodulate(ofdm, samples.data() + place - early);
+        complexes response = subcarriers_of(ofdm, samples.data() + place - early);
         complex turn = 0.0;
         for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
             response[k] *= std::conj(sent[k]) / std::max(std::norm(sent[k]), 1e-30);
@@ -65,7 +58,7 @@ std::vector<double> gains_db(const complexes& response, double mean_power)
     constexpr double NO_GAIN_DB = -60.0;
     std::vector<double> gains;
     for (const complex& value : response) {
-        gains.push_back(std::max(10.0 * std::log10(std::max(std::norm(value) / mean_power, 1e-30)), NO_GAIN_DB));
+        gains.push_back(std::max(to_db(std::norm(value) / mean_power), NO_GAIN_DB));
     }
     return gains;
 }

@@ -31,22 +31,8 @@ struct frame_view {
         return is_pilot_index(paras.cfg.pilot_cfg.data_pilot_rate, static_cast<uint32_t>(symbol));
     }
     uint32_t pilots_apart() const { return (paras.cfg.pilot_cfg.data_pilot_rate + 1) * step; }
-    double energy(size_t start, size_t count) const // of the band
-    {
-        double sum = 0.0;
-        for (size_t i = start; i < start + count; ++i) {
-            sum += std::norm(band[i]);
-        }
-        return sum;
-    }
+    double energy(size_t start, size_t count) const { return energy_of(band, start, count); }
 };
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 void measure_levels(const frame_view& frame, frame_traits* traits)
 {
@@ -196,13 +182,9 @@ void find_second_sender(const frame_view& frame, const std::vector<pilot_place>&
     }
 }
 
-// What the FFT window of a symbol holds; the band's subcarriers lie in it from sc_start_idx on.
 band_signal spectrum_of(const frame_view& frame, uint32_t symbol)
 {
-    const double* const first = frame.samples + frame.reference(symbol);
-    band_signal spectrum(first, first + frame.paras.cfg.ofdm_cfg.symbol_len);
-    transform(&spectrum, true);
-    return spectrum;
+    return subcarriers_of(frame.paras.cfg.ofdm_cfg, frame.samples + frame.reference(symbol));
 }
 
 // Symbols whose subcarriers' amplitudes are far from those of most symbols. Noise and echoes meet all alike.
@@ -210,7 +192,6 @@ size_t count_uneven(const frame_view& frame)
 {
     constexpr double FAR = 5.0;    // times the median distance, in power
     constexpr double LEAST = 0.03; // of the power
-    const ofdm_cfg& ofdm = frame.paras.cfg.ofdm_cfg;
     const uint32_t symbols = frame.paras.frame.symbols;
     std::vector<band_signal> spectra;
     for (uint32_t i = 0; i < symbols; ++i) {
@@ -218,7 +199,7 @@ size_t count_uneven(const frame_view& frame)
     }
     std::vector<double> distances(symbols);
     double power = 0.0;
-    for (uint32_t k = ofdm.sc_start_idx; k < ofdm.sc_start_idx + ofdm.sc_num; ++k) {
+    for (uint32_t k = 0; k < frame.paras.cfg.ofdm_cfg.sc_num; ++k) {
         std::vector<double> amplitudes;
         for (const band_signal& spectrum : spectra) {
             amplitudes.push_back(std::abs(spectrum[k]));
@@ -245,23 +226,16 @@ std::optional<double> end_of_band(const frame_view& frame, double uneven_db)
     for (uint32_t i = 0; i < frame.paras.frame.symbols; ++i) {
         const band_signal symbol = spectrum_of(frame, i);
         for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
-            levels[k] += to_db(std::norm(symbol[ofdm.sc_start_idx + k])) / frame.paras.frame.symbols;
+            levels[k] += to_db(std::norm(symbol[k])) / frame.paras.frame.symbols;
         }
     }
-    const auto mean = [&](uint32_t begin, uint32_t end) {
-        double sum = 0.0;
-        for (uint32_t k = begin; k < end; ++k) {
-            sum += levels[k];
-        }
-        return sum / (end - begin);
-    };
     double deepest = CLIFF_DB;
     std::optional<double> edge;
     for (uint32_t k = EDGE; k + SLOPE + EDGE <= ofdm.sc_num; ++k) {
-        const double drop = mean(k - EDGE, k) - mean(k + SLOPE, k + SLOPE + EDGE);
+        const double drop = mean(levels, k - EDGE, k) - mean(levels, k + SLOPE, k + SLOPE + EDGE);
         const bool even = std::all_of(levels.begin(), levels.begin() + k - SLOPE,
-                                      [&](double level) { return std::fabs(level - mean(0, k)) < uneven_db; });
-        if (drop > deepest && even && mean(0, k) - mean(k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
+                                      [&](double level) { return std::fabs(level - mean(levels, 0, k)) < uneven_db; });
+        if (drop > deepest && even && mean(levels, 0, k) - mean(levels, k + SLOPE, ofdm.sc_num) > CLIFF_DB) {
             deepest = drop;
             edge = frame.hz(k);
         }

@@ -59,10 +59,7 @@ kosc_link::signal loudest_part(const samples& in, const sound_band& band)
     double loudest = -1.0;
     for (size_t start = 0; start < all.size(); start += STEP) {
         const size_t count = std::min<size_t>(all.size() - start, BAND_SAMPLES);
-        double power = 0.0;
-        for (const auto& value : band_of(ofdm, all.data() + start, count)) {
-            power += std::norm(value);
-        }
+        const double power = energy_of(band_of(ofdm, all.data() + start, count), 0, BAND_SAMPLES);
         if (power > loudest) {
             loudest = power;
             loudest_start = start;

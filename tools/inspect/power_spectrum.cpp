@@ -26,6 +26,20 @@ const std::vector<double>& hann_window()
 
 } // namespace
 
+double mean(const std::vector<double>& values, size_t first, size_t last)
+{
+    return std::accumulate(values.begin() + static_cast<ptrdiff_t>(first),
+                           values.begin() + static_cast<ptrdiff_t>(last), 0.0) /
+           static_cast<double>(last - first);
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 double to_db(double power) { return power > 0.0 ? std::max(10.0 * std::log10(power), SILENCE_DB) : SILENCE_DB; }
 
 spectrum_bins power_spectrum(const double* samples)

@@ -27,6 +27,12 @@ double power_between(const spectrum_bins& bins, double low, double high, double 
 // The same at the modem's rate, in dB.
 double level_db(const spectrum_bins& bins, double low, double high);
 
+// Mean of the values from `first` up to `last`, which is not among them.
+double mean(const std::vector<double>& values, size_t first, size_t last);
+
+// The middle value; the greater one of two.
+double median(std::vector<double> values);
+
 // 10 log10 of `power`, at least SILENCE_DB.
 double to_db(double power);
 

@@ -12,13 +12,6 @@ namespace {
 // Rounding to 16 bits leaves white noise of a twelfth of a step squared; a full-scale sine has half a square.
 const double ROUNDING_DB = 10.0 * std::log10(2.0 / 12.0 / kosc_link::FULL_SCALE / kosc_link::FULL_SCALE);
 
-double mean(const std::vector<double>& values, size_t first, size_t last)
-{
-    return std::accumulate(values.begin() + static_cast<ptrdiff_t>(first),
-                           values.begin() + static_cast<ptrdiff_t>(last), 0.0) /
-           static_cast<double>(last - first);
-}
-
 } // namespace
 
 spectrum_meter::spectrum_meter(double sample_rate, uint32_t hop, const sound_band& band)
@@ -118,10 +111,8 @@ std::optional<double> steady_tone(const std::vector<double>& typical_levels, dou
     const auto begin = typical_levels.begin() + static_cast<ptrdiff_t>(band.low_hz / width);
     const auto end = typical_levels.begin() + std::min(static_cast<ptrdiff_t>(band.high_hz / width) + 1,
                                                        static_cast<ptrdiff_t>(typical_levels.size()));
-    std::vector<double> sorted(begin, end);
-    std::nth_element(sorted.begin(), sorted.begin() + static_cast<ptrdiff_t>(sorted.size() / 2), sorted.end());
     const auto peak = std::max_element(begin, end);
-    return *peak > sorted[sorted.size() / 2] + STANDS_OUT
+    return *peak > median({begin, end}) + STANDS_OUT
                ? std::optional(static_cast<double>(peak - typical_levels.begin()) * width)
                : std::nullopt;
 }

@@ -122,11 +122,7 @@ found_sweeps find_sweeps(const signal& recording)
     constexpr ptrdiff_t REACH = RATE / 5;
     const auto distance = static_cast<ptrdiff_t>(SWEEP_DISTANCE);
     const signal values = correlation(recording);
-    double power = 0.0;
-    for (const double value : values) {
-        power += value * value;
-    }
-    const double deviation = std::sqrt(power / static_cast<double>(std::max<size_t>(values.size(), 1)));
+    const double deviation = std::sqrt(kosc_link::mean_power(values, 0, values.size()));
     const auto size = static_cast<ptrdiff_t>(values.size());
     const std::optional<ptrdiff_t> strongest = peak_near(values, size / 2, size, DEVIATIONS * deviation);
     if (!strongest) {
@@ -265,8 +261,7 @@ void measure_levels(const signal& recording, ptrdiff_t probe_start, probe_report
     const auto [room_before, room_after] = quiet_levels(recording, probe_start, ROOM_LOW, ROOM_HIGH);
     constexpr double ROOM_TO_TELL_DB = -85.0;
     const double room_quiet = std::min(room_before, room_after);
-    std::nth_element(room.begin(), room.begin() + PROBE_FRAMES / 2, room.end());
-    report.hush_db = room_quiet > ROOM_TO_TELL_DB ? room_quiet - room[PROBE_FRAMES / 2] : 0.0;
+    report.hush_db = room_quiet > ROOM_TO_TELL_DB ? room_quiet - median(room) : 0.0;
 }
 
 uint64_t count_clipped(const signal& samples)
