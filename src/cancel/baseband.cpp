@@ -70,6 +70,9 @@ bool init_baseband(const soundcomm_paras_t& paras, baseband* b)
     return length % b->decimation == 0 && b->frame_len + LEAD + ofdm.cp_len / b->decimation <= BLOCK_LEN;
 }
 
+// out(m) = sum over n of low(n - m*D) * x(n) * exp(-i*w*n), with n and m counted from the frame's start, D the
+// decimation and w the band's middle: the taps hold low(l)*exp(-i*w*l), the phasors exp(-i*w*D*m). Source: Crochiere
+// and Rabiner 1983, "Multirate digital signal processing".
 void mix_down(const baseband& b, const frame_surroundings& samples, uint32_t count, double* phasors, double* out,
               double* present)
 {
@@ -95,6 +98,7 @@ void mix_down(const baseband& b, const frame_surroundings& samples, uint32_t cou
     }
 }
 
+// x(n) = 2*D * Re(sum over m of values(m) * low(n - m*D) * exp(i*w*n)).
 void mix_up(const baseband& b, uint32_t count, double* phasors, double* values, double* out)
 {
     carrier(b, count, 1.0, phasors);

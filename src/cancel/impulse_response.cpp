@@ -29,7 +29,7 @@ void weigh(const response_model& m, double* data)
     }
 }
 
-// out = P'S'W S P in, with the frame's convolution S, the weights W and the root of the prior P.
+// out = (P'S'W S P + noise) in, with the frame's convolution S, the weights W and the root of the prior P.
 void normal_product(uint32_t delays, const double* in, double noise, response_model* m, double* out)
 {
     double* const work = m->modelled;
@@ -90,6 +90,8 @@ void match_frame(uint32_t delays, response_model* m)
     std::copy_n(m->modelled, size_t{2} * delays, m->matched);
 }
 
+// The matched filter's output S'W y is `energy` * h, with noise of variance noise * energy, as far as the frame does
+// not resemble itself at other delays: |S'W y|^2 / energy^2 - noise / energy is a tap's power.
 void start_prior(uint32_t delays, double energy, double noise, response_model* m)
 {
     const double floor = noise / energy; // of a tap, by noise alone
@@ -100,7 +102,8 @@ void start_prior(uint32_t delays, double energy, double noise, response_model* m
 }
 
 // The expectation of a tap's power is its estimate's power and the variance that the estimate leaves: a round of
-// expectation maximisation. Source: Tipping 2001, "Sparse Bayesian learning and the relevance vector machine".
+// expectation maximisation. With the prior's power p and the noise v = noise / energy of one tap's measurement that
+// variance is p*v / (p + v). Source: Tipping 2001, "Sparse Bayesian learning and the relevance vector machine".
 void renew_prior(uint32_t delays, double energy, double noise, response_model* m)
 {
     const double floor = noise / energy;
@@ -111,6 +114,7 @@ void renew_prior(uint32_t delays, double energy, double noise, response_model* m
     }
 }
 
+// The most probable h minimises sum of W*|y - S h|^2 / noise + sum of |h|^2 / P^2, under normal noise and taps.
 // With h = P*g the most probable g solves (P'S'W S P + noise) g = P'S'W y; by conjugate gradients.
 // Source: Hestenes and Stiefel 1952, "Methods of conjugate gradients for solving linear systems".
 void solve_response(uint32_t delays, double noise, uint32_t most_steps, response_model* m)

@@ -103,6 +103,8 @@ left_over compare_symbols(const soundcomm_paras_t& paras, const double* samples,
         add_turned(own, inner_product(own, joint, sc_num), sc_num, joint);
     }
     const double joint_energy = inner_product(joint, joint, sc_num).re;
+    // Noise of mean power `floor` has symbol_len^2 * floor of energy in the transform (Parseval), in the bins that the
+    // filter passes and their mirror.
     const double noise = floor * ofdm.symbol_len * ofdm.symbol_len / (2.0 * (sc_num + FILTER_GUARD));
     left_over found = left_over::NOTHING;
     double least = INFINITY; // of all symbols but the first, before which nothing was sent

@@ -49,6 +49,8 @@ void keep_band(uint32_t edge, double* spectrum)
 
 } // namespace
 
+// h = inverse transform of Y*conj(S) / (|S|^2 + damping), with the damping as much of the mean |S|^2 in the band as
+// noise has of what was received; then Wiener's weights on the taps, whose noise shows at the delays that are left out.
 // Inverse transforms are forward ones between two conjugations.
 bool is_explained(uint32_t delays, uint32_t count, uint32_t symbol_len, double floor, double* first, double* second,
                   response_model* m)

@@ -52,7 +52,8 @@ kom_complex inner_product(const double* a, const double* b)
     return sum;
 }
 
-// How far the phase moves from a symbol to the next, by all neighbouring data symbols.
+// How far the phase moves from a symbol to the next, by all neighbouring data symbols: arg(sum of <c(i + 1), c(i)>).
+// Source: Lank, Reed and Pollon 1973, "A semicoherent detection and Doppler estimation statistic".
 double mean_step(const soundcomm_paras_t& paras, const clock_scratch& scratch)
 {
     kom_complex sum = {0.0, 0.0};
@@ -126,7 +127,9 @@ parabola fit_phases(const soundcomm_paras_t& paras, clock_scratch* scratch)
 } // namespace
 
 // A clock that is wrong by a small rate turns the band's middle by rate * middle a sample; that is what phases show
-// first, long before the symbols' times do.
+// first, long before the symbols' times do. With t in symbols, of `symbol` samples each, phase(t) = constant +
+// slope*t + curve*t^2 says that the rate is wrong by (slope + 2*curve*t) / (middle*symbol), and its change by
+// 2*curve / (middle*symbol^2).
 double refine_clock(const soundcomm_paras_t& paras, const baseband& b, const double* resent, const double* received,
                     clock_scratch* scratch, frame_clock* clock)
 {
