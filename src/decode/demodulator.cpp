@@ -61,6 +61,9 @@ bool demodulate(const soundcomm_paras_t& paras, const double* frame, decode_cont
     return true;
 }
 
+// Least squares, H(k) = received(k) / sent(k): one pilot's noise is the estimate's. A window that begins d samples
+// early turns value k by exp(-j*2*pi*k*d/symbol_len), of pilots and data alike, and that goes with the division by H.
+// Source: van de Beek, Edfors, Sandell, Wilson and Borjesson 1995, "On channel estimation in OFDM systems".
 bool estimate_channel(const soundcomm_paras_t& paras, decode_content_t* content)
 {
     for (uint32_t i = 0; i < paras.frame.pilot_symbols; ++i) {
@@ -71,6 +74,7 @@ bool estimate_channel(const soundcomm_paras_t& paras, decode_content_t* content)
     return true;
 }
 
+// Zero forcing. Without DFT spreading the signs, which are all that hard decisions take, depend on no |H|.
 bool equalise(const soundcomm_paras_t& paras, decode_content_t* content)
 {
     for (uint32_t i = 0; i < paras.frame.data_symbols; ++i) {

@@ -18,7 +18,9 @@ constexpr int INVERSE_ITERATIONS = 3;
 
 using smoother_ptr = owned<channel_smoother_t, channel_smoother_free>;
 
-// Slepian's tridiagonal matrix, which shares its eigenvectors with the correlation but has well separated eigenvalues.
+// Slepian's tridiagonal matrix T, which commutes with the correlation sinc((k - l)*width) and so shares its
+// eigenvectors. The correlation's eigenvalues crowd near 1/width and near 0; those of T are well apart:
+//     T(i, i) = ((n - 1)/2 - i)^2 * cos(pi*width),  T(i - 1, i) = i*(n - i)/2.
 struct tridiagonal {
     uint32_t n;
     double cosine; // of pi times the spread's share of the symbol
@@ -30,7 +32,8 @@ struct tridiagonal {
     }
     double beside(uint32_t i) const { return 0.5 * i * (static_cast<double>(n) - i); } // between i - 1 and i
 
-    // How many eigenvalues lie above x: Sturm's sequence.
+    // How many eigenvalues lie above x: as many as pivots of T - x*I are positive (Sylvester's law of inertia; Sturm's
+    // sequence). Source: Wilkinson 1965, "The algebraic eigenvalue problem".
     uint32_t count_above(double x) const
     {
         uint32_t count = 0;
@@ -92,6 +95,8 @@ void normalise(double* v, uint32_t n)
     }
 }
 
+// The eigenvector with `rank` greater eigenvalues by inverse iteration: each step with (T - shift*I)^-1 raises it over
+// the others by their eigenvalues' distances from the shift over its own. Source: likewise.
 void find_sequence(const tridiagonal& matrix, uint32_t rank, double* v, double* pivots)
 {
     const double shift = matrix.eigenvalue(rank);
@@ -127,7 +132,8 @@ bool are_orthonormal(const channel_smoother_t& s)
 
 double sinc(double x) { return x == 0.0 ? 1.0 : std::sin(PI * x) / (PI * x); }
 
-// Power of a unit response along the sequence v.
+// Power of a unit response along the sequence v: v'Rv with the correlation R(i, k) = sinc((i - k)*width), summed lag by
+// lag. For an eigenvector that is its eigenvalue.
 double share_of(const double* v, uint32_t n, double width)
 {
     double sum = 0.0;
@@ -206,6 +212,8 @@ void channel_smoother_analyse(const channel_smoother_t* smoother, const double* 
     }
 }
 
+// The linear minimum-mean-square estimate: along orthonormal sequences the coefficients are uncorrelated, with powers
+// share(r), and each has the noise of one subcarrier, so that each is weighed by share / (share + noise).
 void channel_smoother_synthesise(const channel_smoother_t* smoother, const double* coefficients, double noise_ratio,
                                  double* response)
 {

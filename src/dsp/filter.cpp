@@ -16,10 +16,17 @@ using filter_ptr = owned<butterworth_bandpass, free_butterworth_bandpass>;
 // Far above any order that direct form II can run; keeps 2n + 1 and the work arrays countable.
 constexpr uint32_t MAX_ORDER = 1 << 16;
 
-// Angle of the low-pass prototype's pole k.
+// Angle a of the low-pass prototype's pole k, -sin(a) + i*cos(a).
 double pole_angle(uint32_t n, uint32_t k) { return PI * (2.0 * k + 1.0) / (2.0 * n); }
 
 // The factors 1 + linear/z + quadratic/z^2 of the denominator, one a prototype pole.
+//
+// The bilinear transform and the step from low-pass to band-pass put
+//     s = cot(theta) * (1 - 2*cp/ct/z + 1/z^2) / (1 - 1/z^2)
+// in the prototype's place of s, with theta = pi*(f2 - f1)/2, cp = cos(pi*(f1 + f2)/2), ct = cos(theta) and st =
+// sin(theta). A pole p then leaves (ct - p*st) - 2*cp/z + (ct + p*st)/z^2, here over its first coefficient, the square
+// of whose magnitude is d.
+// Source: Constantinides 1970, "Spectral transformations for digital filters".
 void make_factors(uint32_t n, double f1, double f2, double* linear, double* quadratic)
 {
     const double cp = std::cos(PI * (f2 + f1) / 2.0);
@@ -86,7 +93,8 @@ double* design_numerator(uint32_t n)
     return b;
 }
 
-// What makes the gain 1 at the centre of the band.
+// What makes the gain 1 at the centre of the band: 1 over the product of cot(theta) - p over all poles, since the
+// numerator is to be divided by what the denominator's factors were.
 double gain_factor(uint32_t n, double f1, double f2)
 {
     const double g = 1.0 / std::tan(PI * (f2 - f1) / 2.0);

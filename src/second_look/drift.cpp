@@ -89,8 +89,10 @@ void sum_blocks(const drift_search_t& s, const double* frame, int64_t first_samp
     }
 }
 
-// response = sum over the blocks from `first` on, each with its phase moved by its distance at the frequencies of
-// `rate`; phases count from the middle of those blocks. Horner's scheme, the last block first.
+// response(k) = sum over b of B(first + b, k) * exp(-j*w(k)*(1 + rate)*BLOCK_LEN*(b - (blocks - 1)/2)), with the block
+// sums B at the nominal frequencies w(k): phases count from the middle of those blocks. Horner's scheme, the last block
+// first. Within a block the nominal frequency stands for the true one: at the highest rate its phase is wrong by 0.2
+// radians at the block's ends, which costs less than a tenth of a decibel.
 void join_blocks(const drift_search_t& s, uint32_t first, double rate)
 {
     const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
@@ -109,7 +111,8 @@ void join_blocks(const drift_search_t& s, uint32_t first, double rate)
     rotate(low * to_middle, step * to_middle, ofdm.sc_num, s.response);
 }
 
-// Channel coefficients of pilot `p`, symbol `index` of the frame, at every coarse rate.
+// Channel coefficients of pilot `p`, symbol `index` of the frame, at every coarse rate: received(k) * conj(sent(k))
+// along the smoother's sequences, demodulated as transform_symbols() does, but from the blocks nearest to the window.
 void measure_pilot(const drift_search_t& s, const double* frame, uint32_t p, uint32_t index)
 {
     const ofdm_cfg& ofdm = s.paras->cfg.ofdm_cfg;
@@ -190,6 +193,8 @@ double middle_rate(const drift_search_t& s, const drift_t& d)
     return make_clock(*s.paras, d.rate, d.rate_change).rate_at(s.paras->frame.frame_length / 2.0);
 }
 
+// The inverse of middle_rate(): rate = middle - rate_change * (frame_length/2 - anchor), with the anchor of `middle`,
+// which lies by so little from that of the rate that less than 1 ppm comes of it.
 drift_t with_middle_rate(const drift_search_t& s, double middle, double rate_change)
 {
     const double distance =
@@ -228,7 +233,7 @@ uint32_t insert(const drift_search_t& s, const drift_t& d, drift_t* found, uint3
     return count;
 }
 
-// Climbs to the maximum next to `d` along one axis after the other, with steps that halve.
+// Coordinate ascent: climbs to the maximum next to `d` along one axis after the other, with steps that halve.
 void refine(const drift_search_t& s, drift_t* d)
 {
     double rate_step = FINE_STEP / 2;
@@ -339,6 +344,8 @@ drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t
         measure_pilots(frames[n].search, frames[n].samples, static_cast<uint32_t>(std::floor(coarse(rate - outer))),
                        static_cast<uint32_t>(std::ceil(coarse(rate + outer))));
     }
+    // Re(C * exp(-j*turn)), with C the prefixes' correlation and `turn` by how much the rate turns the band's middle
+    // from a prefix to the end that it repeats, symbol_len samples on.
     const auto prefixes_for = [&](double middle) {
         const ofdm_cfg& ofdm = frames[0].search->paras->cfg.ofdm_cfg;
         const double turn =

@@ -145,6 +145,12 @@ void take_frame(const double* frame, frame_channel* channel)
     }
 }
 
+// With the time tau(n) at which received sample n was sent, a subcarrier k is exp(j*unit*k*(tau(n) - start)) in the
+// window of a symbol that was sent from `start` on, with unit = 2*pi/symbol_len. Around the middle m of the window
+// tau(n) = tau(m) + (1 + rate(m))*(n - m), so that
+//     received(k) = exp(j*unit*k*(start - tau(m))) * sum of x(n)*exp(-j*unit*k*(1 + rate(m))*(n - m)):
+// the window is moved to whole samples, the rest of its shift is the phase in front. A rate that changes is taken as
+// constant within the symbol.
 void transform_symbols(const frame_clock& clock, frame_channel* channel)
 {
     const soundcomm_paras_t& paras = *channel->paras;
@@ -167,6 +173,7 @@ void transform_symbols(const frame_clock& clock, frame_channel* channel)
     }
 }
 
+// The pilots have no phases against each other: the drift was chosen so that they add up.
 channel_estimate estimate_by_pilots(const double* sent, frame_channel* channel)
 {
     for (uint32_t i = 0; i < channel->paras->frame.symbols; ++i) {
@@ -187,6 +194,8 @@ channel_estimate estimate_by_all(const double* sent, frame_channel* channel)
     return channel->weighted ? join_weighted(false, channel) : join_symbols(false, channel);
 }
 
+// sqrt(sum |y - x|^2 / sum |x|^2) over the data cells, with y what was received and x = exp(j*phase(i))*h(k)*sent(i,
+// k). h is the mean over the joined symbols, whose noise is by their number less than that of one.
 double error_vector_magnitude(const double* sent, const channel_estimate& estimate, frame_channel* channel)
 {
     const soundcomm_paras_t& paras = *channel->paras;

@@ -27,6 +27,7 @@ soft_bits demodulate(const frame_clock& clock, const channel_estimate& estimate,
     return {look->llr, QPSK_BITS * look->paras->frame.re_num, estimate, clock};
 }
 
+// The error vector magnitude, against what was received without noise, is 1 / sqrt(SNR).
 void describe(const channel_estimate& estimate, frame_quality_t* quality)
 {
     constexpr double DB = 10.0;
@@ -34,8 +35,9 @@ void describe(const channel_estimate& estimate, frame_quality_t* quality)
     quality->evm = std::sqrt(estimate.noise / estimate.signal);
 }
 
-// All decodings under one drift: first with the channel of the pilots, then with that of all
-// symbols, as the bits decoded before would have been sent. The last one, whose CRCs match unless all have failed.
+// All decodings under one drift: first with the channel of the pilots, then with that of all symbols, as the bits
+// decoded before would have been sent: decision-directed estimation, with the decoder's decisions. The last decoding,
+// whose CRCs match unless all have failed. Source: Proakis 2001, "Digital communications", chapter 10.
 decoded_block decode_under(const frame_clock& clock, second_look_t* look, frame_quality_t* quality)
 {
     const uint32_t steps = look->decoder.step_num;

@@ -8,8 +8,9 @@
 namespace kosc {
 namespace {
 
-// Mean coefficients of the joined symbols, without those of symbol `i` where it is left out, rotated to the phase of
-// symbol `i`. `own` is the weight with which that is taken out, 0 where it stays.
+// Mean coefficients of the joined symbols: (joint - own * c(i) * exp(-j*phase(i))) / others, where `others` is the sum
+// of the weights that stay and `own` the weight with which symbol `i` is taken out, 0 where it stays. A channel that
+// holds a symbol's own measurement, received * conj(decided), would lean towards what was decided before.
 void mean_of_others(const frame_channel& channel, uint32_t i, double others, double own, double* mean)
 {
     const kom_complex back = {own * std::cos(channel.phases[i]), -own * std::sin(channel.phases[i])};
@@ -27,7 +28,9 @@ struct weighing {
     bool by_symbol; // and symbols of more noise than that count less
 };
 
-// Values of data symbol `i` under the response in the scratch row, with the PAPR reduction undone.
+// Values of data symbol `i` under the response h in the scratch row: received * conj(h) * exp(-j*phase(i)), and for an
+// equaliser over |h|^2 + noise, the Wiener filter of one subcarrier with values of unit power. Then the PAPR reduction
+// is undone.
 void demap_symbol(const frame_channel& channel, uint32_t i, const weighing& w, double* out)
 {
     const soundcomm_paras_t& paras = *channel.paras;
@@ -62,7 +65,7 @@ void demap_symbols(const channel_estimate& estimate, const weighing& w, bool lea
         if (!is_pilot(paras, i)) {
             const double own = channel->weighted ? channel->weights[i] : 1.0;
             const double others = estimate.symbols - (leave_out ? own : 0.0);
-            const double noise_ratio = estimate.noise / (estimate.signal * others);
+            const double noise_ratio = estimate.noise / (estimate.signal * others); // of a mean of so many
             mean_of_others(*channel, i, others, leave_out ? own : 0.0, mean);
             channel_smoother_synthesise(channel->smoother, mean, noise_ratio, channel->response);
             demap_symbol(*channel, i, w, out);

@@ -32,6 +32,10 @@ double own_noise(const frame_channel& channel, uint32_t i, double energy)
 
 } // namespace
 
+// The sum s of coefficients with weights w(i) = v/v(i), where v(i) is the noise of symbol i and v that of weight 1,
+// holds v * sum w of noise a coefficient, so that
+//     signal = (|s|^2 / (sum w)^2 - rank * v / sum w) / sc_num.
+//
 // Maximum-ratio weights, 1/noise, cut to 1 where the noise is much like the least: measured on few degrees of freedom
 // it scatters, and weights that follow that lose more than they gain.
 // Source: Brennan 1959, "Linear diversity combining techniques".
@@ -80,6 +84,8 @@ channel_estimate join_weighted(bool pilots_only, frame_channel* channel)
     return {sum, std::max(explained / sc_num, LEAST_SIGNAL * energy / cells), noise};
 }
 
+// What was received of a subcarrier has the power |h|^2 + v(i), with the response h and the symbol's noise v(i), which
+// the mean of |received|^2 - |h|^2 over the subcarriers therefore measures.
 double decision_weight(const frame_channel& channel, uint32_t i, double noise, bool leave_out)
 {
     const soundcomm_paras_t& paras = *channel.paras;

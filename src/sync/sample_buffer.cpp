@@ -44,7 +44,10 @@ bool make_histories(data_container* c)
 }
 
 // The matched filter's pattern: the pilot, filtered as received samples are and scaled to unit norm; null when it has
-// no energy or no memory.
+// no energy or no memory. The filter delays both alike, so that the peak lies where the pilot ends. With unit norm the
+// correlation |sum of y*p| / sqrt(E) is at most 1 (Cauchy and Schwarz), but for the one sample that E lacks.
+// Source: North 1943, "An analysis of the factors which determine signal/noise discrimination in pulsed-carrier
+// systems".
 double* filter_pilot(butterworth_bandpass* filter, const double* pilot, uint32_t corr_len)
 {
     block_ptr<double> filtered{alloc_zeroed<double>(corr_len)};

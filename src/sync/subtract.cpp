@@ -37,7 +37,8 @@ bool has_settled(const double (&delays)[MAX_DELAYS])
     return std::all_of(delays, delays + MAX_DELAYS, [](double w) { return std::fabs(w) < NEGLIGIBLE; });
 }
 
-// Energies from position `first` up to `end`; that of the newest corr_len - 1 filtered samples at each.
+// Energies from position `first` up to `end`; that of the newest corr_len - 1 filtered samples at each. By recursion,
+// E(n) = E(n - 1) + y(n)^2 - y(n - window)^2, which rounding may take below zero.
 void sum_energies(const data_container& c, const double* filtered, uint32_t first, uint32_t end, double* energy)
 {
     const int64_t window = c.history_length;
