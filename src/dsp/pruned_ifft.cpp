@@ -17,7 +17,7 @@ constexpr uint32_t POINT_BITS = 6;
 constexpr uint32_t MIN_SYMBOL_LEN = 2 * POINTS * NARROWEST;
 constexpr uint32_t MAX_SYMBOL_LEN = 8192;
 
-kom_complex unit(double angle) { return {std::cos(angle), std::sin(angle)}; }
+kom_complex phasor(double angle) { return {std::cos(angle), std::sin(angle)}; }
 
 uint32_t reversed_point(uint32_t bin)
 {
@@ -50,9 +50,9 @@ void set_factors(pruned_ifft* e, uint32_t symbol_len, uint32_t k, uint32_t bin)
     const double t = 2.0 * PI * bin / symbol_len;
     const double scale = 1.0 / symbol_len;
     for (uint32_t r = 0; r < e->lanes; ++r) {
-        const kom_complex odd = unit(t + PI / 2.0);
-        const kom_complex mirror_odd = unit(PI / 2.0 - t);
-        const kom_complex step = unit(2.0 * r * t);
+        const kom_complex odd = phasor(t + PI / 2.0);
+        const kom_complex mirror_odd = phasor(PI / 2.0 - t);
+        const kom_complex step = phasor(2.0 * r * t);
         const kom_complex factor = kom_complex{1.0 + odd.re, odd.im} * step;
         const kom_complex mirror_factor =
             kom_complex{1.0 + mirror_odd.re, mirror_odd.im} * kom_complex{step.re, -step.im};
@@ -90,7 +90,7 @@ pruned_ifft* pruned_ifft_init(uint32_t symbol_len, uint32_t start, uint32_t coun
         set_factors(e.get(), symbol_len, k, start + k);
     }
     for (uint32_t k = 0; k < POINTS; ++k) {
-        e->turn[k] = unit(2.0 * PI * k / POINTS);
+        e->turn[k] = phasor(2.0 * PI * k / POINTS);
     }
     return e.release();
 }

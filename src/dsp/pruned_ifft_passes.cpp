@@ -69,18 +69,18 @@ inline four_points join(const four_points& p, simd_complex w1, simd_complex w2)
     return {{even + sum, odd + difference, even - sum, odd - difference}};
 }
 
-// All passes but the last two, in which points are `dual` rows apart.
+// All passes but the last two, in which points are `half_len` rows apart.
 template <typename Lanes> void transform_rows(const pruned_ifft* e, double* re, double* im, Lanes lanes)
 {
-    for (uint32_t dual = 1; dual < POINTS / 4; dual *= 4) {
-        const uint32_t step = lanes * dual;
+    for (uint32_t half_len = 1; half_len < POINTS / 4; half_len *= 4) {
+        const uint32_t step = lanes * half_len;
         for (uint32_t first = 0; first < lanes * POINTS; first += 4 * step) {
             for (uint32_t at = first; at < first + lanes; at += SIMD_LANES) {
                 store_rows(re + at, im + at, step, join(load_rows(re + at, im + at, step)));
             }
-            for (uint32_t a = 1; a < dual; ++a) {
-                const simd_complex w1 = broadcast(e->turn[POINTS / 2 / dual * a]);
-                const simd_complex w2 = broadcast(e->turn[POINTS / 4 / dual * a]);
+            for (uint32_t a = 1; a < half_len; ++a) {
+                const simd_complex w1 = broadcast(e->turn[POINTS / 2 / half_len * a]);
+                const simd_complex w2 = broadcast(e->turn[POINTS / 4 / half_len * a]);
                 for (uint32_t at = first + a * lanes; at < first + (a + 1) * lanes; at += SIMD_LANES) {
                     store_rows(re + at, im + at, step, join(load_rows(re + at, im + at, step), w1, w2));
                 }
@@ -93,11 +93,11 @@ template <typename Lanes> void transform_rows(const pruned_ifft* e, double* re, 
 template <typename Lanes>
 void finish_rows(const pruned_ifft* e, const double* re, const double* im, double* samples, Lanes lanes)
 {
-    constexpr uint32_t DUAL = POINTS / 4;
-    const uint32_t step = lanes * DUAL;
-    for (uint32_t a = 0; a < DUAL; ++a) {
-        const simd_complex w1 = broadcast(e->turn[POINTS / 2 / DUAL * a]);
-        const simd_complex w2 = broadcast(e->turn[POINTS / 4 / DUAL * a]);
+    constexpr uint32_t HALF_LEN = POINTS / 4;
+    const uint32_t step = lanes * HALF_LEN;
+    for (uint32_t a = 0; a < HALF_LEN; ++a) {
+        const simd_complex w1 = broadcast(e->turn[POINTS / 2 / HALF_LEN * a]);
+        const simd_complex w2 = broadcast(e->turn[POINTS / 4 / HALF_LEN * a]);
         for (uint32_t at = a * lanes; at < (a + 1) * lanes; at += SIMD_LANES) {
             const four_points p = join(load_rows(re + at, im + at, step), w1, w2);
             KOSC_UNROLL

@@ -33,9 +33,9 @@ template <bool inverse> void transform_by_table(double* data, uint32_t stride, u
         const simd z = load_simd(data + size_t{2} * (stride * i));
         return inverse ? swap_lanes(z) : z;
     };
-    const uint32_t spread = FFT_TABLE_LEN / n;
+    const uint32_t table_step = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
-        const uint32_t i = FFT_REVERSED.of[to / FFT_SHORTEST * spread];
+        const uint32_t i = FFT_REVERSED.of[to / FFT_SHORTEST * table_step];
         join_first_four(&w, to, element(i), element(i + n / 2), element(i + n / 4), element(i + n / 2 + n / 4));
     }
     run_passes(&w, n, 0, n);
@@ -64,15 +64,15 @@ void reorder(double* data, uint32_t stride, uint32_t n)
 void transform_by_recurrence(double* data, uint32_t stride, uint32_t n, double sign)
 {
     reorder(data, stride, n);
-    for (uint32_t dual = 1; dual < n; dual *= 2) {
-        const double theta = 2.0 * sign * PI / (2.0 * dual);
+    for (uint32_t half_len = 1; half_len < n; half_len *= 2) {
+        const double theta = 2.0 * sign * PI / (2.0 * half_len);
         const double s = std::sin(theta);
         const double t = std::sin(theta / 2.0);
         const double s2 = 2.0 * t * t;
         kom_complex w = {1.0, 0.0};
-        for (uint32_t a = 0; a < dual; ++a) {
-            for (uint32_t b = a; b < n; b += 2 * dual) {
-                const uint32_t j = stride * (b + dual);
+        for (uint32_t a = 0; a < half_len; ++a) {
+            for (uint32_t b = a; b < n; b += 2 * half_len) {
+                const uint32_t j = stride * (b + half_len);
                 const kom_complex x = load(data, stride * b);
                 const kom_complex z = a == 0 ? load(data, j) : w * load(data, j);
                 store(data, j, x - z);

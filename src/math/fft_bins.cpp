@@ -11,9 +11,9 @@ bool kosc::fft_real_bins(const double* samples, uint32_t n, uint32_t first, uint
         return false;
     }
     fft_work w;
-    const uint32_t spread = FFT_TABLE_LEN / n;
+    const uint32_t table_step = FFT_TABLE_LEN / n;
     for (uint32_t to = 0; to < n; to += 4) {
-        const double* const x = samples + FFT_REVERSED.of[to / FFT_SHORTEST * spread];
+        const double* const x = samples + FFT_REVERSED.of[to / FFT_SHORTEST * table_step];
         join_first_four(&w, to, simd{x[0], 0.0}, simd{x[n / 2], 0.0}, simd{x[n / 4], 0.0}, simd{x[n / 2 + n / 4], 0.0});
     }
     run_passes(&w, n, first, count);

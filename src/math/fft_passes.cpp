@@ -25,58 +25,58 @@ template <bool at_start> simd_complex twiddle(simd_complex z, size_t factor)
     return product;
 }
 
-// Butterflies a and on of two transforms of `dual` points, the first one's numbers at i: (x, y) becomes (x + w*y,
+// Butterflies a and on of two transforms of `half_len` points, the first one's numbers at i: (x, y) becomes (x + w*y,
 // x - w*y).
-template <bool at_start> void join_two(fft_work* w, size_t i, size_t dual, size_t a)
+template <bool at_start> void join_two(fft_work* w, size_t i, size_t half_len, size_t a)
 {
     const simd_complex x = load_at(*w, i);
-    const simd_complex z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    const simd_complex z = twiddle<at_start>(load_at(*w, i + half_len), half_len + a);
     store_at(w, i, x + z);
-    store_at(w, i + dual, x - z);
+    store_at(w, i + half_len, x - z);
 }
 
 // The butterflies of two passes over four transforms, so that the numbers between them stay in registers.
-template <bool at_start> void join_four(fft_work* w, size_t i, size_t dual, size_t a)
+template <bool at_start> void join_four(fft_work* w, size_t i, size_t half_len, size_t a)
 {
     const simd_complex x0 = load_at(*w, i);
-    const simd_complex z0 = twiddle<at_start>(load_at(*w, i + dual), dual + a);
-    const simd_complex x1 = load_at(*w, i + 2 * dual);
-    const simd_complex z1 = twiddle<at_start>(load_at(*w, i + 3 * dual), dual + a);
-    const simd_complex sum = twiddle<at_start>(x1 + z1, 2 * dual + a);
-    const simd_complex difference = twiddle<false>(x1 - z1, 3 * dual + a);
+    const simd_complex z0 = twiddle<at_start>(load_at(*w, i + half_len), half_len + a);
+    const simd_complex x1 = load_at(*w, i + 2 * half_len);
+    const simd_complex z1 = twiddle<at_start>(load_at(*w, i + 3 * half_len), half_len + a);
+    const simd_complex sum = twiddle<at_start>(x1 + z1, 2 * half_len + a);
+    const simd_complex difference = twiddle<false>(x1 - z1, 3 * half_len + a);
     store_at(w, i, (x0 + z0) + sum);
-    store_at(w, i + dual, (x0 - z0) + difference);
-    store_at(w, i + 2 * dual, (x0 + z0) - sum);
-    store_at(w, i + 3 * dual, (x0 - z0) - difference);
+    store_at(w, i + half_len, (x0 - z0) + difference);
+    store_at(w, i + 2 * half_len, (x0 + z0) - sum);
+    store_at(w, i + 3 * half_len, (x0 - z0) - difference);
 }
 
-void run_pass(fft_work* w, size_t n, size_t dual)
+void run_pass(fft_work* w, size_t n, size_t half_len)
 {
-    for (size_t block = 0; block < n; block += 2 * dual) {
-        join_two<true>(w, block, dual, 0);
-        for (size_t a = SIMD_LANES; a < dual; a += SIMD_LANES) {
-            join_two<false>(w, block + a, dual, a);
+    for (size_t block = 0; block < n; block += 2 * half_len) {
+        join_two<true>(w, block, half_len, 0);
+        for (size_t a = SIMD_LANES; a < half_len; a += SIMD_LANES) {
+            join_two<false>(w, block + a, half_len, a);
         }
     }
 }
 
-void run_two_passes(fft_work* w, size_t n, size_t dual)
+void run_two_passes(fft_work* w, size_t n, size_t half_len)
 {
-    for (size_t block = 0; block < n; block += 4 * dual) {
-        join_four<true>(w, block, dual, 0);
-        for (size_t a = SIMD_LANES; a < dual; a += SIMD_LANES) {
-            join_four<false>(w, block + a, dual, a);
+    for (size_t block = 0; block < n; block += 4 * half_len) {
+        join_four<true>(w, block, half_len, 0);
+        for (size_t a = SIMD_LANES; a < half_len; a += SIMD_LANES) {
+            join_four<false>(w, block + a, half_len, a);
         }
     }
 }
 
 // As join_two(), but only the sums or only the differences.
-template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size_t a, bool differences)
+template <bool at_start> void join_half(fft_work* w, size_t i, size_t half_len, size_t a, bool differences)
 {
     const simd_complex x = load_at(*w, i);
-    const simd_complex z = twiddle<at_start>(load_at(*w, i + dual), dual + a);
+    const simd_complex z = twiddle<at_start>(load_at(*w, i + half_len), half_len + a);
     if (differences) {
-        store_at(w, i + dual, x - z);
+        store_at(w, i + half_len, x - z);
     } else {
         store_at(w, i, x + z);
     }
@@ -84,16 +84,16 @@ template <bool at_start> void join_half(fft_work* w, size_t i, size_t dual, size
 
 // A pass of which only the sums, or only the differences, of butterflies first .. last - 1 are wanted. Whole registers
 // are computed; what else is in them is not used.
-void run_half_pass(fft_work* w, size_t n, size_t dual, size_t first, size_t last, bool differences)
+void run_half_pass(fft_work* w, size_t n, size_t half_len, size_t first, size_t last, bool differences)
 {
-    for (size_t block = 0; block < n; block += 2 * dual) {
+    for (size_t block = 0; block < n; block += 2 * half_len) {
         size_t a = first / SIMD_LANES * SIMD_LANES;
         if (a == 0) {
-            join_half<true>(w, block, dual, 0, differences);
+            join_half<true>(w, block, half_len, 0, differences);
             a = SIMD_LANES;
         }
         for (; a < last; a += SIMD_LANES) {
-            join_half<false>(w, block + a, dual, a, differences);
+            join_half<false>(w, block + a, half_len, a, differences);
         }
     }
 }
@@ -108,16 +108,16 @@ void run_needed_passes(fft_work* w, uint32_t n, uint32_t first, uint32_t count)
     while (whole < n && (count > whole || first % whole + count > whole)) {
         whole *= 2;
     }
-    uint32_t dual = FFT_SHORTEST;
-    for (; 4 * dual <= whole; dual *= 4) {
-        run_two_passes(w, n, dual);
+    uint32_t half_len = FFT_SHORTEST;
+    for (; 4 * half_len <= whole; half_len *= 4) {
+        run_two_passes(w, n, half_len);
     }
-    if (2 * dual <= whole) {
-        run_pass(w, n, dual);
+    if (2 * half_len <= whole) {
+        run_pass(w, n, half_len);
     }
-    for (dual = whole; dual < n; dual *= 2) {
-        const uint32_t butterfly = first % dual;
-        run_half_pass(w, n, dual, butterfly, butterfly + count, first % (2 * dual) >= dual);
+    for (half_len = whole; half_len < n; half_len *= 2) {
+        const uint32_t butterfly = first % half_len;
+        run_half_pass(w, n, half_len, butterfly, butterfly + count, first % (2 * half_len) >= half_len);
     }
 }
 

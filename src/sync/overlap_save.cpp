@@ -12,7 +12,7 @@ using namespace kosc;
 
 namespace {
 
-kom_complex unit(double angle) { return {std::cos(angle), std::sin(angle)}; }
+kom_complex phasor(double angle) { return {std::cos(angle), std::sin(angle)}; }
 
 // The angle of the constant c of ring k after `depth` quarterings. The whole block is taken modulo x^M - i, so that it
 // begins with pi/2; x^(4m) - exp(i*t) splits into the x^m - exp(i*(t/4 + j*pi/2)), j = 0 .. 3, and the base-4 digits of
@@ -45,7 +45,7 @@ template <uint32_t size> void take_pattern(overlap_save* e, const double* part, 
     for (uint32_t k = 0; k < size / LEAF; ++k) {
         const kom_complex g0 = {e->re[LEAF * k] * SCALE, e->im[LEAF * k] * SCALE};
         const kom_complex g1 = {e->re[LEAF * k + 1] * SCALE, e->im[LEAF * k + 1] * SCALE};
-        const kom_complex wrapped = unit(leaf_angle<size>(k)) * g1;
+        const kom_complex wrapped = phasor(leaf_angle<size>(k)) * g1;
         leaves[k] = {{g0.re, g1.re}, {g0.im, g1.im}, {wrapped.re, g0.re}, {wrapped.im, g0.im}};
     }
 }
@@ -55,11 +55,11 @@ void set_factors(overlap_save* e)
     for (uint32_t level = 0; level < LEVELS; ++level) {
         for (uint32_t k = 0; k < uint32_t{1} << (2 * level); ++k) {
             const double root = ring_angle(level, k) / 4.0;
-            e->quarter[FIRST_RING[level] + k] = {unit(root), unit(2.0 * root), unit(3.0 * root)};
+            e->quarter[FIRST_RING[level] + k] = {phasor(root), phasor(2.0 * root), phasor(3.0 * root)};
         }
     }
     for (uint32_t k = 0; k < HALVED_RINGS; ++k) {
-        e->half[k] = unit(ring_angle(LEVELS - 1, k) / 2.0);
+        e->half[k] = phasor(ring_angle(LEVELS - 1, k) / 2.0);
     }
 }
 
