@@ -359,9 +359,9 @@ drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t
     const auto joined = [&](double middle, double rate_change) {
         drift_t d{0.0, rate_change, 0.0};
         for (uint32_t n = 0; n < frame_num; ++n) {
-            const drift_t own = with_middle_rate(*frames[n].search, middle, rate_change);
-            d.rate = own.rate;
-            d.coherence += own.coherence / frame_num;
+            const drift_t single = with_middle_rate(*frames[n].search, middle, rate_change);
+            d.rate = single.rate;
+            d.coherence += single.coherence / frame_num;
         }
         const double steps = (middle - rate) / NEAR_STEP;
         d.coherence += prefixes_for(middle) - NEAR_PENALTY * steps * steps;

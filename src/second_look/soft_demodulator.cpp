@@ -8,15 +8,15 @@
 namespace kosc {
 namespace {
 
-// Mean coefficients of the joined symbols: (joint - own * c(i) * exp(-j*phase(i))) / others, where `others` is the sum
-// of the weights that stay and `own` the weight with which symbol `i` is taken out, 0 where it stays. A channel that
-// holds a symbol's own measurement, received * conj(decided), would lean towards what was decided before.
-void mean_of_others(const frame_channel& channel, uint32_t i, double others, double own, double* mean)
+// Mean coefficients of the joined symbols: (joint - removed * c(i) * exp(-j*phase(i))) / others, where `others` is the
+// sum of the weights that stay and `removed` the weight with which symbol `i` is taken out, 0 where it stays. A channel
+// that holds a symbol's own measurement, received * conj(decided), would lean towards what was decided before.
+void mean_of_others(const frame_channel& channel, uint32_t i, double others, double removed, double* mean)
 {
-    const kom_complex back = {own * std::cos(channel.phases[i]), -own * std::sin(channel.phases[i])};
+    const kom_complex back = {removed * std::cos(channel.phases[i]), -removed * std::sin(channel.phases[i])};
     for (uint32_t r = 0; r < channel.smoother->rank; ++r) {
         const kom_complex joint = load(channel.joint, r);
-        const kom_complex rest = own != 0.0 ? joint - load(coefficient_row(channel, i), r) * back : joint;
+        const kom_complex rest = removed != 0.0 ? joint - load(coefficient_row(channel, i), r) * back : joint;
         store(mean, r, rest * kom_complex{1.0 / others, 0.0});
     }
 }
@@ -63,10 +63,10 @@ void demap_symbols(const channel_estimate& estimate, const weighing& w, bool lea
     double* const mean = channel->work; // no more than sc_num complex values
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         if (!is_pilot(paras, i)) {
-            const double own = channel->weighted ? channel->weights[i] : 1.0;
-            const double others = estimate.symbols - (leave_out ? own : 0.0);
+            const double weight = channel->weighted ? channel->weights[i] : 1.0;
+            const double others = estimate.symbols - (leave_out ? weight : 0.0);
             const double noise_ratio = estimate.noise / (estimate.signal * others); // of a mean of so many
-            mean_of_others(*channel, i, others, leave_out ? own : 0.0, mean);
+            mean_of_others(*channel, i, others, leave_out ? weight : 0.0, mean);
             channel_smoother_synthesise(channel->smoother, mean, noise_ratio, channel->response);
             demap_symbol(*channel, i, w, out);
             if (w.by_symbol) {

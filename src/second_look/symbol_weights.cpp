@@ -22,7 +22,7 @@ double sum_power(const double* data, uint32_t count)
 
 // Noise power on a subcarrier of symbol `i`: the energy that its own coefficients leave, on the sc_num - rank degrees
 // of freedom that are left.
-double own_noise(const frame_channel& channel, uint32_t i, double energy)
+double symbol_noise(const frame_channel& channel, uint32_t i, double energy)
 {
     const uint32_t sc_num = channel.paras->cfg.ofdm_cfg.sc_num;
     const uint32_t rank = channel.smoother->rank;
@@ -52,7 +52,7 @@ channel_estimate join_weighted(bool pilots_only, frame_channel* channel)
         if (!pilots_only || is_pilot(paras, i)) {
             const double received = sum_power(symbol_row(paras, channel->received, i), sc_num);
             energy += received;
-            weights[i] = own_noise(*channel, i, received);
+            weights[i] = symbol_noise(*channel, i, received);
             least = std::min(least, weights[i]);
         }
     }
@@ -91,11 +91,11 @@ double decision_weight(const frame_channel& channel, uint32_t i, double noise, b
     const soundcomm_paras_t& paras = *channel.paras;
     const uint32_t sc_num = paras.cfg.ofdm_cfg.sc_num;
     const double left = sum_power(symbol_row(paras, channel.received, i), sc_num) - sum_power(channel.response, sc_num);
-    double own = std::max(left / sc_num, 0.0);
+    double measured = std::max(left / sc_num, 0.0);
     if (leave_out && channel.weights[i] > 0.0) {
-        own = (own + noise / channel.weights[i]) / 2;
+        measured = (measured + noise / channel.weights[i]) / 2;
     }
-    const double ratio = own / std::max(noise, 1e-30);
+    const double ratio = measured / std::max(noise, 1e-30);
     return ratio < ALIKE ? 1.0 : ALIKE / ratio;
 }
 

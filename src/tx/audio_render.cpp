@@ -27,12 +27,12 @@ inline int16_t to_pcm(double v)
 // Independent maxima and sums, so that the latency of one addition is hidden behind the others.
 constexpr uint32_t REGISTERS = 4;
 
-struct loudness {
+struct magnitudes {
     double peak;     // the largest magnitude
     bool all_finite; // no sample is infinite or not a number
 };
 
-loudness measure(const double* samples, uint32_t count)
+magnitudes measure(const double* samples, uint32_t count)
 {
     simd peaks[REGISTERS] = {};
     simd sums[REGISTERS] = {}; // infinite or not a number as soon as one sample is
@@ -45,19 +45,19 @@ loudness measure(const double* samples, uint32_t count)
             sums[k] += level;
         }
     }
-    loudness loud = {0.0, true};
-    const auto add = [&loud](double level) {
-        loud.peak = level > loud.peak ? level : loud.peak;
-        loud.all_finite = loud.all_finite && std::isfinite(level);
+    magnitudes found = {0.0, true};
+    const auto add = [&found](double level) {
+        found.peak = level > found.peak ? level : found.peak;
+        found.all_finite = found.all_finite && std::isfinite(level);
     };
     for (uint32_t i = 0; i < REGISTERS * SIMD_LANES; ++i) {
         add(peaks[i / SIMD_LANES][i % SIMD_LANES]);
-        loud.all_finite = loud.all_finite && std::isfinite(sums[i / SIMD_LANES][i % SIMD_LANES]);
+        found.all_finite = found.all_finite && std::isfinite(sums[i / SIMD_LANES][i % SIMD_LANES]);
     }
     for (; done < count; ++done) {
         add(std::fabs(samples[done]));
     }
-    return loud;
+    return found;
 }
 
 double peak_scale(double peak, double amplitude) { return TOP / peak * amplitude; }
@@ -69,9 +69,9 @@ bool soundcomm_make_audio(audio_format_t format, audio_gain_t gain, const double
     KOSC_RETURN_IF(samples == nullptr, false, "input is null.");
     KOSC_RETURN_IF(pcm == nullptr, false, "output is null.");
     KOSC_RETURN_IF(format.sample_bytes != SAMPLE_BYTES, false, "Only 2 bytes (16bit) is supported.");
-    const loudness loud = measure(samples, count);
-    const double scale = gain.normalize != 0 ? peak_scale(loud.peak, gain.amplitude) : gain.amplitude;
-    if (loud.all_finite && loud.peak * std::fabs(scale) <= TOP) {
+    const magnitudes found = measure(samples, count);
+    const double scale = gain.normalize != 0 ? peak_scale(found.peak, gain.amplitude) : gain.amplitude;
+    if (found.all_finite && found.peak * std::fabs(scale) <= TOP) {
         // Nothing to clip: a loop without comparisons has a third of the instructions.
         for (uint32_t i = 0; i < count; ++i) {
             pcm[i] = static_cast<int16_t>(static_cast<int32_t>(samples[i] * scale));
