@@ -65,16 +65,16 @@ signal speech(size_t length, random_source* random)
 
 void add_noise_to(signal* in, const sound_path& path, random_source* random)
 {
-    const auto heard = [&](const signal& whole) {
+    const auto counted = [&](const signal& whole) {
         return path.within_band ? band_pass(whole, path.sent_in, SAMPLE_RATE) : whole;
     };
-    const double power = loud_power(heard(*in));
+    const double power = loud_power(counted(*in));
     if (path.noise == noise_kind::white) {
         add_noise(in, noise_variance(power, *path.snr_db, path.sent_in, SAMPLE_RATE), random);
         return;
     }
     const signal noise = make_noise(path.noise, in->size(), random);
-    const double noise_power = path.within_band ? mean_power(heard(noise), 0, noise.size()) : 1.0;
+    const double noise_power = path.within_band ? mean_power(counted(noise), 0, noise.size()) : 1.0;
     const double level = noise_power > 0.0 ? std::sqrt(power / noise_power) * from_db(-*path.snr_db) : 0.0;
     for (size_t i = 0; i < in->size(); ++i) {
         (*in)[i] += level * noise[i];

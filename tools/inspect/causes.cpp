@@ -239,7 +239,7 @@ cause cause_of(const candidate& c, const channel_figures& channel)
 cause cause_of_absence(const inspection& result)
 {
     const double louder = room_over_ultrasound_db(result.band);
-    const double heard_db = -82.0 + louder, noisy_db = -72.0 + louder;
+    const double sound_db = -82.0 + louder, noisy_db = -72.0 + louder;
     constexpr double SHORTEST_PART = 0.03, MOST_OF_FRAME = 0.22, STANDS_OUT = 12.0;
     const auto any = [&](auto condition) {
         return std::any_of(result.channels.begin(), result.channels.end(), condition);
@@ -254,7 +254,7 @@ cause cause_of_absence(const inspection& result)
         return cause::low_pass;
     }
     if (any([&](const channel_figures& c) {
-            return c.loudest_db > heard_db && c.longest_burst > SHORTEST_PART && c.longest_burst < MOST_OF_FRAME;
+            return c.loudest_db > sound_db && c.longest_burst > SHORTEST_PART && c.longest_burst < MOST_OF_FRAME;
         })) {
         return cause::cut;
     }
@@ -262,7 +262,7 @@ cause cause_of_absence(const inspection& result)
         return cause::suppression;
     }
     if (any([&](const channel_figures& c) {
-            return c.loudest_db > c.floor_db + STANDS_OUT && c.loudest_db > heard_db && c.longest_burst > SHORTEST_PART;
+            return c.loudest_db > c.floor_db + STANDS_OUT && c.loudest_db > sound_db && c.longest_burst > SHORTEST_PART;
         })) {
         return cause::unknown;
     }

@@ -51,7 +51,7 @@ uint64_t clipped_samples(const std::vector<float>& block)
 
 } // namespace
 
-void clip_meter::hear(const float* samples, size_t count, size_t stride)
+void clip_meter::process(const float* samples, size_t count, size_t stride)
 {
     for (size_t i = 0; i < count; ++i) {
         block_.push_back(samples[i * stride]);

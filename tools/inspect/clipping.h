@@ -19,8 +19,8 @@ struct clipped_span {
 // A steady tone does not; it counts as clipped only where its tops are flat.
 class clip_meter {
 public:
-    // Hears samples of -1 to 1 that lie `stride` apart.
-    void hear(const float* samples, size_t count, size_t stride);
+    // Takes samples of -1 to 1 that lie `stride` apart.
+    void process(const float* samples, size_t count, size_t stride);
     void finish();
 
     uint64_t total() const { return total_; } // clipped samples

@@ -50,7 +50,7 @@ double longest_burst(const std::vector<float>& levels, double floor, double seco
     return static_cast<double>(longest) * seconds_a_level;
 }
 
-// With a second look it hears frames that overlap, if `crowd`, or adds up weak frames.
+// With a second look it receives frames that overlap, if `crowd`, or adds up weak frames.
 kosc::receiver receiver_for(uint32_t channels, const inspect_settings& wanted, bool crowd)
 {
     kosc::receiver_settings settings;
@@ -75,12 +75,12 @@ inspector::inspector(uint32_t sample_rate, uint32_t channels, const inspect_sett
     }
 }
 
-void inspector::hear_raw(const float* interleaved, size_t frames)
+void inspector::process_raw(const float* interleaved, size_t frames)
 {
     const size_t stride = channels_.size();
     for (size_t c = 0; c < stride; ++c) {
-        channels_[c].spectrum.hear(interleaved + c, frames, stride);
-        channels_[c].clipping.hear(interleaved + c, frames, stride);
+        channels_[c].spectrum.process(interleaved + c, frames, stride);
+        channels_[c].clipping.process(interleaved + c, frames, stride);
         for (size_t i = 0; i < frames; ++i) {
             channels_[c].peak = std::max(channels_[c].peak, std::fabs(interleaved[i * stride + c]));
         }
@@ -102,16 +102,16 @@ template <typename Each> void inspector::receive(Each each)
     }
 }
 
-void inspector::hear(uint32_t channel, const int16_t* pcm, size_t count)
+void inspector::process(uint32_t channel, const int16_t* pcm, size_t count)
 {
     receive([&](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
         return receiver.push_channel(channel, pcm, count, on_message, on_failed);
     });
 }
 
-candidate inspector::candidate_of(const kosc::receiver& heard_by, const kosc::heard& frame) const
+candidate inspector::candidate_of(const kosc::receiver& receiver, const kosc::heard& frame) const
 {
-    const soundcomm_context_t* const context = heard_by.context(frame.channel);
+    const soundcomm_context_t* const context = receiver.context(frame.channel);
     const frame_report_t& report = frame.report;
     const std::string_view message = frame.bytes();
     candidate c{};

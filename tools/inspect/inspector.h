@@ -1,4 +1,4 @@
-// Listens to a recording with open eyes: finds frames, decoded or not, and measures everything around them.
+// Examines a recording: finds frames, decoded or not, and measures everything around them.
 #ifndef KOSC_INSPECT_INSPECTOR_H
 #define KOSC_INSPECT_INSPECTOR_H
 
@@ -18,10 +18,10 @@ public:
     // Throws when the modem cannot be set up.
     inspector(uint32_t sample_rate, uint32_t channels, const inspect_settings& settings);
 
-    // Hears the recording as it is, interleaved, -1 to 1.
-    void hear_raw(const float* interleaved, size_t frames);
-    // Hears one channel of it, counted from 0, at the modem's rate.
-    void hear(uint32_t channel, const int16_t* pcm, size_t count);
+    // Takes the recording as it is, interleaved, -1 to 1.
+    void process_raw(const float* interleaved, size_t frames);
+    // Takes one channel of it, counted from 0, at the modem's rate.
+    void process(uint32_t channel, const int16_t* pcm, size_t count);
     // The recording has ended.
     inspection finish();
 
@@ -34,9 +34,9 @@ private:
         std::vector<candidate> crowded{}; // that decoded in crowd_
     };
 
-    // Has what the receivers hear taken; each(receiver, on_message, on_failed) hands it to one of them.
+    // Has what the receivers deliver taken; each(receiver, on_message, on_failed) hands it to one of them.
     template <typename Each> void receive(Each each);
-    candidate candidate_of(const kosc::receiver& heard_by, const kosc::heard& frame) const;
+    candidate candidate_of(const kosc::receiver& receiver, const kosc::heard& frame) const;
     void take(const kosc::heard& frame);
     void take_sum(const kosc::heard& frame);
     // Tells the candidates, and adds, what only the receiver of overlapping frames decoded.

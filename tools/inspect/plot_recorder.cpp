@@ -23,7 +23,7 @@ plot_recorder::plot_recorder(uint32_t sample_rate, uint32_t channels, const soun
     }
 }
 
-void plot_recorder::hear_raw(const float* interleaved, size_t frames)
+void plot_recorder::process_raw(const float* interleaved, size_t frames)
 {
     const auto first_bin = static_cast<size_t>(lowest_ / (sample_rate_ / SPECTRUM_LENGTH));
     const size_t stride = channels_.size();
@@ -31,7 +31,7 @@ void plot_recorder::hear_raw(const float* interleaved, size_t frames)
         channel_state& channel = channels_[c];
         for (size_t i = 0; i < frames; ++i) {
             const uint64_t before = channel.spectrum.blocks();
-            channel.spectrum.hear(interleaved + i * stride + c, 1, stride);
+            channel.spectrum.process(interleaved + i * stride + c, 1, stride);
             if (channel.spectrum.blocks() != before) {
                 const std::vector<double>& powers = channel.spectrum.newest();
                 timeline::column levels;
@@ -44,7 +44,7 @@ void plot_recorder::hear_raw(const float* interleaved, size_t frames)
     }
 }
 
-void plot_recorder::hear(uint32_t channel, const int16_t* pcm, size_t count)
+void plot_recorder::process(uint32_t channel, const int16_t* pcm, size_t count)
 {
     channel_state& state = channels_[channel];
     for (size_t done = 0; done < count;) {

@@ -11,9 +11,9 @@ class plot_recorder {
 public:
     plot_recorder(uint32_t sample_rate, uint32_t channels, const sound_band& band);
 
-    // As inspector hears.
-    void hear_raw(const float* interleaved, size_t frames);
-    void hear(uint32_t channel, const int16_t* pcm, size_t count);
+    // As those of inspector.
+    void process_raw(const float* interleaved, size_t frames);
+    void process(uint32_t channel, const int16_t* pcm, size_t count);
 
     // Spectra in dB from lowest() Hz on, and the samples at the recording's rate between columns.
     const timeline& waterfall(uint32_t channel) const { return channels_[channel].waterfall; }

@@ -20,7 +20,7 @@ spectrum_meter::spectrum_meter(double sample_rate, uint32_t hop, const sound_ban
 {
 }
 
-void spectrum_meter::hear(const float* samples, size_t count, size_t stride)
+void spectrum_meter::process(const float* samples, size_t count, size_t stride)
 {
     for (size_t i = 0; i < count; ++i) {
         block_.push_back(samples[i * stride]);

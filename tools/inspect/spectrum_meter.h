@@ -18,8 +18,8 @@ public:
     // A new block begins every `hop` samples.
     spectrum_meter(double sample_rate, uint32_t hop, const sound_band& band);
 
-    // Hears samples of -1 to 1 that lie `stride` apart.
-    void hear(const float* samples, size_t count, size_t stride);
+    // Takes samples of -1 to 1 that lie `stride` apart.
+    void process(const float* samples, size_t count, size_t stride);
     // Fills the last block up with silence.
     void finish();
 

@@ -19,7 +19,7 @@
 
 #include "commands/band_option.h"
 #include "commands/commands.h"
-#include "commands/hearing_options.h"
+#include "commands/receiver_options.h"
 #include "commands/stop_request.h"
 #include "commands/transfer_options.h"
 #include "kosc/kosc.h"
@@ -106,7 +106,7 @@ subcommand add_decode(CLI::App& app)
     add_bands_option(*decode, options.bands);
     decode->add_flag("--hex", options.hex, "print messages as hex digits");
     decode->add_flag("--json", options.json, "print one JSON object a line");
-    add_hearing_options(*decode, options.hearing);
+    add_receiver_options(*decode, options.receiver);
     add_receive_options(*decode, options.transfers);
     decode->add_flag("-q,--quiet", options.quiet, "print nothing; the exit code tells");
     decode->footer(DECODE_FOOTER);

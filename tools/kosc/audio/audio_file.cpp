@@ -124,8 +124,8 @@ size_t audio_file::read_raw()
     const sf_count_t frames = std::max<sf_count_t>(sf_readf_float(file_.get(), raw_.data(), BLOCK_FRAMES), 0);
     frames_read_ += frames;
     std::transform(raw_.begin(), raw_.end(), raw_.begin(), bounded);
-    if (heard_ && frames != 0) {
-        heard_(raw_.data(), static_cast<size_t>(frames));
+    if (observer_ && frames != 0) {
+        observer_(raw_.data(), static_cast<size_t>(frames));
     }
     return static_cast<size_t>(frames);
 }

@@ -43,9 +43,9 @@ public:
     // together, and like check_complete().
     std::vector<std::vector<int16_t>> read_all(size_t most, const std::string& too_long);
 
-    // Hears every sample before conversion, interleaved, -1 to 1, during read().
+    // Called with every sample before conversion, interleaved, -1 to 1, during read().
     using observer = std::function<void(const float* interleaved, size_t frames)>;
-    void observe(observer heard) { heard_ = std::move(heard); }
+    void observe(observer callback) { observer_ = std::move(callback); }
 
     // Throws when read() met damage instead of the end; warns, unless `quiet`, when there was less than announced.
     void check_complete(bool quiet = false) const;
@@ -59,7 +59,7 @@ private:
     std::string path_;
     SF_INFO info_{};
     band_list bands_;
-    observer heard_;
+    observer observer_;
     bool truncated_ = false; // shorter than its header says
     sf_count_t frames_read_ = 0;
     sound_ptr file_;

@@ -11,8 +11,8 @@
 #include "audio/audio_stream.h"
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
-#include "commands/heard_text.h"
 #include "commands/probe.h"
+#include "commands/received_text.h"
 #include "commands/stop_request.h"
 #include "modem.h"
 #include "picture/terminal.h"
@@ -98,7 +98,7 @@ std::string as_json(const probe_report& report, const probe_verdict& verdict, do
              {"spread_db", each.over_noise_db > SILENCE_DB ? json(rounded(each.spread_db, 10.0)) : nullptr},
              {"good", each.good}});
     }
-    if (report.heard) {
+    if (report.sweep_found) {
         object["signal_db"] = level(report.signal_db);
         object["audible_gain_db"] = level(report.audible_gain_db);
         object["second_sweep_gain_db"] = level(report.second_sweep_gain_db);
@@ -136,7 +136,7 @@ std::string response_lines(const probe_report& report)
 std::string as_text(const probe_report& report, const probe_verdict& verdict, double latency)
 {
     std::string lines;
-    if (report.heard) {
+    if (report.sweep_found) {
         lines += response_lines(report);
         lines += report.audible_gain_db > SILENCE_DB
                      ? text("audible      %.1f dB from 3 to 14 kHz\n", rounded(report.audible_gain_db, 10.0))
@@ -147,7 +147,7 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
     lines += text("noise floor  %.1f dB from %s kHz\n", report.noise_db,
                   kosc_inspect::edges_khz(report.band, " to ").c_str());
     lines += text("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
-    if (report.heard) {
+    if (report.sweep_found) {
         lines += report.second_sweep_gain_db
                      ? text("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
                      : "steadiness   second sweep missing";
@@ -189,7 +189,7 @@ int run_check(const check_options& options, bool verbose)
                                                  : trial{read_recording(options.recording, options.band)};
     const probe_report report = analyse_probe(done.recording, options.band);
     const probe_verdict verdict = judge(report);
-    const double latency = report.heard ? done.lead_seconds + report.start_seconds : NAN;
+    const double latency = report.sweep_found ? done.lead_seconds + report.start_seconds : NAN;
     write_output(options.json ? as_json(report, verdict, latency) : as_text(report, verdict, latency));
-    return verdict.fit == fitness::UNFIT ? EXIT_NONE_HEARD : EXIT_DONE;
+    return verdict.fit == fitness::UNFIT ? EXIT_NO_MESSAGE : EXIT_DONE;
 }

@@ -4,8 +4,8 @@
 
 #include "commands/band_option.h"
 #include "commands/commands.h"
-#include "commands/hearing_options.h"
 #include "commands/number_in.h"
+#include "commands/receiver_options.h"
 #include "commands/transfer_options.h"
 
 namespace {
@@ -112,7 +112,7 @@ subcommand add_listen(CLI::App& app)
     listen->add_flag("--all-channels", options->all_channels, "print a line for every channel that hears a message");
     auto* const hex = listen->add_flag("--hex", options->hex, "print messages as hex digits");
     listen->add_flag("--json", options->json, "print one JSON object a line for every channel")->excludes(hex);
-    add_hearing_options(*listen, options->hearing);
+    add_receiver_options(*listen, options->receiver);
     constexpr double USUAL_WINDOW = 3600.0;
     options->transfers.window = USUAL_WINDOW;
     add_receive_options(*listen, options->transfers);

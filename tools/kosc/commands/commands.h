@@ -13,7 +13,7 @@
 #include "path.h"
 #include "transfer/collector.h"
 
-enum exit_code { EXIT_DONE = 0, EXIT_NONE_HEARD = 1, EXIT_FAILED = 2 };
+enum exit_code { EXIT_DONE = 0, EXIT_NO_MESSAGE = 1, EXIT_FAILED = 2 };
 
 namespace CLI {
 class App;
@@ -52,7 +52,7 @@ struct decode_options {
     bool json = false;
     bool quiet = false;
     bool verbose = false;
-    hearing_options hearing;
+    receiver_options receiver;
     receive_options transfers;
 };
 
@@ -80,7 +80,7 @@ struct listen_options {
     bool all_channels = false;
     bool hex = false;
     bool json = false;
-    hearing_options hearing;
+    receiver_options receiver;
     receive_options transfers;
 };
 

@@ -10,8 +10,8 @@
 #include "audio/sound_writer.h"
 #include "commands/commands.h"
 #include "commands/each_recording.h"
-#include "commands/heard_text.h"
 #include "commands/listener.h"
+#include "commands/received_text.h"
 #include "picture/progress_bar.h"
 #include "picture/terminal.h"
 #include "text.h"
@@ -23,7 +23,7 @@ class recording {
 public:
     recording(const std::string& path, const decode_options& options, const std::optional<secret_key>& key)
         : path_(path), options_(options), file_(path, options.raw, options.bands),
-          listener_(file_.channels(), file_.bands(), options.hearing, BEGINS_SOMEWHERE),
+          listener_(file_.channels(), file_.bands(), options.receiver, BEGINS_SOMEWHERE),
           progress_(!options.quiet && !options.verbose, file_.seconds()),
           collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {
@@ -40,11 +40,11 @@ private:
     static constexpr bool BEGINS_SOMEWHERE = true;
 
     bool one_of_several() const { return options_.inputs.size() > 1; }
-    void print(const heard_item& item);
-    void hear(const heard_message& message);
+    void print(const received_item& item);
+    void take(const received_message& message);
     void end_transfers();
     void say(const std::string& sentence);
-    void say_that_nothing_was_heard() const;
+    void say_that_there_is_no_message() const;
 
     const std::string& path_;
     const decode_options& options_;
@@ -56,9 +56,9 @@ private:
 };
 
 // Below 0 for a frame whose beginning the recording lacks.
-double seconds_of(const heard_message& message) { return static_cast<double>(message.sample) / kosc::SAMPLE_RATE; }
+double seconds_of(const received_message& message) { return static_cast<double>(message.sample) / kosc::SAMPLE_RATE; }
 
-void recording::print(const heard_item& item)
+void recording::print(const received_item& item)
 {
     messages_ += item.part == nullptr ? 1 : 0;
     if (options_.quiet) {
@@ -79,7 +79,7 @@ void recording::print(const heard_item& item)
     write_output(json_line(object));
 }
 
-void recording::hear(const heard_message& message)
+void recording::take(const received_message& message)
 {
     delivery delivered;
     const collector::verdict verdict = collector_.take(message, delivered);
@@ -111,7 +111,7 @@ void recording::say(const std::string& sentence)
     }
 }
 
-void recording::say_that_nothing_was_heard() const
+void recording::say_that_there_is_no_message() const
 {
     const uint64_t unreadable = listener_.unreadable_frames();
     std::string sentence = "no message found" + (one_of_several() ? " in " + input_name(path_) : "");
@@ -127,8 +127,8 @@ exit_code recording::decode()
     std::vector<std::vector<int16_t>> pcm;
     for (bool more = true; more;) {
         more = file_.read(pcm);
-        for (const heard_message& message : more ? listener_.hear(pcm) : listener_.finish()) {
-            hear(message);
+        for (const received_message& message : more ? listener_.receive(pcm) : listener_.finish()) {
+            take(message);
         }
         samples += pcm.front().size();
         progress_.update(static_cast<double>(samples) / kosc::SAMPLE_RATE, messages_);
@@ -137,9 +137,9 @@ exit_code recording::decode()
     progress_.clear();
     file_.check_complete(options_.quiet);
     if (messages_ == 0 && !options_.quiet) {
-        say_that_nothing_was_heard();
+        say_that_there_is_no_message();
     }
-    return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+    return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NO_MESSAGE;
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 
 #include "audio/audio_device.h"
 #include "commands/commands.h"
-#include "commands/heard_text.h"
+#include "commands/received_text.h"
 #include "picture/terminal.h"
 #include "text.h"
 
@@ -67,5 +67,5 @@ int run_devices(bool json, bool verbose)
     if (devices.empty()) {
         system.say("there is no sound device");
     }
-    return devices.empty() ? EXIT_NONE_HEARD : EXIT_DONE;
+    return devices.empty() ? EXIT_NO_MESSAGE : EXIT_DONE;
 }

@@ -6,14 +6,14 @@
 #include "picture/terminal.h"
 
 exit_code for_each_recording(const std::vector<std::string>& paths,
-                             const std::function<exit_code(const std::string& path)>& hear)
+                             const std::function<exit_code(const std::string& path)>& process)
 {
-    bool heard = false;
+    bool any_message = false;
     bool failed = false;
     for (const std::string& path : paths) {
         try {
-            const exit_code code = hear(path);
-            heard = code == EXIT_DONE || heard;
+            const exit_code code = process(path);
+            any_message = code == EXIT_DONE || any_message;
             failed = code == EXIT_FAILED || failed;
         } catch (const reader_gone&) {
             throw;
@@ -22,5 +22,5 @@ exit_code for_each_recording(const std::vector<std::string>& paths,
             failed = true;
         }
     }
-    return failed ? EXIT_FAILED : heard ? EXIT_DONE : EXIT_NONE_HEARD;
+    return failed ? EXIT_FAILED : any_message ? EXIT_DONE : EXIT_NO_MESSAGE;
 }

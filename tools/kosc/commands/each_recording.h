@@ -9,8 +9,8 @@
 #include "commands/commands.h"
 
 // Does it for one after the other: EXIT_DONE when there was a message in any. One that cannot be read is reported, the
-// others are heard all the same, and EXIT_FAILED is returned in the end, as when `hear` returned it.
+// others are heard all the same, and EXIT_FAILED is returned in the end, as when `process` returned it.
 exit_code for_each_recording(const std::vector<std::string>& paths,
-                             const std::function<exit_code(const std::string& path)>& hear);
+                             const std::function<exit_code(const std::string& path)>& process);
 
 #endif

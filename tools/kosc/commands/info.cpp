@@ -5,7 +5,7 @@
 
 #include "audio/audio_file.h"
 #include "commands/commands.h"
-#include "commands/heard_text.h"
+#include "commands/received_text.h"
 #include "kosc/core.h"
 #include "picture/terminal.h"
 #include "text.h"

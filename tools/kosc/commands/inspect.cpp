@@ -9,7 +9,7 @@
 #include "audio/audio_file.h"
 #include "commands/commands.h"
 #include "commands/each_recording.h"
-#include "commands/heard_text.h"
+#include "commands/received_text.h"
 #include "inspector.h"
 #include "picture/plot.h"
 #include "picture/progress_bar.h"
@@ -247,15 +247,15 @@ std::string as_json(const std::string& path, const inspection& result, bool seco
 exit_code inspect_one(const std::string& path, const inspect_options& options, bool verbose)
 {
     audio_file file(path, options.raw, {options.band});
-    inspector eyes(file.sample_rate(), file.channels(), {options.band, !options.plain, !options.plot.empty()});
+    inspector analysis(file.sample_rate(), file.channels(), {options.band, !options.plain, !options.plot.empty()});
     std::unique_ptr<plot_recorder> recorder;
     if (!options.plot.empty()) {
         recorder = std::make_unique<plot_recorder>(file.sample_rate(), file.channels(), options.band);
     }
     file.observe([&](const float* samples, size_t frames) {
-        eyes.hear_raw(samples, frames);
+        analysis.process_raw(samples, frames);
         if (recorder) {
-            recorder->hear_raw(samples, frames);
+            recorder->process_raw(samples, frames);
         }
     });
     progress_bar progress(!verbose, file.seconds());
@@ -263,16 +263,16 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
     std::vector<std::vector<int16_t>> pcm;
     while (file.read(pcm)) {
         for (uint32_t c = 0; c < file.channels(); ++c) {
-            eyes.hear(c, pcm[c].data(), pcm[c].size());
+            analysis.process(c, pcm[c].data(), pcm[c].size());
             if (recorder) {
-                recorder->hear(c, pcm[c].data(), pcm[c].size());
+                recorder->process(c, pcm[c].data(), pcm[c].size());
             }
         }
         samples += pcm.front().size();
         progress.update(static_cast<double>(samples) / kosc::SAMPLE_RATE);
     }
     progress.clear();
-    const inspection result = eyes.finish();
+    const inspection result = analysis.finish();
     const std::string heading = options.inputs.size() > 1 ? "file       " + path + "\n" : "";
     write_output(options.json ? as_json(path, result, !options.plain, verbose)
                               : heading + as_text(result, !options.plain, verbose));
@@ -282,7 +282,7 @@ exit_code inspect_one(const std::string& path, const inspect_options& options, b
     file.check_complete();
     return !result.sums.empty() || std::any_of(result.candidates.begin(), result.candidates.end(), is_read)
                ? EXIT_DONE
-               : EXIT_NONE_HEARD;
+               : EXIT_NO_MESSAGE;
 }
 
 } // namespace

@@ -13,9 +13,9 @@
 #include "audio/audio_stream.h"
 #include "audio/sound_recorder.h"
 #include "commands/commands.h"
-#include "commands/heard_text.h"
 #include "commands/listener.h"
 #include "commands/message_joiner.h"
+#include "commands/received_text.h"
 #include "commands/stop_request.h"
 #include "picture/band_meter.h"
 #include "picture/terminal.h"
@@ -44,8 +44,8 @@ public:
                  const audio_device& device, input_stream& input, bool verbose)
         : options_(options), system_(system), device_name_(device.name), input_(input),
           meter_(system.standard_error(), !verbose, input.bands()),
-          listener_(input.channels(), input.bands(), options.hearing, BEGINS_SOMEWHERE),
-          joiner_(input.channels(), options.hearing.crowd),
+          listener_(input.channels(), input.bands(), options.receiver, BEGINS_SOMEWHERE),
+          joiner_(input.channels(), options.receiver.crowd),
           collector_(options.transfers, key, [this](const std::string& sentence) { say(sentence); })
     {
         if (const std::string missing = left_out(input.rate(), options.bands); !missing.empty()) {
@@ -63,7 +63,7 @@ public:
         while (!stop_requested() && !enough() && !time_is_over()) {
             check_output_reader();
             input_.read(pcm);
-            hear(pcm);
+            receive(pcm);
             report_losses();
         }
     }
@@ -84,7 +84,7 @@ public:
 
     exit_code result() const
     {
-        return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NONE_HEARD;
+        return collector_.failed() ? EXIT_FAILED : messages_ != 0 ? EXIT_DONE : EXIT_NO_MESSAGE;
     }
 
 private:
@@ -96,7 +96,7 @@ private:
                steady_clock::now() - begun_ >= std::chrono::duration<double>(options_.seconds);
     }
 
-    void say_what_is_heard() const
+    void say_what_is_received() const
     {
         if (!meter_.enabled()) {
             system_.say("listening on " + device_name_ + ", " + std::to_string(input_.rate()) + " Hz, " +
@@ -106,30 +106,30 @@ private:
 
     bool enough() const { return options_.count != 0 && messages_ >= options_.count; }
 
-    void hear(const std::vector<std::vector<int16_t>>& pcm)
+    void receive(const std::vector<std::vector<int16_t>>& pcm)
     {
         if (pcm.front().empty()) {
             return;
         }
         if (samples_ == 0) { // devices may take long to begin
             begun_ = steady_clock::now();
-            say_what_is_heard();
+            say_what_is_received();
         }
-        const std::vector<heard_message> heard = listener_.hear(pcm);
+        const std::vector<received_message> messages = listener_.receive(pcm);
         samples_ += static_cast<int64_t>(pcm.front().size());
         last_sample_ = input_.time_of_last_sample();
-        take(heard, samples_);
-        meter_.hear(pcm.front(), meter_.enabled() ? collector_.progress(samples_, meter_.columns()) : "");
+        take(messages, samples_);
+        meter_.process(pcm.front(), meter_.enabled() ? collector_.progress(samples_, meter_.columns()) : "");
         if (recorder_) {
             recorder_->write(pcm);
         }
     }
 
     // Prints what was heard up to `end`: each channel's message at once, or one line when its channels are known.
-    void take(const std::vector<heard_message>& heard, int64_t end)
+    void take(const std::vector<received_message>& messages, int64_t end)
     {
         const bool at_once = options_.json || options_.all_channels;
-        for (const heard_message& message : heard) {
+        for (const received_message& message : messages) {
             if (taken_as_transfer(message)) {
                 continue;
             }
@@ -138,7 +138,7 @@ private:
                 print({message});
             }
         }
-        for (heard_message message; !enough() && joiner_.next(end, message); ++messages_) {
+        for (received_message message; !enough() && joiner_.next(end, message); ++messages_) {
             if (!at_once) {
                 print({message});
             }
@@ -146,7 +146,7 @@ private:
     }
 
     // Whether no more is to be done with it; a transfer is one message, whatever the number of channels that hear it.
-    bool taken_as_transfer(const heard_message& message)
+    bool taken_as_transfer(const received_message& message)
     {
         delivery delivered;
         const auto verdict = enough() ? collector::verdict::OTHER : collector_.take(message, delivered);
@@ -169,7 +169,7 @@ private:
         collector_.say_what_is_missing();
     }
 
-    void print(const heard_item& item)
+    void print(const received_item& item)
     {
         const std::chrono::duration<double> ago(static_cast<double>(samples_ - item.message.sample) /
                                                 kosc::SAMPLE_RATE);

@@ -9,20 +9,20 @@ using namespace kosc_inspect;
 
 namespace {
 
-heard_message message_of(const kosc::heard& frame, const std::string& band, uint32_t mode)
+received_message message_of(const kosc::heard& frame, const std::string& band, uint32_t mode)
 {
     const frame_quality_t& quality = frame.report.quality;
     const std::string_view bytes = frame.bytes();
-    heard_message message{frame.sample,
-                          frame.channel + 1,
-                          band,
-                          message_bytes(bytes.begin(), bytes.end()),
-                          frame.report.correlation,
-                          quality.attempts != 0,
-                          quality.snr_db,
-                          quality.drift_ppm,
-                          quality.needed,
-                          std::nullopt};
+    received_message message{frame.sample,
+                             frame.channel + 1,
+                             band,
+                             message_bytes(bytes.begin(), bytes.end()),
+                             frame.report.correlation,
+                             quality.attempts != 0,
+                             quality.snr_db,
+                             quality.drift_ppm,
+                             quality.needed,
+                             std::nullopt};
     if (const combined_report_t* const from = frame.report.combined) {
         // Alone, every channel counts itself as the first.
         const bool one_of_two = mode == KOSC_COMBINING_TOGETHER && microphones_of(*from) == 1;
@@ -37,7 +37,7 @@ heard_message message_of(const kosc::heard& frame, const std::string& band, uint
 
 } // namespace
 
-listener::listener(uint32_t channels, const band_list& bands, const hearing_options& how, bool cut)
+listener::listener(uint32_t channels, const band_list& bands, const receiver_options& how, bool cut)
     : combining_(combining_of(channels, how.combine))
 {
     kosc::receiver_settings settings;
@@ -51,23 +51,23 @@ listener::listener(uint32_t channels, const band_list& bands, const hearing_opti
     }
 }
 
-template <typename Step> std::vector<heard_message> listener::each_band(Step step)
+template <typename Step> std::vector<received_message> listener::each_band(Step step)
 {
-    std::vector<heard_message> heard;
+    std::vector<received_message> received;
     for (band_receiver& each : bands_) {
         const auto on_message = [&](const kosc::heard& frame) {
-            heard.push_back(message_of(frame, each.name, combining_));
+            received.push_back(message_of(frame, each.name, combining_));
         };
         const auto on_failed = [&](const kosc::heard&) { ++unreadable_frames_; };
         check(step(each.receiver, on_message, on_failed));
     }
-    std::stable_sort(heard.begin(), heard.end(), [](const heard_message& a, const heard_message& b) {
+    std::stable_sort(received.begin(), received.end(), [](const received_message& a, const received_message& b) {
         return std::tie(a.sample, a.channel) < std::tie(b.sample, b.channel);
     });
-    return heard;
+    return received;
 }
 
-std::vector<heard_message> listener::hear(const channels_pcm& pcm)
+std::vector<received_message> listener::receive(const channels_pcm& pcm)
 {
     return each_band([&](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
         constexpr size_t PIECE = 4096; // in turns, so that microphones are heard together
@@ -82,7 +82,7 @@ std::vector<heard_message> listener::hear(const channels_pcm& pcm)
     });
 }
 
-std::vector<heard_message> listener::finish()
+std::vector<received_message> listener::finish()
 {
     return each_band([](kosc::receiver& receiver, const auto& on_message, const auto& on_failed) {
         return receiver.finish(on_message, on_failed);

@@ -25,15 +25,15 @@ public:
     }
 
     // Takes what one channel heard; returns how many other messages wait before the one that it belongs to.
-    size_t add(const heard_message& message);
+    size_t add(const received_message& message);
 
     // Once every channel has been heard up to `samples`: takes out the next message that no channel can add to any
     // more, as its best channel heard it, which is the one with the highest signal-to-noise ratio, or correlation where
     // that is not measured. False when there is none.
-    bool next(int64_t samples, heard_message& message);
+    bool next(int64_t samples, received_message& message);
 
 private:
-    using copies = std::vector<heard_message>;
+    using copies = std::vector<received_message>;
 
     size_t channels_;
     int64_t wait_; // from where a frame starts to where no channel can add to it

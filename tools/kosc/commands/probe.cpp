@@ -153,22 +153,22 @@ public:
             response[k] *= std::conj(pattern[k]) / (std::norm(pattern[k]) + 1e-3 * strongest);
         }
         transform(&response, false);
-        heard_ = part(response, SIZE - BEFORE);
+        response_ = part(response, SIZE - BEFORE);
         noise_ = part(response, SIZE / 2);
     }
 
     // SILENCE_DB where there is nothing but noise.
     double gain_db(double low, double high) const
     {
-        const double heard = mean_power(heard_, low, high), noise = mean_power(noise_, low, high);
-        return heard > OVER_NOISE * noise ? to_db(heard - noise) : SILENCE_DB;
+        const double received = mean_power(response_, low, high), noise = mean_power(noise_, low, high);
+        return received > OVER_NOISE * noise ? to_db(received - noise) : SILENCE_DB;
     }
 
     // Over the gain that an earlier response has, where that is more than noise; at most how much it may be.
     double change_db(const path_response& earlier, double low, double high) const
     {
         const double before = earlier.gain_db(low, high);
-        const double now = std::max(mean_power(heard_, low, high), OVER_NOISE * mean_power(noise_, low, high));
+        const double now = std::max(mean_power(response_, low, high), OVER_NOISE * mean_power(noise_, low, high));
         return before > SILENCE_DB ? to_db(now) - before : 0.0;
     }
 
@@ -200,7 +200,7 @@ private:
         return power / static_cast<double>(last - first);
     }
 
-    complex_signal heard_, noise_;
+    complex_signal response_, noise_;
 };
 
 // Level of the recording from `start` on; SILENCE_DB where there is none.
@@ -268,7 +268,7 @@ uint64_t count_clipped(const signal& samples)
 {
     const std::vector<float> raw(samples.begin(), samples.end());
     kosc_inspect::clip_meter meter;
-    meter.hear(raw.data(), raw.size(), 1);
+    meter.process(raw.data(), raw.size(), 1);
     meter.finish();
     return meter.total();
 }
@@ -276,15 +276,15 @@ uint64_t count_clipped(const signal& samples)
 void count_frames(const std::vector<int16_t>& recording, probe_report& report)
 {
     constexpr bool CUT = true;
-    listener ear(1, {report.band}, {}, CUT);
-    std::vector<heard_message> heard = ear.hear({recording});
-    const std::vector<heard_message> last = ear.finish();
-    heard.insert(heard.end(), last.begin(), last.end());
+    listener receiver(1, {report.band}, {}, CUT);
+    std::vector<received_message> received = receiver.receive({recording});
+    const std::vector<received_message> last = receiver.finish();
+    received.insert(received.end(), last.begin(), last.end());
     for (uint32_t i = 0; i < PROBE_FRAMES; ++i) {
         const message_bytes sent = frame_message(i);
-        const auto found = std::find_if(heard.begin(), heard.end(),
-                                        [&](const heard_message& message) { return message.bytes == sent; });
-        if (found != heard.end()) {
+        const auto found = std::find_if(received.begin(), received.end(),
+                                        [&](const received_message& message) { return message.bytes == sent; });
+        if (found != received.end()) {
             ++report.frames_heard;
             report.frames_second_look += found->second_look_needed ? 1 : 0;
         }
@@ -325,7 +325,7 @@ probe_report analyse_probe(const std::vector<int16_t>& recording, const sound_ba
         report.noise_db = level_at(samples, 0, samples.size(), band_low, band_high);
         return report;
     }
-    report.heard = true;
+    report.sweep_found = true;
     const ptrdiff_t probe_start = *found.first - static_cast<ptrdiff_t>(SILENCE);
     report.start_seconds = static_cast<double>(probe_start) / RATE;
     const path_response first(samples, *found.first);

@@ -32,7 +32,7 @@ struct band_prospect {
 struct probe_report {
     sound_band band{};                    // of the frames
     std::vector<band_prospect> prospects; // of the bands that have a name
-    bool heard = false;           // a sweep was found; without it the fields of gains and times stay as they are
+    bool sweep_found = false;     // a sweep was found; without it the fields of gains and times stay as they are
     double start_seconds = 0.0;   // where the played sound begins in the recording; negative when before it
     double audible_gain_db = 0.0; // from 3 to 14 kHz
     double response_low = 0.0;    // Hz, below the band

@@ -16,7 +16,7 @@ std::pair<double, double> extremes(const probe_report& report)
     return {*low, *high};
 }
 
-bool nothing(const probe_report& report) { return !report.heard && report.frames_heard == 0; }
+bool nothing(const probe_report& report) { return !report.sweep_found && report.frames_heard == 0; }
 
 bool clipped(const probe_report& report)
 {
@@ -35,7 +35,7 @@ bool suppressed(const probe_report& report)
 {
     constexpr double LOSS_DB = 6.0, HUSH_DB = 10.0;
     const bool sweep_fades = report.second_sweep_gain_db < -LOSS_DB;
-    return report.heard && (sweep_fades || report.frames_change_db < -LOSS_DB || report.hush_db > HUSH_DB);
+    return report.sweep_found && (sweep_fades || report.frames_change_db < -LOSS_DB || report.hush_db > HUSH_DB);
 }
 
 // The audible part of the sweep comes through so well that the modem's band would stand out of the noise, and some of
@@ -44,7 +44,7 @@ bool low_passed(const probe_report& report)
 {
     constexpr double LOSS_DB = 35.0, SENT_DB = -10.0, CLEAR_DB = 20.0;
     const bool clear = report.audible_gain_db + SENT_DB - report.noise_db > CLEAR_DB;
-    return report.heard && clear && extremes(report).first < report.audible_gain_db - LOSS_DB;
+    return report.sweep_found && clear && extremes(report).first < report.audible_gain_db - LOSS_DB;
 }
 
 bool too_faint(const probe_report& report)
@@ -62,7 +62,7 @@ bool noisy(const probe_report& report)
 bool uneven(const probe_report& report)
 {
     constexpr double SPREAD_DB = 15.0;
-    return report.heard && extremes(report).second - extremes(report).first > SPREAD_DB;
+    return report.sweep_found && extremes(report).second - extremes(report).first > SPREAD_DB;
 }
 
 bool frames_lost(const probe_report& report) { return report.frames_heard < PROBE_FRAMES; }
@@ -103,14 +103,14 @@ probe_verdict judge(const probe_report& report)
     if (found == std::end(RULES)) {
         return {fitness::GOOD, "none", "This path is fit for use.", "Nothing needs to be done."};
     }
-    const bool most_heard = report.frames_heard * 2 > PROBE_FRAMES;
+    const bool most_decoded = report.frames_heard * 2 > PROBE_FRAMES;
     std::string sentence = found->sentence;
     const std::string stands_for_it = "BAND";
     const size_t place = sentence.find(stands_for_it);
     if (place != std::string::npos) {
         sentence.replace(place, stands_for_it.size(), kosc_inspect::edges_khz(report.band));
     }
-    return {most_heard ? fitness::USABLE : fitness::UNFIT, found->cause, sentence, found->advice};
+    return {most_decoded ? fitness::USABLE : fitness::UNFIT, found->cause, sentence, found->advice};
 }
 
 const band_prospect* best_band(const probe_report& report, fitness of_frames)

@@ -45,7 +45,7 @@ band_meter::band_meter(const band_list& bands)
                    [](const sound_band& band) { return level_meter{band}; });
 }
 
-bool band_meter::hear(const std::vector<int16_t>& pcm)
+bool band_meter::process(const std::vector<int16_t>& pcm)
 {
     for (const int16_t sample : pcm) {
         window_.push_back(sample / kosc_link::FULL_SCALE);
@@ -114,9 +114,9 @@ std::string band_meter::line(size_t columns) const
 // The cursor waits at the line's start: when the window becomes narrower, a terminal that breaks its lines anew puts
 // all of the broken line behind the cursor, where it is erased. The terminal's own wrapping is off meanwhile, for those
 // that draw bars two columns wide.
-void meter_line::hear(const std::vector<int16_t>& pcm, const std::string& instead)
+void meter_line::process(const std::vector<int16_t>& pcm, const std::string& instead)
 {
-    if (enabled() && meter_.hear(pcm)) {
+    if (enabled() && meter_.process(pcm)) {
         const std::string line = instead.empty() ? meter_.line(columns() - 1) : instead;
         show("\r\033[J\033[?7l" + line + "\033[?7h\r");
     }

@@ -25,7 +25,7 @@ class band_meter {
 public:
     explicit band_meter(const band_list& bands);
     // Takes the next samples; true when there is a new line to show.
-    bool hear(const std::vector<int16_t>& pcm);
+    bool process(const std::vector<int16_t>& pcm);
     // The spectrum around the bands as a row of bars, and of each the level of the last tenth of a second, of a single
     // one also the noise floor and the last peak that stood out of it; of these what fits into so many columns.
     std::string line(size_t columns) const;
@@ -48,7 +48,7 @@ public:
     }
 
     // `instead`, where it is not empty, is shown in the meter's place; it has up to columns().
-    void hear(const std::vector<int16_t>& pcm, const std::string& instead = "");
+    void process(const std::vector<int16_t>& pcm, const std::string& instead = "");
 
 private:
     band_meter meter_;

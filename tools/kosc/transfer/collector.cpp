@@ -34,7 +34,7 @@ collector::collector(const receive_options& options, const std::optional<secret_
     }
 }
 
-collector::verdict collector::take(const heard_message& message, delivery& delivered)
+collector::verdict collector::take(const received_message& message, delivery& delivered)
 {
     kosc_transfer_event_t event{};
     const kosc_transfer_result_t result =
@@ -64,7 +64,7 @@ collector::verdict collector::take(const heard_message& message, delivery& deliv
     }
 }
 
-void collector::note(const heard_message& message, const kosc_transfer_event_t& event)
+void collector::note(const received_message& message, const kosc_transfer_event_t& event)
 {
     const auto [place, is_new] = unfinished_.try_emplace(
         {event.id, event.needed}, unfinished{event.id, event.needed, 0, message.sample, 0, message});

@@ -39,7 +39,7 @@ struct delivery {
 struct unfinished {
     uint32_t id, needed, held;
     int64_t first_sample, last_sample; // where its messages were heard
-    heard_message first;
+    received_message first;
 };
 
 class collector {
@@ -50,7 +50,7 @@ public:
     // `say` tells what is refused. Throws when memory is short or the folder is none.
     collector(const receive_options& options, const std::optional<secret_key>& key, speaker say);
 
-    verdict take(const heard_message& message, delivery& delivered);
+    verdict take(const received_message& message, delivery& delivered);
     // What is not whole, in the order of its beginning.
     std::vector<unfinished> rest() const;
     // Tells on what is not whole, and on plain messages that a key left out.
@@ -66,7 +66,7 @@ public:
 private:
     using key_type = std::pair<uint32_t, uint32_t>; // identifier and messages needed
 
-    void note(const heard_message& message, const kosc_transfer_event_t& event);
+    void note(const received_message& message, const kosc_transfer_event_t& event);
     verdict refuse(const kosc_transfer_event_t& event, const std::string& why) const;
     verdict deliver(const kosc_transfer_event_t& event, delivery& delivered);
     void save(delivery& delivered);

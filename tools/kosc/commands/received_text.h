@@ -1,6 +1,6 @@
 // A heard message as people and programs read it; where and when it was heard is the caller's to tell.
-#ifndef KOSC_TOOL_HEARD_TEXT_H
-#define KOSC_TOOL_HEARD_TEXT_H
+#ifndef KOSC_TOOL_RECEIVED_TEXT_H
+#define KOSC_TOOL_RECEIVED_TEXT_H
 
 #include <optional>
 #include <string>
@@ -11,19 +11,19 @@
 #include "transfer/collector.h"
 
 // Something heard: a message, a payload that came whole with it, or a transfer, not whole, that began with it.
-struct heard_item {
-    const heard_message& message;
+struct received_item {
+    const received_message& message;
     const delivery* delivered = nullptr;
     const unfinished* part = nullptr;
 };
 
 // The channel, the band if wanted, and the message up to the line's end, as hex digits if wanted or if it is no text.
 // Of a payload, a text with its further lines indented and without control characters, or what became of a file.
-std::string rest_of_line(const heard_item& item, bool hex, bool band);
+std::string rest_of_line(const received_item& item, bool hex, bool band);
 
 // Adds "channel", "band", "text" and, of a message, "hex", "correlation", "snr_db", "drift_ppm" and "second_look", of
 // the others "transfer".
-void add_members(nlohmann::ordered_json& object, const heard_item& item);
+void add_members(nlohmann::ordered_json& object, const received_item& item);
 
 // Adds "text" and "hex"; both null without a message.
 void add_bytes(nlohmann::ordered_json& object, const std::optional<message_bytes>& message);

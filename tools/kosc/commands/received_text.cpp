@@ -1,4 +1,4 @@
-#include "commands/heard_text.h"
+#include "commands/received_text.h"
 
 #include <cmath>
 
@@ -42,7 +42,7 @@ std::optional<std::string> text_in(const delivery& delivered)
     return delivered.content.kind == KOSC_TRANSFER_TEXT && is_utf8(text) ? std::optional(text) : std::nullopt;
 }
 
-std::string line_of(const heard_message& message, bool hex)
+std::string line_of(const received_message& message, bool hex)
 {
     const std::string line = hex ? hex_of_message(message.bytes) : shown(message.bytes);
     if (!message.combined) {
@@ -66,7 +66,7 @@ std::string line_of(const delivery& delivered, bool hex)
     return line + (delivered.sealed ? "  [sealed]\n" : "\n");
 }
 
-void add(nlohmann::ordered_json& object, const heard_message& message)
+void add(nlohmann::ordered_json& object, const received_message& message)
 {
     add_bytes(object, message.bytes);
     if (!message.combined) {
@@ -141,13 +141,13 @@ std::string json_line(const nlohmann::ordered_json& object)
     return object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
-std::string rest_of_line(const heard_item& item, bool hex, bool band)
+std::string rest_of_line(const received_item& item, bool hex, bool band)
 {
     return "  ch " + std::to_string(item.message.channel) + "  " + (band ? item.message.band + "  " : "") +
            (item.delivered != nullptr ? line_of(*item.delivered, hex) : line_of(item.message, hex));
 }
 
-void add_members(nlohmann::ordered_json& object, const heard_item& item)
+void add_members(nlohmann::ordered_json& object, const received_item& item)
 {
     object["channel"] = item.message.channel;
     object["band"] = item.message.band;

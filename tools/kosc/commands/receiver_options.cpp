@@ -1,8 +1,8 @@
-#include "commands/hearing_options.h"
+#include "commands/receiver_options.h"
 
 #include <CLI/CLI.hpp>
 
-void add_hearing_options(CLI::App& command, hearing_options& options)
+void add_receiver_options(CLI::App& command, receiver_options& options)
 {
     auto* const plain =
         command.add_flag("--plain", options.plain, "no second look at frames that do not decode at once");
