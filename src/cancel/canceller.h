@@ -1,4 +1,5 @@
-// What was received of a decoded frame, so that it can be taken out of the samples and frames that it covers be heard.
+// What was received of a decoded frame, so that it can be taken out of the samples and frames that it covers be
+// decoded.
 //
 // The frame is made again from its bits, on the clock that it was received with, in the baseband; the impulse response
 // through which it came is estimated by regularised least squares, and both together are what was received of it.

@@ -10,7 +10,7 @@ namespace kosc {
 // model.spectrum. A block holds both whole, so that nothing but the frame's own response is cut off where delays from
 // `delays` on are left out; what another sender adds spreads over all delays. True when no stretch of `symbol_len` of
 // the `count` values received holds more in the band than the response explains, noise of power `floor` a value and a
-// share of the frame that no frame would be heard of. `first` and `second` are scratch memory of a block each;
+// share of the frame with which no frame would decode. `first` and `second` are scratch memory of a block each;
 // model.modelled is used up.
 // Source of the division, with its damping: Wiener 1949, "Extrapolation, interpolation and smoothing of stationary time
 // series".

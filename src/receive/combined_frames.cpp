@@ -8,7 +8,7 @@
 #include "platform/owned.h"
 #include "receive/found_frame.h"
 
-// A combiner and the receivers that it listens with, one for each input; it is part of all of their parameter sets.
+// A combiner and the receivers that feed it, one for each input; it is part of all of their parameter sets.
 struct combining_t {
     combiner_t* combiner; // owned
     struct {

@@ -22,8 +22,8 @@ const combined_report_t* find_combined(const soundcomm_paras_t& paras, const uin
 // Most combined messages that `data_len` samples can complete; 0 when combining is off.
 uint32_t most_combined(const soundcomm_paras_t& paras, uint32_t data_len);
 
-// These do nothing when combining is off. A block is announced, then heard in pieces; of a frame that decoded, the
-// combiner learns before it hears the next piece.
+// These do nothing when combining is off. A block is announced, then taken in pieces; of a frame that decoded, the
+// combiner learns before it takes the next piece.
 void begin_combined_block(const soundcomm_paras_t& paras, uint32_t data_len);
 void note_decoded(const soundcomm_paras_t& paras, const frame_report_t& frame);
 void combine_piece(soundcomm_context_t* ctx, const int16_t* input, uint32_t piece, result_slot_t* slot);

@@ -54,7 +54,7 @@ struct crowd_t {
     uint32_t mode; // KOSC_CROWD_...
     crowd_counts_t counts;
     kosc::canceller* canceller; // owned
-    uint8_t* messages;          // owned; those of all heard frames
+    uint8_t* messages;          // owned; those of all delivered frames
     kosc::crowd_track track[KOSC_MAX_TRACKS];
 };
 
@@ -63,7 +63,7 @@ namespace kosc {
 // Null is ignored.
 void free_crowd(crowd_t* crowd);
 
-// Forgets what was heard: samples are counted anew, or were lost.
+// Forgets what was received: samples are counted anew, or were lost.
 void reset_crowd(soundcomm_paras_t* paras);
 
 // Gives every prepared track's buffer the history that a crowd needs; without it, with a warning, the crowd is switched

@@ -242,7 +242,7 @@ bool is_complete(const search& s, const heard_frame& h, reach far)
 }
 
 // Cancels the next frame that is due, within its prefix; true when samples have changed. Only when none is left so, one
-// with its tail: a long response can explain much of another frame that is alike, which must have been heard before.
+// with its tail: a long response can explain much of another frame that is alike, which must have been decoded before.
 bool cancel_next(const search& s)
 {
     if (s.ctx->rx_paras->second_look == nullptr) {

@@ -12,8 +12,8 @@ inline bool has_room(const result_part_t& part, uint32_t msg_len)
 }
 
 // Decodes the iterator's frame, files it in `slot`, and reports it to whoever asked for that. Returns the report; its
-// message lies in the track's cache. A frame that was recovered before, or is `early` and heard before, is neither
-// filed nor reported again.
+// message lies in the track's cache. A frame that was recovered before, or is `early` and was delivered before, is
+// neither filed nor reported again.
 frame_report_t decode_found(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot,
                             const sync_iter& iter, const double* samples, bool early);
 
@@ -23,8 +23,8 @@ inline bool decodes_at_once(const frame_report_t& frame) { return frame.verdict 
 // Counts a decoded frame in `slot`, with its message where that has room.
 void file_decoded(const frame_report_t& frame, result_slot_t* slot);
 
-// Its parts, for a search that knows by itself what it has heard: decodes the iterator's frame into the track's cache,
-// and files and reports what came of it.
+// Its parts, for a search that knows by itself what it has delivered: decodes the iterator's frame into the track's
+// cache, and files and reports what came of it.
 frame_report_t examine_found(const soundcomm_context_t& ctx, const receive_track_t* entry, const sync_iter& iter,
                              const double* samples);
 void deliver_found(const soundcomm_context_t& ctx, const frame_report_t& frame, result_slot_t* slot);

@@ -7,7 +7,7 @@
 
 namespace kosc {
 
-// A frame as one microphone heard it, and the work area to search it with.
+// A frame as one microphone received it, and the work area to search it with.
 struct heard_frame {
     drift_search_t* search;
     const double* samples;
