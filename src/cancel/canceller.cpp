@@ -159,6 +159,9 @@ bool is_alone(canceller* c, const cancel_job& job)
     return is_explained(delays, count, c->band.symbol_len, job.floor / 2, c->phasors, c->resent, &m);
 }
 
+// In each round the weights and the noise follow from what the response before leaves, the prior from that response and
+// its uncertainty, and from these the response anew: expectation maximisation, which impulse_response.h has the parts
+// of.
 const double* estimate_received(canceller* c, const cancel_job& job, frame_clock* clock)
 {
     response_model& m = c->model;

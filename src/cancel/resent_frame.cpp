@@ -33,6 +33,8 @@ struct place {
     kom_complex factor; // of the first subcarrier, with mixing and fade; 0 where nothing is sent
 };
 
+// A value n samples behind the found start is exp(-j*w*n) * fade * sum over k of symbol[k]*exp(j*2*pi*(sc_start_idx +
+// k)*(u - cp_len)/symbol_len), where u is the time in its symbol by the clock, and w the band's middle.
 place find_place(const soundcomm_paras_t& paras, const baseband& b, const double* sent, const frame_clock& clock,
                  uint32_t m)
 {
