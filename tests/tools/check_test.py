@@ -88,6 +88,10 @@ def main(kosc):
             found = json.loads(out)
             named = [found["verdict"], found["cause"], found["best_band"]]
             assert named == expected and code == (named[0] == "unfit"), (index, expected, code, out)
+        played[len(played) // 2:] = 0
+        write(f"{folder}/half.wav", with_room(played))
+        out = subprocess.run([kosc, "check", "--recording", "half.wav"], capture_output=True, text=True, cwd=folder)
+        assert "second sweep missing, " in out.stdout, out
 
 
 main(sys.argv[1])

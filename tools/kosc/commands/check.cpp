@@ -148,9 +148,10 @@ std::string as_text(const probe_report& report, const probe_verdict& verdict, do
                   kosc_inspect::edges_khz(report.band, " to ").c_str());
     lines += text("clipping     %llu samples\n", static_cast<unsigned long long>(report.clipped_samples));
     if (report.sweep_found) {
-        lines += report.second_sweep_gain_db
-                     ? text("steadiness   second sweep %+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
-                     : "steadiness   second sweep missing";
+        lines += "steadiness   second sweep ";
+        lines += report.second_sweep_gain_db > SILENCE_DB ? text("%+.1f dB", rounded(report.second_sweep_gain_db, 10.0))
+                 : std::isnan(report.second_sweep_gain_db) ? "in noise"
+                                                           : "missing";
         lines += text(", last frame %+.1f dB, room during frames %+.1f dB\n", rounded(report.frames_change_db, 10.0),
                       rounded(-report.hush_db, 10.0));
         lines += text("clocks       %+.0f ppm apart\n", report.stretch_ppm);

@@ -7,6 +7,7 @@
 #ifndef KOSC_TOOL_PROBE_H
 #define KOSC_TOOL_PROBE_H
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -40,8 +41,8 @@ struct probe_report {
     double noise_db = 0.0;        // in band
     double signal_db = 0.0;       // of the frames, in band
     // Of the second sweep over the first, in band or audible, whichever is less; SILENCE_DB: the second is missing,
-    // though the first was clear.
-    double second_sweep_gain_db = 0.0;
+    // though the first was clear; not a number: noise may have covered the second.
+    double second_sweep_gain_db = NAN;
     double frames_change_db = 0.0; // from the first frame to the last, in band
     double hush_db = 0.0;          // how much fainter the room's sounds from 0.3 to 1.5 kHz are during the frames
     double stretch_ppm = 0.0;      // time from sweep to sweep in the recording over that in the sound, less 1
