@@ -28,7 +28,7 @@ void free_combiner(combiner_t* combiner);
 // other by more than that and what is kept of sound has missed some: it goes on in step.
 void begin_block(uint32_t input, uint64_t count, combiner_t* combiner);
 
-// Listens to `count` samples, and hands out what they complete.
+// Takes `count` samples, and hands out what they complete.
 void feed_combiner(uint32_t input, const int16_t* samples, uint32_t count, take_recovered take, void* user,
                    combiner_t* combiner);
 

@@ -15,17 +15,17 @@ using combiner_ptr = owned<combiner_t, free_combiner>;
 // The frame layout that the search is made for; the band is free.
 bool is_supported(const soundcomm_cfg_t& cfg, const frame_struct_t& frame)
 {
-    const soundcomm_cfg_t& own = *soundcomm_default_cfg();
+    const soundcomm_cfg_t& usual = *soundcomm_default_cfg();
     const conv_code_cfg& conv = cfg.channel_code_cfg.paras.conv;
-    const conv_code_cfg& own_conv = own.channel_code_cfg.paras.conv;
+    const conv_code_cfg& usual_conv = usual.channel_code_cfg.paras.conv;
     const ofdm_cfg& ofdm = cfg.ofdm_cfg;
-    return cfg.msg_byte_len == own.msg_byte_len && cfg.crc_cfg.bits == own.crc_cfg.bits &&
-           cfg.crc_cfg.group == own.crc_cfg.group && cfg.crc_cfg.put_crc == own.crc_cfg.put_crc &&
-           cfg.channel_code_cfg.type == own.channel_code_cfg.type && conv.constraint == own_conv.constraint &&
-           conv.polynomial_num == own_conv.polynomial_num && ofdm.symbol_len == own.ofdm_cfg.symbol_len &&
-           ofdm.cp_len == own.ofdm_cfg.cp_len && ofdm.sc_num == own.ofdm_cfg.sc_num && ofdm.papr == own.ofdm_cfg.papr &&
-           cfg.fade_cfg.len == own.fade_cfg.len && frame.symbols == WEAK_SYMBOLS &&
-           frame.pilot_symbols == WEAK_PILOTS && frame.bits == 8 * BLOCK_BYTES;
+    return cfg.msg_byte_len == usual.msg_byte_len && cfg.crc_cfg.bits == usual.crc_cfg.bits &&
+           cfg.crc_cfg.group == usual.crc_cfg.group && cfg.crc_cfg.put_crc == usual.crc_cfg.put_crc &&
+           cfg.channel_code_cfg.type == usual.channel_code_cfg.type && conv.constraint == usual_conv.constraint &&
+           conv.polynomial_num == usual_conv.polynomial_num && ofdm.symbol_len == usual.ofdm_cfg.symbol_len &&
+           ofdm.cp_len == usual.ofdm_cfg.cp_len && ofdm.sc_num == usual.ofdm_cfg.sc_num &&
+           ofdm.papr == usual.ofdm_cfg.papr && cfg.fade_cfg.len == usual.fade_cfg.len &&
+           frame.symbols == WEAK_SYMBOLS && frame.pilot_symbols == WEAK_PILOTS && frame.bits == 8 * BLOCK_BYTES;
 }
 
 // Hands out the arrays of one block, each at a multiple of 32 bytes; with no block it only counts.

@@ -27,7 +27,7 @@ namespace kosc {
 
 constexpr uint32_t BLOCK_BYTES = WEAK_MSG_LEN + 4; // a message and its CRCs
 
-// What the first `count` frames in `fresh` say, alone and with those kept, is handed out; else they are kept.
+// What the first `count` frames in `fresh` decode to, alone and with those kept, is handed out; else they are kept.
 void take_fresh(uint32_t count, combiner_t* combiner);
 
 } // namespace kosc

@@ -211,13 +211,13 @@ bool regroup(group_decoder* decoder, frame_group* group)
     for (uint32_t w = 0; w < WINDOWS; ++w) {
         bool window[WEAK_BITS] = {};
         mark_bits(w * WINDOW_BITS, WINDOW_BITS, decoder->decoder, window);
-        double own = 0.0;
+        double in_window = 0.0;
         uint32_t bits = 0;
         for (uint32_t j = 0; j < WEAK_BITS; ++j) {
-            own += window[j] ? support[j] : 0.0;
+            in_window += window[j] ? support[j] : 0.0;
             bits += window[j] ? 1 : 0;
         }
-        if (own / bits < CONTESTED * total / WEAK_BITS) {
+        if (in_window / bits < CONTESTED * total / WEAK_BITS) {
             ++contested;
             mark_bits(w * WINDOW_BITS, WINDOW_BITS, decoder->decoder, among);
         }

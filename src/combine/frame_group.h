@@ -1,4 +1,4 @@
-// Which frames carry the same message, and what their sum says.
+// Which frames carry the same message, and what their sum decodes to.
 #ifndef KOSC_COMBINE_FRAME_GROUP_H
 #define KOSC_COMBINE_FRAME_GROUP_H
 

@@ -43,11 +43,11 @@ void make_pilot(const float_fft& fft, const double* sent, double early, float_po
 // Spectra of the segment's blocks, and one over the energy of each position's window.
 void prepare(const microphone& input, uint64_t first, uint32_t e, frame_search* search)
 {
-    auto& own = search->scratch->input[e];
+    auto& work = search->scratch->input[e];
     const uint32_t mask = input.raw_len / DECIMATION - 1;
     float_points spare;
     for (uint32_t b = 0; b < SEARCH_BLOCKS; ++b) {
-        float_points* const block = &own.spectrum[b];
+        float_points* const block = &work.spectrum[b];
         for (uint32_t i = 0; i < FLOAT_FFT_LEN; ++i) {
             const uint32_t at = (first + uint64_t{b} * SEARCH_BLOCK + i) & mask;
             block->re[i] = input.re[at];
@@ -67,7 +67,7 @@ void prepare(const microphone& input, uint64_t first, uint32_t e, frame_search* 
     }
     for (uint32_t i = 0; i < SEARCH_SPAN; ++i) {
         constexpr double SCALE = double{FLOAT_FFT_LEN} * FLOAT_FFT_LEN; // of a transform there and back, squared
-        own.inverse_energy[i] = static_cast<float>(1 / (SCALE * std::max(energy, LEAST)));
+        work.inverse_energy[i] = static_cast<float>(1 / (SCALE * std::max(energy, LEAST)));
         energy = std::max(energy + power_at(first + i + SEARCH_PILOT_LEN) - power_at(first + i), 0.0);
     }
 }
@@ -77,19 +77,19 @@ void prepare(const microphone& input, uint64_t first, uint32_t e, frame_search* 
 // rate each of them has sinc(1/4) of the peak's amplitude, so that the sum's power is (2*sinc(1/4))^2 of it.
 void correlate(const frame_search& search, uint32_t e, uint32_t blocks, const float_points& pilot, int bins, float* out)
 {
-    const auto& own = search.scratch->input[e];
+    const auto& work = search.scratch->input[e];
     constexpr float BETWEEN = 1 / 3.2423F;
     float_points c;
     float_points spare;
     for (uint32_t b = 0; b < blocks; ++b) {
-        const float_points& s = own.spectrum[b];
+        const float_points& s = work.spectrum[b];
         for (uint32_t k = 0; k < FLOAT_FFT_LEN; ++k) {
             const uint32_t p = (k - static_cast<uint32_t>(bins)) & (FLOAT_FFT_LEN - 1);
             c.re[k] = s.re[k] * pilot.re[p] + s.im[k] * pilot.im[p];
             c.im[k] = s.im[k] * pilot.re[p] - s.re[k] * pilot.im[p];
         }
         transform_back(search.fft, &c, &spare);
-        const float* const inverse = own.inverse_energy + size_t{b} * SEARCH_BLOCK;
+        const float* const inverse = work.inverse_energy + size_t{b} * SEARCH_BLOCK;
         float* const row = out + size_t{2} * b * SEARCH_BLOCK;
         for (uint32_t i = 0; i < SEARCH_BLOCK; ++i) {
             const float re = c.re[i] + c.re[i + 1];

@@ -96,21 +96,21 @@ void find_changes(const soft_decoder& decoder, uint32_t part, uint32_t byte, byt
     all->changed[0][1] = 0;
     for (uint32_t value = 1; value <= UINT8_MAX; ++value) {
         const uint32_t others = value & (value - 1);
-        uint64_t* const own = all->changed[value];
+        uint64_t* const change_bits = all->changed[value];
         if (others != 0) {
             for (uint32_t w = 0; w < 2; ++w) {
-                own[w] = all->changed[others][w] ^ all->changed[value ^ others][w];
+                change_bits[w] = all->changed[others][w] ^ all->changed[value ^ others][w];
             }
             continue;
         }
         const uint8_t change[HALF_BYTES] = {static_cast<uint8_t>(value)}; // nothing behind it, to the half's end
         const uint16_t crc = crc_update(0, change, HALF_BYTES - byte);
         const uint8_t crc_change[] = {static_cast<uint8_t>(crc >> BYTE_BITS), static_cast<uint8_t>(crc)};
-        own[0] = 0;
-        own[1] = 0;
-        encode_change(decoder, (part * HALF_BYTES + byte) * BYTE_BITS, change, 1, 0, all->place, own);
+        change_bits[0] = 0;
+        change_bits[1] = 0;
+        encode_change(decoder, (part * HALF_BYTES + byte) * BYTE_BITS, change, 1, 0, all->place, change_bits);
         encode_change(decoder, (FIRST_CRC + part) * WINDOW_BITS, crc_change, sizeof crc_change, byte_changes::OF_BYTE,
-                      all->place, own);
+                      all->place, change_bits);
     }
 }
 

@@ -54,14 +54,14 @@ uint32_t list_paths(const uint8_t* bits, const group_decoder& d, path* paths)
     uint32_t count = 0;
     for (uint32_t end = 0; end < WEAK_STEPS && count < MAX_PATHS; ++end) {
         uint8_t changes[WEAK_STEPS] = {};
-        path own{find_rival(*d.decoder.viterbi, bits, end, changes), end, 0.0F, 0};
-        if (own.first == NO_RIVAL) {
+        path found{find_rival(*d.decoder.viterbi, bits, end, changes), end, 0.0F, 0};
+        if (found.first == NO_RIVAL) {
             continue;
         }
-        own.odds = odds_of(changes, own.first, end, d);
-        if (own.odds < MARGIN) {
-            own.syndrome = syndrome_of(changes);
-            paths[count++] = own;
+        found.odds = odds_of(changes, found.first, end, d);
+        if (found.odds < MARGIN) {
+            found.syndrome = syndrome_of(changes);
+            paths[count++] = found;
         }
     }
     return count;

@@ -16,7 +16,7 @@ constexpr double LEAST_COHERENCE[MAX_INPUTS] = {0.15, 0.14};
 
 constexpr int8_t LARGEST = 127;
 
-// Of a frame's symbols: see heard_frame. What lies near a prefix's ends is faded, an echo's, or another symbol's.
+// Of a frame's symbols: see microphone_frame. What lies near a prefix's ends is faded, an echo's, or another symbol's.
 kom_complex correlate_prefixes(const microphone& input, const soundcomm_paras_t& paras, double start, double rate)
 {
     constexpr uint32_t FIRST = 6; // baseband samples of a prefix
@@ -104,7 +104,7 @@ uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input
     const soundcomm_paras_t& paras = *maker->paras;
     const uint32_t length = paras.frame.frame_length;
     const frame_clock hypothesis = make_clock(paras, found.rate, 0.0);
-    heard_frame heard[MAX_INPUTS];
+    microphone_frame received[MAX_INPUTS];
     for (uint32_t e = 0; e < input_num; ++e) {
         // The clock's anchor lies where the receiver's own search would have found the frame, on the ambiguity ridge;
         // this search knows the drift and has found the true start.
@@ -115,10 +115,10 @@ uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input
         frame_channel view = maker->channel;
         view.samples = maker->samples[e];
         take_frame(view.samples, &view);
-        heard[e] = {maker->search[e], maker->samples[e],
-                    correlate_prefixes(*inputs[e], paras, found.start[e], found.rate), 0.0};
+        received[e] = {maker->search[e], maker->samples[e],
+                       correlate_prefixes(*inputs[e], paras, found.start[e], found.rate), 0.0};
     }
-    const drift_t drift = find_drift_near(found.rate, REACH, heard, input_num);
+    const drift_t drift = find_drift_near(found.rate, REACH, received, input_num);
     if (!(drift.coherence >= LEAST_COHERENCE[input_num - 1])) {
         return 0;
     }
@@ -131,7 +131,7 @@ uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input
         frame->input = input_numbers[e];
         frame->start = found.start[e];
         frame->rate = clock.rate_at(length / 2.0);
-        frame->coherence = heard[e].coherence;
+        frame->coherence = received[e].coherence;
         take_received(maker, frame);
     }
     return input_num;

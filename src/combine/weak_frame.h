@@ -8,8 +8,8 @@
 
 namespace kosc {
 
-// A heard frame. Its numbers are kept in 8 bits: of received values the rounding lies 40 dB below them, of ratios it is
-// a twentieth.
+// A received frame. Its numbers are kept in 8 bits: of received values the rounding lies 40 dB below them, of ratios it
+// is a twentieth.
 struct weak_frame {
     bool used;
     uint32_t input;
@@ -39,7 +39,7 @@ struct weak_frame_maker {
 // `length` samples from `start` on, rounded; false when the ring does not hold them all.
 bool fetch_samples(const microphone& input, double start, uint32_t length, double* samples);
 
-// Listens to a candidate: finds its drift, and fills a frame for each input. Their number; 0 where too little of the
+// Examines a candidate: finds its drift, and fills a frame for each input. Their number; 0 where too little of the
 // pilots' energy adds up or the samples are not there.
 uint32_t take_weak_frames(const microphone* const* inputs, const uint32_t* input_numbers, uint32_t input_num,
                           const candidate& found, weak_frame_maker* maker, weak_frame* frames);

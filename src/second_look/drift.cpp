@@ -335,7 +335,7 @@ uint32_t drift_search_find(drift_search_t* search, const double* frame, drift_t*
 
 namespace kosc {
 
-drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t frame_num)
+drift_t find_drift_near(double rate, double reach, microphone_frame* frames, uint32_t frame_num)
 {
     const auto coarse = [](double r) { return std::clamp(r / COARSE_STEP + COARSE_REACH, 0.0, COARSE_NUM - 1.0); };
     // A change of rate moves the outer pilots' rates by half of what it amounts to along the frame.

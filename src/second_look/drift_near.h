@@ -8,7 +8,7 @@
 namespace kosc {
 
 // A frame as one microphone received it, and the work area to search it with.
-struct heard_frame {
+struct microphone_frame {
     drift_search_t* search;
     const double* samples;
     kom_complex prefixes; // sum over the symbols of end times conjugate prefix, at the middle of the band, over their
@@ -24,7 +24,7 @@ struct heard_frame {
 // turn one pilot against the next by a whole circle: 642 ppm apart in the near-ultrasonic band. The prefixes tell,
 // whose turn is four times less. Source: van de Beek, Sandell and Borjesson 1997, "ML estimation of time and frequency
 // offset in OFDM systems".
-drift_t find_drift_near(double rate, double reach, heard_frame* frames, uint32_t frame_num);
+drift_t find_drift_near(double rate, double reach, microphone_frame* frames, uint32_t frame_num);
 
 } // namespace kosc
 
