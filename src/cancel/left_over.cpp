@@ -7,6 +7,7 @@
 #include "math/complex_ops.h"
 #include "math/constants.h"
 #include "math/fft_bins.h"
+#include "math/simd.h"
 
 namespace kosc {
 namespace {
@@ -22,37 +23,41 @@ constexpr double LEAST_SHARE = 0.003;   // of the frame's power: quieter frames 
 void take_leakage_out(double offset, const double* values, uint32_t sc_num, double* out)
 {
     std::copy_n(values, size_t{2} * sc_num, out);
-    for (uint32_t d = 1; d < sc_num; ++d) {
-        const double share = offset / d;
-        for (uint32_t k = 2 * d; k < 2 * sc_num; ++k) {
-            out[k - 2 * d] -= share * values[k];
-            out[k] += share * values[k - 2 * d];
+    for (uint32_t d = 1; d < sc_num && offset != 0.0; ++d) {
+        const simd share = broadcast(offset / d);
+        for (uint32_t k = 2 * d; k < 2 * sc_num; k += 2) {
+            store_simd(out + k - 2 * d, load_simd(out + k - 2 * d) - share * load_simd(values + k));
+            store_simd(out + k, load_simd(out + k) + share * load_simd(values + k - 2 * d));
         }
     }
 }
 
-// The channel that symbol `i` went through: received times conj(sent), which has unit power on every subcarrier.
-bool measure_symbol(const soundcomm_paras_t& paras, const double* samples, const double* sent, const frame_clock& clock,
-                    uint32_t i, double* spare, double* out)
+// Where symbol `i` is transformed.
+double window_at(const soundcomm_paras_t& paras, const frame_clock& clock, uint32_t i)
+{
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const double half = (ofdm.symbol_len - 1) / 2.0;
+    const double last = static_cast<double>(paras.frame.frame_length) - ofdm.symbol_len;
+    return std::clamp(std::round(clock.received_time(window_start(paras.cfg, i) + half) - half), 0.0, last);
+}
+
+// The channel that symbol `i`, whose bins were taken from sample `first` on, went through by a clock: received times
+// conj(sent), which has unit power on every subcarrier.
+void find_channel(const soundcomm_paras_t& paras, const double* bins, double first, const double* sent,
+                  const frame_clock& clock, uint32_t i, double* out)
 {
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const double half = (ofdm.symbol_len - 1) / 2.0;
     const double unit = 2 * PI / ofdm.symbol_len;
-    const double start = window_start(paras.cfg, i);
-    const double last = static_cast<double>(paras.frame.frame_length) - ofdm.symbol_len;
-    const double first = std::clamp(std::round(clock.received_time(start + half) - half), 0.0, last);
-    if (!fft_real_bins(samples + static_cast<size_t>(first), ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num, spare)) {
-        return false;
-    }
     const double middle = ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0;
-    take_leakage_out(clock.rate_at(first + half) * middle, spare, ofdm.sc_num, out);
-    const double lag = unit * (start - (clock.sent_time(first + half) - half));
+    take_leakage_out(clock.rate_at(first + half) * middle, bins, ofdm.sc_num, out);
+    const double lag = unit * (window_start(paras.cfg, i) - (clock.sent_time(first + half) - half));
     rotate(lag * ofdm.sc_start_idx, lag, ofdm.sc_num, out);
+    const double* const known = sent + size_t{2} * ofdm.sc_num * i;
     for (uint32_t k = 0; k < ofdm.sc_num; ++k) {
-        const kom_complex known = load(sent, k);
-        store(out, k, load(out, k) * kom_complex{known.re, -known.im});
+        const kom_complex conj = {known[2 * k], -known[2 * k + 1]};
+        store(out, k, load(out, k) * conj);
     }
-    return true;
 }
 
 kom_complex inner_product(const double* a, const double* b, uint32_t count)
@@ -74,32 +79,48 @@ void add_turned(const double* from, kom_complex by, uint32_t count, double* to)
     }
 }
 
-// How far the phase moves from a symbol to the next.
-double mean_step(const double* rows, uint32_t symbols, uint32_t sc_num)
+// Transforms all symbols into `rows`, and says how far the channel's phase moves by `clock` from a symbol to the next.
+// Two rows behind the symbols' are scratch memory. False where the transform is none that the tables serve.
+bool measure_symbols(const soundcomm_paras_t& paras, const double* samples, const double* sent,
+                     const frame_clock& clock, double* rows, double* step)
 {
+    const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
+    const size_t row = size_t{2} * ofdm.sc_num;
+    double* before = rows + row * paras.frame.symbols;
+    double* channel = before + row;
     kom_complex sum = {0.0, 0.0};
-    for (uint32_t i = 0; i + 1 < symbols; ++i) {
-        const double* const own = rows + size_t{2} * sc_num * i;
-        sum = sum + inner_product(own + size_t{2} * sc_num, own, sc_num);
+    for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
+        const double first = window_at(paras, clock, i);
+        double* const bins = rows + row * i;
+        if (!fft_real_bins(samples + static_cast<size_t>(first), ofdm.symbol_len, ofdm.sc_start_idx, ofdm.sc_num,
+                           bins)) {
+            return false;
+        }
+        find_channel(paras, bins, first, sent, clock, i, channel);
+        if (i > 0) {
+            sum = sum + inner_product(channel, before, ofdm.sc_num);
+        }
+        std::swap(before, channel);
     }
-    return std::atan2(sum.im, sum.re);
+    *step = std::atan2(sum.im, sum.re);
+    return true;
 }
 
 // What is left of a symbol's measurement c against the mean response h of all, turned to fit best, is
-// |c|^2 - |<c, h>|^2 / |h|^2.
-left_over compare_symbols(const soundcomm_paras_t& paras, const double* samples, const double* sent,
+// |c|^2 - |<c, h>|^2 / |h|^2. `rows`, transformed by the clock `before`, become the channels.
+left_over compare_symbols(const soundcomm_paras_t& paras, const double* sent, const frame_clock& before,
                           const frame_clock& clock, double floor, double* rows)
 {
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const uint32_t sc_num = ofdm.sc_num;
     const size_t row = size_t{2} * sc_num;
     double* const joint = rows + row * paras.frame.symbols;
+    double* const bins = joint + row;
     std::fill_n(joint, row, 0.0);
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         double* const own = rows + row * i;
-        if (!measure_symbol(paras, samples, sent + row * i, clock, i, joint + row, own)) {
-            return left_over::MORE;
-        }
+        std::copy_n(own, row, bins);
+        find_channel(paras, bins, window_at(paras, before, i), sent, clock, i, own);
         add_turned(own, inner_product(own, joint, sc_num), sc_num, joint);
     }
     const double joint_energy = inner_product(joint, joint, sc_num).re;
@@ -134,15 +155,15 @@ left_over compare_symbols(const soundcomm_paras_t& paras, const double* samples,
 left_over find_left_over(const soundcomm_paras_t& paras, const double* samples, const double* sent, double floor,
                          double* scratch, frame_clock* clock)
 {
-    const left_over found = compare_symbols(paras, samples, sent, *clock, floor, scratch);
-    if (found == left_over::NOTHING) {
-        return found;
+    const frame_clock before = *clock;
+    double step = 0.0;
+    if (!measure_symbols(paras, samples, sent, before, scratch, &step)) {
+        return left_over::MORE;
     }
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const double middle = 2 * PI * (ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0) / ofdm.symbol_len;
-    const double step = mean_step(scratch, paras.frame.symbols, ofdm.sc_num);
     clock->rate += step / (middle * (ofdm.symbol_len + ofdm.cp_len));
-    return compare_symbols(paras, samples, sent, *clock, floor, scratch);
+    return compare_symbols(paras, sent, before, *clock, floor, scratch);
 }
 
 } // namespace kosc
