@@ -14,7 +14,7 @@ namespace {
 
 constexpr double FILTER_GUARD = 5.0;    // spacings that the receiver's filter passes beside the subcarriers
 constexpr double MORE_THAN_NOISE = 2.0; // times the floor: what is left in one symbol scatters that much
-constexpr double ROOM_SHARE = 0.2;      // of the frame's power, that a room leaves at most
+constexpr double ROOM_SHARE = 0.3;      // of the frame's power, that a room leaves at most
 constexpr double ROOM_SPREAD = 4.0;     // from symbol to symbol
 constexpr double LEAST_SHARE = 0.003;   // of the frame's power: quieter frames below it would not decode
 
@@ -107,9 +107,10 @@ bool measure_symbols(const soundcomm_paras_t& paras, const double* samples, cons
 }
 
 // What is left of a symbol's measurement c against the mean response h of all, turned to fit best, is
-// |c|^2 - |<c, h>|^2 / |h|^2. `rows`, transformed by the clock `before`, become the channels.
+// |c|^2 - |<c, h>|^2 / |h|^2. `rows`, transformed by the clock `before`, become the channels. Unless more is left than
+// of a room, `slope` receives that of the line through the phases of all <c, h>.
 left_over compare_symbols(const soundcomm_paras_t& paras, const double* sent, const frame_clock& before,
-                          const frame_clock& clock, double floor, double* rows)
+                          const frame_clock& clock, double floor, double* rows, double* slope)
 {
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const uint32_t sc_num = ofdm.sc_num;
@@ -130,6 +131,8 @@ left_over compare_symbols(const soundcomm_paras_t& paras, const double* sent, co
     left_over found = left_over::NOTHING;
     double least = INFINITY; // of all symbols but the first, before which nothing was sent
     double most = 0.0;
+    double turned = 0.0; // sum of phases, each times its place in symbols from the middle
+    double squares = 0.0;
     for (uint32_t i = 0; i < paras.frame.symbols; ++i) {
         const double* const own = rows + row * i;
         const double all = inner_product(own, own, sc_num).re;
@@ -137,15 +140,19 @@ left_over compare_symbols(const soundcomm_paras_t& paras, const double* sent, co
         const double explained =
             joint_energy > 0.0 ? (common.re * common.re + common.im * common.im) / joint_energy : 0.0;
         const double left = all - explained;
+        const double place = i - (paras.frame.symbols - 1) / 2.0;
+        turned += place * std::atan2(common.im, common.re);
+        squares += place * place;
         most = std::max(most, left);
         least = i > 0 ? std::min(least, left) : least;
-        if (left > ROOM_SHARE * explained) {
+        if (left > MORE_THAN_NOISE * noise * sc_num + ROOM_SHARE * explained) {
             return left_over::MORE;
         }
         if (left > MORE_THAN_NOISE * noise * sc_num + LEAST_SHARE * explained) {
             found = left_over::AS_OF_A_ROOM;
         }
     }
+    *slope = turned / squares;
     return found == left_over::AS_OF_A_ROOM && most > ROOM_SPREAD * least ? left_over::MORE : found;
 }
 
@@ -162,8 +169,12 @@ left_over find_left_over(const soundcomm_paras_t& paras, const double* samples, 
     }
     const ofdm_cfg& ofdm = paras.cfg.ofdm_cfg;
     const double middle = 2 * PI * (ofdm.sc_start_idx + (ofdm.sc_num - 1) / 2.0) / ofdm.symbol_len;
-    clock->rate += step / (middle * (ofdm.symbol_len + ofdm.cp_len));
-    return compare_symbols(paras, sent, before, *clock, floor, scratch);
+    const double per_symbol = 1.0 / (middle * (ofdm.symbol_len + ofdm.cp_len));
+    clock->rate += step * per_symbol;
+    double slope = 0.0;
+    const left_over found = compare_symbols(paras, sent, before, *clock, floor, scratch, &slope);
+    clock->rate += slope * per_symbol;
+    return found;
 }
 
 } // namespace kosc

@@ -12,7 +12,7 @@ constexpr uint32_t EARLY = 128;         // delays before the first value: what a
 constexpr uint32_t BAND_END = 512;      // bin: the subcarriers take half of the spectrum
 constexpr uint32_t EDGE = 16;           // bins at either end of the band, where cutting off delays leaves most
 constexpr double LEAST_NOISE = 1e-4;    // of what was received, which is taken to be noise at least
-constexpr double MORE_THAN_NOISE = 3.0; // times the floor: what is left of one symbol scatters that much
+constexpr double MORE_THAN_NOISE = 2.2; // times the floor: what is left of two symbols scatters that much
 constexpr double LEAST_SHARE = 0.005;   // of the frame's power: quieter frames below it would not decode
 static_assert(BAND_END == BLOCK_LEN / 4);
 
@@ -85,8 +85,8 @@ bool is_explained(uint32_t delays, uint32_t count, uint32_t symbol_len, double f
     keep_band(EDGE, first);
     transform_block(m->fft, first, second);
     const double most = MORE_THAN_NOISE * floor + LEAST_SHARE * received / BLOCK_LEN / count;
-    for (uint32_t from = LEAD; from < count; from += symbol_len) {
-        const uint32_t length = std::min(symbol_len, count - from);
+    const uint32_t length = 2 * symbol_len;
+    for (uint32_t from = LEAD; from + length <= count; from += symbol_len) {
         if (sum_power(second + size_t{2} * from, length) > most * length) {
             return false;
         }
