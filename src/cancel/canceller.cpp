@@ -153,7 +153,7 @@ bool is_alone(canceller* c, const cancel_job& job)
     const uint32_t delays = c->delays[1];
     const uint32_t count = c->band.frame_len + delays;
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
-    mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);
+    mix_down(c->band, c->band.brief, job.filtered, count, c->phasors, m.received, c->present);
     resend_frame(*c->paras, c->band, job.sent, job.clock, c->resent);
     set_frame(c->resent, c->band.frame_len, &m);
     return is_explained(delays, count, c->band.symbol_len, job.floor / 2, c->phasors, c->resent, &m);
@@ -169,7 +169,7 @@ const double* estimate_received(canceller* c, const cancel_job& job, frame_clock
     const uint32_t count = c->band.frame_len + delays;
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
     std::fill_n(m.weight, BLOCK_LEN, 0.0);
-    mix_down(c->band, job.samples, count, c->phasors, m.received, c->present);
+    mix_down(c->band, c->band.sharp, job.samples, count, c->phasors, m.received, c->present);
     resend(job, c, clock);
     set_frame(c->resent, c->band.frame_len, &m);
     double noise = weigh_symbols(count, c);

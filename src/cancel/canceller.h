@@ -40,9 +40,10 @@ cancel_span span_of(const canceller& c, reach far);
 struct cancel_job {
     const double* sent; // its symbols, rows of sc_num complex values
     frame_surroundings samples;
-    frame_clock clock; // as it was decoded
-    bool clock_known;  // it is exact: estimated in an earlier job
-    double floor;      // mean power of a sample behind the receiver's filter, of noise alone
+    frame_surroundings filtered; // the same behind the receiver's filter
+    frame_clock clock;           // as it was decoded
+    bool clock_known;            // it is exact: estimated in an earlier job
+    double floor;                // mean power of a sample behind the receiver's filter, of noise alone
     reach far;
 };
 

@@ -210,10 +210,11 @@ bool cancel(const search& s, reach far, heard_frame* h)
     data_container* const c = s.buffer;
     const auto start = static_cast<int64_t>(h->start - s.front); // as a position
     encode_message(h->msg, &look->decoder, look->sent);
-    const double* const from_start = c->data->begin + (start + c->history_length);
+    const int64_t first = -static_cast<int64_t>(c->history_length) - start;
+    const int64_t end = static_cast<int64_t>(vector_size(c->corrcoef)) - start;
     const cancel_job job = {look->sent,
-                            {from_start, -static_cast<int64_t>(c->history_length) - start,
-                             static_cast<int64_t>(vector_size(c->corrcoef)) - start},
+                            {c->data->begin - first, first, end},
+                            {c->filtered_data->begin - first, first, end},
                             h->clock,
                             h->clock_known,
                             floor_of(s.state->floor),
