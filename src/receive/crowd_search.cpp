@@ -20,6 +20,7 @@ constexpr uint32_t FLOOR_STEP = 64;        // positions between two looks at the
 constexpr uint32_t FLOOR_SAMPLES = 480000; // of a stretch, ten seconds at 48 kHz
 constexpr double QUIET = 3.0;              // times the floor
 constexpr double QUIET_SHARE = 0.1;        // of a frame's power
+constexpr double SILENT = 1.6;             // times the floor, which is the least of many windows
 constexpr uint32_t SETTLING = 64;          // samples behind an estimate's span that should be there
 
 // A track's search in one call.
@@ -273,10 +274,17 @@ bool cancel_next(const search& s)
     return false;
 }
 
+// What began before the last two frames is needed once what covers it has been cancelled. It still sounds a window
+// later: where that is silent, nothing is kept of it, and less is moved whenever the buffer is full.
 void drop_oldest(const search& s)
 {
-    const uint32_t size = vector_size(s.buffer->corrcoef);
-    const uint32_t keep = crowd_history(*s.ctx->rx_paras);
+    const soundcomm_paras_t& paras = *s.ctx->rx_paras;
+    const data_container& c = *s.buffer;
+    const uint32_t size = vector_size(c.corrcoef);
+    const uint32_t two_frames = 2 * paras.frame.frame_length + PEAK_REACH + SETTLING;
+    const bool silent = size > two_frames && c.data_norm->begin[size - two_frames + c.history_length] <=
+                                                 SILENT * floor_of(s.state->floor) * c.history_length;
+    const uint32_t keep = silent ? two_frames : crowd_history(paras);
     remove_oldest(s.buffer, size > keep ? size - keep : 0);
 }
 
