@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "math/simd.h"
+
 namespace kosc {
 namespace {
 
@@ -16,14 +18,14 @@ bool is_greatest(const double* values, uint32_t size, uint32_t at)
     return above_earlier && std::all_of(values + at, values + last + 1, [=](double v) { return v <= value; });
 }
 
-// Whether a value of a stretch exceeds the threshold; without branches, for the vectoriser.
+// Whether a value of a stretch exceeds the threshold.
 bool any_above(const double* values, double threshold)
 {
-    uint64_t above = 0;
-    for (uint32_t i = 0; i < STRETCH; ++i) {
-        above |= static_cast<uint64_t>(values[i] > threshold);
+    auto above = load_simd(values) > broadcast(threshold);
+    for (uint32_t i = SIMD_LANES; i < STRETCH; i += SIMD_LANES) {
+        above |= load_simd(values + i) > broadcast(threshold);
     }
-    return above != 0;
+    return (above[0] | above[1]) != 0;
 }
 
 } // namespace
