@@ -36,6 +36,8 @@ struct search {
 
 uint64_t distance(uint64_t a, uint64_t b) { return a > b ? a - b : b - a; }
 
+bool cancels(const search& s) { return s.crowd->mode == KOSC_CROWD_CANCEL && s.ctx->rx_paras->second_look != nullptr; }
+
 uint32_t remembered(uint32_t count, uint32_t ring) { return std::min(count, ring); }
 
 // Looks at the power of the positions that came since the last look.
@@ -127,20 +129,32 @@ bool began_in_silence(const search& s, uint64_t start)
 
 void remember_heard(const search& s, const frame_report_t& frame)
 {
-    const soundcomm_paras_t& paras = *s.ctx->rx_paras;
     heard_frame& h = s.state->heard[s.state->heard_num++ % HEARD_FRAMES];
     uint8_t* const msg = h.msg;
     std::memcpy(msg, frame.msg, frame.msg_len);
-    const bool cancel = s.crowd->mode == KOSC_CROWD_CANCEL && paras.second_look != nullptr;
-    const frame_clock clock = clock_of(paras, frame.quality);
-    h = {frame.sample, clock, clock, false, 0, cancel, false, began_in_silence(s, frame.sample), false, msg};
+    const frame_clock clock = clock_of(*s.ctx->rx_paras, frame.quality);
+    h = {frame.sample, clock, clock, false, 0, cancels(s), false, began_in_silence(s, frame.sample), false, msg};
+}
+
+// Whether most of a frame would lie under one that was heard and has not been found to have company. Such peaks are
+// that frame's own symbols and echoes, and would cost a second look each; if not, it will be cancelled, and they are
+// searched again.
+bool belongs_to_heard(const search& s, uint64_t start)
+{
+    bool belongs = false;
+    for (uint32_t i = 0; i < remembered(s.state->heard_num, HEARD_FRAMES); ++i) {
+        const heard_frame& h = s.state->heard[i];
+        belongs = belongs || (h.cancelled == 0 && start > h.start && start - h.start < s.buffer->frame_length / 2);
+    }
+    return belongs && cancels(s);
 }
 
 // Tries the frame whose pilot ends at a position.
 void try_peak(const search& s, uint32_t position)
 {
     bool first = true;
-    if (!remember_try(s, s.front + position, &first)) {
+    if (belongs_to_heard(s, s.front + position - (s.buffer->sync_length - 1)) ||
+        !remember_try(s, s.front + position, &first)) {
         return;
     }
     ++s.crowd->counts.tried;
