@@ -15,31 +15,7 @@ constexpr double FRAME_SECONDS = kosc::FRAME_SAMPLES / SAMPLE_RATE;
 
 kosc::context_ptr make_modem(uint32_t first_subcarrier, uint32_t second_look, uint32_t crowd)
 {
-    soundcomm_cfg_t cfg;
-    soundcomm_cfg_for_band(first_subcarrier, &cfg);
-    return kosc::make_receiving_context(second_look, cfg, crowd);
-}
-
-band band_of(uint32_t first_subcarrier)
-{
-    constexpr double SPACING = 46.875; // Hz
-    return {first_subcarrier * SPACING, (first_subcarrier + 63) * SPACING};
-}
-
-std::vector<uint8_t> random_message(random_source* random)
-{
-    std::vector<uint8_t> bytes(kosc::MESSAGE_BYTES);
-    for (uint8_t& byte : bytes) {
-        byte = static_cast<uint8_t>(random->bits() >> 56);
-    }
-    return bytes;
-}
-
-signal encode(const soundcomm_context_t& ctx, const std::vector<uint8_t>& bytes)
-{
-    signal frame(kosc::FRAME_SAMPLES);
-    soundcomm_encode(ctx.tx_paras, bytes.data(), kosc::MESSAGE_BYTES, frame.data(), kosc::FRAME_SAMPLES);
-    return frame;
+    return kosc::make_receiving_context(second_look, configure(first_subcarrier), crowd);
 }
 
 // To unit power of the frame.
@@ -52,9 +28,9 @@ void normalise(signal* heard)
 signal pass(surroundings where, signal frame, double ppm, random_source* random)
 {
     if (where == surroundings::ECHOES) {
-        frame = apply_taps(frame, {{0, 1.0}, {48, 0.7}, {130, 0.5}});
+        frame = with_echoes(frame);
     } else if (where == surroundings::ROOM) {
-        frame = convolve(frame, room_response({0.2, 0.001, 6.0, SAMPLE_RATE}, random));
+        frame = in_small_room(frame, random);
     }
     if (where != surroundings::CLEAN) {
         frame = drift(frame, ppm, ppm, 0, 0);
@@ -70,6 +46,13 @@ void mix(const signal& part, double gain, size_t at, signal* into)
     for (size_t k = 0; k < part.size(); ++k) {
         (*into)[at + k] += gain * part[k];
     }
+}
+
+// Adds noise, `snr_db` below what a frame of the level `rms` has in the band.
+void record(signal* sound, double rms, double snr_db, random_source* random, crowd_recording* recording)
+{
+    add_noise(sound, noise_variance(rms * rms, snr_db, band_of(recording->first_subcarrier), SAMPLE_RATE), random);
+    recording->pcm = to_pcm(*sound);
 }
 
 // Of this thread's processor time.
@@ -112,9 +95,7 @@ crowd_recording make_overlap(const overlap& o, uint64_t seed)
         recording.sent.push_back(message);
     }
     sound.resize(sound.size() + 2 * size_t{kosc::FRAME_SAMPLES});
-    const double quietest = LOUDEST_RMS * from_db(-o.step_db * (o.senders - 1));
-    add_noise(&sound, noise_variance(quietest * quietest, o.snr_db, band_of(o.first_subcarrier), SAMPLE_RATE), &random);
-    recording.pcm = to_pcm(sound);
+    record(&sound, LOUDEST_RMS * from_db(-o.step_db * (o.senders - 1)), o.snr_db, &random, &recording);
     return recording;
 }
 
@@ -163,9 +144,7 @@ crowd_recording make_random_access(const random_access& r, uint64_t seed)
         mix(heard, sender.gain, message.start, &sound);
         recording.sent.push_back(message);
     }
-    const double quietest = LOUDEST_RMS * from_db(-r.levels_db);
-    add_noise(&sound, noise_variance(quietest * quietest, r.snr_db, band_of(r.first_subcarrier), SAMPLE_RATE), &random);
-    recording.pcm = to_pcm(sound);
+    record(&sound, LOUDEST_RMS * from_db(-r.levels_db), r.snr_db, &random, &recording);
     return recording;
 }
 
@@ -184,9 +163,7 @@ crowd_recording make_frames_apart(const frames_apart& f, uint64_t seed)
         recording.sent.push_back(message);
     }
     sound.resize(sound.size() + APART);
-    add_noise(&sound, noise_variance(LOUDEST_RMS * LOUDEST_RMS, f.snr_db, band_of(f.first_subcarrier), SAMPLE_RATE),
-              &random);
-    recording.pcm = to_pcm(sound);
+    record(&sound, LOUDEST_RMS, f.snr_db, &random, &recording);
     return recording;
 }
 

@@ -4,8 +4,7 @@
 
 #include <string>
 
-#include "channels.h"
-#include "kosc/kosc.hpp"
+#include "link.h"
 
 namespace kosc_link {
 

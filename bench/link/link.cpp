@@ -14,8 +14,6 @@ constexpr size_t TAIL = 256; // behind the frame, for the search to complete and
 
 signal keep(const signal& frame, band, random_source*) { return frame; }
 
-signal with_echoes(const signal& frame) { return apply_taps(frame, {{0, 1.0}, {48, 0.7}, {130, 0.5}}); }
-
 template <int Ppm> signal with_drift(const signal& frame, band, random_source*) { return drift(frame, Ppm, Ppm, 0, 0); }
 
 signal any_drift(const signal& frame, band, random_source* random)
@@ -34,14 +32,13 @@ signal near_echoes(const signal& frame, band, random_source*)
     return apply_taps(frame, {{0, 1.0}, {9, 0.6}, {31, 0.4}});
 }
 
-signal small_room(const signal& frame, band, random_source* random)
-{
-    return convolve(frame, room_response({0.2, 0.001, 6.0, SAMPLE_RATE}, random));
-}
+signal small_room(const signal& frame, band, random_source* random) { return in_small_room(frame, random); }
 
 signal walking(const signal& frame, band, random_source*) { return drift(frame, 1500, 2500, 0, frame.size()); }
 
 signal phone(const signal& frame, band where, random_source*) { return roll_off(frame, where, 12.0, SAMPLE_RATE); }
+
+} // namespace
 
 soundcomm_cfg_t configure(uint32_t first_subcarrier)
 {
@@ -50,7 +47,36 @@ soundcomm_cfg_t configure(uint32_t first_subcarrier)
     return cfg;
 }
 
-} // namespace
+band band_of(uint32_t first_subcarrier)
+{
+    const ofdm_cfg ofdm = configure(first_subcarrier).ofdm_cfg;
+    const double spacing = SAMPLE_RATE / ofdm.symbol_len;
+    return {spacing * ofdm.sc_start_idx, spacing * (ofdm.sc_start_idx + ofdm.sc_num - 1)};
+}
+
+std::vector<uint8_t> random_message(random_source* random)
+{
+    std::vector<uint8_t> bytes(kosc::MESSAGE_BYTES);
+    for (uint8_t& byte : bytes) {
+        byte = static_cast<uint8_t>(random->bits() >> 56);
+    }
+    return bytes;
+}
+
+signal encode(const soundcomm_context_t& ctx, const std::vector<uint8_t>& message)
+{
+    signal frame(kosc::FRAME_SAMPLES);
+    soundcomm_encode(ctx.tx_paras, message.data(), static_cast<uint32_t>(message.size()), frame.data(),
+                     kosc::FRAME_SAMPLES);
+    return frame;
+}
+
+signal with_echoes(const signal& frame) { return apply_taps(frame, {{0, 1.0}, {48, 0.7}, {130, 0.5}}); }
+
+signal in_small_room(const signal& frame, random_source* random)
+{
+    return convolve(frame, room_response({0.2, 0.001, 6.0, SAMPLE_RATE}, random));
+}
 
 const std::vector<link_channel>& link_channels()
 {
@@ -80,27 +106,20 @@ const link_channel* find_channel(const std::string& name)
 }
 
 link_modem::link_modem(uint32_t first_subcarrier, const sounds* others)
-    : ctx_{kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, configure(first_subcarrier))}, others_{others}
+    : ctx_{kosc::make_receiving_context(KOSC_SECOND_LOOK_ON, configure(first_subcarrier))},
+      where_{band_of(first_subcarrier)}, others_{others}
 {
-    const ofdm_cfg& ofdm = ctx_->tx_paras->cfg.ofdm_cfg;
-    const double spacing = SAMPLE_RATE / ofdm.symbol_len;
-    where_ = {spacing * ofdm.sc_start_idx, spacing * (ofdm.sc_start_idx + ofdm.sc_num - 1)};
-    message_.resize(ctx_->tx_paras->cfg.msg_byte_len);
 }
 
 signal link_modem::transmit(const link_channel& channel, uint64_t seed)
 {
     random_ = random_source{seed};
-    for (uint8_t& byte : message_) {
-        byte = static_cast<uint8_t>(random_.bits() >> 56);
-    }
-    const auto length = static_cast<uint32_t>(ctx_->tx_paras->frame.frame_length);
-    signal frame(length);
-    soundcomm_encode(ctx_->tx_paras, message_.data(), static_cast<uint32_t>(message_.size()), frame.data(), length);
+    message_ = random_message(&random_);
+    const signal frame = encode(*ctx_, message_);
     lead_in_ = MIN_LEAD_IN + random_.bits() % (MAX_LEAD_IN - MIN_LEAD_IN);
     signal heard = channel.apply(frame, where_, &random_);
-    scale(&heard, RECORDED_RMS / std::sqrt(mean_power(heard, 0, length)));
-    heard.resize(length + TAIL);
+    scale(&heard, RECORDED_RMS / std::sqrt(mean_power(heard, 0, frame.size())));
+    heard.resize(frame.size() + TAIL);
     heard.insert(heard.begin(), lead_in_, 0.0);
     return heard;
 }

@@ -9,6 +9,18 @@
 
 namespace kosc_link {
 
+// The modem of a band, and where its subcarriers lie.
+soundcomm_cfg_t configure(uint32_t first_subcarrier);
+band band_of(uint32_t first_subcarrier);
+
+std::vector<uint8_t> random_message(random_source* random);
+
+signal encode(const soundcomm_context_t& ctx, const std::vector<uint8_t>& message);
+
+signal with_echoes(const signal& frame); // at 48 and 130 samples
+
+signal in_small_room(const signal& frame, random_source* random); // RT60 0.2 s, 6 dB of direct sound over the tail
+
 // What is heard beside the frame. White noise is measured within the modem's band, other sounds over all frequencies
 // and all of their time.
 enum class noise { WHITE, SPEECH, MUSIC };

@@ -16,19 +16,13 @@ using message = std::vector<uint8_t>;
 
 std::vector<message> make_messages(const repeat_setup& setup, random_source* random)
 {
-    message first(kosc::MESSAGE_BYTES);
-    for (uint8_t& byte : first) {
-        byte = static_cast<uint8_t>(random->bits() >> 56);
-    }
-    std::vector<message> all(setup.messages, first);
+    std::vector<message> all(setup.messages, random_message(random));
     for (uint32_t i = 1; i < setup.messages; ++i) {
         const auto n = static_cast<uint8_t>(i);
         message& m = all[i];
         switch (setup.kind) {
         case difference::RANDOM:
-            for (uint8_t& byte : m) {
-                byte = static_cast<uint8_t>(random->bits() >> 56);
-            }
+            m = random_message(random);
             break;
         case difference::FOUR_BYTES: // two in either half
             m[5] = static_cast<uint8_t>(m[5] ^ (1 + n));
@@ -55,8 +49,7 @@ std::vector<message> make_messages(const repeat_setup& setup, random_source* ran
 
 signal echoes_at(const signal& frame, uint32_t microphone)
 {
-    return apply_taps(frame, microphone == 0 ? std::vector<tap>{{0, 1.0}, {48, 0.7}, {130, 0.5}}
-                                             : std::vector<tap>{{0, 1.0}, {61, 0.7}, {113, 0.5}});
+    return microphone == 0 ? with_echoes(frame) : apply_taps(frame, {{0, 1.0}, {61, 0.7}, {113, 0.5}});
 }
 
 // Clicks of a millisecond of noise, 20 times a second.
@@ -97,11 +90,8 @@ signal make_beside(const repeat_setup& setup, size_t length, random_source* rand
 repeat_trial::repeat_trial(const repeat_setup& setup, uint64_t seed) : setup_{setup}
 {
     random_source random{seed * 1000003 + 17};
-    soundcomm_cfg_t cfg;
-    soundcomm_cfg_for_band(setup.first_subcarrier, &cfg);
     const auto encoder = kosc::encoder::make(setup.first_subcarrier);
-    const double spacing = SAMPLE_RATE / cfg.ofdm_cfg.symbol_len;
-    where_ = {spacing * setup.first_subcarrier, spacing * (setup.first_subcarrier + cfg.ofdm_cfg.sc_num - 1)};
+    where_ = band_of(setup.first_subcarrier);
     messages_ = make_messages(setup, &random);
     lead_ = static_cast<uint32_t>(13000 + random.bits() % 9000);
     period_ = FRAME + setup.gap;
