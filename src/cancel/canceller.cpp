@@ -155,7 +155,8 @@ bool is_alone(canceller* c, const cancel_job& job)
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
     mix_down(c->band, c->band.brief, job.filtered, count, c->phasors, m.received, c->present);
     resend_frame(*c->paras, c->band, job.sent, job.clock, c->resent);
-    set_frame(c->resent, c->band.frame_len, &m);
+    std::fill(c->resent + size_t{2} * c->band.frame_len, c->resent + 2 * BLOCK_LEN, 0.0);
+    transform_block(m.fft, c->resent, m.spectrum);
     return is_explained(delays, count, c->band.symbol_len, job.floor / 2, c->phasors, c->resent, &m);
 }
 

@@ -16,7 +16,7 @@ namespace {
 using crowd_ptr = owned<crowd_t, free_crowd>;
 
 // Room for new samples in front of the history, in frames: enough that the history is seldom moved.
-constexpr double ROOM_FRAMES = 0.75;
+constexpr double ROOM_FRAMES = 0.85;
 
 void clear_track(crowd_track* track)
 {
