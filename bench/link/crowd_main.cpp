@@ -232,7 +232,7 @@ void costs(const options& wanted)
                         10 * wanted.trials, seconds);
             for (uint32_t i = wanted.first_listener; i < std::size(LISTENERS); ++i) {
                 const heard_crowd& sum = sums[i];
-                std::printf(" | %s %u, %u tried, %u cancelled, latency %.0f, at most %.0f ms, %.2f ms a second (%.2f)",
+                std::printf(" | %s %u, %u tried, %u cancelled, latency %.2f, at most %.2f ms, %.2f ms a second (%.2f)",
                             LISTENERS[i].name, sum.delivered, sum.counts.tried, sum.counts.cancelled,
                             1e3 * sum.latency / std::max(sum.delivered, 1U), 1e3 * sum.worst_latency,
                             sum.milliseconds / seconds, sum.milliseconds / sums[wanted.first_listener].milliseconds);
