@@ -17,7 +17,7 @@ namespace kosc {
 struct canceller {
     const soundcomm_paras_t* paras;
     baseband band;
-    uint32_t delays[2]; // by reach
+    uint32_t delays[3]; // by reach
     clock_scratch clock;
     response_model model;
     double resent[2 * BLOCK_LEN];
@@ -30,14 +30,17 @@ namespace {
 
 using canceller_ptr = owned<canceller, free_canceller>;
 
-constexpr uint32_t TAIL_SAMPLES = 4320; // delays behind the start that a room's tail takes, 90 ms at 48 kHz
+constexpr uint32_t TAIL_SAMPLES = 3000; // delays behind the start that are estimated, 62 ms at 48 kHz
+constexpr uint32_t ROOM_SAMPLES = 4320; // that a room's tail takes, 90 ms
 constexpr int CLOCK_ROUNDS = 3;         // at most, of making the frame again and refining its clock
 constexpr double CLOCK_SETTLED = 0.002; // radians at the frame's ends
 constexpr uint32_t STEPS[] = {6, 6, 9}; // of the solver in each round of prior and response
 constexpr double NOISE_MARGIN = 2.0;    // noise over the quietest symbol's at which values keep their whole weight
 constexpr double LEAST_NOISE = 1e-9;    // power of a baseband value, where samples count to 32768
 
-uint32_t baseband_len(const canceller& c, reach far) { return c.band.frame_len + c.delays[far == reach::TAIL]; }
+uint32_t delays_of(const canceller& c, reach far) { return c.delays[static_cast<int>(far)]; }
+
+uint32_t baseband_len(const canceller& c, reach far) { return c.band.frame_len + delays_of(c, far); }
 
 double power_of_difference(const double* a, const double* b, size_t k)
 {
@@ -122,6 +125,7 @@ canceller* make_canceller(const soundcomm_paras_t& paras)
     const uint32_t room = std::min(BLOCK_LEN - c->band.frame_len, MAX_DELAYS);
     c->delays[0] = LEAD + paras.cfg.ofdm_cfg.cp_len / c->band.decimation;
     c->delays[1] = std::min(room, std::max(c->delays[0], LEAD + TAIL_SAMPLES / c->band.decimation));
+    c->delays[2] = std::min(room, std::max(c->delays[0], LEAD + ROOM_SAMPLES / c->band.decimation));
     c->samples = alloc_array<double>(uint64_t{baseband_len(*c, reach::TAIL)} * c->band.decimation);
     return c->samples != nullptr ? c.release() : nullptr;
 }
@@ -150,7 +154,7 @@ left_over find_company(canceller* c, const cancel_job& job, frame_clock* clock)
 bool is_alone(canceller* c, const cancel_job& job)
 {
     response_model& m = c->model;
-    const uint32_t delays = c->delays[1];
+    const uint32_t delays = delays_of(*c, reach::ROOM);
     const uint32_t count = c->band.frame_len + delays;
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
     mix_down(c->band, c->band.brief, job.filtered, count, c->phasors, m.received, c->present);
@@ -166,7 +170,7 @@ bool is_alone(canceller* c, const cancel_job& job)
 const double* estimate_received(canceller* c, const cancel_job& job, frame_clock* clock)
 {
     response_model& m = c->model;
-    const uint32_t delays = c->delays[job.far == reach::TAIL];
+    const uint32_t delays = delays_of(*c, job.far);
     const uint32_t count = c->band.frame_len + delays;
     std::fill_n(m.received, 2 * BLOCK_LEN, 0.0);
     std::fill_n(m.weight, BLOCK_LEN, 0.0);

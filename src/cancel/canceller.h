@@ -25,8 +25,9 @@ bool suits_canceller(const soundcomm_paras_t& paras);
 // Null is ignored.
 void free_canceller(canceller* c);
 
-// How far the impulse response is looked for: within the prefix, or with the tail of a room.
-enum class reach { PREFIX, TAIL };
+// How far the impulse response is looked for: within the prefix, or with so much of a room's tail as can be told from
+// other frames that lie over it; ROOM is all of the tail, of a frame that is alone.
+enum class reach { PREFIX, TAIL, ROOM };
 
 // Which samples around a found start an estimate covers: `count` from `first` on.
 struct cancel_span {

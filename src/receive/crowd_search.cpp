@@ -267,7 +267,7 @@ bool cancel_next(const search& s)
     const uint32_t count = remembered(s.state->heard_num, HEARD_FRAMES);
     for (uint32_t i = 0; i < count; ++i) {
         heard_frame& h = s.state->heard[i];
-        if (h.due && h.start >= s.front && is_complete(s, h, h.waits ? reach::TAIL : reach::PREFIX)) {
+        if (h.due && h.start >= s.front && is_complete(s, h, h.waits ? reach::ROOM : reach::PREFIX)) {
             h.due = false;
             const bool first = h.cancelled == 0;
             if (cancel(s, reach::PREFIX, &h)) {
@@ -307,7 +307,7 @@ void drop_oldest(const search& s)
 uint32_t crowd_history(const soundcomm_paras_t& paras)
 {
     // When a frame has been cancelled with its tail, those that begin up to a frame before it are searched again.
-    return span_of(*paras.crowd->canceller, reach::TAIL).count + paras.frame.frame_length + PEAK_REACH + SETTLING;
+    return span_of(*paras.crowd->canceller, reach::ROOM).count + paras.frame.frame_length + PEAK_REACH + SETTLING;
 }
 
 void decode_crowd(soundcomm_context_t* ctx, receive_track_t* entry, result_slot_t* slot)
