@@ -35,7 +35,6 @@ constexpr uint32_t ROOM_SAMPLES = 4320; // that a room's tail takes, 90 ms
 constexpr int CLOCK_ROUNDS = 3;         // at most, of making the frame again and refining its clock
 constexpr double CLOCK_SETTLED = 0.002; // radians at the frame's ends
 constexpr uint32_t STEPS[] = {6, 6, 9}; // of the solver in each round of prior and response
-constexpr double NOISE_MARGIN = 2.0;    // noise over the quietest symbol's at which values keep their whole weight
 constexpr double LEAST_NOISE = 1e-9;    // power of a baseband value, where samples count to 32768
 
 uint32_t delays_of(const canceller& c, reach far) { return c.delays[static_cast<int>(far)]; }
@@ -48,14 +47,15 @@ double power_of_difference(const double* a, const double* b, size_t k)
     return e.re * e.re + e.im * e.im;
 }
 
-// Gives the values weights by what the model leaves of the symbol in whose time they lie: those of pilots none, because
-// another frame's aligned pilots would be taken for this one's; those with more than twice the quietest data symbol's
-// noise in inverse proportion. Returns the noise of a value of weight 1.
-double weigh_symbols(uint32_t count, canceller* c)
+// Gives the values weights by what the model leaves of the symbol in whose time they lie, in inverse proportion, 1
+// those of the quietest data symbol. Unless `pilots`, those of pilots have none: of a frame that begins within the
+// response's reach, they would be taken for this one's echo. Returns the noise of a value of weight 1.
+double weigh_symbols(uint32_t count, bool pilots, canceller* c)
 {
     response_model& m = c->model;
     const uint32_t length = c->band.symbol_len;
     const uint32_t symbols = c->paras->frame.symbols;
+    const auto is_pilot = [&](uint32_t i) { return i < symbols && frame_symbol_at(*c->paras, i).is_pilot; };
     double* const noise = c->phasors; // scratch; one value a stretch of a symbol's length
     double least = INFINITY;
     for (uint32_t i = 0; i * length < count; ++i) {
@@ -66,17 +66,16 @@ double weigh_symbols(uint32_t count, canceller* c)
             sum += power_of_difference(m.received, m.modelled, k);
         }
         noise[i] = sum / (end - first);
-        if (i < symbols && !frame_symbol_at(*c->paras, i).is_pilot) {
+        if (i < symbols && !is_pilot(i)) {
             least = std::min(least, noise[i]);
         }
     }
     least = std::max(least, LEAST_NOISE);
     for (uint32_t k = 0; k < count; ++k) {
         const uint32_t i = k < LEAD ? 0 : (k - LEAD) / length;
-        const bool pilot = i < symbols && frame_symbol_at(*c->paras, i).is_pilot;
-        m.weight[k] = pilot ? 0.0 : c->present[k] * std::min(NOISE_MARGIN * least / std::max(noise[i], least), 1.0);
+        m.weight[k] = is_pilot(i) && !pilots ? 0.0 : c->present[k] * least / std::max(noise[i], least);
     }
-    return NOISE_MARGIN * least;
+    return least;
 }
 
 // Energy of the frame as sent, by the weights of the values that it is received in.
@@ -177,7 +176,7 @@ const double* estimate_received(canceller* c, const cancel_job& job, frame_clock
     mix_down(c->band, c->band.sharp, job.samples, count, c->phasors, m.received, c->present);
     resend(job, c, clock);
     set_frame(c->resent, c->band.frame_len, &m);
-    double noise = weigh_symbols(count, c);
+    double noise = weigh_symbols(count, false, c);
     for (size_t round = 0; round < std::size(STEPS); ++round) {
         const double energy = weighted_energy(*c);
         if (!(energy > 0.0)) {
@@ -190,7 +189,8 @@ const double* estimate_received(canceller* c, const cancel_job& job, frame_clock
             renew_prior(delays, energy, noise, &m);
         }
         solve_response(delays, noise, STEPS[round], &m);
-        noise = weigh_symbols(count, c);
+        // What could be taken for an echo was heard before a tail is estimated, or shows in what the model leaves.
+        noise = weigh_symbols(count, job.far == reach::TAIL, c);
     }
     mix_up(c->band, count, c->phasors, m.modelled, c->samples);
     return c->samples;

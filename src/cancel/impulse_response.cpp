@@ -10,8 +10,12 @@ namespace kosc {
 namespace {
 
 constexpr double CONVERGED = 1e-6;  // of the residual's energy
-constexpr uint32_t SMOOTHING = 4;   // neighbours on either side that a tap's expected power is smoothed over
-constexpr double LEAST_PRIOR = 0.5; // of what noise alone makes of a tap
+constexpr double LEAST_PRIOR = 0.1; // of what noise alone makes of a tap
+// Neighbours on either side that a tap's expected power is smoothed over: a share of its delay, within bounds. A room's
+// tail is smooth, and what a single late tap shows is mostly other frames.
+constexpr int64_t REACH_SHARE = 4;
+constexpr int64_t LEAST_REACH = 4;
+constexpr int64_t MOST_REACH = 48;
 constexpr double SMALLEST = 1e-30;
 
 double power(kom_complex z) { return z.re * z.re + z.im * z.im; }
@@ -54,16 +58,20 @@ double inner_product(const double* a, const double* b, uint32_t count)
     return (sums[0] + sums[1]) + (sums[2] + sums[3]);
 }
 
-// Powers of the taps, smoothed by a triangle, into `out`.
+// Powers of the taps, smoothed by triangles, into the first half of `out`; its second half is scratch memory.
 void smooth_powers(const double* taps, uint32_t delays, double* out)
 {
-    const int64_t reach = SMOOTHING;
+    double* const powers = out + MAX_DELAYS;
+    for (uint32_t d = 0; d < delays; ++d) {
+        powers[d] = power(load(taps, d));
+    }
     for (int64_t d = 0; d < delays; ++d) {
+        const int64_t reach = std::clamp(d / REACH_SHARE, LEAST_REACH, MOST_REACH);
         double sum = 0.0;
         double weights = 0.0;
         for (int64_t at = std::max(d - reach, int64_t{0}); at <= std::min<int64_t>(d + reach, delays - 1); ++at) {
             const auto w = static_cast<double>(reach + 1 - std::llabs(at - d));
-            sum += w * power(load(taps, static_cast<size_t>(at)));
+            sum += w * powers[at];
             weights += w;
         }
         out[d] = sum / weights;
