@@ -1,8 +1,8 @@
 #include "cancel/canceller.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <iterator>
 
 #include "cancel/impulse_response.h"
 #include "cancel/lone_frame.h"

@@ -1,8 +1,8 @@
 #include "combine/known_messages.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <iterator>
 
 namespace kosc {
 

@@ -1,8 +1,8 @@
 #include "kosc/bands.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <iterator>
 
 #include "kosc/config.h"
 #include "log/log_macros.h"
