@@ -1,5 +1,5 @@
 """The commands that work on sound devices, and the example that does, on virtual ones: `live_test.py <kosc>
-<pulseaudio> <duplex> [brief]`, where no file is carried when brief.
+<pulseaudio> <duplex>`.
 
 A sound server of its own plays into null sinks, whose monitors are the microphones; it needs no sound card, and none
 of the user's settings are touched.
@@ -308,7 +308,7 @@ def carry_a_file(server: Server, kosc: str, folder: Path) -> None:
 
 
 def main() -> None:
-    kosc, pulseaudio, duplex, *brief = sys.argv[1:]
+    kosc, pulseaudio, duplex = sys.argv[1:]
     with tempfile.TemporaryDirectory(prefix="kosc") as folder:
         server = Server(pulseaudio, Path(folder))
         try:
@@ -317,10 +317,9 @@ def main() -> None:
                                  stdout=subprocess.PIPE)
             listen_to_pair(server, kosc, Path(folder))
             with ThreadPoolExecutor() as pool: # beside each other, which keeps hardly a processor busy
-                carried = None if brief else pool.submit(carry_a_file, server, kosc, Path(folder))
+                carried = pool.submit(carry_a_file, server, kosc, Path(folder))
                 talk(server, kosc)
-                if carried:
-                    carried.result()
+                carried.result()
             report = json.loads(check.communicate(timeout=TIMEOUT)[0])
             expect("check's verdict", (report["verdict"], report["cause"], report["frames_heard"]), ("good", "none", 6))
 
