@@ -14,6 +14,7 @@ namespace {
 constexpr int LEARNING_STEPS = 4;
 constexpr double LEAST_POWER = 0.05; // of an echo's, as a share of what it had if all were alike
 constexpr double DELAYS_IN_PREFIX = 32;
+static_assert(MAX_RANK % (2 * SIMD_LANES) == 0, "rows of the covariance are filled by two registers at once");
 
 // covariance = sum of power * echo * echo^T, plus `noise` on the diagonal; the lower half.
 void build_covariance(double noise, learnt_channel* l)
@@ -23,7 +24,6 @@ void build_covariance(double noise, learnt_channel* l)
         for (uint32_t j = 0; j < ECHO_DELAYS; ++j) {
             weighted[j] = l->power[j] * l->echo[j][r];
         }
-        static_assert(MAX_RANK % (2 * SIMD_LANES) == 0, "rows are filled by two registers at once");
         for (uint32_t c = 0; c <= r; c += 2 * SIMD_LANES) {
             simd sum[2] = {};
             for (uint32_t j = 0; j < ECHO_DELAYS; ++j) {
